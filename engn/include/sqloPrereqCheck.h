@@ -1,0 +1,558 @@
+/*
+ * kvxprereqcheck: does this host meet the prerequisites of a product level?
+ *
+ * The one public header: types, tables, run settings, message numbers, statuses and every operation with its
+ * contract, in one section for each subsystem. The program is single-threaded, runs once and ends; all state is
+ * process-global and lives until the exit.
+ *
+ * Conventions: an operation returns an int status, 0 for success. Texts are NUL-terminated and never changed unless
+ * said otherwise. A "field" is a character array of a record that a long text may fill to its last byte, without a
+ * terminator; whoever reads one is bounded by the field.
+ */
+#ifndef SQLO_PREREQ_CHECK_H
+#define SQLO_PREREQ_CHECK_H
+
+#include <stdio.h>
+#include <sys/utsname.h>
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Statuses and message numbers
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* What operations return. The last one met that is not RC_OK is the program's exit status (RC_FAILED shows as 255). */
+enum Status {
+    RC_FAILED = -1,            // a check failed
+    RC_OK = 0,                 // met, or done
+    RC_OS_LEVEL = 1,           // OS level below the minimum or unreadable; host unfit for the clustered feature
+    RC_SOFTWARE = 3,           // a software prerequisite failed
+    RC_COMMAND_LINE = 6,       // bad command line
+    RC_VERSION = 7,            // product level unknown or unfit for this host; network type
+    RC_INPUT = 8,              // prerequisites file not readable or without a level; host not supported
+    RC_REPORT_OPTION = 9,      // "-o" or "-gui" without a usable value
+    RC_NO_MEMORY = 10,         // memory exhausted
+    RC_SG_PACKAGE = 11,        // SCSI generic utilities package
+    RC_IB_PACKAGE = 12,        // InfiniBand support package
+    RC_HPN_PACKAGE = 13,       // high-performance networking package
+    RC_RDMA_PACKAGE = 14,      // RDMA InfiniBand package
+    RC_CATALOG_UNOPENED = 21,  // message catalog cannot be opened
+    RC_MESSAGE_MISSING = 22,   // message not in the catalog
+    RC_MESSAGE_TRUNCATED = 23, // message cut to fit its buffer
+};
+
+/* The catalog's messages, with their tokens in push order; [tokens] are not given by every caller. */
+enum MessageNumber {
+    MSG_SEVERITY_WARNING = 30017,           // none; a token of 30055
+    MSG_SEVERITY_ERROR = 30018,             // none; a token of 30055
+    MSG_STATE_ENABLED = 30019,              // none; a token of 30098
+    MSG_STATE_DISABLED = 30020,             // none; a token of 30098
+    MSG_TITLE_OS_LEVEL = 30021,             // none; a token of 30053
+    MSG_TITLE_DISTRIBUTION = 30022,         // none; a token of 30053
+    MSG_TITLE_LIBSTDCXX = 30023,            // none; a token of 30053
+    MSG_TITLE_GLIBC = 30025,                // none; a token of 30053
+    MSG_TITLE_LIBAIO = 30026,               // none; a token of 30053
+    MSG_TITLE_SELINUX = 30040,              // none; a token of 30053
+    MSG_LEVEL_BANNER = 30041,               // product level, "Linux"
+    MSG_KERNEL_REQUIRED = 30046,            // version, release, minor release
+    MSG_KERNEL_FOUND = 30047,               // version, release, minor release
+    MSG_DISTRIBUTION_REQUIRED = 30050,      // distribution, version[, service pack]
+    MSG_DISTRIBUTION_FOUND = 30051,         // [version[, service pack, may end in a newline]]
+    MSG_REQUIRED_WITH_RELEASE = 30052,      // name, version[, release]
+    MSG_CHECK_HEADING = 30053,              // title
+    MSG_CHECK_PASSED = 30054,               // none
+    MSG_CHECK_FAILED = 30055,               // severity word (30018 or 30017, or empty)
+    MSG_PACKAGE_FOUND_RELEASE = 30056,      // version, release
+    MSG_VERSION_FOUND = 30057,              // version
+    MSG_LIBSTDCXX_LOCATED = 30058,          // library path
+    MSG_LIBSTDCXX_REQUIRED = 30059,         // [library name]
+    MSG_LIBSTDCXX_FOUND = 30060,            // C++ ABI version, may be empty
+    MSG_GLIBC_LOCATED = 30064,              // library path
+    MSG_GLIBC_REQUIRED = 30065,             // version, major release, minor release
+    MSG_GLIBC_FOUND = 30066,                // version, major release, minor release
+    MSG_FAILURES_FOLLOW = 30082,            // [product level]
+    MSG_PACKAGE_FOUND = 30085,              // file or package
+    MSG_REQUIREMENT_NOT_MET = 30095,        // [package]
+    MSG_UBUNTU_FOUND = 30096,               // release
+    MSG_UBUNTU_REQUIRED = 30097,            // "UBUNTU"[, version]
+    MSG_SELINUX_STATE = 30098,              // state word (30019 or 30020)
+    MSG_USAGE_FIRST = 30099,                // none; the usage texts run to 30109, then 30151, 30152, 30110
+    MSG_USAGE_ARGUMENTS = 30100,            // none
+    MSG_USAGE_SELECTION = 30101,            // none
+    MSG_USAGE_CLUSTERED = 30102,            // none
+    MSG_USAGE_FILES_GIVEN = 30103,          // none
+    MSG_USAGE_OUTPUT = 30104,               // none
+    MSG_USAGE_INSTANCE = 30105,             // none
+    MSG_USAGE_INSTANCE_USER = 30106,        // none
+    MSG_USAGE_INSTANCE_PORTS = 30107,       // none
+    MSG_USAGE_GENERAL = 30108,              // none
+    MSG_USAGE_FILES = 30109,                // none
+    MSG_USAGE_LAST = 30110,                 // none
+    MSG_SERVICE_INSTALLED = 30125,          // service, host
+    MSG_SERVICE_ENABLED = 30127,            // service, host
+    MSG_SSH_REACHABLE = 30128,              // this host, remote host
+    MSG_DISK_FOUND = 30131,                 // disk, "ID/PVID", host
+    MSG_FREE_SPACE_MET = 30132,             // directory, host
+    MSG_PING_ANSWERED = 30133,              // network name, host
+    MSG_REMOTE_RUN_HEADING = 30136,         // remote host
+    MSG_LEVEL_FAILED = 30137,               // "Client" or "Server", label (30161) or empty, product level
+    MSG_LEVEL_BANNER_CLUSTERED = 30150,     // product level, "Linux"
+    MSG_USAGE_ENVIRONMENT = 30151,          // none
+    MSG_USAGE_EXIT_STATUS = 30152,          // none
+    MSG_ADAPTER_INFINIBAND = 30155,         // network name, host
+    MSG_ADAPTER_10GE = 30156,               // network name, host
+    MSG_ADAPTER_OTHER = 30159,              // network name, host
+    MSG_REQUIRED_VERSION = 30160,           // name, version
+    MSG_CLUSTERED_LABEL = 30161,            // none; a token of 30137
+    MSG_UDAPL_TEST_STARTED = 30180,         // adapter list file
+    MSG_KERNEL_DEVEL_MATCHED = 30184,       // kernel package line, running kernel release
+    MSG_TITLE_LIBNUMA = 30186,              // none; a token of 30053
+    MSG_TIME_SERVICE_MISSING = 30187,       // none
+    MSG_FILE_NOT_OPENED = 33501,            // path
+    MSG_BAD_OPTION = 33503,                 // none
+    MSG_OS_LEVEL_UNREADABLE = 33504,        // none
+    MSG_DISTRIBUTION_UNSUPPORTED = 33505,   // none
+    MSG_QUERY_KILLED = 33506,               // none
+    MSG_PACKAGE_NOT_INSTALLED = 33507,      // package or file
+    MSG_VERSION_UNREADABLE = 33508,         // none
+    MSG_VERSION_SOURCE = 33509,             // path, or package name with its newline
+    MSG_LIBRARY_NOT_LOADED = 33510,         // [library name]
+    MSG_MAPS_NOT_OPENED = 33511,            // path
+    MSG_STRINGS_FAILED = 33512,             // none
+    MSG_LIBPAM_32BIT_MISSING = 33514,       // library pattern
+    MSG_GLIBC_MAPS_NOT_OPENED = 33515,      // none
+    MSG_COMMAND_KILLED = 33516,             // command
+    MSG_LIBAIO_MISSING = 33520,             // none
+    MSG_NO_LEVEL_IN_FILE = 33525,           // none
+    MSG_OUTPUT_FILE_VALUE = 33526,          // none
+    MSG_LEVEL_NOT_IN_FILE = 33527,          // none
+    MSG_INPUT_FILE_VALUE = 33528,           // none
+    MSG_OPTIONS_EXCLUSIVE = 33529,          // pair of options
+    MSG_NO_LATEST_LEVEL = 33530,            // none
+    MSG_REPORT_NOT_WRITABLE = 33531,        // report or GUI report path
+    MSG_LEVEL_PASSED = 33533,               // none
+    MSG_IB_SUPPORT_MISSING = 33535,         // package with its suffix
+    MSG_HPN_MISSING = 33536,                // package with its suffix
+    MSG_RDMA_IB_MISSING = 33537,            // package with its suffix
+    MSG_NETWORK_TYPE_INVALID = 33538,       // none
+    MSG_NETWORK_TYPE_NOT_CLUSTERED = 33539, // none
+    MSG_PREREQUISITE_OPTION = 33541,        // none
+    MSG_ETC_HOSTS_NOT_OPENED = 33542,       // "1"
+    MSG_KERNEL_LEVEL_MALFORMED = 33544,     // none
+    MSG_UMASK_UNREADABLE = 33545,           // none
+    MSG_CAPTURE_NOT_READABLE = 33546,       // [file or directory, may be empty]
+    MSG_COMMAND_NOT_RUN = 33547,            // name, may be empty
+    MSG_GLIBC_STRINGS_FAILED = 33548,       // none
+    MSG_LOADER_ERROR = 33552,               // dynamic loader's text
+    MSG_LIBAIO_LOADED = 33553,              // none
+    MSG_LEVEL_UNSUPPORTED = 33555,          // product level
+    MSG_PREPARE_FAILED = 33556,             // none
+    MSG_CLUSTERED_UNSUPPORTED = 33557,      // none
+    MSG_CLIENT_REPEATED = 33558,            // none
+    MSG_SELINUX_UNREADABLE = 33562,         // none
+    MSG_SELINUX_ENABLED = 33563,            // none
+    MSG_SERVICE_NOT_INSTALLED = 33564,      // service, host
+    MSG_SERVICE_NOT_ENABLED = 33566,        // service, host
+    MSG_SSH_UNREACHABLE = 33567,            // this host, remote host
+    MSG_DISK_NOT_FOUND = 33570,             // disk, "ID/PVID", host[, disk]
+    MSG_FREE_SPACE_SHORT = 33571,           // directory, host, required KB, available KB
+    MSG_PING_UNANSWERED = 33572,            // network name, host
+    MSG_ETC_HOSTS_ENTRY_MISSING = 33574,    // host or network name, host
+    MSG_ETC_HOSTS_DUPLICATE = 33575,        // host, address or name
+    MSG_DAT_CONF_DUPLICATE = 33579,         // host
+    MSG_DAT_CONF_MISSING = 33580,           // host
+    MSG_USER_MISSING = 33581,               // user, host
+    MSG_USER_ID_MISMATCH = 33584,           // user, host
+    MSG_SSH_PLACING_FAILED = 33587,         // remote host
+    MSG_MODPROBE_OPTION_MISSING = 33588,    // host, reason: "1" file missing, "2" option line missing
+    MSG_ETC_HOSTS_LOOPBACK = 33592,         // host
+    MSG_MODPROBE_OPTION_WRONG = 33593,      // host
+    MSG_FREE_SPACE_LOW = 33594,             // directory, host, required KB, available KB
+    MSG_DISTRIBUTION_MISMATCH = 33596,      // given distribution, detected distribution, host
+    MSG_ADAPTER_NOT_CLUSTER_READY = 33598,  // network name, host
+    MSG_ADAPTER_UNDEFINED = 33599,          // network name, host
+    MSG_ADAPTER_PROBE_FAILED = 33600,       // network name, host
+    MSG_RUNTIME_CHECK_FAILED = 33601,       // "libstdc++", host
+    MSG_UDAPL_TEST_FAILED = 33607,          // log path
+    MSG_KERNEL_DEVEL_UNMATCHED = 33608,     // running kernel release
+    MSG_LIBNUMA_MISSING = 33609,            // none
+    MSG_LIBNUMA_LOADED = 33610,             // none
+    MSG_VEX_SCRIPT_FAILED = 33612,          // none
+    MSG_VEX_SCRIPT_MISSING = 33613,         // none
+};
+
+/* Room of an ordinary message buffer; a fetch fills at most one less. */
+const int MESSAGE_SIZE = 256;
+/* Room of a report line's buffer beyond what is fetched into it: the newline that logMessage appends, and one more. */
+const int LOG_ROOM = 2;
+typedef char messageText[MESSAGE_SIZE + LOG_ROOM];
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Run settings. Flags are 0 or 1, everything starts as 0 or empty unless said otherwise. After the command line was
+ * read they only change where said.
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* Set by options. */
+extern int bClient;               // -c: client-only prerequisites
+extern int debug;                 // -d: trace on standard output
+extern int strictFlag;            // -strict: a short temporary directory fails instead of warning
+extern int vastdw;                // -vastdw: also check the instance
+extern int usname;                // -usrname was given
+extern char uname1[255];          //   the instance user's name
+extern int sqllib;                // -sqllib: the user's home must not hold "sqllib" yet
+extern int isPort;                // -service was given
+extern int servicePort;           //   the service port's number
+extern int isfcmstart;            // -fcmstartport was given
+extern int fcmstart;              //   the first FCM port
+extern int partitions;            // -partitions, default 1
+extern int issvcnm;               // -svcename was given
+extern char svcnm[255];           //   the service name
+extern int bCustomInputFile;      // -f was given
+extern char szInputXMLFile[256];  //   path of the prerequisites file, found by the driver without -f
+extern int bCustomReportFile;     // -o was given: the report goes to szReportFile
+extern char szReportFile[256];    //   path of the report file
+extern int bGUIReportFile;        // -gui was given
+extern char szGUIReportFile[256]; //   path of the GUI report file
+extern int bCheckLatestRelease;   // -l: only the newest level
+extern int bNonShareGrid;         // -i: no automatic clustered pass
+extern int bPrintSummary;         // -s: summary at the end, no report on standard output
+extern int bCheckSpecificRelease; // -v was given
+extern char szInputVersion[30];   //   the level; "-l" stores the newest one here
+extern int bCheckForAllKVXVesion; // started without any argument; nothing reads it
+
+/* Set by the program itself. */
+extern int bShareGrid;                // the clustered feature is being checked; on only during a clustered pass
+extern int bOrigShareGrid;            // its value before the pass
+extern int bPCSupportedPlatform;      // 1 until the host proves unfit for the clustered feature
+extern int bnoStdRtk;                 // the C++ runtime check failed
+extern int bEtchostError;             // /etc/hosts was found inconsistent
+extern char szPlatform[30];           // "Linux" once prepared
+extern char szProcessor[30];          // never filled
+extern char szNetworkType[256];       // network type; needs bCustomNetworkType
+extern char szNetname[256];           // network name handed to the adapter probe
+extern char szinstPathName[257];      // the instance's sqllib/cfg directory with a trailing "/", or empty
+extern char szPrereqCatFilePath[256]; // the instance's "sqllib" directory, a base of message catalogs
+extern char szRuntimePath[1025];      // directory that the program was started from
+extern char IIHName[255];             // this host's name
+extern char addCmd[255];              // arguments of a remote run
+extern char addFiles[255];            // list files that a remote run needs
+extern char tbDiskName[255];          // tiebreaker disk
+
+/* Tested but set by no option and no statement: the branches behind them are dormant. */
+extern int bHostList;                // host list given: run on every host
+extern int bHostName;                // a single host name given
+extern int bDiskList, bDiskName;     // shared-disk list given
+extern int bInstList, bInstName;     // instance-user list given
+extern int bNetList, bNetName;       // network-name list given
+extern int bTbDiskName;              // tiebreaker disk named
+extern int bUDAPL;                   // uDAPL-only mode
+extern int bMHCA;                    // multiple host channel adapters
+extern int bCustomNetworkType;       // szNetworkType holds a network type
+extern int bAdapterListFile;         // adapter list read from a file
+extern int bOSSH;                    // use the operating system's own remote shell
+extern int bNonIB;                   // network is not InfiniBand
+extern int bInputInstanceHome;       // szInputHome was given
+extern char szInputHome[256];        // home directory of the instance to be
+extern int bInputInstallPath;        // szInputInstallPath was given
+extern char szInputInstallPath[256]; // directory to install into
+extern char szInputDistro[256];      // distribution name given to the run
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Run control (sqloPrereqCheck.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* One level that the prerequisites file offers. */
+struct versionList {
+    char szVersion[10]; // field: the first ten characters of the level
+    versionList *next;  // older or equal level
+};
+
+/* Offered levels, newest first; equal ones all stay, in file order. */
+extern versionList *preqVersionList;
+
+/* Prints the usage texts to standard output. */
+void displayHelp(void);
+
+/* Sets szRuntimePath from the invocation path: the current directory for the program's bare names and for a path that
+ * does not name the program, else what stands before the first "kvxprereqcheck", without the "/" between. */
+void sqloSetRuntimeLocation(const char *pPath);
+
+/* Copies szRuntimePath into pRuntimePath (at least 1025 bytes), or, cut to 256 characters, into a static buffer when
+ * it is null; returns that buffer. No caller. */
+char *sqloGetRuntimeLocation(char *pRuntimePath);
+
+/* Makes ready for a level: forgets the values of slots 20 and up, sets szPlatform. Slots 0 to 19 survive: what the host
+ * gave, and the adapter values. Always 0. */
+int sqloPreparePrereqCheck(void);
+
+/* RC_OK when szInputXMLFile opens for reading, else RC_INPUT. The file stays open until the exit. */
+int sqloValidateInputXML(void);
+
+/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text.
+ * RC_OK; RC_INPUT when the file cannot be opened or names no level; RC_NO_MEMORY. */
+int sqloRetrieveSupportedVersion(void);
+
+/* Inserts a level behind all that are higher or equal. RC_OK, RC_FAILED for null, RC_NO_MEMORY. */
+int sqloUpdatePreqVersionList(const char *pVer);
+
+/* Copies the newest level into szInputVersion. RC_OK, or RC_INPUT when none is known. */
+int sqloGetLatestRelease(void);
+
+/* RC_OK when szInputVersion is exactly one of the offered levels, else RC_VERSION. */
+int validateInputVersion(void);
+
+/* Runs one level's checks in order and writes its summary. RC_OK or the status of the last check that failed; a failed
+ * clustered sequence or an unreadable file ends the level. A client has nothing to check in a clustered pass. */
+int sqloCheckPrereqForVersion(const char *pVersion);
+
+/* Appends as much of src as fits into str, a buffer of size bytes, and keeps it terminated. A str that already fills
+ * its buffer stays as it is. Returns str. */
+char *safeStrNCat(char *str, const char *src, int size);
+
+/* Copies at most size characters and always ends destination with a terminator, in byte size - 1 at the latest. */
+char *iStrncpy(char *destination, const char *source, int size);
+
+/* 1 when the path names an existing regular file, else 0. One double quote at each end is taken off first. */
+int sqloFileExists(const char *pPath);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Prerequisite definitions (sqloPrereqDefs.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* Every requirement that the file can state. The members at 76 to 78 stand in another order than the element names in
+ * ppszTagName: an element lands by its name, code reads by the member. */
+// clang-format off
+enum Tag {
+    /*   0 */ KVXLevel, platform, OSVersion, OSRelease, OSMinorRelease, Processor, LinuxDistro, RHELVersion, RHELSP,
+    /*   9 */ SLES, SLESVersion, SLESSP, UBUNTUVersion, IAVersion, IASP, CNTVersion, CNTSP, MHCA, HCANetwork, RHEL,
+    /*  20 */ MinOSVersion, MinOSRelease, MinOSMinorRelease, MinRHELVersion, MinRHELSP, RHELRelease,
+    /*  26 */ RHELReleasePackage, RHELReleaseVersion, MinSLESVersion, MinSLESSP, SLESRelease, SLESReleasePackage,
+    /*  32 */ SLESReleaseVersion, MinUBUNTUVersion, MinIAVersion, MinIASP, MinCNTVersion, MinCNTSP, rtkPackageName,
+    /*  39 */ rtkPackage, rtkLabel, rtkVersion, rtkLibName, rtkMajorRelease, rtkMinorRelease, rtkMinorRelease2,
+    /*  46 */ CPPVersion, DatConfLib, CPPVersionString, CPPLibName, LibCVersion, LibCMajorRelease, LibCMinorRelease,
+    /*  53 */ shareGrid, uDAPLLabel, uDAPLPackage, uDAPLVersion, uDAPLMajorRel, uDAPLMinorRel2, uDAPLMinorRel, uDAPL,
+    /*  61 */ ntpPackage, ntpVersion, ntp, chronyPackage, chronyVersion, chrony, kshPackage, kshVersion, kshRelease,
+    /*  70 */ ksh, mkshPackage, mkshVersion, filePackage, libgompPackage, makePackage, perlPackage, patchPackage,
+    /*  78 */ libgccPackage, kolt, UMASK, VEXHACPPName, ofedPackage, ofedVersion, libIBIBVERBSPackage,
+    /*  85 */ libIBVERBSVersion, gccPackage, binUtilsPackage, python2Package, perlNetPingPackage, cppPackage,
+    /*  91 */ gccCPPPackage, kernelSourcePackage, kernelDevelPackage, sg3UtilsPackage, sg3UtilsPackageName,
+    /*  96 */ sgPersistPackage, sgPersistPackageName, netToolsPackage, m4Package, CommonInfinibandSupportPackage,
+    /* 101 */ HighPerformancePackage, InfinibandSupportPackage, libIBConnectionMgr, libRDMAConnectionMgr,
+    /* 105 */ libRDMAModuleInitializer, libIBFabricSimulator, libIBDiagnosticTools, libChelsioHCAUsrspace,
+    /* 109 */ libOpenFabricsMAD, libOpenFabricsUsrMAD, libQLogicInfiniPathHCA, libIBHCAUserspace,
+    /* 113 */ libNetEffectRNICUserspace, libUsrSpaceRDMA, libConnectXHCAUsrSpace, DDRIBFirmware, QDRIBFirmware,
+    /* 118 */ QDRIBDeviceID, MinQDRIBROM, RoceCX340GDeviceID, RoceCX310GDeviceID, RoceCX4100GDeviceID,
+    /* 123 */ RoceCX410GDeviceID, MinRoceCX340GROM, MinRoceCX310GROM, MinRoceCX4100GROM, MinRoceCX410GROM,
+    /* 128 */ RoceCX2Firmware, RoceCX2FlexDeviceID, RoceCX2DeviceID, MinRoceCX2FlexROM, MinRoceCX2ROM, LastTag
+};
+// clang-format on
+
+const int PREREQ_SLOTS = 150;
+const int FIRST_LEVEL_SLOT = MinOSVersion; // slots from here on belong to one level and are forgotten before the next
+const int TAG_NAME_LENGTH = 30;            // the longest tag name
+
+/* Element names by tag; slots behind LastTag are null. */
+extern const char *const ppszTagName[PREREQ_SLOTS];
+/* Texts by tag, null when not given. Heap texts, replaced without release. */
+extern char *ppszPREREQ[PREREQ_SLOTS];
+
+/* A skipped section of the file. */
+struct node {
+    int xmlNode; // the tag that began it
+    node *next;  // below on the stack
+};
+
+extern node *pStackTop;                        // innermost skipped section, null when none is known
+extern char szXMLTagName[TAG_NAME_LENGTH + 1]; // name of the element being read
+
+/* The tag whose element name is exactly pName, or -1: null, unknown, or the sentinel's name. */
+int sqloGetTagIndex(const char *pName);
+
+/* Fills ppszPREREQ with what szInputXMLFile states for the level on Linux, and writes the level's banner to the report.
+ * RC_OK, also when the file does not hold the level; RC_INPUT when it cannot be opened; RC_NO_MEMORY. */
+int sqloReadPrereqFromXML(const char *pVersion);
+
+/* Puts a tag on the stack of skipped sections. RC_OK, -1 for tag -1 (nothing is pushed), RC_NO_MEMORY. */
+int sqloPushToSkipNodeStack(int xmlTagNum);
+
+/* Releases the top node. What lies below is never looked at again: skipping does not nest. Always 0. */
+int sqloPopSkipNodeStack(void);
+
+/* Does the condition between the first pair of double quotes of a file line fail? 1 skip the section, 0 read it.
+ * Triples of operand, operator and value, joined by AND; without quotes 1, with one quote or no triple 0. The tag is
+ * that of the line's element, for the trace. */
+int sqloProcessConditionStmt(const char *szline, int xmlTagIndex);
+
+/* Does one condition fail? 1 when it does or the operand is no tag; 0 when it holds, an argument is null, the operand
+ * is not set, the operator is none of < > >= =, or an ordering operator has a value that is not a number. */
+int sqloEvaluateCondition(const char *pOperand, const char *pOperator, const char *pValue);
+
+/* 1 when every character is a decimal digit (none at all counts), else 0. */
+int sqloCheckIsNumber(const char *pVar);
+
+/* What sqloCompareVersionStrings answers. */
+enum VersionOrder {
+    VERSION_HIGHER = 0,     // found is higher, or the required text is no version
+    VERSION_EQUAL = 1,      // equal as far as compared
+    VERSION_LOWER = 2,      // found is lower
+    VERSION_UNREADABLE = 3, // the found text is no version
+};
+
+/* Compares dotted versions field by field as leading numbers, at most eleven fields of 255 characters in all; a field
+ * that is missing or not numeric is lower than any number, so a shorter version is lower than a longer one. A version
+ * begins with a digit; null is no version. The required text is judged first. */
+int sqloCompareVersionStrings(const char *minVerString, const char *curVerString);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Messages and locale (sqloMessages.cpp, rows in sqloLocaleTable.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+const int MAX_TOKENS = 10;
+extern char *ppszTokens[MAX_TOKENS]; // texts for %1, %2, ... of the next message, in push order
+extern int totalTokens;
+
+extern char szLocale[256]; // the run's locale name
+
+/* One known locale name. Only name and map are used by this program. */
+struct prereqlmap {
+    const char *name;     // as the environment may give it, code set in upper case without punctuation
+    const char *map;      // its catalog directory
+    unsigned int cs;      // code-set class, 1 to 3
+    const char *encode;   // the encoding's name
+    unsigned int acp;     // the matching code-page number
+    const char *shortmap; // language and territory of the catalog directory
+};
+typedef prereqlmap prereqlmap_t;
+
+const int PREQ_NUM_LANGINSTALL = 814;
+extern const prereqlmap_t prereqLocmap[PREQ_NUM_LANGINSTALL];
+extern const unsigned char sqlocmap2[256]; // a to z become A to Z, every other character is itself
+
+/* Pushes a text as the next message's next token; null is ignored, so that later tokens take the lower numbers. At most
+ * MAX_TOKENS before a fetch. */
+void addToken(const char *pToken);
+/* Pushes a number. No caller. */
+void addNumToken(int number);
+/* The token at a zero-based index, or the empty text. */
+const char *getTokenAt(int index);
+/* Forgets all tokens. */
+void sqloCleanUpTokenArray(void);
+
+/* Fetches a message with its tokens substituted into buffer (size bytes, always filled and terminated) and empties the
+ * token list. A message that has no room for its tokens stays as it is in the catalog; without a catalog or a message
+ * the buffer says so. Returns buffer. */
+char *sqloGetString(int number, char *buffer, int size);
+
+/* Fetches a message as the catalog holds it. RC_OK, RC_CATALOG_UNOPENED, RC_MESSAGE_MISSING or RC_MESSAGE_TRUNCATED;
+ * the buffer always receives a text. */
+int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalogPath);
+
+/* Sets szLocale from KVXLANG, else from LANG, else to English. The argument is not used. */
+void sqloInitLocale(const char *pLocale);
+
+/* The catalog directory of a locale name; English for null and for an unknown one. */
+const char *sqloNormalizedLocaleDir(const char *pLocale);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Report, logs and summary (sqloMessages.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* One failure of the level being checked. */
+struct errorMsg {
+    char szMessage[512]; // field
+    errorMsg *next;      // the failure before it
+};
+
+/* One checked level. */
+struct summaryNode {
+    char szVersion[10];         // field
+    char szSummary[256];        // the verdict as it was reported
+    errorMsg *pPrereqErrorList; // its failures, newest first
+    summaryNode *next;
+};
+
+extern errorMsg *pErrorList;            // failures of the level being checked, newest first
+extern summaryNode *pPrereqSummaryList; // checked levels, in checking order
+
+/* Appends a newline to the caller's buffer, which needs room for it, and writes the text to the report: to szReportFile
+ * with "-o" (33531 on standard error when it cannot be written), else to standard output unless "-s" or "-l" silences
+ * it. 0, or -1 for null. */
+int logMessage(char *pText);
+
+/* Appends the text as it is to the GUI report file when there is one; 33531 as for logMessage. 0, or -1 for null. */
+int logGUIMessage(const char *pText);
+
+/* Writes a remote host's report line as logMessage does, without adding a newline. 0, or -1 for null. */
+int logRemoteMessage(const char *pText);
+
+/* Records a failure of the level being checked, cut to 512 characters. 0, or -1 for null. */
+int sqloUpdateErrorList(const char *pMessage);
+
+/* Writes the level's verdict (30137 with its failures under 30082, or 33533) to the report, with "-l" without "-s" a
+ * bad one to standard error too, and moves the failures into the summary list. 0, or -1 for null. */
+int sqloWriteSummaryToReport(const char *pVersion);
+
+/* Prints every level's verdict and failures to standard error. Always 0. */
+int sqloPrintSummary(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Host platform (sqloPlatform.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+enum LinuxDistribution {
+    DISTRO_UNKNOWN = 0,
+    DISTRO_RHEL = 1,
+    DISTRO_SUSE = 2,
+    DISTRO_UBUNTU = 3,
+    DISTRO_INSPUR = 4,
+    DISTRO_CENTOS = 5,
+    DISTRO_COUNT = 6,
+};
+
+enum Severity {
+    SEVERITY_ERROR = 1,
+    SEVERITY_WARNING = 2,
+};
+
+extern int linuxDistro; // a LinuxDistribution
+extern const char *const ppszDistroName[DISTRO_COUNT];
+extern int isUbuntu14;                            // Ubuntu 14.04 or later, known after sqloCheckLSBRelease
+extern struct utsname name;                       // the kernel's identification
+extern char *pVersion, *pRelease, *pMinorRelease; // parts of the last split kernel release, null when missing
+
+/* Finds the distribution and stores its release and service pack under its tags. RC_OK, or RC_INPUT with 33505 on
+ * standard error when it is none of the supported ones. */
+int sqloGetLinuxDistributions(void);
+
+/* Reads the release file of the distribution found. RC_OK, or -1 when it cannot be opened (33501 in the report when
+ * bReport is 1) or the severity is none. */
+int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport);
+
+/* Reads a SUSE release from /etc/os-release, whatever the path. Without a point in the version there is no service
+ * pack; the last part keeps the line's newline. Always 0. */
+int sqloGetSuSERelease(const char *pPath, int severity, int bReport);
+
+/* Level check of the distribution found, against the level's minimums; no caller. 33596 is reported when the run was
+ * given another distribution's name. 0 meets, -1 does not. */
+int sqloCheckLinuxDistributions(void);
+
+/* Does a release with its service pack meet the required ones? Any text may be null. 0 meets, -1 does not. */
+int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequiredSP, const char *pFoundVersion,
+                             const char *pFoundSP, int severity, int bReport);
+
+/* Does the Ubuntu release in a file meet the required one? Sets isUbuntu14. 0 meets, -1 does not or cannot tell. */
+int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int severity, int bReport);
+
+/* Turns every letter into upper case in place. No caller. */
+void strToUpper(char *pText);
+
+/* Reads the kernel's identification and stores its level under OSVersion, OSRelease, OSMinorRelease. 0, or -1 when the
+ * system does not tell. */
+int sqloGetOSLevel(void);
+
+/* 1 on a supported 64-bit machine (x86_64, s390x, ppc64le), else 0. */
+int sqloIsOS64bit(void);
+
+/* Does the kernel's level meet MinOSVersion, MinOSRelease, MinOSMinorRelease (0 when absent)? A whole check block with
+ * 30046, 30047 or 33544. 0 meets, -1 does not. */
+int sqloCheckOSLevel(void);
+
+#endif

@@ -1,0 +1,425 @@
+/*
+ * Messages and reporting: the numbered message catalog with its tokens, the locale that chooses it, and the sinks of
+ * everything a check has to say: report, GUI report, error list and summary.
+ */
+#include <nl_types.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+
+#include "sqloCommon.h"
+
+char *ppszTokens[MAX_TOKENS];
+int totalTokens;
+char szLocale[256];
+errorMsg *pErrorList;
+summaryNode *pPrereqSummaryList;
+
+static const char *const pDefaultLocale = "en_US";
+static const char *const pDefaultLocaleDir = "en_US.iso88591";
+static const int MESSAGE_SET = 1;
+static const int LOCALE_NAME_LENGTH = 33; // characters of a locale name that take part in the lookup
+
+const char *const pReportRule = "\n==========================================================================\n";
+
+/* --- Tokens --- */
+
+void addToken(const char *pToken) {
+    if (pToken == NULL || totalTokens >= MAX_TOKENS)
+        return;
+    char *pCopy = strdup(pToken);
+    if (pCopy != NULL)
+        ppszTokens[totalTokens++] = pCopy;
+}
+
+void addNumToken(int number) {
+    char szNumber[12]; // the longest int has eleven characters
+    formatText(szNumber, sizeof szNumber, "%d", number);
+    addToken(szNumber);
+}
+
+const char *getTokenAt(int index) {
+    return index >= 0 && index < totalTokens ? ppszTokens[index] : "";
+}
+
+void sqloCleanUpTokenArray(void) {
+    for (int i = 0; i < MAX_TOKENS; i++)
+        ppszTokens[i] = NULL;
+    totalTokens = 0;
+}
+
+/* Reads the number of a placeholder and moves past its digits. Beyond the last token all numbers are alike. */
+static int readPlaceholder(const char **ppText) {
+    int number = 0;
+    for (; isDecimalDigit(**ppText); (*ppText)++)
+        if (number <= MAX_TOKENS)
+            number = number * 10 + (**ppText - '0');
+    return number;
+}
+
+static int isPlaceholder(const char *pText) {
+    return pText[0] == '%' && isDecimalDigit(pText[1]);
+}
+
+/* The room that the tokens take which a message asks for. */
+static size_t tokenRoom(const char *pMessage) {
+    size_t room = 0;
+    while (*pMessage != '\0') {
+        if (!isPlaceholder(pMessage++))
+            continue;
+        int number = readPlaceholder(&pMessage);
+        if (number == 0)
+            break;
+        room += strlen(getTokenAt(number - 1));
+    }
+    return room;
+}
+
+/* Writes a message with its tokens into szResult, size bytes that have the room. A per-cent sign that begins no
+ * placeholder is dropped. 0 when a placeholder has the number 0, which no token has. */
+static int writeSubstituted(const char *pMessage, char *szResult, int size) {
+    int length = 0;
+    while (*pMessage != '\0' && length < size - 1) {
+        if (isPlaceholder(pMessage)) {
+            pMessage++;
+            int number = readPlaceholder(&pMessage);
+            if (number == 0)
+                return 0;
+            const char *pToken = getTokenAt(number - 1);
+            iStrncpy(szResult + length, pToken, size - length);
+            length += (int)strlen(pToken);
+        } else if (*pMessage == '%')
+            pMessage++;
+        else
+            szResult[length++] = *pMessage++;
+    }
+    szResult[length] = '\0';
+    return 1;
+}
+
+/* Replaces the placeholders of the message in the buffer; a message that has no room for its tokens stays as it is. */
+static void substituteTokens(char *buffer, int size) {
+    if ((size_t)size <= tokenRoom(buffer) + strlen(buffer))
+        return;
+    char *szResult = (char *)malloc((size_t)size);
+    if (szResult == NULL) {
+        debugTrace("%i: Message malloc failed.\n", __LINE__);
+        return;
+    }
+    if (writeSubstituted(buffer, szResult, size))
+        iStrncpy(buffer, szResult, size);
+    free(szResult);
+}
+
+/* --- Catalog --- */
+
+static int directoryExists(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+typedef char catalogPath[1024];
+
+static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
+    formatText(szPath, sizeof szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
+}
+
+/* Beside the program, else in its installation, else in the instance, else the instance's English one. */
+static void findCatalog(catalogPath &szPath) {
+    const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
+    if (szRuntimePath[0] == '\0')
+        instanceCatalog(szPath, pLocaleDir);
+    else {
+        formatText(szPath, sizeof szPath, "%s/locale/", szRuntimePath);
+        if (!directoryExists(szPath))
+            formatText(szPath, sizeof szPath, "%s/../install/locale/", szRuntimePath);
+        appendText(szPath, pLocaleDir);
+        appendText(szPath, "/kvxistring.cat");
+    }
+    if (!sqloFileExists(szPath))
+        instanceCatalog(szPath, pLocaleDir);
+    if (!sqloFileExists(szPath))
+        instanceCatalog(szPath, pDefaultLocaleDir);
+    debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
+}
+
+/* Copies what an open catalog holds under a number. */
+static int copyMessage(nl_catd catalog, int number, char *buffer, int size) {
+    const char *pText = catgets(catalog, MESSAGE_SET, number, buffer);
+    if (pText == NULL || pText == buffer) {
+        formatText(buffer, (size_t)size, "Unable to find the string resource %d", number);
+        return RC_MESSAGE_MISSING;
+    }
+    iStrncpy(buffer, pText, size);
+    return strlen(buffer) < strlen(pText) ? RC_MESSAGE_TRUNCATED : RC_OK;
+}
+
+int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalogPath) {
+    nl_catd catalog = catopen(pCatalogPath, NL_CAT_LOCALE);
+    if (catalog == (nl_catd)-1) {
+        debugTrace("%i: Could not load resource library '%s'.\n", __LINE__, pCatalogPath);
+        formatText(buffer, (size_t)size, "Could not load the resource library %s", pCatalogPath);
+        return RC_CATALOG_UNOPENED;
+    }
+    int status = copyMessage(catalog, number, buffer, size);
+    catclose(catalog);
+    return status;
+}
+
+char *sqloGetString(int number, char *buffer, int size) {
+    catalogPath szPath;
+    findCatalog(szPath);
+    if (sqloRetrieveNLString(number, buffer, size, szPath) == RC_OK)
+        substituteTokens(buffer, size);
+    sqloCleanUpTokenArray();
+    return buffer;
+}
+
+/* --- Locale --- */
+
+void sqloInitLocale(const char *) {
+    const char *pName;
+    if ((pName = getenv("KVXLANG")) != NULL)
+        debugTrace(" Retriving from KVXLANG => %s\n", pName);
+    else if ((pName = getenv("LANG")) != NULL)
+        debugTrace(" Retriving from LANG => %s\n", pName);
+    else {
+        debugTrace("Set default language to English.");
+        pName = pDefaultLocale;
+    }
+    copyText(szLocale, pName);
+    debugTrace("System locale => %s\n", szLocale);
+}
+
+static int isAsciiLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/* Brings a locale name into the form of the table's names: the code set in upper case, without punctuation and without
+ * a modifier. A name without a code set stays as it is. */
+static void normalizeLocaleName(const char *pLocale, char (&szName)[LOCALE_NAME_LENGTH + 1]) {
+    int length = 0;
+    int bCodeSet = 0;
+    for (; *pLocale != '\0' && length < LOCALE_NAME_LENGTH; pLocale++) {
+        if (!bCodeSet) {
+            szName[length++] = *pLocale;
+            bCodeSet = *pLocale == '.';
+        } else if (*pLocale == '@')
+            break;
+        else if (isAsciiLetter(*pLocale) || isDecimalDigit(*pLocale))
+            szName[length++] = (char)sqlocmap2[(unsigned char)*pLocale];
+    }
+    szName[length] = '\0';
+}
+
+const char *sqloNormalizedLocaleDir(const char *pLocale) {
+    if (pLocale == NULL) {
+        debugTrace("%i: Set default locale => %s\n", __LINE__, pDefaultLocaleDir);
+        return pDefaultLocaleDir;
+    }
+    char szName[LOCALE_NAME_LENGTH + 1];
+    normalizeLocaleName(pLocale, szName);
+    for (const prereqlmap_t &row : prereqLocmap)
+        if (strcmp(row.name, szName) == 0)
+            return row.map;
+    return pDefaultLocaleDir;
+}
+
+/* --- Printing a text as if it were a format --- */
+
+void printAsFormat(FILE *pFile, const char *pText) {
+    for (; *pText != '\0'; pText++) {
+        if (pText[0] == '%' && pText[1] == '%')
+            pText++;
+        fputc(*pText, pFile);
+    }
+}
+
+/* --- Report sinks. Nothing is held open between lines. --- */
+
+/* Appends a text to a file. 0 when it could not be written. */
+static int appendToFile(const char *pPath, const char *pText) {
+    FILE *pFile = fopen(pPath, "ae");
+    if (pFile == NULL)
+        return 0;
+    int bWritten = fputs(pText, pFile) >= 0;
+    return fclose(pFile) == 0 && bWritten;
+}
+
+/* Writes a text to a report file, or says on standard error that it cannot be written. */
+static void writeToReportFile(const char *pPath, const char *pText, const char *pAfterError) {
+    if (appendToFile(pPath, pText))
+        return;
+    messageText szError;
+    fetchText(szError, MSG_REPORT_NOT_WRITABLE, pPath);
+    fprintf(stderr, "%s%s", szError, pAfterError);
+}
+
+static void writeToReport(const char *pText, const char *pAfterError) {
+    if (bCustomReportFile)
+        writeToReportFile(szReportFile, pText, pAfterError);
+    else if (!bPrintSummary && !bCheckLatestRelease)
+        fputs(pText, stdout);
+}
+
+int logMessage(char *pText) {
+    if (pText == NULL)
+        return RC_FAILED;
+    size_t length = strlen(pText);
+    memcpy(pText + length, "\n", 2);
+    writeToReport(pText, "\n");
+    return RC_OK;
+}
+
+int logGUIMessage(const char *pText) {
+    if (pText == NULL)
+        return RC_FAILED;
+    if (bGUIReportFile)
+        writeToReportFile(szGUIReportFile, pText, "\n");
+    return RC_OK;
+}
+
+int logRemoteMessage(const char *pText) {
+    if (pText == NULL)
+        return RC_FAILED;
+    writeToReport(pText, "");
+    return RC_OK;
+}
+
+/* --- The shape of a check's block --- */
+
+void startCheck(const char *pTitle) {
+    char szBlank[8] = "   ";
+    logMessage(szBlank);
+    reportText(MSG_CHECK_HEADING, pTitle);
+}
+
+void startCheck(int titleNumber) {
+    char szBlank[8] = "   ";
+    logMessage(szBlank);
+    messageText szTitle;
+    reportText(MSG_CHECK_HEADING, fetchText(szTitle, titleNumber));
+}
+
+int passCheck(void) {
+    reportText(MSG_CHECK_PASSED);
+    return RC_OK;
+}
+
+void closeFailedCheck(int severity) {
+    messageText szSeverity = "";
+    if (severity == SEVERITY_ERROR)
+        fetchText(szSeverity, MSG_SEVERITY_ERROR);
+    else if (severity == SEVERITY_WARNING)
+        fetchText(szSeverity, MSG_SEVERITY_WARNING);
+    reportText(MSG_CHECK_FAILED, szSeverity);
+}
+
+int failCheck(int severity, const char *pRequirement, messageText &szDetail) {
+    closeFailedCheck(severity);
+    if (szDetail[0] == '\0')
+        fetchText(szDetail, MSG_REQUIREMENT_NOT_MET);
+    char szEntry[2 * sizeof(messageText)];
+    formatText(szEntry, sizeof szEntry, "%s%s", pRequirement, szDetail);
+    sqloUpdateErrorList(szEntry);
+    return RC_FAILED;
+}
+
+/* --- Error list and summary --- */
+
+int sqloUpdateErrorList(const char *pMessage) {
+    if (pMessage == NULL)
+        return RC_FAILED;
+    errorMsg *pError = (errorMsg *)malloc(sizeof *pError);
+    if (pError == NULL)
+        return RC_OK;
+    fillField(pError->szMessage, pMessage);
+    pError->next = pErrorList;
+    pErrorList = pError;
+    return RC_OK;
+}
+
+/* With "-l" the summary has no place in a report that nobody asked for; a bad one goes to standard error instead. */
+static int summaryGoesToReport(void) {
+    return !bCheckLatestRelease || bCustomReportFile;
+}
+
+static void writeBadSummaryText(char *pText, const char *pAfter) {
+    if (summaryGoesToReport())
+        logMessage(pText);
+    if (bCheckLatestRelease && !bPrintSummary)
+        fprintf(stderr, "%s%s", pText, pAfter);
+}
+
+/* The verdict on a level with failures, and the failures under it, newest first. */
+static void writeBadSummary(messageText &szVerdict, const char *pVersion) {
+    messageText szLabel;
+    fetchText(szLabel, MSG_CLUSTERED_LABEL);
+    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? "Client" : "Server", bShareGrid ? szLabel : "", pVersion);
+    fflush(stdout);
+    writeBadSummaryText(szVerdict, "\n");
+
+    char szText[512 + LOG_ROOM];
+    fetchText(szText, MSG_FAILURES_FOLLOW);
+    writeBadSummaryText(szText, "\n");
+    for (const errorMsg *pError = pErrorList; pError != NULL; pError = pError->next) {
+        formatText(szText, sizeof szText - LOG_ROOM, "%.*s\n", (int)sizeof pError->szMessage, pError->szMessage);
+        writeBadSummaryText(szText, "");
+    }
+}
+
+static void writeGoodSummary(messageText &szVerdict) {
+    fetchText(szVerdict, MSG_LEVEL_PASSED);
+    if (!summaryGoesToReport())
+        return;
+    if (bPrintSummary)
+        appendText(szVerdict, "\n");
+    logMessage(szVerdict);
+}
+
+/* Moves the level's failures into a new node at the end of the summary list. */
+static void keepSummary(const char *pVersion, const char *pVerdict) {
+    summaryNode *pSummary = (summaryNode *)malloc(sizeof *pSummary);
+    if (pSummary == NULL)
+        return;
+    fillField(pSummary->szVersion, pVersion);
+    copyText(pSummary->szSummary, pVerdict);
+    pSummary->pPrereqErrorList = pErrorList;
+    pSummary->next = NULL;
+    pErrorList = NULL;
+
+    summaryNode **ppEnd = &pPrereqSummaryList;
+    while (*ppEnd != NULL)
+        ppEnd = &(*ppEnd)->next;
+    *ppEnd = pSummary;
+}
+
+int sqloWriteSummaryToReport(const char *pVersion) {
+    if (pVersion == NULL)
+        return RC_FAILED;
+    messageText szVerdict;
+    if (pErrorList != NULL)
+        writeBadSummary(szVerdict, pVersion);
+    else
+        writeGoodSummary(szVerdict);
+    keepSummary(pVersion, szVerdict);
+    return RC_OK;
+}
+
+int sqloPrintSummary(void) {
+    fflush(stdout);
+    for (const summaryNode *pSummary = pPrereqSummaryList; pSummary != NULL; pSummary = pSummary->next) {
+        fputs(pSummary->szSummary, stderr);
+        if (pSummary->pPrereqErrorList == NULL)
+            continue;
+        char szVersion[sizeof pSummary->szVersion + 1];
+        copyField(szVersion, pSummary->szVersion);
+        messageText szText;
+        fputs(fetchText(szText, MSG_FAILURES_FOLLOW, szVersion), stderr);
+        for (const errorMsg *pError = pSummary->pPrereqErrorList; pError != NULL; pError = pError->next)
+            fprintf(stderr, "%.*s\n", (int)sizeof pError->szMessage, pError->szMessage);
+        fputc('\n', stderr);
+    }
+    return RC_OK;
+}

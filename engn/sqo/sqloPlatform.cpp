@@ -1,0 +1,378 @@
+/*
+ * Host platform: which Linux distribution, release and service pack, which kernel level and word size.
+ */
+#include <ctype.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/utsname.h>
+
+#include "sqloCommon.h"
+
+int linuxDistro;
+const char *const ppszDistroName[DISTRO_COUNT] = {"", "RHEL", "SUSE", "UBUNTU", "INSPUR", "CENTOS"};
+int isUbuntu14;
+struct utsname name;
+char *pVersion, *pRelease, *pMinorRelease;
+
+static const char *const pOsReleasePath = "/etc/os-release";
+static const char *const pLsbReleasePath = "/etc/lsb-release";
+
+typedef char releaseLine[256];
+static const size_t OUTPUT_SIZE = 255; // a command's line is read with at most 254 characters
+
+/* --- Release files --- */
+
+/* Where a distribution's release stands: the word before it in the release file, null for a file of "key = value"
+ * lines; the tags it is stored under; and those of the minimums. */
+struct releaseSource {
+    const char *pWordBefore;
+    Tag version, servicePack;
+    Tag minVersion, minServicePack;
+};
+
+static const releaseSource releaseSources[DISTRO_COUNT] = {
+    /* unknown */ {NULL, LastTag, LastTag, LastTag, LastTag},
+    /* RHEL    */ {"release", RHELVersion, RHELSP, MinRHELVersion, MinRHELSP},
+    /* SUSE    */ {NULL, SLESVersion, SLESSP, MinSLESVersion, MinSLESSP},
+    /* UBUNTU  */ {NULL, LastTag, LastTag, LastTag, LastTag},
+    /* INSPUR  */ {"K-UX", IAVersion, IASP, MinIAVersion, MinIASP},
+    /* CENTOS  */ {"release", CNTVersion, CNTSP, MinCNTVersion, MinCNTSP},
+};
+
+/* Splits a line at its first "=". 0 when it has none. */
+static int splitKeyValue(char *szLine, char **ppValue) {
+    char *pEquals = strchr(szLine, '=');
+    if (pEquals == NULL)
+        return 0;
+    *pEquals = '\0';
+    *ppValue = pEquals + 1;
+    return 1;
+}
+
+/* A line such as "VERSION = 11" or "PATCHLEVEL = 4". */
+static void readSuseReleaseLine(char *szLine) {
+    char *pText;
+    if (!splitKeyValue(szLine, &pText))
+        return;
+    if (*pText == ' ')
+        pText++;
+    if (strstr(szLine, "VERSION") != NULL) {
+        debugTrace("   Version is '%s'\n", pText);
+        setPrereq(SLESVersion, pText);
+    } else if (strstr(szLine, "PATCHLEVEL") != NULL) {
+        debugTrace("   Service Pack is %s\n", pText);
+        setPrereq(SLESSP, pText);
+    }
+}
+
+/* Stores "version.servicepack"; what is missing leaves its tag alone. */
+static void storeRelease(char *pToken, const releaseSource &source) {
+    char *pRest = NULL;
+    const char *pPart = strtok_r(pToken, ".", &pRest);
+    if (pPart != NULL) {
+        debugTrace("   Version is %s\n", pPart);
+        setPrereq(source.version, pPart);
+    }
+    pPart = strtok_r(NULL, ".", &pRest);
+    if (pPart != NULL) {
+        debugTrace("   Service pack is %s\n", pPart);
+        setPrereq(source.servicePack, pPart);
+    }
+}
+
+/* A line such as "Red Hat Enterprise Linux release 9.4 (Plow)". */
+static void readReleaseLine(char *szLine, const releaseSource &source) {
+    char *pRest = NULL;
+    const char *pWord = strtok_r(szLine, " ", &pRest);
+    while (pWord != NULL && strncmp(pWord, source.pWordBefore, strlen(source.pWordBefore)) != 0)
+        pWord = strtok_r(NULL, " ", &pRest);
+    char *pToken = pWord == NULL ? NULL : strtok_r(NULL, " ", &pRest);
+    if (pToken == NULL)
+        return;
+    debugTrace("   Release token '%s'\n", pToken);
+    storeRelease(pToken, source);
+}
+
+int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport) {
+    if (severity != SEVERITY_ERROR && severity != SEVERITY_WARNING)
+        return RC_FAILED;
+    debugTrace("   Opening file '%s'\n", pPath);
+    FILE *pFile = fopen(pPath, "re");
+    if (pFile == NULL) {
+        if (bReport)
+            reportText(MSG_FILE_NOT_OPENED, pPath);
+        return RC_FAILED;
+    }
+    const releaseSource &source = releaseSources[linuxDistro];
+    releaseLine szLine;
+    while (readLine(pFile, szLine, sizeof szLine)) {
+        debugTrace("   Examine '%s'\n", szLine);
+        if (linuxDistro == DISTRO_SUSE)
+            readSuseReleaseLine(szLine);
+        else if (source.pWordBefore != NULL)
+            readReleaseLine(szLine, source);
+    }
+    fclose(pFile);
+    debugTrace("   Current Linux Version: %s SP: %s \n", textOrEmpty(ppszPREREQ[source.version]),
+               textOrEmpty(ppszPREREQ[source.servicePack]));
+    return RC_OK;
+}
+
+int sqloGetSuSERelease(const char *, int, int) {
+    char szOutput[OUTPUT_SIZE];
+    if (firstLineOf(". /etc/os-release; echo $VERSION_ID", szOutput, sizeof szOutput))
+        storeRelease(szOutput, releaseSources[DISTRO_SUSE]);
+    return RC_OK;
+}
+
+/* --- Detection --- */
+
+static int opensForReading(const char *pPath) {
+    FILE *pFile = fopen(pPath, "re");
+    if (pFile == NULL)
+        return 0;
+    fclose(pFile);
+    return 1;
+}
+
+/* The distribution is the given one when its release file opens. */
+static int hasReleaseFile(const char *pPath, int distribution) {
+    if (!opensForReading(pPath))
+        return 0;
+    linuxDistro = distribution;
+    sqloGetSUSERHELRelease(pPath, SEVERITY_ERROR, 1);
+    return 1;
+}
+
+static int unsupportedHost(void) {
+    printError(MSG_DISTRIBUTION_UNSUPPORTED);
+    return RC_INPUT;
+}
+
+/* What /etc/lsb-release says under the first key that names the distribution. 0 when it does not say. The value only
+ * has to be a beginning of "ubuntu", in any case; so an empty one is taken for it too. */
+static int detectFromLsbRelease(int *pStatus) {
+    FILE *pFile = fopen(pLsbReleasePath, "re");
+    if (pFile == NULL)
+        return 0;
+    int bFound = 0;
+    releaseLine szLine;
+    while (!bFound && readLine(pFile, szLine, sizeof szLine)) {
+        debugTrace("Examine '%s'\n", szLine);
+        char *pText;
+        if (!splitKeyValue(szLine, &pText) || strstr(szLine, "DISTRIB_ID") == NULL)
+            continue;
+        bFound = 1;
+        if (strncasecmp(pText, "ubuntu", strlen(pText)) == 0) {
+            linuxDistro = DISTRO_UBUNTU;
+            *pStatus = RC_OK;
+        } else
+            *pStatus = unsupportedHost();
+    }
+    fclose(pFile);
+    return bFound;
+}
+
+static int isSuseByOsRelease(void) {
+    char szOutput[OUTPUT_SIZE];
+    return opensForReading(pOsReleasePath) &&
+           firstLineOf(". /etc/os-release; echo $PRETTY_NAME", szOutput, sizeof szOutput) &&
+           strstr(szOutput, "SUSE") != NULL;
+}
+
+int sqloGetLinuxDistributions(void) {
+    int status = RC_OK;
+    if (hasReleaseFile("/etc/centos-release", DISTRO_CENTOS) || hasReleaseFile("/etc/redhat-release", DISTRO_RHEL) ||
+        hasReleaseFile("/etc/SuSE-release", DISTRO_SUSE) || detectFromLsbRelease(&status) ||
+        hasReleaseFile("/etc/inspur-release", DISTRO_INSPUR))
+        return status;
+    if (!isSuseByOsRelease())
+        return unsupportedHost();
+    linuxDistro = DISTRO_SUSE;
+    return sqloGetSuSERelease(pOsReleasePath, SEVERITY_ERROR, 1);
+}
+
+/* --- Level checks of the distribution --- */
+
+/* A service pack is asked for only on equal versions, and only when the level requires one. */
+static int meetsServicePack(const char *pRequiredSP, const char *pFoundSP) {
+    if (pRequiredSP == NULL)
+        return 1;
+    int order = sqloCompareVersionStrings(pRequiredSP, pFoundSP);
+    return pFoundSP != NULL && (order == VERSION_HIGHER || order == VERSION_EQUAL);
+}
+
+int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequiredSP, const char *pFoundVersion,
+                             const char *pFoundSP, int, int bReport) {
+    messageText szRequired, szFound;
+    logText(szRequired, MSG_DISTRIBUTION_REQUIRED, ppszPREREQ[LinuxDistro], pRequiredVersion, pRequiredSP);
+    logText(szFound, MSG_DISTRIBUTION_FOUND, pFoundVersion, pFoundSP);
+    int order = sqloCompareVersionStrings(pRequiredVersion, pFoundVersion);
+    if (order == VERSION_HIGHER || (order == VERSION_EQUAL && meetsServicePack(pRequiredSP, pFoundSP)))
+        return passCheck();
+    if (order == VERSION_UNREADABLE && bReport)
+        reportText(MSG_VERSION_UNREADABLE);
+    return failCheck(SEVERITY_ERROR, szRequired, szFound);
+}
+
+/* Judges the release under the file's DISTRIB_RELEASE key. */
+static int judgeUbuntuRelease(const char *pFound, const char *pRequired, const char *pPath, const char *pRequirement) {
+    messageText szDetail;
+    logText(szDetail, MSG_UBUNTU_FOUND, pFound);
+    int order = sqloCompareVersionStrings("14.04", pFound);
+    if (order == VERSION_HIGHER || order == VERSION_EQUAL)
+        isUbuntu14 = 1;
+    order = sqloCompareVersionStrings(pRequired, pFound);
+    if (order == VERSION_HIGHER || order == VERSION_EQUAL)
+        return passCheck();
+    if (order == VERSION_UNREADABLE) {
+        reportText(MSG_VERSION_UNREADABLE);
+        reportText(MSG_VERSION_SOURCE, pPath);
+    }
+    return failCheck(SEVERITY_ERROR, pRequirement, szDetail);
+}
+
+/* Finds the file's DISTRIB_RELEASE value. 0 when it has none. */
+static int findUbuntuRelease(FILE *pFile, releaseLine &szLine, char **ppFound) {
+    while (readLine(pFile, szLine, sizeof szLine))
+        if (splitKeyValue(szLine, ppFound) && strstr(szLine, "DISTRIB_RELEASE") != NULL)
+            return 1;
+    return 0;
+}
+
+/* A file that cannot be opened, or does not tell while nobody wants to hear of it, closes the block as passed and
+ * still does not meet. */
+static int cannotTellUbuntuRelease(void) {
+    passCheck();
+    return RC_FAILED;
+}
+
+int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int, int bReport) {
+    messageText szRequired, szNoDetail = "";
+    startCheck(MSG_TITLE_DISTRIBUTION);
+    logText(szRequired, MSG_UBUNTU_REQUIRED, ppszDistroName[DISTRO_UBUNTU], pRequiredVersion);
+    FILE *pFile = fopen(pPath, "re");
+    if (pFile == NULL) {
+        if (bReport)
+            reportText(MSG_FILE_NOT_OPENED, pPath);
+        return cannotTellUbuntuRelease();
+    }
+    releaseLine szLine;
+    char *pFound;
+    int bFound = findUbuntuRelease(pFile, szLine, &pFound);
+    fclose(pFile);
+    if (bFound)
+        return judgeUbuntuRelease(pFound, pRequiredVersion, pPath, szRequired);
+    if (!bReport)
+        return cannotTellUbuntuRelease();
+    reportText(MSG_VERSION_UNREADABLE);
+    reportText(MSG_VERSION_SOURCE, pPath);
+    return failCheck(SEVERITY_ERROR, szRequired, szNoDetail);
+}
+
+static void reportOtherDistribution(void) {
+    const char *pDetected = textOrEmpty(ppszPREREQ[LinuxDistro]);
+    if (szInputDistro[0] == '\0' || strcasecmp(szInputDistro, pDetected) == 0)
+        return;
+    messageText szText;
+    logText(szText, MSG_DISTRIBUTION_MISMATCH, szInputDistro, pDetected, IIHName);
+    sqloUpdateErrorList(szText);
+}
+
+/* CENTOS and INSPUR are supported only by levels that state a minimum for them. */
+static int isUnsupportedByLevel(const releaseSource &source) {
+    return (linuxDistro == DISTRO_CENTOS || linuxDistro == DISTRO_INSPUR) && ppszPREREQ[source.minVersion] == NULL;
+}
+
+int sqloCheckLinuxDistributions(void) {
+    reportOtherDistribution();
+    if (linuxDistro == DISTRO_UNKNOWN)
+        return RC_OK;
+    const releaseSource &source = releaseSources[linuxDistro];
+    messageText szTitle;
+    reportText(MSG_CHECK_HEADING, fetchText(szTitle, MSG_TITLE_DISTRIBUTION));
+    if (linuxDistro == DISTRO_UBUNTU)
+        return sqloCheckLSBRelease(pLsbReleasePath, ppszPREREQ[MinUBUNTUVersion], SEVERITY_ERROR, 1);
+    if (isUnsupportedByLevel(source)) {
+        messageText szDetail;
+        logText(szDetail, MSG_LEVEL_UNSUPPORTED, ppszPREREQ[KVXLevel]);
+        return failCheck(SEVERITY_ERROR, "", szDetail);
+    }
+    return sqloCheckSUSERHELRelease(ppszPREREQ[source.minVersion], ppszPREREQ[source.minServicePack],
+                                    ppszPREREQ[source.version], ppszPREREQ[source.servicePack], SEVERITY_ERROR, 1);
+}
+
+void strToUpper(char *pText) {
+    for (; *pText != '\0'; pText++)
+        *pText = (char)toupper((unsigned char)*pText);
+}
+
+/* --- Kernel level and word size --- */
+
+/* Splits a copy of the kernel release, for example "4.18.0-305.el8.x86_64", into version, release and minor release. */
+static void splitKernelRelease(void) {
+    static char szRelease[257];
+    char *pRest = NULL;
+    copyText(szRelease, name.release);
+    pVersion = strtok_r(szRelease, ".", &pRest);
+    pRelease = strtok_r(NULL, ".", &pRest);
+    pMinorRelease = strtok_r(NULL, "-", &pRest);
+}
+
+static void storeKernelPart(int tag, const char *pPart) {
+    if (pPart != NULL)
+        setPrereq(tag, pPart);
+}
+
+int sqloGetOSLevel(void) {
+    int status = uname(&name) == 0 ? RC_OK : RC_FAILED;
+    splitKernelRelease();
+    storeKernelPart(OSVersion, pVersion);
+    storeKernelPart(OSRelease, pRelease);
+    storeKernelPart(OSMinorRelease, pMinorRelease);
+    return status;
+}
+
+int sqloIsOS64bit(void) {
+    return strcmp(name.machine, "x86_64") == 0 || strcmp(name.machine, "s390x") == 0 ||
+           strcmp(name.machine, "ppc64le") == 0;
+}
+
+static int isKernelPart(const char *pPart) {
+    return pPart != NULL && isDecimalDigit(pPart[0]);
+}
+
+/* A minimum that the level does not give is 0. */
+static const char *kernelMinimum(int tag) {
+    return ppszPREREQ[tag] == NULL ? "0" : ppszPREREQ[tag];
+}
+
+/* Compares part by part, the most significant first. */
+static int meetsKernelMinimum(void) {
+    const char *const ppFound[] = {pVersion, pRelease, pMinorRelease};
+    const int minimums[] = {MinOSVersion, MinOSRelease, MinOSMinorRelease};
+    for (int i = 0; i < 3; i++) {
+        int required = leadingNumber(kernelMinimum(minimums[i]));
+        int found = leadingNumber(ppFound[i]);
+        if (found != required)
+            return found > required;
+    }
+    return 1;
+}
+
+int sqloCheckOSLevel(void) {
+    messageText szRequired, szFound = "";
+    startCheck(MSG_TITLE_OS_LEVEL);
+    logText(szRequired, MSG_KERNEL_REQUIRED, kernelMinimum(MinOSVersion), kernelMinimum(MinOSRelease),
+            kernelMinimum(MinOSMinorRelease));
+    splitKernelRelease();
+    if (isKernelPart(pVersion) && isKernelPart(pRelease) && isKernelPart(pMinorRelease)) {
+        logText(szFound, MSG_KERNEL_FOUND, pVersion, pRelease, pMinorRelease);
+        if (meetsKernelMinimum())
+            return passCheck();
+    } else
+        reportText(MSG_KERNEL_LEVEL_MALFORMED);
+    return failCheck(SEVERITY_ERROR, szRequired, szFound);
+}

@@ -1,0 +1,778 @@
+/*
+ * Run control: the command line, the run driver with main, the list of product levels, and the sequence of checks that
+ * each level gets.
+ */
+#include <fcntl.h>
+#include <pwd.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "sqloCommon.h"
+
+/* --- Run settings --- */
+
+int bClient;
+int debug;
+int strictFlag;
+int vastdw;
+int usname;
+char uname1[255];
+int sqllib;
+int isPort;
+int servicePort;
+int isfcmstart;
+int fcmstart;
+int partitions = 1;
+int issvcnm;
+char svcnm[255];
+int bCustomInputFile;
+char szInputXMLFile[256];
+int bCustomReportFile;
+char szReportFile[256];
+int bGUIReportFile;
+char szGUIReportFile[256];
+int bCheckLatestRelease;
+int bNonShareGrid;
+int bPrintSummary;
+int bCheckSpecificRelease;
+char szInputVersion[30];
+int bCheckForAllKVXVesion;
+
+int bShareGrid;
+int bOrigShareGrid;
+int bPCSupportedPlatform = 1;
+int bnoStdRtk;
+int bEtchostError;
+char szPlatform[30];
+char szProcessor[30];
+char szNetworkType[256];
+char szNetname[256];
+char szinstPathName[257];
+char szPrereqCatFilePath[256];
+char szRuntimePath[1025];
+char IIHName[255];
+char addCmd[255];
+char addFiles[255];
+char tbDiskName[255];
+
+int bHostList;
+int bHostName;
+int bDiskList, bDiskName;
+int bInstList, bInstName;
+int bNetList, bNetName;
+int bTbDiskName;
+int bUDAPL;
+int bMHCA;
+int bCustomNetworkType;
+int bAdapterListFile;
+int bOSSH;
+int bNonIB;
+int bInputInstanceHome;
+char szInputHome[256];
+int bInputInstallPath;
+char szInputInstallPath[256];
+char szInputDistro[256];
+
+versionList *preqVersionList;
+
+static const char *const pProgramName = "kvxprereqcheck";
+static const char *const pInputFileName = "KVXprereqs.xml";
+
+/* --- Command line --- */
+
+void displayHelp(void) {
+    static const int lastTexts[] = {MSG_USAGE_ENVIRONMENT, MSG_USAGE_EXIT_STATUS, MSG_USAGE_LAST};
+    const int firstTexts = MSG_USAGE_FILES - MSG_USAGE_FIRST + 1;
+    const int textCount = firstTexts + (int)(sizeof lastTexts / sizeof *lastTexts);
+    char szText[1024];
+    for (int i = 0; i < textCount; i++) {
+        int number = i < firstTexts ? MSG_USAGE_FIRST + i : lastTexts[i - firstTexts];
+        printAsFormat(stdout, sqloGetString(number, szText, sizeof szText));
+        putchar('\n');
+    }
+}
+
+enum Option {
+    OPTION_CLIENT,
+    OPTION_HELP,
+    OPTION_DEBUG,
+    OPTION_STRICT,
+    OPTION_INSTANCE,
+    OPTION_USER,
+    OPTION_SQLLIB,
+    OPTION_SERVICE,
+    OPTION_FCM_START,
+    OPTION_PARTITIONS,
+    OPTION_SERVICE_NAME,
+    OPTION_INPUT_FILE,
+    OPTION_REPORT_FILE,
+    OPTION_GUI_FILE,
+    OPTION_LATEST,
+    OPTION_NOT_CLUSTERED,
+    OPTION_SUMMARY,
+    OPTION_LEVEL,
+    OPTION_UNKNOWN,
+};
+
+enum MatchRule { EXACT, ANY_CASE };
+enum ValueRule { NO_VALUE, ANY_VALUE, FILE_VALUE }; // a FILE_VALUE must not begin with '-'
+
+/* One option, in the order in which arguments are compared; what a missing or bad value shows (0: only the usage text)
+ * and ends the run with. */
+struct optionRow {
+    const char *ppszSpelling[4];
+    MatchRule match;
+    Option option;
+    ValueRule value;
+    int valueMessage;
+    int valueStatus;
+};
+
+static const optionRow optionRows[] = {
+    {{"-c", "-C"}, EXACT, OPTION_CLIENT, NO_VALUE, 0, 0},
+    {{"-h", "-H", "-?", "-help"}, EXACT, OPTION_HELP, NO_VALUE, 0, 0},
+    {{"-d", "-D", "-debug"}, EXACT, OPTION_DEBUG, NO_VALUE, 0, 0},
+    {{"-strict"}, ANY_CASE, OPTION_STRICT, NO_VALUE, 0, 0},
+    {{"-vastdw", "-VASTDW"}, EXACT, OPTION_INSTANCE, NO_VALUE, 0, 0},
+    {{"-usrname"}, ANY_CASE, OPTION_USER, ANY_VALUE, 0, RC_OK},
+    {{"-sqllib"}, ANY_CASE, OPTION_SQLLIB, NO_VALUE, 0, 0},
+    {{"-service"}, ANY_CASE, OPTION_SERVICE, ANY_VALUE, 0, RC_OK},
+    {{"-fcmstartport"}, ANY_CASE, OPTION_FCM_START, ANY_VALUE, 0, RC_OK},
+    {{"-partitions"}, ANY_CASE, OPTION_PARTITIONS, ANY_VALUE, 0, RC_OK},
+    {{"-svcename"}, ANY_CASE, OPTION_SERVICE_NAME, ANY_VALUE, 0, RC_OK},
+    {{"-f", "-F"}, EXACT, OPTION_INPUT_FILE, FILE_VALUE, MSG_INPUT_FILE_VALUE, RC_INPUT},
+    {{"-o", "-O"}, EXACT, OPTION_REPORT_FILE, FILE_VALUE, MSG_OUTPUT_FILE_VALUE, RC_REPORT_OPTION},
+    {{"-gui"}, EXACT, OPTION_GUI_FILE, FILE_VALUE, MSG_OUTPUT_FILE_VALUE, RC_REPORT_OPTION},
+    {{"-l", "-L"}, EXACT, OPTION_LATEST, NO_VALUE, 0, 0},
+    {{"-i", "-I"}, EXACT, OPTION_NOT_CLUSTERED, NO_VALUE, 0, 0},
+    {{"-s", "-S"}, EXACT, OPTION_SUMMARY, NO_VALUE, 0, 0},
+    {{"-v", "-V"}, EXACT, OPTION_LEVEL, ANY_VALUE, MSG_LEVEL_NOT_IN_FILE, RC_VERSION},
+};
+static const optionRow unknownOption = {{NULL}, EXACT, OPTION_UNKNOWN, NO_VALUE, 0, 0};
+
+static int spellsOption(const optionRow &row, const char *pArgument) {
+    for (const char *pSpelling : row.ppszSpelling) {
+        if (pSpelling == NULL)
+            return 0;
+        if ((row.match == EXACT ? strcmp(pArgument, pSpelling) : strcasecmp(pArgument, pSpelling)) == 0)
+            return 1;
+    }
+    return 0;
+}
+
+static const optionRow &findOption(const char *pArgument) {
+    for (const optionRow &row : optionRows)
+        if (spellsOption(row, pArgument))
+            return row;
+    return unknownOption;
+}
+
+static int isUsableValue(const optionRow &row, const char *pValue) {
+    return pValue != NULL && (row.value == ANY_VALUE || pValue[0] != '-');
+}
+
+template <size_t N> static void setText(int *pbGiven, char (&szSetting)[N], const char *pValue) {
+    *pbGiven = 1;
+    copyText(szSetting, pValue);
+}
+
+static void setNumber(int *pbGiven, int *pSetting, const char *pValue) {
+    *pbGiven = 1;
+    *pSetting = leadingNumber(pValue);
+}
+
+static void setOption(Option option, const char *pValue, int *pClientCount) {
+    switch (option) {
+    case OPTION_CLIENT: bClient = 1, ++*pClientCount; break;
+    case OPTION_DEBUG: debug = 1; break;
+    case OPTION_STRICT: strictFlag = 1; break;
+    case OPTION_INSTANCE: vastdw = 1; break;
+    case OPTION_USER: setText(&usname, uname1, pValue); break;
+    case OPTION_SQLLIB: sqllib = 1; break;
+    case OPTION_SERVICE: setNumber(&isPort, &servicePort, pValue); break;
+    case OPTION_FCM_START: setNumber(&isfcmstart, &fcmstart, pValue); break;
+    case OPTION_PARTITIONS: partitions = leadingNumber(pValue); break;
+    case OPTION_SERVICE_NAME: setText(&issvcnm, svcnm, pValue); break;
+    case OPTION_INPUT_FILE: setText(&bCustomInputFile, szInputXMLFile, pValue); break;
+    case OPTION_REPORT_FILE: setText(&bCustomReportFile, szReportFile, pValue); break;
+    case OPTION_GUI_FILE: setText(&bGUIReportFile, szGUIReportFile, pValue); break;
+    case OPTION_LATEST: bCheckLatestRelease = 1; break;
+    case OPTION_NOT_CLUSTERED: bNonShareGrid = 1; break;
+    case OPTION_SUMMARY: bPrintSummary = 1; break;
+    case OPTION_LEVEL: setText(&bCheckSpecificRelease, szInputVersion, pValue); break;
+    case OPTION_HELP:
+    case OPTION_UNKNOWN: break; // they end the run before anything is set
+    }
+}
+
+/* How a step of the run goes on: with the next one, or with the end of the run. */
+enum Step { RUN_GOES_ON, RUN_ENDS };
+
+/* Ends the run with a message on standard error, unless there is none, and the usage text. */
+template <typename... Tokens> static Step endWithUsage(int *pRc, int status, int number, Tokens... tokens) {
+    if (number != 0)
+        printError(number, tokens...);
+    displayHelp();
+    *pRc = status;
+    return RUN_ENDS;
+}
+
+/* Ends the run with a message on standard error. */
+template <typename... Tokens> static Step endWithMessage(int *pRc, int status, int number, Tokens... tokens) {
+    printError(number, tokens...);
+    *pRc = status;
+    return RUN_ENDS;
+}
+
+static Step readOptions(int argc, char **argv, int *pRc, int *pClientCount) {
+    for (int i = 1; i < argc; i++) {
+        const optionRow &row = findOption(argv[i]);
+        if (row.option == OPTION_UNKNOWN)
+            return endWithUsage(pRc, RC_COMMAND_LINE, MSG_BAD_OPTION);
+        if (row.option == OPTION_HELP)
+            return endWithUsage(pRc, RC_OK, 0);
+        const char *pValue = row.value == NO_VALUE ? NULL : argv[++i];
+        if (row.value != NO_VALUE && !isUsableValue(row, pValue))
+            return endWithUsage(pRc, row.valueStatus, row.valueMessage);
+        setOption(row.option, pValue, pClientCount);
+    }
+    return RUN_GOES_ON;
+}
+
+/* Options that do not go together. "-p" and the tiebreaker disk are no options, their settings stay 0. */
+static Step checkCombinations(int clientCount, int *pRc) {
+    if (clientCount > 1)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_CLIENT_REPEATED);
+    if (bCheckLatestRelease && bCheckSpecificRelease)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-l and -v");
+    if (bNonShareGrid && bShareGrid)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-i and -p");
+    if (bTbDiskName && !bHostList) {
+        printf(" Inside -tb-dev, but hostlist option is not specified ");
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_PREREQUISITE_OPTION);
+    }
+    return RUN_GOES_ON;
+}
+
+static Step readCommandLine(int argc, char **argv, int *pRc) {
+    int mutuallyExclusiveOptionCount = 0; // of "-c"
+    bCheckForAllKVXVesion = argc <= 1;
+    if (readOptions(argc, argv, pRc, &mutuallyExclusiveOptionCount) == RUN_ENDS)
+        return RUN_ENDS;
+    return checkCombinations(mutuallyExclusiveOptionCount, pRc);
+}
+
+/* --- Finding the instance, the program and the prerequisites file --- */
+
+static int pathExists(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0;
+}
+
+/* Composes the instance's configuration directory below a directory. 0 when it does not exist. */
+static int findConfiguration(const char *pDirectory, const char *pSubdirectory) {
+    formatText(szinstPathName, sizeof szinstPathName, "%s%s/cfg/", pDirectory, pSubdirectory);
+    return pathExists(szinstPathName);
+}
+
+static void setCatalogBase(const char *pDirectory) {
+    formatText(szPrereqCatFilePath, sizeof szPrereqCatFilePath, "%s/sqllib", pDirectory);
+}
+
+/* The instance is that of the user named by KVXINSTANCE. What was composed stays, also when it does not exist. */
+static int findInstanceByUser(void) {
+    const char *pInstance = getenv("KVXINSTANCE");
+    if (pInstance == NULL)
+        return 0;
+    char szinstName[257];
+    copyText(szinstName, pInstance);
+
+    int bIsInstancePathFound = 0;
+    const struct passwd *pUser;
+    setpwent();
+    do
+        pUser = getpwent();
+    while (pUser != NULL && strcmp(pUser->pw_name, szinstName) != 0);
+    if (pUser != NULL && findConfiguration(pUser->pw_dir, "/sqllib")) {
+        debugTrace("KVX Instance path found: %s \n", pUser->pw_dir);
+        setCatalogBase(pUser->pw_dir);
+        bIsInstancePathFound = 1;
+    }
+    endpwent();
+    return bIsInstancePathFound;
+}
+
+/* The instance is the one whose command is found in PATH. An answer that is no path leaves everything as it was. The
+ * catalog base doubles the word "sqllib"; the catalogs there lie one directory deeper. */
+static void findInstanceByCommand(void) {
+    char szbuffer[2048];
+    if (!firstLineOf("which kvx 2> /dev/null", szbuffer, sizeof szbuffer))
+        return;
+    cutNewline(szbuffer);
+    if (strstr(szbuffer, "no kvx in") != NULL || strstr(szbuffer, "Command not found") != NULL ||
+        strpbrk(szbuffer, " \t") != NULL)
+        return;
+    char *pSqllib = strstr(szbuffer, "sqllib");
+    if (pSqllib != NULL)
+        pSqllib[strlen("sqllib")] = '\0';
+    if (!findConfiguration(szbuffer, "")) {
+        szinstPathName[0] = '\0';
+        return;
+    }
+    debugTrace("KVX instal path found: %s\n", szbuffer);
+    setCatalogBase(szbuffer);
+}
+
+static int isBareProgramName(const char *pPath) {
+    static const char *const ppszNames[] = {"kvxprereqcheck", "./kvxprereqcheck", "kvxprereqcheck_exe",
+                                            "./kvxprereqcheck_exe"};
+    for (const char *pName : ppszNames)
+        if (strcmp(pPath, pName) == 0)
+            return 1;
+    return 0;
+}
+
+void sqloSetRuntimeLocation(const char *pPath) {
+    const char *pInvocation = textOrEmpty(pPath);
+    debugTrace("kvxprereqcheck invocation path => %s\n", pInvocation);
+    const char *pName = strstr(pInvocation, pProgramName);
+    if (isBareProgramName(pInvocation) || pName == NULL || pName == pInvocation) {
+        char szDirectory[1024];
+        if (getcwd(szDirectory, sizeof szDirectory) != NULL)
+            copyText(szRuntimePath, szDirectory);
+        else if (debug)
+            fprintf(stderr, "Failed to open output file from %s\n", pInvocation);
+    } else
+        formatText(szRuntimePath, sizeof szRuntimePath, "%.*s", (int)(pName - pInvocation - 1), pInvocation);
+    debugTrace("szRuntimePath => '%s'\n", szRuntimePath);
+}
+
+char *sqloGetRuntimeLocation(char *pRuntimePath) {
+    static char szOwnCopy[257];
+    if (pRuntimePath == NULL) {
+        copyText(szOwnCopy, szRuntimePath);
+        return szOwnCopy;
+    }
+    return iStrncpy(pRuntimePath, szRuntimePath, sizeof szRuntimePath);
+}
+
+static void findInstance(void) {
+    if (!findInstanceByUser())
+        findInstanceByCommand();
+}
+
+/* Without "-f" the prerequisites file is the instance's, else the one in the current directory. */
+static void findInputFile(void) {
+    if (bCustomInputFile)
+        return;
+    formatText(szInputXMLFile, sizeof szInputXMLFile, "%s%s", szinstPathName, pInputFileName);
+    if (sqloFileExists(szInputXMLFile))
+        return;
+    debugTrace("KVXprereqs.xml not found in %s\n", szinstPathName);
+    copyText(szInputXMLFile, pInputFileName);
+}
+
+/* --- Product levels --- */
+
+int sqloValidateInputXML(void) {
+    static FILE *pInput; // open until the exit
+    pInput = fopen(szInputXMLFile, "re");
+    return pInput == NULL ? RC_INPUT : RC_OK;
+}
+
+/* 1 when a node's level is older than the given one. */
+static int isOlder(const versionList *pNode, const char *pVer) {
+    char szVersion[sizeof pNode->szVersion + 1];
+    copyField(szVersion, pNode->szVersion);
+    return sqloCompareVersionStrings(szVersion, pVer) == VERSION_HIGHER;
+}
+
+int sqloUpdatePreqVersionList(const char *pVer) {
+    if (pVer == NULL)
+        return RC_FAILED;
+    versionList *pNew = (versionList *)malloc(sizeof *pNew);
+    if (pNew == NULL)
+        return RC_NO_MEMORY;
+    fillField(pNew->szVersion, pVer);
+
+    versionList **ppPlace = &preqVersionList;
+    while (*ppPlace != NULL && !isOlder(*ppPlace, pVer))
+        ppPlace = &(*ppPlace)->next;
+    pNew->next = *ppPlace;
+    *ppPlace = pNew;
+    return RC_OK;
+}
+
+/* Adds the level that a line names, if it does: the line's first quoted text. */
+static int addLevelOfLine(char *szLine) {
+    if (strstr(szLine, "<KVXLevel") == NULL)
+        return RC_OK;
+    char *pOpening = strchr(szLine, '"');
+    char *pClosing = pOpening == NULL ? NULL : strchr(pOpening + 1, '"');
+    if (pClosing == NULL)
+        return RC_OK;
+    *pClosing = '\0';
+    return sqloUpdatePreqVersionList(pOpening + 1);
+}
+
+int sqloRetrieveSupportedVersion(void) {
+    FILE *pFile = fopen(szInputXMLFile, "re");
+    if (pFile == NULL)
+        return RC_INPUT;
+    char szLine[256];
+    int status = RC_OK;
+    while (status == RC_OK && readLine(pFile, szLine, sizeof szLine))
+        status = addLevelOfLine(szLine);
+    fclose(pFile);
+    return status == RC_OK && preqVersionList == NULL ? RC_INPUT : status;
+}
+
+int sqloGetLatestRelease(void) {
+    if (preqVersionList == NULL)
+        return RC_INPUT;
+    char szVersion[sizeof preqVersionList->szVersion + 1];
+    copyField(szVersion, preqVersionList->szVersion);
+    copyText(szInputVersion, szVersion);
+    return RC_OK;
+}
+
+int validateInputVersion(void) {
+    if (preqVersionList == NULL)
+        debugTrace("KVX version list is EMPTY");
+    for (const versionList *pNode = preqVersionList; pNode != NULL; pNode = pNode->next) {
+        char szVersion[sizeof pNode->szVersion + 1];
+        copyField(szVersion, pNode->szVersion);
+        if (strcmp(szInputVersion, szVersion) == 0)
+            return RC_OK;
+    }
+    return RC_VERSION;
+}
+
+/* --- The checks of one level --- */
+
+int sqloPreparePrereqCheck(void) {
+    for (int slot = FIRST_LEVEL_SLOT; slot < PREREQ_SLOTS; slot++)
+        ppszPREREQ[slot] = NULL;
+    copyText(szPlatform, "Linux");
+    return RC_OK;
+}
+
+int sqloCheckPrereqForVersion(const char *pLevel) {
+    if ((bClient && bShareGrid) || pLevel == NULL)
+        return RC_OK;
+    int status = sqloReadPrereqFromXML(pLevel);
+    if (status == RC_OK && !bUDAPL) {
+        if (sqloCheckOSLevel() != RC_OK)
+            status = RC_OS_LEVEL;
+    }
+    sqloWriteSummaryToReport(pLevel);
+    return status;
+}
+
+/* --- Which levels, and how often --- */
+
+/* A later failure overwrites an earlier one, a success never resets it. */
+static void keepFailure(int *pRc, int status) {
+    if (status != RC_OK)
+        *pRc = status;
+}
+
+static void prepareLevel(int *pRc) {
+    int status = sqloPreparePrereqCheck();
+    if (status != RC_OK)
+        printError(MSG_PREPARE_FAILED);
+    keepFailure(pRc, status);
+}
+
+static int hasName98(const char *pLevel) {
+    return strstr(pLevel, "9.8") != NULL;
+}
+
+static int isKnownPlatform(void) {
+    return strcmp(szPlatform, "AIX") == 0 || strcmp(szPlatform, "Linux") == 0;
+}
+
+/* The clustered feature needs a 64-bit host that does not run Ubuntu. Once unfit, the host stays so. */
+static int isUnfitForClustered(void) {
+    return linuxDistro == DISTRO_UBUNTU || !sqloIsOS64bit();
+}
+
+static int clusteredPassFollows(void) {
+    if (isUnfitForClustered())
+        bPCSupportedPlatform = 0;
+    return bPCSupportedPlatform && !bShareGrid && sqloIsOS64bit();
+}
+
+static void checkLevel(const char *pLevel, int *pRc) {
+    prepareLevel(pRc);
+    keepFailure(pRc, sqloCheckPrereqForVersion(pLevel));
+}
+
+static void checkLevelClustered(const char *pLevel, int *pRc) {
+    bOrigShareGrid = bShareGrid;
+    bShareGrid = 1;
+    checkLevel(pLevel, pRc);
+    bShareGrid = bOrigShareGrid;
+}
+
+static void checkSpecificLevel(int *pRc) {
+    if (hasName98(szInputVersion) && !isKnownPlatform())
+        return;
+    checkLevel(szInputVersion, pRc);
+    if (clusteredPassFollows() && !bNonShareGrid)
+        checkLevelClustered(szInputVersion, pRc);
+}
+
+/* Neither pass is prepared for and the host need not be fit: values of the first pass are seen by the second. */
+static Step checkLatestLevel(int *pRc) {
+    int status = sqloGetLatestRelease();
+    if (status != RC_OK)
+        return endWithUsage(pRc, status, MSG_NO_LATEST_LEVEL);
+    if (hasName98(szInputVersion) && !isKnownPlatform())
+        return RUN_GOES_ON;
+    keepFailure(pRc, sqloCheckPrereqForVersion(szInputVersion));
+    if (!bShareGrid && !bNonShareGrid) {
+        bOrigShareGrid = bShareGrid;
+        bShareGrid = 1;
+        keepFailure(pRc, sqloCheckPrereqForVersion(szInputVersion));
+        bShareGrid = bOrigShareGrid;
+    }
+    return RUN_GOES_ON;
+}
+
+/* One of all levels. Only with the clustered feature in view is a "9.8" level skipped on an unfit host. */
+static void checkOneOfAll(const char *pLevel, int *pRc) {
+    if (hasName98(pLevel) && !isKnownPlatform())
+        return;
+    if (bNonShareGrid) {
+        checkLevel(pLevel, pRc);
+        return;
+    }
+    if (hasName98(pLevel) && isUnfitForClustered()) {
+        bPCSupportedPlatform = 0;
+        printError(MSG_LEVEL_UNSUPPORTED, pLevel);
+        return;
+    }
+    checkLevel(pLevel, pRc);
+    if (clusteredPassFollows())
+        checkLevelClustered(pLevel, pRc);
+}
+
+static void checkAllLevels(int *pRc) {
+    prepareLevel(pRc);
+    for (const versionList *pNode = preqVersionList; pNode != NULL; pNode = pNode->next) {
+        char szVersion[sizeof pNode->szVersion + 1];
+        copyField(szVersion, pNode->szVersion);
+        checkOneOfAll(szVersion, pRc);
+    }
+}
+
+static Step checkSelectedLevels(int *pRc) {
+    if (bCheckLatestRelease)
+        return checkLatestLevel(pRc);
+    if (bCheckSpecificRelease)
+        checkSpecificLevel(pRc);
+    else
+        checkAllLevels(pRc);
+    return RUN_GOES_ON;
+}
+
+/* --- The steps of the run --- */
+
+/* Opens the null device in place of standard descriptors that came closed, so that no file of the run takes one and
+ * the commands find all three. */
+static void fillStandardDescriptors(void) {
+    int descriptor;
+    do
+        descriptor = open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    if (descriptor > STDERR_FILENO)
+        close(descriptor);
+}
+
+static void findHostName(void) {
+    if (gethostname(IIHName, sizeof IIHName) != 0)
+        IIHName[0] = '\0';
+    IIHName[sizeof IIHName - 1] = '\0';
+}
+
+static Step readLevelList(int *pRc) {
+    if (sqloValidateInputXML() != RC_OK)
+        return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
+    int status = sqloRetrieveSupportedVersion();
+    if (status != RC_OK)
+        return endWithUsage(pRc, status, preqVersionList == NULL ? MSG_NO_LEVEL_IN_FILE : 0);
+    if (bCheckSpecificRelease && validateInputVersion() != RC_OK)
+        return endWithUsage(pRc, RC_VERSION, MSG_LEVEL_NOT_IN_FILE);
+    return RUN_GOES_ON;
+}
+
+static int isClusteredRun(void) {
+    return bShareGrid || bUDAPL || bNonIB;
+}
+
+/* Is this a host that the run can be made on? A "9.8" level, when it was named, needs one fit for the clustered
+ * feature. */
+static Step checkHost(int *pRc) {
+    if (!isKnownPlatform() && hasName98(szInputVersion))
+        return endWithMessage(pRc, RC_VERSION, MSG_LEVEL_UNSUPPORTED, szInputVersion);
+    if (sqloGetOSLevel() != RC_OK) {
+        reportText(MSG_OS_LEVEL_UNREADABLE);
+        *pRc = RC_OS_LEVEL;
+        return RUN_ENDS;
+    }
+    *pRc = sqloGetLinuxDistributions();
+    if (*pRc != RC_OK)
+        return RUN_ENDS;
+    if (isClusteredRun() && (linuxDistro == DISTRO_UBUNTU || linuxDistro == DISTRO_CENTOS))
+        return endWithMessage(pRc, RC_OS_LEVEL, MSG_CLUSTERED_UNSUPPORTED);
+    if (isUnfitForClustered() && hasName98(szInputVersion))
+        return endWithMessage(pRc, RC_VERSION, MSG_LEVEL_UNSUPPORTED, szInputVersion);
+    if ((isClusteredRun() || bMHCA) && !sqloIsOS64bit())
+        return endWithMessage(pRc, RC_OS_LEVEL, MSG_CLUSTERED_UNSUPPORTED);
+    return RUN_GOES_ON;
+}
+
+/* A network type: its name, whether it is one of several adapters (bMHCA), the kind of network that it names (null:
+ * the probe finds it), and the kind of network on which its adapters count as several. */
+struct networkTypeRow {
+    const char *pName;
+    int bSeveralAdapters;
+    const char *pNetwork;
+    int bSeveralOn10GE, bSeveralOnInfiniBand;
+};
+
+/* "SINGLE_IB_PORT_CLUSTER" alone has its one adapter on every kind of network. */
+static const networkTypeRow networkTypes[] = {
+    {"SINGLE_PORT_CLUSTER", 1, NULL, 1, 0},
+    {"MULTI_PORT_CLUSTER", 1, NULL, 1, 1},
+    {"SINGLE_ROCE_PORT_CLUSTER", 0, "10GE", 1, 1},
+    {"MULTI_ROCE_PORT_CLUSTER", 0, "10GE", 1, 1},
+    {"SINGLE_IB_PORT_CLUSTER", 0, "InfiniBand", 0, 0},
+    {"MULTI_IB_PORT_CLUSTER", 0, "InfiniBand", 1, 1},
+};
+
+static const networkTypeRow *findNetworkType(void) {
+    for (const networkTypeRow &row : networkTypes)
+        if (strcmp(szNetworkType, row.pName) == 0)
+            return &row;
+    return NULL;
+}
+
+static int isNetworkTypeValid(void) {
+    const networkTypeRow *pType = findNetworkType();
+    return pType != NULL && pType->bSeveralAdapters == (bMHCA != 0);
+}
+
+/* Settings of the adapter network that do not go together. */
+static Step checkNetworkType(int *pRc) {
+    if (bMHCA && !bShareGrid)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_PREREQUISITE_OPTION);
+    if (bCustomNetworkType && !bShareGrid)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_NETWORK_TYPE_NOT_CLUSTERED);
+    if (bMHCA && !bCustomNetworkType)
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_PREREQUISITE_OPTION);
+    if (bCustomNetworkType && !isNetworkTypeValid())
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_NETWORK_TYPE_INVALID);
+    return RUN_GOES_ON;
+}
+
+static int hasSeveralAdapters(const networkTypeRow *pType) {
+    const char *pNetwork = textOrEmpty(ppszPREREQ[HCANetwork]);
+    return pType != NULL && ((pType->bSeveralOn10GE && strcmp(pNetwork, "10GE") == 0) ||
+                             (pType->bSeveralOnInfiniBand && strcmp(pNetwork, "InfiniBand") == 0));
+}
+
+/* Stores what is known of the adapters under MHCA and HCANetwork. */
+static Step storeAdapterValues(int *) {
+    if ((!bMHCA && !bCustomNetworkType) || !bShareGrid) {
+        setPrereq(MHCA, "FALSE");
+        setPrereq(HCANetwork, "Undefined");
+        return RUN_GOES_ON;
+    }
+    const networkTypeRow *pType = findNetworkType();
+    if (pType != NULL && pType->pNetwork != NULL)
+        setPrereq(HCANetwork, pType->pNetwork);
+    setPrereq(MHCA, hasSeveralAdapters(pType) ? "TRUE" : "FALSE");
+    return RUN_GOES_ON;
+}
+
+/* Composes what a remote run is started with, and the list files that it needs. */
+static void composeRemoteArguments(void) {
+    const struct {
+        int bWanted;
+        const char *pArguments;
+        const char *pFile;
+    } rows[] = {
+        {1, "-o  /tmp/kvxprereq/crptrmt.txt ", ""},
+        {bShareGrid, "-p ", ""},
+        {bCheckLatestRelease, "-l ", ""},
+        {bCheckSpecificRelease, "-v ", ""},
+        {bCheckSpecificRelease, szInputVersion, ""},
+        {bCheckSpecificRelease, "  ", ""},
+        {bGUIReportFile, "-gui /tmp/kvxprereq/guirmt.txt ", ""},
+        {bNetList, "-nfile /tmp/kvxprereq/nl.txt  ", "/tmp/nl.txt  "},
+        {bDiskList, "-dfile /tmp/kvxprereq/dl.txt  ", "/tmp/dl.txt  "},
+        {bInstName, "-ifile /tmp/kvxprereq/il.txt  ", "/tmp/il.txt  "},
+        {strictFlag, "-strict ", ""},
+    };
+    for (const auto &row : rows)
+        if (row.bWanted) {
+            appendText(addCmd, row.pArguments);
+            appendText(addFiles, row.pFile);
+        }
+}
+
+/* Removes the list files that the run used. */
+static void removeListFiles(void) {
+    if (bNetList)
+        unlink("/tmp/nl.txt");
+    if (bDiskList)
+        unlink("/tmp/dl.txt");
+    if (bInstName)
+        unlink("/tmp/il.txt");
+}
+
+/* Checks the levels on this host. */
+static Step checkHere(int *pRc) {
+    if (checkSelectedLevels(pRc) == RUN_ENDS)
+        return RUN_ENDS;
+    if (bPrintSummary)
+        keepFailure(pRc, sqloPrintSummary());
+    return RUN_GOES_ON;
+}
+
+/* Everything that can end the run early, in order. */
+static Step prepareRun(int argc, char **argv, int *pRc) {
+    if (readCommandLine(argc, argv, pRc) == RUN_ENDS)
+        return RUN_ENDS;
+    findInputFile();
+    if (readLevelList(pRc) == RUN_ENDS)
+        return RUN_ENDS;
+    if (!bCustomReportFile)
+        copyText(szReportFile, "kvxprereqcheck.rpt");
+    sqloPreparePrereqCheck();
+    if (checkHost(pRc) == RUN_ENDS || checkNetworkType(pRc) == RUN_ENDS)
+        return RUN_ENDS;
+    return storeAdapterValues(pRc);
+}
+
+int main(int argc, char **argv) {
+    int rc = RC_OK;
+    fillStandardDescriptors();
+    findHostName();
+    findInstance();
+    sqloSetRuntimeLocation(argv[0]);
+    sqloInitLocale(NULL);
+    if (prepareRun(argc, argv, &rc) == RUN_ENDS || checkHere(&rc) == RUN_ENDS)
+        return rc;
+    if (bHostList)
+        composeRemoteArguments();
+    else
+        removeListFiles();
+    return rc;
+}

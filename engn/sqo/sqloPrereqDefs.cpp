@@ -1,0 +1,375 @@
+/*
+ * Prerequisite definitions: the tags and their values, the line scanner that reads one level's section of the
+ * prerequisites file, the conditions in it, and the version comparison that every check uses.
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+#include "sqloCommon.h"
+
+// clang-format off
+const char *const ppszTagName[PREREQ_SLOTS] = {
+    /*   0 */ "KVXLevel", "platform", "OSVersion", "OSRelease", "OSMinorRelease", "Processor", "LinuxDistro",
+    /*   7 */ "RHELVersion", "RHELSP", "SLES", "SLESVersion", "SLESSP", "UBUNTUVersion", "IAVersion", "IASP",
+    /*  15 */ "CNTVersion", "CNTSP", "MHCA", "HCANetwork", "RHEL", "MinOSVersion", "MinOSRelease",
+    /*  22 */ "MinOSMinorRelease", "MinRHELVersion", "MinRHELSP", "RHELRelease", "RHELReleasePackage",
+    /*  27 */ "RHELReleaseVersion", "MinSLESVersion", "MinSLESSP", "SLESRelease", "SLESReleasePackage",
+    /*  32 */ "SLESReleaseVersion", "MinUBUNTUVersion", "MinIAVersion", "MinIASP", "MinCNTVersion", "MinCNTSP",
+    /*  38 */ "rtkPackageName", "rtkPackage", "rtkLabel", "rtkVersion", "rtkLibName", "rtkMajorRelease",
+    /*  44 */ "rtkMinorRelease", "rtkMinorRelease2", "CPPVersion", "DatConfLib", "CPPVersionString", "CPPLibName",
+    /*  50 */ "LibCVersion", "LibCMajorRelease", "LibCMinorRelease", "shareGrid", "uDAPLLabel", "uDAPLPackage",
+    /*  56 */ "uDAPLVersion", "uDAPLMajorRel", "uDAPLMinorRel2", "uDAPLMinorRel", "uDAPL", "ntpPackage",
+    /*  62 */ "ntpVersion", "ntp", "chronyPackage", "chronyVersion", "chrony", "kshPackage", "kshVersion",
+    /*  69 */ "kshRelease", "ksh", "mkshPackage", "mkshVersion", "filePackage", "libgompPackage", "makePackage",
+    /*  76 */ "patchPackage", "libgccPackage", "perlPackage", "kolt", "UMASK", "VEXHACPPName", "ofedPackage",
+    /*  83 */ "ofedVersion", "libIBIBVERBSPackage", "libIBVERBSVersion", "gccPackage", "binUtilsPackage",
+    /*  88 */ "python2Package", "perlNetPingPackage", "cppPackage", "gccCPPPackage", "kernelSourcePackage",
+    /*  93 */ "kernelDevelPackage", "sg3UtilsPackage", "sg3UtilsPackageName", "sgPersistPackage",
+    /*  97 */ "sgPersistPackageName", "netToolsPackage", "m4Package", "CommonInfinibandSupportPackage",
+    /* 101 */ "HighPerformancePackage", "InfinibandSupportPackage", "libIBConnectionMgr", "libRDMAConnectionMgr",
+    /* 105 */ "libRDMAModuleInitializer", "libIBFabricSimulator", "libIBDiagnosticTools", "libChelsioHCAUsrspace",
+    /* 109 */ "libOpenFabricsMAD", "libOpenFabricsUsrMAD", "libQLogicInfiniPathHCA", "libIBHCAUserspace",
+    /* 113 */ "libNetEffectRNICUserspace", "libUsrSpaceRDMA", "libConnectXHCAUsrSpace", "DDRIBFirmware",
+    /* 117 */ "QDRIBFirmware", "QDRIBDeviceID", "MinQDRIBROM", "RoceCX340GDeviceID", "RoceCX310GDeviceID",
+    /* 122 */ "RoceCX4100GDeviceID", "RoceCX410GDeviceID", "MinRoceCX340GROM", "MinRoceCX310GROM",
+    /* 126 */ "MinRoceCX4100GROM", "MinRoceCX410GROM", "RoceCX2Firmware", "RoceCX2FlexDeviceID", "RoceCX2DeviceID",
+    /* 131 */ "MinRoceCX2FlexROM", "MinRoceCX2ROM", "LastTag",
+};
+// clang-format on
+static_assert(LastTag == 133, "ppszTagName holds one name for each tag");
+
+char *ppszPREREQ[PREREQ_SLOTS];
+node *pStackTop;
+char szXMLTagName[TAG_NAME_LENGTH + 1];
+
+static const char *const pPlatformName = "Linux";
+
+/* --- Tags and values --- */
+
+int sqloGetTagIndex(const char *pName) {
+    if (pName == NULL)
+        return -1;
+    for (int tag = 0; tag < LastTag; tag++)
+        if (strcmp(pName, ppszTagName[tag]) == 0)
+            return tag;
+    return -1;
+}
+
+int setPrereq(int tag, const char *pText) {
+    char *pCopy = strdup(pText);
+    if (pCopy == NULL)
+        return RC_NO_MEMORY;
+    ppszPREREQ[tag] = pCopy;
+    return RC_OK;
+}
+
+/* --- Version comparison --- */
+
+static const int FIRST_FIELD_ROUNDS = 10; // fields compared after the first
+static const int MISSING_FIELD = -999;    // below every number
+
+/* The next field of a version, null when there is none. */
+static const char *nextField(char **ppRest) {
+    return strtok_r(NULL, ".", ppRest);
+}
+
+static int isVersionField(const char *pField) {
+    return pField != NULL && isDecimalDigit(pField[0]);
+}
+
+static int fieldNumber(const char *pField) {
+    return isVersionField(pField) ? leadingNumber(pField) : MISSING_FIELD;
+}
+
+int sqloCompareVersionStrings(const char *minVerString, const char *curVerString) {
+    char szRequired[256], szFound[256];
+    copyText(szRequired, textOrEmpty(minVerString));
+    copyText(szFound, textOrEmpty(curVerString));
+    char *pRequiredRest = NULL, *pFoundRest = NULL;
+    const char *pRequired = strtok_r(szRequired, ".", &pRequiredRest);
+    const char *pFound = strtok_r(szFound, ".", &pFoundRest);
+    if (!isVersionField(pRequired))
+        return VERSION_HIGHER;
+    if (!isVersionField(pFound))
+        return VERSION_UNREADABLE;
+
+    for (int round = 0;; round++) {
+        int required = fieldNumber(pRequired);
+        int found = fieldNumber(pFound);
+        if (found != required)
+            return found > required ? VERSION_HIGHER : VERSION_LOWER;
+        if (found == MISSING_FIELD || round == FIRST_FIELD_ROUNDS)
+            return VERSION_EQUAL;
+        pRequired = nextField(&pRequiredRest);
+        pFound = nextField(&pFoundRest);
+    }
+}
+
+/* --- Conditions --- */
+
+int sqloCheckIsNumber(const char *pVar) {
+    return pVar[strspn(pVar, "0123456789")] == '\0';
+}
+
+/* Does an operator fail between a stored text and a number or text? An operator that is not known never does. */
+static int operatorFails(const char *pStored, const char *pOperator, const char *pValue) {
+    if (strcmp(pOperator, "=") == 0)
+        return strcmp(pStored, pValue) != 0;
+    if (!sqloCheckIsNumber(pValue))
+        return 0;
+    int stored = leadingNumber(pStored);
+    int value = leadingNumber(pValue);
+    if (strcmp(pOperator, "<") == 0)
+        return value <= stored;
+    if (strcmp(pOperator, ">") == 0)
+        return value >= stored;
+    if (strcmp(pOperator, ">=") == 0)
+        return value > stored;
+    return 0;
+}
+
+int sqloEvaluateCondition(const char *pOperand, const char *pOperator, const char *pValue) {
+    if (pOperand == NULL || pOperator == NULL || pValue == NULL)
+        return 0;
+    int tag = sqloGetTagIndex(pOperand);
+    if (tag == -1)
+        return 1;
+    const char *pStored = ppszPREREQ[tag];
+    debugTrace("   Evaluate PREREQ[%s] current value= %s\n", ppszTagName[tag], pStored == NULL ? "Undefined" : pStored);
+    int bFails = pStored != NULL && operatorFails(pStored, pOperator, pValue);
+    debugTrace(bFails ? "   condition not matched   " : "   condition matched   ");
+    return bFails;
+}
+
+/* Evaluates the triples of a condition text, which is cut into its words, until one fails. */
+static int evaluateTriples(char *pCondition, int xmlTagIndex) {
+    char *pRest = NULL;
+    char *pOperand = strtok_r(pCondition, " ", &pRest);
+    for (;;) {
+        const char *pOperator = strtok_r(NULL, " ", &pRest);
+        const char *pValue = strtok_r(NULL, " ", &pRest);
+        if (pOperand == NULL || pOperator == NULL || pValue == NULL)
+            return 0;
+        debugTrace("   Evaluate for PREREQ[%s]\n", ppszTagName[xmlTagIndex]);
+        debugTrace("   Operand: %s \t Operator: %s \t Value: %s \n", pOperand, pOperator, pValue);
+        if (sqloEvaluateCondition(pOperand, pOperator, pValue))
+            return 1;
+        pOperand = strtok_r(NULL, " ", &pRest);
+    }
+}
+
+int sqloProcessConditionStmt(const char *szline, int xmlTagIndex) {
+    const char *pOpening = strchr(szline, '"');
+    if (pOpening == NULL)
+        return 1;
+    const char *pClosing = strchr(pOpening + 1, '"');
+    if (pClosing == NULL)
+        return 0;
+    char *pCondition = strndup(pOpening + 1, (size_t)(pClosing - pOpening - 1));
+    if (pCondition == NULL)
+        return 0;
+    int bFails = evaluateTriples(pCondition, xmlTagIndex);
+    free(pCondition);
+    return bFails;
+}
+
+/* --- Stack of skipped sections --- */
+
+int sqloPushToSkipNodeStack(int xmlTagNum) {
+    if (xmlTagNum == -1)
+        return RC_FAILED;
+    node *pNode = (node *)malloc(sizeof *pNode);
+    if (pNode == NULL)
+        return RC_NO_MEMORY;
+    pNode->xmlNode = xmlTagNum;
+    pNode->next = pStackTop;
+    pStackTop = pNode;
+    return RC_OK;
+}
+
+int sqloPopSkipNodeStack(void) {
+    free(pStackTop);
+    pStackTop = NULL;
+    return RC_OK;
+}
+
+/* --- Reading one level --- */
+
+/* A line of the file, as the scanner sees it. */
+struct scannedLine {
+    const char *pText;
+    int bAttribute; // holds "value": a section with a condition, or text that happens to hold the word
+    int bEndTag;    // otherwise, holds "</"
+    int tag;        // of its element, -1 when it names none
+};
+
+/* Copies the element's name out of a line, from pStart up to the character that ends it. Without an end, or longer
+ * than any tag's name, it is no name. */
+static void copyElementName(const char *pStart, char end) {
+    const char *pEnd = pStart == NULL ? NULL : strchr(pStart, end);
+    szXMLTagName[0] = '\0';
+    if (pEnd != NULL && pEnd - pStart <= TAG_NAME_LENGTH)
+        iStrncpy(szXMLTagName, pStart, (int)(pEnd - pStart) + 1);
+}
+
+static scannedLine scanLine(const char *pText) {
+    scannedLine line = {pText, strstr(pText, "value") != NULL, 0, -1};
+    const char *pStart = strchr(pText, '<');
+    const char *pEndTag = line.bAttribute ? NULL : strstr(pText, "</");
+    line.bEndTag = pEndTag != NULL;
+    if (line.bEndTag)
+        copyElementName(pEndTag + 2, '>');
+    else
+        copyElementName(pStart == NULL ? NULL : pStart + 1, line.bAttribute ? ' ' : '>');
+    line.tag = sqloGetTagIndex(szXMLTagName);
+    return line;
+}
+
+/* Values for the clustered feature only are read while it is being checked. */
+static int beginsUnwantedShareGrid(const scannedLine &line) {
+    return line.tag == shareGrid && !line.bEndTag && !bShareGrid && !bNonIB;
+}
+
+static int beginSkipping(int tag, int *pbSkipping) {
+    *pbSkipping = 1;
+    return sqloPushToSkipNodeStack(tag);
+}
+
+static int endsSkippedSection(const scannedLine &line) {
+    return line.bEndTag && pStackTop != NULL && line.tag == pStackTop->xmlNode;
+}
+
+/* Stores the text between begin and end pattern. The distance is that of the patterns as they were formatted: the
+ * longest tag's are cut, so its text begins with the rest of its name. */
+static int storeValue(const scannedLine &line, const char *pBegin, size_t beginLength, const char *pEnd) {
+    if (pEnd - pBegin <= (ptrdiff_t)beginLength) {
+        debugTrace("PREREQ[%s] is N/A\n", ppszTagName[line.tag]);
+        return RC_OK;
+    }
+    pBegin += beginLength;
+    char *pText = strndup(pBegin, (size_t)(pEnd - pBegin));
+    if (pText == NULL)
+        return RC_NO_MEMORY;
+    ppszPREREQ[line.tag] = pText;
+    debugTrace(" ==>Adding  PREREQ[%s]=%s\n", ppszTagName[line.tag], pText);
+    return RC_OK;
+}
+
+/* Takes a line with a known tag: a value, or a section whose condition decides whether it is read. */
+static int takeTag(const scannedLine &line, int *pbSkipping) {
+    char szBegin[30], szEnd[30];
+    formatText(szBegin, sizeof szBegin, "<%s>", ppszTagName[line.tag]);
+    formatText(szEnd, sizeof szEnd, "</%s>", ppszTagName[line.tag]);
+    const char *pBegin = strstr(line.pText, szBegin);
+    const char *pEnd = strstr(line.pText, szEnd);
+    if (pBegin != NULL && pEnd != NULL)
+        return storeValue(line, pBegin, strlen(szBegin), pEnd);
+    if (pEnd != NULL || !line.bAttribute || !sqloProcessConditionStmt(line.pText, line.tag))
+        return RC_OK;
+    debugTrace("=== Skip tag BEGIN ===");
+    debugTrace("   push to stack = %s \n", ppszTagName[line.tag]);
+    return beginSkipping(line.tag, pbSkipping);
+}
+
+/* Takes one line of the platform's section. */
+static int takeLine(const char *pText, int *pbSkipping) {
+    debugTrace("Scanning line : %s\n", pText);
+    scannedLine line = scanLine(pText);
+    if (beginsUnwantedShareGrid(line)) {
+        debugTrace("=== Skip tag BEGIN ===");
+        debugTrace("   Pushing XML Tag to stack %s\n", ppszTagName[line.tag]);
+        int status = beginSkipping(line.tag, pbSkipping);
+        if (status != RC_OK)
+            return status;
+    }
+    if (*pbSkipping && endsSkippedSection(line)) {
+        *pbSkipping = 0;
+        sqloPopSkipNodeStack();
+        debugTrace("=== END skip tag RESUME === ");
+        return RC_OK;
+    }
+    if (*pbSkipping) {
+        debugTrace("   Skipping =>%s\n", pText);
+        return RC_OK;
+    }
+    if (line.tag == -1) {
+        debugTrace("No Matching tag found Skipping =>%s\n", pText);
+        return RC_OK;
+    }
+    return takeTag(line, pbSkipping);
+}
+
+/* Reads on until a line holds the pattern. 0 when none does. */
+static int findLine(FILE *pFile, const char *pPattern) {
+    char szLine[256];
+    while (readLine(pFile, szLine, sizeof szLine))
+        if (strstr(szLine, pPattern) != NULL)
+            return 1;
+    return 0;
+}
+
+/* Finds the level, then the next platform section that stands anywhere behind it, and takes its lines. */
+static int scanLevel(FILE *pFile, const char *pLevel) {
+    static const char *const pPlatformStop = "</platform>";
+    char szLevel[30], szPlatformStart[30], szLine[256];
+    formatText(szLevel, sizeof szLevel, "<KVXLevel value=\"%s\">", pLevel);
+    formatText(szPlatformStart, sizeof szPlatformStart, "<platform value=\"%s\">", pPlatformName);
+    if (!findLine(pFile, szLevel) || !findLine(pFile, szPlatformStart))
+        return RC_OK;
+
+    int bSkipping = 0;
+    int status = RC_OK;
+    while (status == RC_OK && readLine(pFile, szLine, sizeof szLine)) {
+        if (strstr(szLine, pPlatformStop) != NULL) {
+            debugTrace("Finishing reading XML for platform %s\n", pPlatformStop);
+            break;
+        }
+        status = takeLine(szLine, &bSkipping);
+    }
+    return status;
+}
+
+/* What is known of the level and the host before the file is read. */
+static int storeIdentity(const char *pLevel) {
+    copyText(szPlatform, pPlatformName);
+    int status = setPrereq(KVXLevel, pLevel);
+    if (status == RC_OK)
+        status = setPrereq(platform, szPlatform);
+    if (status == RC_OK)
+        status = setPrereq(Processor, szProcessor);
+    if (status == RC_OK && linuxDistro != DISTRO_UNKNOWN)
+        status = setPrereq(LinuxDistro, ppszDistroName[linuxDistro]);
+    return status;
+}
+
+/* A rule, the time and the level open each level's part of the report. */
+static void logLevelBanner(const char *pLevel) {
+    messageText szText;
+    copyText(szText, pReportRule);
+    logMessage(szText);
+
+    char szTime[64 + LOG_ROOM] = "";
+    time_t now = time(NULL);
+    struct tm local;
+    if (localtime_r(&now, &local) != NULL)
+        strftime(szTime, sizeof szTime - LOG_ROOM, "%c", &local);
+    logMessage(szTime);
+
+    logText(szText, bShareGrid ? MSG_LEVEL_BANNER_CLUSTERED : MSG_LEVEL_BANNER, pLevel, pPlatformName);
+}
+
+int sqloReadPrereqFromXML(const char *pLevel) {
+    int status = storeIdentity(pLevel);
+    if (status != RC_OK)
+        return status;
+    logLevelBanner(pLevel);
+    debugTrace("Reading KVX prerequisites from %s\n", szInputXMLFile);
+    FILE *pFile = fopen(szInputXMLFile, "re");
+    if (pFile == NULL)
+        return RC_INPUT;
+    status = scanLevel(pFile, pLevel);
+    fclose(pFile);
+    return status;
+}
