@@ -555,4 +555,78 @@ int sqloIsOS64bit(void);
  * 30046, 30047 or 33544. 0 meets, -1 does not. */
 int sqloCheckOSLevel(void);
 
+/* ---------------------------------------------------------------------------------------------------------------
+ * Software checks (sqloSoftware.cpp). Each writes its block to the report and its failures to the error list.
+ * msgLevel is a Severity; with any other value a check fails at once, runs nothing and names no severity. emitErrors
+ * is 1 when a package that is not installed is reported by a text of its own, not by 30095. Package, file, version
+ * and release texts may be null where said.
+ * ------------------------------------------------------------------------------------------------------------- */
+
+extern int kshntp;               // 1 from the first time-service or shell check on: equal versions go by their text
+extern int isNTP;                // 1 while the NTP package is being checked
+extern char szNTPMessages[1024]; // the failure of the NTP package, which does not go to the error list at once
+
+/* Is `strings` there? 0, or -1 with a text on standard error. Nothing goes to the report. */
+int sqloCheckTools(void);
+
+/* Does the C++ runtime CPPLibName load, and does the one that the program uses hold the line CPPVersionString? 0, also
+ * when it is not mapped under its usual name or cannot be looked into (33512); else -1. 30023, 30058 to 30060, 33510,
+ * 33511. */
+int sqloCheckLibStdCPlusPlus(void);
+
+/* Does libaio.so.1 load? 0 with 33553, or -1 with 33552 and 33520. */
+int sqloCheckLibAio(void);
+
+/* Does libnuma.so.1 load? 0 with 33610, or -1 with 33552 and 33609. No caller. */
+int sqloCheckLibNuma(void);
+
+/* Is the C library that the program uses at least LibCVersion, LibCMajorRelease, LibCMinorRelease (0 when absent)? 0,
+ * also when no mapped file tells a level; else -1. 30025, 30064 to 30066, 33515, 33548. */
+int sqloCheckGlibC(void);
+
+/* Is there a 32-bit libpam? Always 0: a missing one is a warning (33514). Leaves ldd's output in the capture file. */
+int sqloCheckLibPAM(void);
+
+/* Is a package, or the one that owns a file, installed, and is it at least minVersion and minRelease? Give packageID or
+ * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel.
+ * 0 or -1. 30052, 30056, 30057, 30085, 30160, 30184, 33506 to 33509, 33546, 33547, 33608. */
+int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *minVersion, const char *minRelease,
+                          int msgLevel, int emitErrors);
+
+/* The same, as a warning, for the package that owns a command, or a file of that name. Sets kshntp. -1 also when the
+ * search for the command cannot be read (33546). */
+int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *release);
+
+/* Is a package of a group (its name is the title) installed for an architecture: b32Bit 1 32-bit, 0 x86_64, else
+ * noarch? 0 or -1. 30085, 33506, 33535 to 33537, 33547. */
+int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel, int emitErrors);
+
+/* The same for a Mellanox library's package, with a text of its own. */
+int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
+                                  int emitErrors);
+
+/* Is a package installed? 0 or -1, without a report but for a killed query (33506). packageName is not used. */
+int sqloCheckPackagePresenceLinux(const char *packageName, const char *rpmPkgName, int b32Bit);
+
+/* 0 when KVXMLNXOFED enables the Mellanox stack's validation and the stack is there, else -1. 33546, 33547. */
+int sqloCheckMellanoxLINUX(void);
+
+/* Is the SCSI generic utilities package, or the one that owns a file, installed? 0 or RC_SG_PACKAGE. No caller. */
+int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors);
+
+/* Is SELinux disabled? 0, also without getenforce (nothing is reported then); -1 when it is not or cannot be told, and
+ * the capture file then stays. 30040, 30098, 33516, 33546, 33562, 33563. */
+int sqloCheckSELinuxEnabled(void);
+
+/* Asks the adapter probe about szNetname and stores HCANetwork: "10GE", "InfiniBand" or "Undefined". 0, or -1 when the
+ * probe says that it is undefined. */
+int sqloCheckMHCA(void);
+
+/* Is this host no VMware machine? 1 or -1, never 0: the 32-bit rule of the Mellanox packages then always applies. */
+int verifyVMware(void);
+
+/* Does the cluster automation's own script pass? 0, also when there is no script (33613); else -1, as without
+ * bShareGrid. 33612 when it fails. Its section goes to the GUI report. No caller. */
+int checkprereqVEX(int msgLevel, int emitErrors);
+
 #endif

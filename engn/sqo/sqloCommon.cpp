@@ -2,12 +2,14 @@
  * What every room of the program uses: bounded texts, numbers, the debug trace, and commands run through the shell.
  */
 #include <errno.h>
+#include <fcntl.h>
 #include <limits.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "sqloCommon.h"
 
@@ -94,14 +96,188 @@ int sqloFileExists(const char *pPath) {
     return stat(szPath, &status) == 0 && S_ISREG(status.st_mode);
 }
 
+/* --- Shell words --- */
+
+/* Characters that no shell reads as anything but themselves; a tilde only behind the first. */
+static int isPlainCharacter(char c, int bFirst) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || isDecimalDigit(c) ||
+           (c != '\0' && strchr("_.,:+-/@=^", c) != NULL) || (c == '~' && !bFirst);
+}
+
+static int isPlainWord(const char *pText) {
+    for (const char *p = pText; *p != '\0'; p++)
+        if (!isPlainCharacter(*p, p == pText))
+            return 0;
+    return 1;
+}
+
+/* A command being composed: what is written, and the quotation of the format's own that it stands in. */
+struct composedCommand {
+    char *szText;
+    size_t size, length;
+    char quote; // '"', '\'', or 0
+    int bFits;
+};
+
+static void putCharacter(composedCommand *pCommand, char c) {
+    if (pCommand->length + 1 >= pCommand->size)
+        pCommand->bFits = 0;
+    else
+        pCommand->szText[pCommand->length++] = c;
+}
+
+static void putText(composedCommand *pCommand, const char *pText) {
+    for (; *pText != '\0'; pText++)
+        putCharacter(pCommand, *pText);
+}
+
+static void putQuoted(composedCommand *pCommand, const char *pText) {
+    putCharacter(pCommand, '\'');
+    for (; *pText != '\0'; pText++)
+        if (*pText == '\'')
+            putText(pCommand, "'\\''");
+        else
+            putCharacter(pCommand, *pText);
+    putCharacter(pCommand, '\'');
+}
+
+/* Inserts a word. One that begins with a hyphen would be an option; one that is not plain cannot stand inside a
+ * quotation. */
+static void putWord(composedCommand *pCommand, const shellWord &word) {
+    const char *pText = textOrEmpty(word.pText);
+    if (word.bPattern || (isPlainWord(pText) && pText[0] != '-'))
+        putText(pCommand, pText);
+    else if (pText[0] == '-' || pCommand->quote != '\0')
+        pCommand->bFits = 0;
+    else
+        putQuoted(pCommand, pText);
+}
+
+static void putFormatCharacter(composedCommand *pCommand, char c) {
+    if ((c == '"' || c == '\'') && (pCommand->quote == '\0' || pCommand->quote == c))
+        pCommand->quote = pCommand->quote == '\0' ? c : '\0';
+    putCharacter(pCommand, c);
+}
+
+int composeCommand(commandText &szCommand, const char *pFormat, const shellWord *pWords, int wordCount) {
+    composedCommand command = {szCommand, sizeof szCommand, 0, '\0', 1};
+    int used = 0;
+    for (; *pFormat != '\0'; pFormat++) {
+        if (pFormat[0] == '%' && pFormat[1] == 's' && used < wordCount) {
+            putWord(&command, pWords[used++]);
+            pFormat++;
+        } else {
+            if (pFormat[0] == '%' && pFormat[1] == '%')
+                pFormat++;
+            putFormatCharacter(&command, *pFormat);
+        }
+    }
+    szCommand[command.bFits ? command.length : 0] = '\0';
+    return command.bFits;
+}
+
 /* --- Shell commands. What was printed so far goes out first, so that a child's output follows it. --- */
 
-int firstLineOf(const char *pCommand, char *szLine, size_t size) {
+static const int COMMAND_NOT_RUN = 2 << 8; // the status of exit code 2
+
+int runCommand(const commandText &szCommand) {
+    if (szCommand[0] == '\0')
+        return COMMAND_NOT_RUN;
     fflush(stdout);
-    FILE *pPipe = popen(pCommand, "re");
+    return system(szCommand);
+}
+
+int wasKilled(int status) {
+    return (status & 0x7f) != 0;
+}
+
+int exitCode(int status) {
+    return (status >> 8) & 0xff;
+}
+
+static FILE *openPipe(const char *pCommand) {
+    fflush(stdout);
+    return popen(pCommand, "re");
+}
+
+int firstLineOf(const char *pCommand, char *szLine, size_t size) {
+    FILE *pPipe = openPipe(pCommand);
     if (pPipe == NULL)
         return 0;
     int bRead = fgets(szLine, (int)size, pPipe) != NULL;
     pclose(pPipe);
     return bRead;
+}
+
+int outputHolds(const commandText &szCommand, const char *pText) {
+    FILE *pPipe = szCommand[0] == '\0' ? NULL : openPipe(szCommand);
+    if (pPipe == NULL)
+        return 0;
+    char szLine[256];
+    int bHolds = 0;
+    while (!bHolds && fgets(szLine, sizeof szLine, pPipe) != NULL)
+        bHolds = strstr(szLine, pText) != NULL;
+    pclose(pPipe);
+    return bHolds;
+}
+
+/* --- Capture files --- */
+
+const char *temporaryDirectory(void) {
+    const char *pDirectory = getenv("KVXTMPDIR");
+    return pDirectory == NULL ? "/tmp" : pDirectory;
+}
+
+void nameCapture(captureFile *pCapture, int idOffset) {
+    pCapture->pFile = NULL;
+    if (!formatText(pCapture->szPath, sizeof pCapture->szPath, "%s/%s.%d", temporaryDirectory(), "kvxprereqcheck",
+                    (int)getpid() + idOffset))
+        pCapture->szPath[0] = '\0';
+}
+
+/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to. 0 when
+ * something stands in the way that cannot be removed. */
+static int claimFile(const char *pPath) {
+    struct stat status;
+    unlink(pPath);
+    if (lstat(pPath, &status) == 0)
+        return 0;
+    int descriptor = open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (descriptor < 0)
+        return errno != EEXIST;
+    close(descriptor);
+    return 1;
+}
+
+int runIntoCapture(const captureFile &capture, const commandText &szCommand) {
+    if (capture.szPath[0] == '\0' || szCommand[0] == '\0' || !claimFile(capture.szPath))
+        return COMMAND_NOT_RUN;
+    return runCommand(szCommand);
+}
+
+int openCapture(captureFile *pCapture) {
+    closeCapture(pCapture);
+    int descriptor = open(pCapture->szPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (descriptor < 0)
+        return 0;
+    pCapture->pFile = fdopen(descriptor, "r");
+    if (pCapture->pFile == NULL)
+        close(descriptor);
+    return pCapture->pFile != NULL;
+}
+
+int readCapture(captureFile *pCapture, char *szLine, size_t size) {
+    szLine[0] = '\0';
+    return pCapture->pFile != NULL && fgets(szLine, (int)size, pCapture->pFile) != NULL;
+}
+
+void closeCapture(captureFile *pCapture) {
+    if (pCapture->pFile != NULL)
+        fclose(pCapture->pFile);
+    pCapture->pFile = NULL;
+}
+
+void dropCapture(captureFile *pCapture) {
+    closeCapture(pCapture);
+    unlink(pCapture->szPath);
 }

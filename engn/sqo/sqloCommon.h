@@ -61,8 +61,80 @@ void debugTrace(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
 
 /* --- Shell commands --- */
 
+/* Room for a finished command: more than two of the longest paths, quoted. */
+typedef char commandText[16384];
+
+/* A word of a command. A constant pattern stands as it is, for the shell to expand; everything else comes from outside
+ * and is made one inert word. */
+struct shellWord {
+    const char *pText;
+    int bPattern;
+};
+
+inline shellWord patternWord(const char *pPattern) {
+    return {pPattern, 1};
+}
+inline shellWord toWord(shellWord word) {
+    return word;
+}
+inline shellWord toWord(const char *pText) {
+    return {pText, 0};
+}
+
+/* Composes a command from a format that knows only "%s", the next word, and "%%". 1 when done; 0, with an empty
+ * command, when it does not fit or a word cannot stand at its place without becoming syntax or an option. */
+int composeCommand(commandText &szCommand, const char *pFormat, const shellWord *pWords, int wordCount);
+
+template <typename... Words> int formatCommand(commandText &szCommand, const char *pFormat, Words... words) {
+    const shellWord list[] = {toWord(words)..., {NULL, 0}};
+    return composeCommand(szCommand, pFormat, list, (int)sizeof...(words));
+}
+
+/* Runs a command and returns the status of system. The empty command, one that could not be composed, is not run and
+ * counts as exit status 2. */
+int runCommand(const commandText &szCommand);
+
+/* 1 when a status tells that the command was ended by a signal or could not be run at all. */
+int wasKilled(int status);
+
+/* The exit code in a status. */
+int exitCode(int status);
+
 /* Runs a command through a pipe and reads the first line of its output, newline included. 0 when there is none. */
 int firstLineOf(const char *pCommand, char *szLine, size_t size);
+
+/* Runs a command through a pipe until a line of its output, as far as 255 characters, holds a text. 0 when none does.
+ * A command that could not be composed prints nothing. */
+int outputHolds(const commandText &szCommand, const char *pText);
+
+/* --- Capture files: where a command's output goes to be read back --- */
+
+struct captureFile {
+    char szPath[4096]; // empty when the temporary directory's name is too long for any path
+    FILE *pFile;       // open for reading, or null
+};
+
+/* The directory for temporary files. */
+const char *temporaryDirectory(void);
+
+/* Names a capture file in the temporary directory, after the process id plus an offset. */
+void nameCapture(captureFile *pCapture, int idOffset = 0);
+
+/* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
+ * removed and the file created anew. Where that cannot be removed the command is not run and counts as exit status 2.
+ * Where the file cannot be created for want of a directory or of space the command still runs, and fails by itself. */
+int runIntoCapture(const captureFile &capture, const commandText &szCommand);
+
+/* Opens it for reading, or from the start again. 0 when it cannot be opened. */
+int openCapture(captureFile *pCapture);
+
+/* Reads a line, newline included. 0 with an empty line at the end, or when the file is not open. */
+int readCapture(captureFile *pCapture, char *szLine, size_t size);
+
+void closeCapture(captureFile *pCapture);
+
+/* Closes and removes it. */
+void dropCapture(captureFile *pCapture);
 
 /* --- Requirements --- */
 
@@ -109,13 +181,25 @@ extern const char *const pReportRule;
 void startCheck(const char *pTitle);
 /* The same with a message as the title. */
 void startCheck(int titleNumber);
+/* The same, keeping the heading as it was logged. */
+void startCheck(messageText &szHeading, const char *pTitle);
+
 /* Closes a block that passed. Returns RC_OK. */
 int passCheck(void);
-/* Closes a block that failed with 30055 and the severity word, without an entry in the error list. */
+/* Closes a block that failed with 30055 and the severity word, which is empty for a severity that is none. Records
+ * nothing. */
 void closeFailedCheck(int severity);
-/* Closes a block that failed and records requirement and detail as one entry; an empty detail becomes 30095. Returns
- * RC_FAILED. */
-int failCheck(int severity, const char *pRequirement, messageText &szDetail);
+/* The same, keeping the line as it was logged. */
+void closeFailedCheck(messageText &szClosing, int severity);
+
+/* Room for a failure's entry before it is cut to the error list's field. */
+typedef char entryText[2 * sizeof(messageText)];
+
+/* Composes requirement and detail into an entry. An empty detail becomes 30095, with a package to name or null. */
+void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const char *pPackage);
+
+/* Closes a block that failed and records requirement and detail as one entry. Returns RC_FAILED. */
+int failCheck(int severity, const char *pRequirement, messageText &szDetail, const char *pPackage = NULL);
 
 #pragma GCC poison strcpy strcat sprintf vsprintf strtok gets
 

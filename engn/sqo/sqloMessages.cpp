@@ -289,17 +289,20 @@ int logRemoteMessage(const char *pText) {
 
 /* --- The shape of a check's block --- */
 
-void startCheck(const char *pTitle) {
+void startCheck(messageText &szHeading, const char *pTitle) {
     char szBlank[8] = "   ";
     logMessage(szBlank);
-    reportText(MSG_CHECK_HEADING, pTitle);
+    logText(szHeading, MSG_CHECK_HEADING, pTitle);
+}
+
+void startCheck(const char *pTitle) {
+    messageText szHeading;
+    startCheck(szHeading, pTitle);
 }
 
 void startCheck(int titleNumber) {
-    char szBlank[8] = "   ";
-    logMessage(szBlank);
     messageText szTitle;
-    reportText(MSG_CHECK_HEADING, fetchText(szTitle, titleNumber));
+    startCheck(fetchText(szTitle, titleNumber));
 }
 
 int passCheck(void) {
@@ -307,21 +310,30 @@ int passCheck(void) {
     return RC_OK;
 }
 
-void closeFailedCheck(int severity) {
+void closeFailedCheck(messageText &szClosing, int severity) {
     messageText szSeverity = "";
     if (severity == SEVERITY_ERROR)
         fetchText(szSeverity, MSG_SEVERITY_ERROR);
     else if (severity == SEVERITY_WARNING)
         fetchText(szSeverity, MSG_SEVERITY_WARNING);
-    reportText(MSG_CHECK_FAILED, szSeverity);
+    logText(szClosing, MSG_CHECK_FAILED, szSeverity);
 }
 
-int failCheck(int severity, const char *pRequirement, messageText &szDetail) {
-    closeFailedCheck(severity);
+void closeFailedCheck(int severity) {
+    messageText szClosing;
+    closeFailedCheck(szClosing, severity);
+}
+
+void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const char *pPackage) {
     if (szDetail[0] == '\0')
-        fetchText(szDetail, MSG_REQUIREMENT_NOT_MET);
-    char szEntry[2 * sizeof(messageText)];
+        fetchText(szDetail, MSG_REQUIREMENT_NOT_MET, pPackage);
     formatText(szEntry, sizeof szEntry, "%s%s", pRequirement, szDetail);
+}
+
+int failCheck(int severity, const char *pRequirement, messageText &szDetail, const char *pPackage) {
+    entryText szEntry;
+    closeFailedCheck(severity);
+    composeEntry(szEntry, pRequirement, szDetail, pPackage);
     sqloUpdateErrorList(szEntry);
     return RC_FAILED;
 }

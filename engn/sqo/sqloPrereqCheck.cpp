@@ -461,16 +461,51 @@ int sqloPreparePrereqCheck(void) {
     return RC_OK;
 }
 
+/* What the checks of a level have come to: the status of the last one that failed, and the last one's own result. */
+struct levelResult {
+    int status, last;
+};
+
+static void noteCheck(levelResult *pResult, int result, int failure) {
+    pResult->last = result;
+    if (result != RC_OK)
+        pResult->status = failure;
+}
+
+static int isAdapterRun(void) {
+    return bUDAPL || bCustomNetworkType || (bShareGrid && bNetName && !bNonIB);
+}
+
+static void checkCppRuntime(levelResult *pResult) {
+    noteCheck(pResult, sqloCheckLibStdCPlusPlus(), RC_SOFTWARE);
+    if (pResult->last != RC_OK)
+        bnoStdRtk = 1;
+}
+
+/* The checks of the host itself, whose failures do not stop the level. */
+static void checkHostOfLevel(levelResult *pResult) {
+    noteCheck(pResult, sqloCheckOSLevel(), RC_OS_LEVEL);
+    noteCheck(pResult, sqloCheckTools(), RC_SOFTWARE);
+    checkCppRuntime(pResult);
+    if (!bClient)
+        noteCheck(pResult, sqloCheckLibAio(), RC_SOFTWARE);
+}
+
 int sqloCheckPrereqForVersion(const char *pLevel) {
     if ((bClient && bShareGrid) || pLevel == NULL)
         return RC_OK;
-    int status = sqloReadPrereqFromXML(pLevel);
-    if (status == RC_OK && !bUDAPL) {
-        if (sqloCheckOSLevel() != RC_OK)
-            status = RC_OS_LEVEL;
+    levelResult result = {RC_OK, sqloReadPrereqFromXML(pLevel)};
+    if (result.last != RC_OK) {
+        sqloWriteSummaryToReport(pLevel);
+        return result.last;
     }
+    if (!bUDAPL)
+        checkHostOfLevel(&result);
+    if (!bClient && isAdapterRun() && result.last != RC_OK)
+        result.status = RC_VERSION;
+    noteCheck(&result, sqloCheckLibPAM(), RC_SOFTWARE);
     sqloWriteSummaryToReport(pLevel);
-    return status;
+    return result.status;
 }
 
 /* --- Which levels, and how often --- */
@@ -688,14 +723,18 @@ static int hasSeveralAdapters(const networkTypeRow *pType) {
 }
 
 /* Stores what is known of the adapters under MHCA and HCANetwork. */
-static Step storeAdapterValues(int *) {
+static Step storeAdapterValues(int *pRc) {
     if ((!bMHCA && !bCustomNetworkType) || !bShareGrid) {
         setPrereq(MHCA, "FALSE");
         setPrereq(HCANetwork, "Undefined");
         return RUN_GOES_ON;
     }
     const networkTypeRow *pType = findNetworkType();
-    if (pType != NULL && pType->pNetwork != NULL)
+    if (bMHCA) {
+        *pRc = sqloCheckMHCA();
+        if (*pRc != RC_OK)
+            return RUN_ENDS;
+    } else if (pType != NULL && pType->pNetwork != NULL)
         setPrereq(HCANetwork, pType->pNetwork);
     setPrereq(MHCA, hasSeveralAdapters(pType) ? "TRUE" : "FALSE");
     return RUN_GOES_ON;

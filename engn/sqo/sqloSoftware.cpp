@@ -1,0 +1,866 @@
+/*
+ * Software prerequisites: shared libraries as the loader finds them, packages as rpm knows them, and settings of the
+ * system.
+ */
+#include <dlfcn.h>
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <unistd.h>
+
+#include "sqloCommon.h"
+
+int kshntp;
+int isNTP;
+char szNTPMessages[1024];
+
+typedef char toolLine[256]; // a line of a tool's output, read in pieces of this size
+
+/* A number of the prerequisites; one that is not given is 0. */
+static const char *numberOrZero(int tag) {
+    return ppszPREREQ[tag] == NULL ? "0" : ppszPREREQ[tag];
+}
+
+/* --- Tools --- */
+
+int sqloCheckTools(void) {
+    commandText szCommand;
+    formatCommand(szCommand, "strings < /dev/null > /dev/null 2> /dev/null");
+    int status = runCommand(szCommand);
+    if (status == -1)
+        fprintf(stderr, "ERROR: \n   Unable to determine if the 'strings' utility exists: %s\n", strerror(errno));
+    else if (status != 0)
+        fputs("ERROR: \n   The 'strings' utility that is used to detect prerequisite libraries\n"
+              "   is not present on this system.  Please use your package or software\n"
+              "   manager to install the GNU Binary Utilities.\n",
+              stderr);
+    return status == 0 ? RC_OK : RC_FAILED;
+}
+
+/* --- The program's own memory map: which files the loader took --- */
+
+typedef char mapsPath[32];
+
+static FILE *openMaps(mapsPath &szMaps) {
+    formatText(szMaps, sizeof szMaps, "/proc/%d/maps", (int)getpid());
+    return fopen(szMaps, "re");
+}
+
+/* The file of the next mapping whose line holds a text. 0 when there is no further one. */
+static int findMapping(FILE *pMaps, const char *pText, char (&szPath)[256]) {
+    toolLine szLine;
+    while (fgets(szLine, sizeof szLine, pMaps) != NULL)
+        if (strstr(szLine, pText) != NULL) {
+            szPath[0] = '\0';
+            sscanf(szLine, "%*s%*s%*s%*s%*s%255s", szPath);
+            return 1;
+        }
+    return 0;
+}
+
+/* Writes the texts that a library holds into the capture file. */
+static int captureStrings(const captureFile &capture, const char *pLibrary) {
+    commandText szCommand;
+    formatCommand(szCommand, "strings %s > %s 2>&1 ", pLibrary, capture.szPath);
+    return runIntoCapture(capture, szCommand);
+}
+
+/* --- C++ runtime --- */
+
+/* Asks what kind of file the library is. The answer decides nothing. */
+static void askFileKind(const char *pLibrary) {
+    commandText szCommand;
+    formatCommand(szCommand, "/usr/bin/file -L %s ", pLibrary);
+    outputHolds(szCommand, "64-bit");
+}
+
+/* Does the runtime's list of texts hold the required symbol version, as a whole line? The version reported is the last
+ * "CXXABI" line up to there. */
+static int findSymbolVersion(captureFile *pCapture) {
+    const char *pRequired = ppszPREREQ[CPPVersionString];
+    toolLine szLine, szCurrent = "";
+    while (readCapture(pCapture, szLine, sizeof szLine)) {
+        cutLastCharacter(szLine);
+        if (strstr(szLine, "CXXABI") != NULL)
+            copyText(szCurrent, szLine);
+        if (pRequired != NULL && strcmp(szLine, pRequired) == 0) {
+            reportText(MSG_LIBSTDCXX_FOUND, szCurrent);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+/* Judges the runtime that the loader mapped. What cannot be looked into meets: a failing tool is no missing library. */
+static int judgeCppRuntime(void) {
+    mapsPath szMaps;
+    FILE *pMaps = openMaps(szMaps);
+    if (pMaps == NULL) {
+        reportText(MSG_MAPS_NOT_OPENED, szMaps);
+        return 0;
+    }
+    char szLibrary[256];
+    int bMapped = findMapping(pMaps, "libstdc++.so.6", szLibrary);
+    fclose(pMaps);
+    if (!bMapped)
+        return 1;
+    reportText(MSG_LIBSTDCXX_LOCATED, szLibrary);
+    askFileKind(szLibrary);
+
+    captureFile capture;
+    nameCapture(&capture);
+    int status = captureStrings(capture, szLibrary);
+    int bMet = 1;
+    if (!openCapture(&capture) || status != 0)
+        reportText(MSG_STRINGS_FAILED);
+    else
+        bMet = findSymbolVersion(&capture);
+    dropCapture(&capture);
+    return bMet;
+}
+
+int sqloCheckLibStdCPlusPlus(void) {
+    messageText szRequired, szNoDetail = "";
+    const char *pLibraryName = ppszPREREQ[CPPLibName];
+    startCheck(MSG_TITLE_LIBSTDCXX);
+    logText(szRequired, MSG_LIBSTDCXX_REQUIRED, pLibraryName);
+    void *pLibrary = dlopen(pLibraryName, RTLD_NOW);
+    int bMet = 0;
+    if (pLibrary == NULL)
+        reportText(MSG_LIBRARY_NOT_LOADED, pLibraryName);
+    else {
+        bMet = judgeCppRuntime();
+        dlclose(pLibrary);
+    }
+    return bMet ? passCheck() : failCheck(SEVERITY_ERROR, szRequired, szNoDetail);
+}
+
+/* --- Libraries that only have to load --- */
+
+struct loadableLibrary {
+    const char *pName;
+    int titleMessage, loadedMessage, missingMessage;
+};
+
+static int checkLoads(const loadableLibrary &library) {
+    startCheck(library.titleMessage);
+    void *pLibrary = dlopen(library.pName, RTLD_NOW);
+    if (pLibrary != NULL) {
+        reportText(library.loadedMessage);
+        dlclose(pLibrary);
+        return passCheck();
+    }
+    messageText szMissing;
+    reportText(MSG_LOADER_ERROR, (const char *)dlerror());
+    logText(szMissing, library.missingMessage);
+    sqloUpdateErrorList(szMissing);
+    closeFailedCheck(SEVERITY_ERROR);
+    return RC_FAILED;
+}
+
+int sqloCheckLibAio(void) {
+    return checkLoads({"libaio.so.1", MSG_TITLE_LIBAIO, MSG_LIBAIO_LOADED, MSG_LIBAIO_MISSING});
+}
+
+int sqloCheckLibNuma(void) {
+    return checkLoads({"libnuma.so.1", MSG_TITLE_LIBNUMA, MSG_LIBNUMA_LOADED, MSG_LIBNUMA_MISSING});
+}
+
+/* --- C library --- */
+
+enum Verdict { NOT_JUDGED, MET, NOT_MET };
+
+/* The level in a library's "release version" line; what the line does not hold is null. */
+struct libraryLevel {
+    const char *pVersion, *pMajorRelease, *pMinorRelease;
+};
+
+/* Finds the line and splits it, newline and all, from "release version" on. */
+static libraryLevel findReleaseVersion(captureFile *pCapture, toolLine &szLine) {
+    libraryLevel level = {NULL, NULL, NULL};
+    while (readCapture(pCapture, szLine, sizeof szLine)) {
+        char *pStart = strstr(szLine, "release version");
+        if (pStart == NULL)
+            continue;
+        char *pRest = NULL;
+        strtok_r(pStart, " ", &pRest);
+        strtok_r(NULL, " ", &pRest);
+        level.pVersion = strtok_r(NULL, ". ", &pRest);
+        level.pMajorRelease = strtok_r(NULL, ".", &pRest);
+        level.pMinorRelease = strtok_r(NULL, " ", &pRest);
+        break;
+    }
+    return level;
+}
+
+static int meetsLevel(const libraryLevel &found) {
+    const char *const ppFound[] = {found.pVersion, found.pMajorRelease, found.pMinorRelease};
+    const int required[] = {LibCVersion, LibCMajorRelease, LibCMinorRelease};
+    for (int i = 0; i < 3; i++) {
+        int foundNumber = leadingNumber(ppFound[i]);
+        int requiredNumber = leadingNumber(numberOrZero(required[i]));
+        if (foundNumber != requiredNumber)
+            return foundNumber > requiredNumber;
+    }
+    return 1;
+}
+
+static Verdict judgeLibraryLevel(const libraryLevel &level, messageText &szDetail) {
+    if (level.pVersion == NULL)
+        return NOT_JUDGED;
+    if (level.pMajorRelease == NULL || level.pMinorRelease == NULL)
+        return NOT_MET;
+    char szMajor[10], szMinor[10];
+    formatText(szMajor, sizeof szMajor, "%d", leadingNumber(level.pMajorRelease));
+    formatText(szMinor, sizeof szMinor, "%d", leadingNumber(level.pMinorRelease));
+    logText(szDetail, MSG_GLIBC_FOUND, level.pVersion, szMajor, szMinor);
+    return meetsLevel(level) ? MET : NOT_MET;
+}
+
+/* Judges one mapped file; one without a level is not the C library. */
+static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, messageText &szDetail) {
+    reportText(MSG_GLIBC_LOCATED, pLibrary);
+    captureFile capture;
+    nameCapture(&capture);
+    captureStrings(capture, pLibrary);
+    Verdict verdict = NOT_MET;
+    if (!openCapture(&capture))
+        reportText(MSG_GLIBC_STRINGS_FAILED);
+    else {
+        logText(szRequired, MSG_GLIBC_REQUIRED, numberOrZero(LibCVersion), numberOrZero(LibCMajorRelease),
+                numberOrZero(LibCMinorRelease));
+        toolLine szLine;
+        verdict = judgeLibraryLevel(findReleaseVersion(&capture, szLine), szDetail);
+    }
+    dropCapture(&capture);
+    return verdict;
+}
+
+int sqloCheckGlibC(void) {
+    messageText szRequired = "", szDetail = "";
+    startCheck(MSG_TITLE_GLIBC);
+    mapsPath szMaps;
+    FILE *pMaps = openMaps(szMaps);
+    if (pMaps == NULL) {
+        reportText(MSG_GLIBC_MAPS_NOT_OPENED);
+        return failCheck(SEVERITY_ERROR, szRequired, szDetail);
+    }
+    Verdict verdict = NOT_JUDGED;
+    char szLibrary[256];
+    while (verdict == NOT_JUDGED && findMapping(pMaps, "libc", szLibrary))
+        verdict = judgeCLibrary(szLibrary, szRequired, szDetail);
+    fclose(pMaps);
+    return verdict == NOT_MET ? failCheck(SEVERITY_ERROR, szRequired, szDetail) : passCheck();
+}
+
+/* --- 32-bit PAM --- */
+
+static const char *const pPamPattern = "/lib/libpam.so*";
+static const char *const pUbuntuPamPattern = "/lib/i386-linux-gnu/libpam.so*";
+
+/* Is one of the pattern's files a 32-bit library? What ldd says of them stays in the capture file. */
+static int has32BitPam(const char *pPattern) {
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "ldd %s > %s 2>&1", patternWord(pPattern), capture.szPath);
+    if (runIntoCapture(capture, szCommand) != 0) {
+        debugTrace("   Failed to locate library %s on the system.\n", pPamPattern);
+        return 0;
+    }
+    debugTrace("   Successfully loaded libpam.so.");
+    formatCommand(szCommand, "file -L %s ", patternWord(pPattern));
+    return outputHolds(szCommand, "32");
+}
+
+int sqloCheckLibPAM(void) {
+    const char *pPattern = isUbuntu14 ? pUbuntuPamPattern : pPamPattern;
+    startCheck(pPattern);
+    if (has32BitPam(pPattern))
+        return passCheck();
+    if (debug)
+        fputs("WARNING: \n   The 32-bit library file libpam.so is not found on the system.\n", stderr);
+    messageText szMessage;
+    char szMissing[sizeof szMessage + 3];
+    fetchText(szMessage, MSG_LIBPAM_32BIT_MISSING, pPattern);
+    formatText(szMissing, sizeof szMissing - LOG_ROOM, "   %s", szMessage);
+    logMessage(szMissing);
+    sqloUpdateErrorList(szMissing);
+    closeFailedCheck(SEVERITY_WARNING);
+    return RC_OK; // a warning only
+}
+
+/* --- Package queries --- */
+
+typedef char suffixedName[256];
+
+/* rpm answers with a line for each part of the format; the line breaks are rpm's to make. */
+static const char *const pQueryByFile =
+    "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s >> /dev/null  2>&1  > %s";
+static const char *const pQueryByName = "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -l %s 2>&1 > %s";
+
+static int isSeverity(int msgLevel) {
+    return msgLevel == SEVERITY_ERROR || msgLevel == SEVERITY_WARNING;
+}
+
+/* An older RHEL, one without a release, and every other distribution name their 32-bit packages by i386. */
+static const char *suffix32Bit(void) {
+    if (linuxDistro != DISTRO_RHEL)
+        return "i386";
+    int order = sqloCompareVersionStrings("6", ppszPREREQ[RHELVersion]);
+    return order == VERSION_HIGHER || order == VERSION_EQUAL ? "i686" : "i386";
+}
+
+/* b32Bit: 1 a 32-bit package, 0 a 64-bit one, else one for any architecture. */
+static void addSuffix(suffixedName &szName, const char *pPackage, int b32Bit) {
+    const char *pSuffix = b32Bit == 1 ? suffix32Bit() : b32Bit == 0 ? "x86_64" : "noarch";
+    formatText(szName, sizeof szName, "%s.%s", textOrEmpty(pPackage), pSuffix);
+}
+
+enum QueryAnswer { INSTALLED, NOT_INSTALLED, QUERY_KILLED };
+
+static QueryAnswer answerOf(int status) {
+    if (wasKilled(status))
+        return QUERY_KILLED;
+    return exitCode(status) == 0 ? INSTALLED : NOT_INSTALLED;
+}
+
+/* Asks only whether a package is installed; what rpm lists is not looked at. */
+static QueryAnswer queryInstalled(const suffixedName &szName) {
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", szName,
+                  capture.szPath);
+    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    dropCapture(&capture);
+    return answer;
+}
+
+/* Reports a killed query; the detail names what was asked for. */
+static void reportKilledQuery(messageText &szDetail, const char *pName) {
+    reportText(MSG_QUERY_KILLED);
+    fetchText(szDetail, MSG_COMMAND_NOT_RUN, pName);
+}
+
+/* --- A package with a minimum version and release --- */
+
+/* What a package check asks for. */
+struct packageRequest {
+    const char *pPackage; // asked by name unless there is a file; may be null
+    const char *pFile;    // asked by the file that the package owns; may be null
+    const char *pMinVersion, *pMinRelease;
+    int bReportMissing;
+};
+
+static const char *requestName(const packageRequest &request) {
+    return request.pPackage != NULL ? request.pPackage : request.pFile;
+}
+
+static const char *requestObject(const packageRequest &request) {
+    return request.pFile != NULL ? request.pFile : request.pPackage;
+}
+
+static void logPackageRequirement(const packageRequest &request, messageText &szRequired) {
+    if (request.pMinVersion != NULL)
+        logText(szRequired, request.pMinRelease != NULL ? MSG_REQUIRED_WITH_RELEASE : MSG_REQUIRED_VERSION,
+                requestName(request), request.pMinVersion, request.pMinRelease);
+}
+
+static QueryAnswer queryPackage(const packageRequest &request, const captureFile &capture) {
+    commandText szCommand;
+    if (request.pFile != NULL)
+        formatCommand(szCommand, pQueryByFile, request.pFile, capture.szPath);
+    else
+        formatCommand(szCommand, pQueryByName, request.pPackage, capture.szPath);
+    return answerOf(runIntoCapture(capture, szCommand));
+}
+
+/* A version that cannot be compared: says so, and which package has it. */
+static void reportUnreadableVersion(const toolLine &szPackage) {
+    reportText(MSG_VERSION_UNREADABLE);
+    reportText(MSG_VERSION_SOURCE, szPackage);
+}
+
+/* Keeps a line without its last character, as a token. */
+static void keepLine(char (&szToken)[100], const toolLine &szLine) {
+    toolLine szCut;
+    copyText(szCut, szLine);
+    cutLastCharacter(szCut);
+    copyText(szToken, szCut);
+}
+
+/* Judges the release, which counts only on equal versions. */
+static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture, const toolLine &szPackage,
+                            const char *pVersionToken, messageText &szDetail) {
+    if (request.pMinRelease == NULL)
+        return MET;
+    toolLine szRelease;
+    readCapture(pCapture, szRelease, sizeof szRelease);
+    int order = sqloCompareVersionStrings(request.pMinRelease, szRelease);
+    if (order == VERSION_UNREADABLE) {
+        reportUnreadableVersion(szPackage);
+        return NOT_MET;
+    }
+    char szReleaseToken[100];
+    keepLine(szReleaseToken, szRelease);
+    logText(szDetail, MSG_PACKAGE_FOUND_RELEASE, pVersionToken, szReleaseToken);
+    return order == VERSION_LOWER ? NOT_MET : MET;
+}
+
+/* Judges an installed package by rpm's lines. For the shell and the time service (kshntp) an equal version whose text
+ * sorts below the required one, line break included, is too old, and one that is not numeric goes by its release. */
+static Verdict judgePackage(const packageRequest &request, captureFile *pCapture, messageText &szDetail) {
+    toolLine szPackage, szVersion;
+    readCapture(pCapture, szPackage, sizeof szPackage);
+    readCapture(pCapture, szVersion, sizeof szVersion);
+    int order = sqloCompareVersionStrings(request.pMinVersion, szVersion);
+    int bTextIsLower = kshntp && order == VERSION_EQUAL && strcmp(request.pMinVersion, szVersion) > 0;
+    char szVersionToken[100];
+    keepLine(szVersionToken, szVersion);
+    if (order == VERSION_HIGHER || order == VERSION_LOWER || bTextIsLower) {
+        logText(szDetail, MSG_VERSION_FOUND, szVersionToken);
+        return order == VERSION_HIGHER ? MET : NOT_MET;
+    }
+    if (order == VERSION_UNREADABLE && !kshntp) {
+        reportUnreadableVersion(szPackage);
+        return NOT_MET;
+    }
+    return judgeRelease(request, pCapture, szPackage, szVersionToken, szDetail);
+}
+
+/* Does an installed kernel-devel package begin with the release of the running kernel? A query that fails is no
+ * reason to fail. */
+static Verdict matchRunningKernel(void) {
+    toolLine szKernel = "";
+    firstLineOf("uname -r ", szKernel, sizeof szKernel);
+    cutNewline(szKernel);
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture, 100);
+    formatCommand(szCommand, "rpm -q --qf \"%%{VERSION}-%%{RELEASE}.%%{ARCH}\\n\" %s >> /dev/null 2>&1 > %s",
+                  "kernel-devel", capture.szPath);
+    Verdict verdict = MET;
+    if (runIntoCapture(capture, szCommand) == 0) {
+        verdict = NOT_MET;
+        if (!openCapture(&capture))
+            reportText(MSG_CAPTURE_NOT_READABLE);
+        toolLine szLine;
+        while (verdict == NOT_MET && readCapture(&capture, szLine, sizeof szLine)) {
+            cutNewline(szLine);
+            if (strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
+                reportText(MSG_KERNEL_DEVEL_MATCHED, szLine, szKernel);
+                verdict = MET;
+            }
+        }
+    }
+    dropCapture(&capture);
+    if (verdict == NOT_MET) {
+        messageText szUnmatched;
+        logText(szUnmatched, MSG_KERNEL_DEVEL_UNMATCHED, szKernel);
+        sqloUpdateErrorList(szUnmatched);
+    }
+    return verdict;
+}
+
+/* Judges the answer to a package query. */
+static Verdict judgeAnswer(const packageRequest &request, QueryAnswer answer, captureFile *pCapture,
+                           messageText &szDetail) {
+    if (answer == QUERY_KILLED) {
+        reportKilledQuery(szDetail, requestName(request));
+        return NOT_MET;
+    }
+    if (answer == NOT_INSTALLED) {
+        if (request.bReportMissing)
+            logText(szDetail, MSG_PACKAGE_NOT_INSTALLED, requestName(request));
+        return NOT_MET;
+    }
+    if (request.pMinVersion == NULL) {
+        reportText(MSG_PACKAGE_FOUND, requestObject(request));
+        int bKernelDevel = request.pPackage != NULL && strcmp(request.pPackage, "kernel-devel") == 0;
+        return bKernelDevel ? matchRunningKernel() : MET;
+    }
+    if (!openCapture(pCapture)) {
+        reportText(MSG_CAPTURE_NOT_READABLE);
+        reportText(MSG_PACKAGE_NOT_INSTALLED, requestName(request));
+        return NOT_MET;
+    }
+    return judgePackage(request, pCapture, szDetail);
+}
+
+/* Closes a failed package check. What fails while the NTP package is looked for waits in szNTPMessages, until its
+ * alternative has failed too. */
+static int failPackage(const packageRequest &request, int msgLevel, const messageText &szRequired,
+                       messageText &szDetail) {
+    if (!isNTP)
+        return failCheck(msgLevel, szRequired, szDetail, request.pPackage);
+    entryText szEntry;
+    closeFailedCheck(msgLevel);
+    composeEntry(szEntry, szRequired, szDetail, request.pPackage);
+    copyText(szNTPMessages, szEntry);
+    return RC_FAILED;
+}
+
+int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *minVersion, const char *minRelease,
+                          int msgLevel, int emitErrors) {
+    const packageRequest request = {packageID, file, minVersion, minRelease, emitErrors == 1};
+    messageText szRequired = "", szDetail = "";
+    startCheck(requestName(request));
+    if (!isSeverity(msgLevel))
+        return failPackage(request, msgLevel, szRequired, szDetail);
+    logPackageRequirement(request, szRequired);
+    captureFile capture;
+    nameCapture(&capture);
+    QueryAnswer answer = queryPackage(request, capture);
+    Verdict verdict = judgeAnswer(request, answer, &capture, szDetail);
+    dropCapture(&capture);
+    return verdict == MET ? passCheck() : failPackage(request, msgLevel, szRequired, szDetail);
+}
+
+/* --- Time service and shell --- */
+
+/* Finds the path of a command. 0 when `which` does not know it; -1, with 33546, when its answer cannot be read. */
+static int findCommand(const char *pCommand, toolLine &szPath) {
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "which %s >> /dev/null  2>&1  > %s", pCommand, capture.szPath);
+    int result = runIntoCapture(capture, szCommand) == 0 ? 1 : 0;
+    if (result == 1 && !openCapture(&capture)) {
+        reportText(MSG_CAPTURE_NOT_READABLE, pCommand);
+        result = -1;
+    }
+    readCapture(&capture, szPath, sizeof szPath);
+    cutLastCharacter(szPath);
+    dropCapture(&capture);
+    return result;
+}
+
+int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *release) {
+    const char *pNtp = ppszPREREQ[ntpPackage];
+    isNTP = file != NULL && pNtp != NULL && strcmp(file, pNtp) == 0;
+    kshntp = 1;
+    toolLine szPath;
+    int found = findCommand(file, szPath);
+    int result = RC_FAILED;
+    if (found >= 0)
+        result = sqloCheckPackageLINUX(NULL, found ? szPath : file, version, release, SEVERITY_WARNING, 0);
+    isNTP = 0;
+    return result;
+}
+
+/* --- Packages of host channel adapters --- */
+
+/* Opens a check on a package of a group. */
+static void startGroupCheck(const char *pGroup, const suffixedName &szName) {
+    char szTitle[256];
+    formatText(szTitle, sizeof szTitle, "%s: %s", pGroup, szName);
+    startCheck(szTitle);
+}
+
+static int passFoundPackage(const char *pName) {
+    reportText(MSG_PACKAGE_FOUND, pName);
+    return passCheck();
+}
+
+/* The message that a missing package of a group is reported with, 0 for an unknown group. */
+static int missingMessageOf(const char *pGroup) {
+    static const struct {
+        const char *pGroup;
+        int number;
+    } rows[] = {
+        {"Infiniband Support Package", MSG_IB_SUPPORT_MISSING},
+        {"High Performance Networking Package", MSG_HPN_MISSING},
+        {"RDMA Infiniband Package", MSG_RDMA_IB_MISSING},
+    };
+    for (const auto &row : rows)
+        if (strcmp(pGroup, row.pGroup) == 0)
+            return row.number;
+    return 0;
+}
+
+int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
+                             int emitErrors) {
+    suffixedName szName;
+    messageText szDetail = "";
+    addSuffix(szName, rpmPkgName, b32Bit);
+    startGroupCheck(packageName, szName);
+    if (!isSeverity(msgLevel))
+        return failCheck(msgLevel, "", szDetail, szName);
+    QueryAnswer answer = queryInstalled(szName);
+    if (answer == INSTALLED)
+        return passFoundPackage(szName);
+    int missingMessage = missingMessageOf(packageName);
+    if (answer == QUERY_KILLED)
+        reportKilledQuery(szDetail, szName);
+    else if (emitErrors == 1 && missingMessage != 0)
+        logText(szDetail, missingMessage, szName);
+    return failCheck(msgLevel, "", szDetail, szName);
+}
+
+/* VMware is asked about first, whatever the package. A 32-bit package on a VMware host would count as one for any
+ * architecture; the answer is never 0, so there is none. */
+static void addMellanoxSuffix(suffixedName &szName, const char *pPackage, int b32Bit) {
+    const int anyArchitecture = -1;
+    int bVMware = verifyVMware() == 0;
+    if (b32Bit == 1 && !bVMware)
+        debugTrace(" Not a vmware, checking  for 32bit \n");
+    addSuffix(szName, pPackage, b32Bit == 1 && bVMware ? anyArchitecture : b32Bit);
+}
+
+int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
+                                  int emitErrors) {
+    suffixedName szName;
+    messageText szDetail = "";
+    addMellanoxSuffix(szName, rpmPkgName, b32Bit);
+    startGroupCheck(packageName, szName);
+    if (!isSeverity(msgLevel))
+        return failCheck(msgLevel, "", szDetail, szName);
+    QueryAnswer answer = queryInstalled(szName);
+    if (answer == INSTALLED)
+        return passFoundPackage(szName);
+    if (answer == QUERY_KILLED)
+        reportKilledQuery(szDetail, szName);
+    else if (emitErrors == 1) {
+        formatText(szDetail, MESSAGE_SIZE,
+                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n", szName);
+        logMessage(szDetail);
+    }
+    return failCheck(msgLevel, "", szDetail, szName);
+}
+
+int sqloCheckPackagePresenceLinux(const char *, const char *rpmPkgName, int b32Bit) {
+    suffixedName szName;
+    addSuffix(szName, rpmPkgName, b32Bit);
+    QueryAnswer answer = queryInstalled(szName);
+    if (answer == QUERY_KILLED) {
+        messageText szUnused;
+        reportKilledQuery(szUnused, szName);
+    }
+    return answer == INSTALLED ? RC_OK : RC_FAILED;
+}
+
+/* --- Mellanox OFED --- */
+
+/* KVXMLNXOFED enables the validation with any beginning of "TRUE", in any case, the empty text included. */
+static int isOfedValidationEnabled(void) {
+    const char *pSetting = getenv("KVXMLNXOFED");
+    if (pSetting == NULL || strncasecmp(pSetting, "TRUE", strlen(pSetting)) != 0)
+        return 0;
+    debugTrace(" The env variable KVXMLNXOFED is set to TRUE, enabling Mellanox ofed valdiation ");
+    return 1;
+}
+
+/* Does the captured output name the stack? */
+static int namesMellanoxOfed(captureFile *pCapture) {
+    if (!openCapture(pCapture))
+        reportText(MSG_CAPTURE_NOT_READABLE);
+    toolLine szLine;
+    while (readCapture(pCapture, szLine, sizeof szLine))
+        if (strstr(szLine, "MLNX_OFED_LINUX") != NULL)
+            return 1;
+    return 0;
+}
+
+int sqloCheckMellanoxLINUX(void) {
+    if (!isOfedValidationEnabled())
+        return RC_FAILED;
+    static const char *const pOfedInfo = "/usr/bin/ofed_info";
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "(%s | head -2) >> /dev/null  2>&1  > %s", pOfedInfo, capture.szPath);
+    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    int bPresent = 0;
+    if (answer == QUERY_KILLED)
+        reportText(MSG_COMMAND_NOT_RUN, pOfedInfo);
+    else if (answer == INSTALLED)
+        bPresent = namesMellanoxOfed(&capture);
+    dropCapture(&capture);
+    return bPresent ? RC_OK : RC_FAILED;
+}
+
+/* --- SCSI generic utilities --- */
+
+/* The reservation tool's own package is verified too. */
+static const char *sgQueryFormat(const char *pFile) {
+    if (pFile == NULL)
+        return pQueryByName;
+    if (strcmp(pFile, "/usr/bin/sg_persist") == 0)
+        return "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s -V 2>/dev/null > %s";
+    return "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s 2>/dev/null > %s";
+}
+
+static QueryAnswer querySGPackage(const packageRequest &request) {
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, sgQueryFormat(request.pFile), requestObject(request), capture.szPath);
+    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    dropCapture(&capture);
+    return answer;
+}
+
+/* The closing line itself is the error list's entry, and the status is that of this package alone. */
+int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors) {
+    const packageRequest request = {packageID, file, NULL, NULL, emitErrors == 1};
+    messageText szText;
+    startCheck(requestName(request));
+    if (isSeverity(msgLevel)) {
+        QueryAnswer answer = querySGPackage(request);
+        if (answer == INSTALLED)
+            return passFoundPackage(requestObject(request));
+        if (answer == QUERY_KILLED)
+            reportKilledQuery(szText, requestName(request));
+        else if (request.bReportMissing)
+            reportText(MSG_PACKAGE_NOT_INSTALLED, requestName(request));
+    }
+    closeFailedCheck(szText, msgLevel);
+    sqloUpdateErrorList(szText);
+    return RC_SG_PACKAGE;
+}
+
+/* --- System settings --- */
+
+/* Judges what getenforce printed; a silent one counts as enabled. */
+static int isSELinuxDisabled(captureFile *pCapture, messageText &szDetail) {
+    if (!openCapture(pCapture)) {
+        logText(szDetail, MSG_CAPTURE_NOT_READABLE);
+        return 0;
+    }
+    toolLine szLine;
+    readCapture(pCapture, szLine, sizeof szLine);
+    closeCapture(pCapture);
+    int bDisabled = strncmp(szLine, "Disabled", strlen("Disabled")) == 0;
+    messageText szState;
+    reportText(MSG_SELINUX_STATE, fetchText(szState, bDisabled ? MSG_STATE_DISABLED : MSG_STATE_ENABLED));
+    if (!bDisabled)
+        logText(szDetail, MSG_SELINUX_ENABLED);
+    return bDisabled;
+}
+
+int sqloCheckSELinuxEnabled(void) {
+    static const char *const pGetenforce = "/usr/sbin/getenforce";
+    if (access(pGetenforce, X_OK) != 0) {
+        debugTrace("   /usr/sbin/getenforce not available, exit.");
+        return RC_OK;
+    }
+    messageText szDetail = "";
+    startCheck(MSG_TITLE_SELINUX);
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "%s 2>&1 > %s", pGetenforce, capture.szPath);
+    debugTrace("   Executing command: %s\n", szCommand);
+    if (wasKilled(runIntoCapture(capture, szCommand))) {
+        reportText(MSG_COMMAND_KILLED, szCommand);
+        logText(szDetail, MSG_SELINUX_UNREADABLE);
+    } else if (isSELinuxDisabled(&capture, szDetail)) {
+        dropCapture(&capture);
+        return passCheck();
+    }
+    return failCheck(SEVERITY_ERROR, "", szDetail); // the capture file stays, for inspection
+}
+
+int sqloCheckMHCA(void) {
+    enum { PROBE_INFINIBAND = 1, PROBE_10GE = 3, PROBE_UNDEFINED = 5 };
+    commandText szCommand;
+    formatCommand(szCommand, "./kvxprereqcheckoss %s", szNetname);
+    int answer = exitCode(runCommand(szCommand));
+    setPrereq(HCANetwork, answer == PROBE_10GE ? "10GE" : answer == PROBE_INFINIBAND ? "InfiniBand" : "Undefined");
+    debugTrace("HCANetwork : %s\n", textOrEmpty(ppszPREREQ[HCANetwork]));
+    return answer == PROBE_UNDEFINED ? RC_FAILED : RC_OK;
+}
+
+/* The raw status is compared, not the exit code, so every host answers -1; the package rule counts on it. */
+int verifyVMware(void) {
+    commandText szCommand;
+    formatCommand(szCommand, "dmidecode  | grep -q \"Manufacturer: VMware\" 2>&1 ");
+    int status = runCommand(szCommand);
+    if (status == 0)
+        debugTrace(" It is a VMware setup");
+    if (status != 1)
+        return RC_FAILED;
+    debugTrace(" It is not a VMware setup");
+    return 1;
+}
+
+/* --- Cluster automation --- */
+
+static const char *const pVexSection = "prereqVEX\n";
+
+/* Composes the command of the first script that exists. 0 when there is none. */
+static int findVexScript(commandText &szCommand) {
+    static const char *const ppszBelowRuntime[] = {"/vexha/prereqVEX", "/../vexha/prereqVEX"};
+    static const char *const pInTmp = "/tmp/vexha/prereqVEX";
+    for (const char *pBelow : ppszBelowRuntime) {
+        char szScript[sizeof szRuntimePath + 32];
+        formatText(szScript, sizeof szScript, "%s%s", szRuntimePath, pBelow);
+        if (access(szScript, F_OK) == 0) {
+            formatCommand(szCommand, "%s%s > /dev/null 2>&1", szRuntimePath, pBelow);
+            return 1;
+        }
+    }
+    formatCommand(szCommand, "%s > /dev/null 2>&1", pInTmp);
+    return access(pInTmp, F_OK) == 0;
+}
+
+/* Logs a text and sends it to the error list, when it is wanted there, and to the GUI report. */
+static void reportVexFault(messageText &szText, int number, int bRecord) {
+    logText(szText, number);
+    if (bRecord)
+        sqloUpdateErrorList(szText);
+    logGUIMessage(szText);
+}
+
+static int endVexCheck(int result) {
+    logGUIMessage(pVexSection);
+    debugTrace("prereqVEX EXIT\n");
+    return result;
+}
+
+static void traceShortHostName(void) {
+    char szHost[255];
+    if (gethostname(szHost, sizeof szHost) != 0)
+        szHost[0] = '\0';
+    szHost[sizeof szHost - 1] = '\0';
+    szHost[strcspn(szHost, ".")] = '\0';
+    debugTrace("Current Host = %s\n", szHost);
+}
+
+/* Looks for the script and runs it. szText receives the last message, which is the error list's entry on failure. */
+static Verdict runVexScript(messageText &szText, int msgLevel, int emitErrors) {
+    commandText szCommand;
+    if (!findVexScript(szCommand)) {
+        reportVexFault(szText, MSG_VEX_SCRIPT_MISSING, 1);
+        closeFailedCheck(msgLevel);
+        return NOT_JUDGED;
+    }
+    debugTrace("szCmd --> %s\n", szCommand);
+    if (runCommand(szCommand) == 0)
+        return MET;
+    if (emitErrors == 1)
+        reportVexFault(szText, MSG_VEX_SCRIPT_FAILED, 0);
+    return NOT_MET;
+}
+
+int checkprereqVEX(int msgLevel, int emitErrors) {
+    messageText szText;
+    startCheck(szText, "prereqVEX");
+    logGUIMessage(pVexSection);
+    Verdict verdict = NOT_MET;
+    if (isSeverity(msgLevel)) {
+        traceShortHostName();
+        if (bShareGrid)
+            verdict = runVexScript(szText, msgLevel, emitErrors);
+    }
+    if (verdict == NOT_JUDGED)
+        return endVexCheck(RC_OK); // a missing script is reported but fails nothing
+    if (verdict == MET)
+        return endVexCheck(passCheck());
+    sqloUpdateErrorList(szText);
+    closeFailedCheck(msgLevel);
+    return endVexCheck(RC_FAILED);
+}

@@ -1,0 +1,340 @@
+// How a private host is made: a mount namespace, a tmpfs in it, an overlay of `/` that writes into the tmpfs, the
+// kernel's file systems bound into that overlay, and chroot. Every mount goes with the last process of the namespace.
+#include "privateHost.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <glob.h>
+#include <iterator>
+#include <net/if.h>
+#include <sched.h>
+#include <stdexcept>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+static const int noHostStatus = 125;
+static const int cannotRunStatus = 127;
+static const char *const fakesDirectory = "/fakes/";
+static const char *const systemPath = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+static const char *const releaseFiles[] = {"/etc/centos-release", "/etc/redhat-release", "/etc/SuSE-release",
+                                           "/etc/lsb-release", "/etc/inspur-release"};
+static const char *const sanitizerSettings[] = {"ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"};
+
+// A file, link or directory on its way from a layer into the host.
+struct laidFile {
+    std::string path;
+    fs::file_type type;
+    mode_t mode;
+    std::string content; // of a link: what it points to
+};
+
+static void must(bool done, const std::string &what) {
+    if (!done)
+        throw std::runtime_error(what + ": " + strerror(errno));
+}
+
+static std::string readFile(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+static laidFile readLayerEntry(const fs::path &layer, const fs::directory_entry &entry) {
+    const fs::file_status status = entry.symlink_status();
+    laidFile file = {"/" + entry.path().lexically_relative(layer).string(), status.type(),
+                     static_cast<mode_t>(status.permissions()), ""};
+    if (file.type == fs::file_type::symlink)
+        file.content = fs::read_symlink(entry.path()).string();
+    else if (file.type == fs::file_type::regular)
+        file.content = readFile(entry.path().string());
+    return file;
+}
+
+// The layers are read before anything is mounted and written again inside the host, where a link in a path cannot lead
+// out of it. As lower layers of the overlay they would be refused: they lie below `/`, which is a lower layer itself.
+static std::vector<laidFile> readLayers(const std::vector<std::string> &layers) {
+    std::vector<laidFile> files;
+    for (const std::string &layer : layers) {
+        const fs::path root = fs::canonical(layer);
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root))
+            files.push_back(readLayerEntry(root, entry));
+    }
+    return files;
+}
+
+static void layFile(const laidFile &file) {
+    fs::create_directories(fs::path(file.path).parent_path());
+    if (file.type == fs::file_type::directory) {
+        if (fs::create_directory(file.path))
+            must(chmod(file.path.c_str(), file.mode) == 0, file.path);
+        return;
+    }
+    fs::remove(file.path);
+    if (file.type == fs::file_type::symlink) {
+        fs::create_symlink(file.content, file.path);
+        return;
+    }
+    std::ofstream out(file.path, std::ios::binary);
+    out << file.content << std::flush;
+    must(out.good() && chmod(file.path.c_str(), file.mode) == 0, file.path);
+}
+
+static void layFiles(const privateHost &host, const std::vector<laidFile> &fromLayers) {
+    for (const char *pRelease : releaseFiles)
+        fs::remove(pRelease);
+    for (const laidFile &file : fromLayers)
+        layFile(file);
+    for (const std::string &path : host.removed)
+        fs::remove_all(path);
+    for (const auto &[path, content] : host.files)
+        layFile({path, fs::file_type::regular, content.rfind("#!", 0) == 0 ? 0755U : 0644U, content});
+}
+
+static void leaveNamespaces(const privateHost &host) {
+    must(unshare(CLONE_NEWNS | CLONE_NEWUTS | (host.ownNetwork ? CLONE_NEWNET : 0)) == 0, "new namespaces");
+    must(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    if (!host.hostName.empty())
+        must(sethostname(host.hostName.data(), host.hostName.size()) == 0, "host name");
+}
+
+static void enableLoopback() {
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    struct ifreq request = {};
+    memcpy(request.ifr_name, "lo", sizeof "lo");
+    must(fd >= 0 && ioctl(fd, SIOCGIFFLAGS, &request) == 0, "loopback");
+    request.ifr_flags |= IFF_UP;
+    must(ioctl(fd, SIOCSIFFLAGS, &request) == 0, "loopback");
+    close(fd);
+}
+
+// The scratch layer covers an existing directory, in this namespace only, so that none has to be made and removed.
+static std::string mountScratch(const std::vector<std::string> &binds) {
+    for (const std::string place : {"/mnt", "/media", "/srv", "/opt", "/tmp"}) {
+        bool bFree = fs::is_directory(place);
+        for (const std::string &bind : binds)
+            bFree = bFree && (bind + "/").rfind(place + "/", 0) != 0;
+        if (!bFree)
+            continue;
+        must(mount("tmpfs", place.c_str(), "tmpfs", 0, "size=4g,mode=0755") == 0, "scratch layer");
+        return place;
+    }
+    throw std::runtime_error("no directory to mount the scratch layer on");
+}
+
+// Lays an overlay of `dir` at the same path below scratch/root. The directory is entered and called ".", so that no
+// character of its path has a meaning in the mount options.
+static void overlayDirectory(const std::string &scratch, const std::string &dir) {
+    static int number = 0;
+    const std::string upper = scratch + "/upper" + std::to_string(number);
+    const std::string work = scratch + "/work" + std::to_string(number++);
+    const std::string target = scratch + "/root" + dir;
+    struct stat st = {};
+    must(chdir(dir.c_str()) == 0 && stat(".", &st) == 0, dir);
+    fs::create_directories(target);
+    must(mkdir(upper.c_str(), 0755) == 0 && mkdir(work.c_str(), 0755) == 0, upper);
+    must(chown(upper.c_str(), st.st_uid, st.st_gid) == 0 && chmod(upper.c_str(), st.st_mode & 07777) == 0, upper);
+    const std::string options = "lowerdir=.,upperdir=" + upper + ",workdir=" + work;
+    must(mount("overlay", target.c_str(), "overlay", 0, options.c_str()) == 0, "overlay of " + dir);
+}
+
+static void bindDirectory(const std::string &scratch, const std::string &dir) {
+    const std::string target = scratch + "/root" + dir;
+    fs::create_directories(target);
+    must(mount(dir.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, "bind of " + dir);
+}
+
+// A run finds nothing of an earlier one, nor of anybody else's, in /tmp.
+static void emptyTmp(const std::string &scratch) {
+    const std::string tmp = scratch + "/tmp";
+    must(mkdir(tmp.c_str(), 0) == 0 && chmod(tmp.c_str(), 01777) == 0, tmp);
+    must(mount(tmp.c_str(), (scratch + "/root/tmp").c_str(), nullptr, MS_BIND, nullptr) == 0, "empty /tmp");
+}
+
+static bool isOnRootFileSystem(const std::string &dir) {
+    struct stat root = {}, st = {};
+    return stat("/", &root) != 0 || stat(dir.c_str(), &st) != 0 || root.st_dev == st.st_dev;
+}
+
+void enterPrivateHost(const privateHost &host) {
+    umask(022);
+    const std::vector<laidFile> fromLayers = readLayers(host.layers);
+    std::vector<std::string> binds;
+    for (const std::string &bind : host.binds)
+        binds.push_back(fs::canonical(bind).string());
+
+    leaveNamespaces(host);
+    if (host.ownNetwork)
+        enableLoopback();
+    const std::string scratch = mountScratch(binds);
+    overlayDirectory(scratch, "/");
+    for (const std::string dir : {"/usr", "/var"})
+        if (!isOnRootFileSystem(dir))
+            overlayDirectory(scratch, dir);
+    emptyTmp(scratch);
+    for (const std::string &bind : binds)
+        host.bindsWritable ? bindDirectory(scratch, bind) : overlayDirectory(scratch, bind);
+    for (const std::string dir : {"/proc", "/sys", "/dev"})
+        bindDirectory(scratch, dir);
+
+    must(chroot((scratch + "/root").c_str()) == 0 && chdir("/") == 0, "chroot");
+    layFiles(host, fromLayers);
+}
+
+// Runs `work` in a forked child. The child ends without the exit handlers of the process that it was copied from.
+static int runInChild(const std::function<int()> &work) {
+    fflush(nullptr);
+    const pid_t pid = fork();
+    must(pid >= 0, "fork");
+    if (pid == 0) {
+        int status = noHostStatus;
+        try {
+            status = work();
+        } catch (const std::exception &error) {
+            fprintf(stderr, "private host: %s\n", error.what());
+        }
+        fflush(nullptr);
+        _exit(status);
+    }
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0)
+        must(errno == EINTR, "waitpid");
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+int runOnHost(const privateHost &host, const std::function<int()> &work) {
+    return runInChild([&] {
+        enterPrivateHost(host);
+        return work();
+    });
+}
+
+// Captures are files in memory: unlike a pipe they never fill up, and a process left behind cannot hold up the reader.
+static int openCapture() {
+    const int fd = memfd_create("capture", MFD_CLOEXEC);
+    must(fd >= 0, "capture");
+    return fd;
+}
+
+static void writeCapture(int fd, const std::string &text) {
+    for (size_t written = 0; written < text.size();) {
+        const ssize_t count = write(fd, text.data() + written, text.size() - written);
+        must(count > 0, "capture");
+        written += static_cast<size_t>(count);
+    }
+}
+
+static std::string takeCapture(int fd) {
+    const std::string text = readFile("/proc/self/fd/" + std::to_string(fd));
+    close(fd);
+    return text;
+}
+
+bool privateHostsPermitted(std::string &why) {
+    static int permitted = -1;
+    static std::string reason;
+    if (permitted < 0) {
+        const int fd = openCapture();
+        const int status = runInChild([fd] {
+            try {
+                enterPrivateHost({});
+            } catch (const std::exception &error) {
+                writeCapture(fd, error.what());
+                return noHostStatus;
+            }
+            return 0;
+        });
+        reason = takeCapture(fd);
+        permitted = status == 0 ? 1 : 0;
+    }
+    why = reason;
+    return permitted == 1;
+}
+
+static std::map<std::string, std::string> hostEnvironment(const privateHost &host) {
+    std::map<std::string, std::string> env = {{"HOME", "/root"}, {"PATH", systemPath}};
+    for (const auto &[path, content] : host.files)
+        if (path.rfind(fakesDirectory, 0) == 0)
+            env["PATH"] = std::string("/fakes:") + systemPath;
+    for (const char *pName : sanitizerSettings)
+        if (const char *pSetting = getenv(pName))
+            env[pName] = pSetting;
+    return env;
+}
+
+static int execProgram(const std::vector<std::string> &argv, const std::map<std::string, std::string> &env,
+                       const std::string &cwd, int out, int err) {
+    std::vector<char *> words;
+    for (const std::string &word : argv)
+        words.push_back(const_cast<char *>(word.c_str()));
+    words.push_back(nullptr);
+
+    must(freopen("/dev/null", "r", stdin) != nullptr, "/dev/null");
+    must(dup2(out, STDOUT_FILENO) >= 0 && dup2(err, STDERR_FILENO) >= 0, "dup2");
+    must(chdir(cwd.c_str()) == 0, cwd);
+    clearenv();
+    for (const auto &[name, setting] : env)
+        setenv(name.c_str(), setting.c_str(), 1);
+    execvp(words[0], words.data());
+    fprintf(stderr, "%s: %s\n", words[0], strerror(errno));
+    return cannotRunStatus;
+}
+
+// A fetched file travels to the waiting process as its path, its size and its content, the first two ended by a NUL.
+static void sendFiles(const std::vector<std::string> &patterns, int fd) {
+    for (const std::string &pattern : patterns) {
+        glob_t found = {};
+        glob(pattern.c_str(), 0, nullptr, &found);
+        for (size_t i = 0; i < found.gl_pathc; i++) {
+            const std::string path = found.gl_pathv[i];
+            const std::string content = fs::is_regular_file(path) ? readFile(path) : "";
+            writeCapture(fd, path + '\0' + std::to_string(content.size()) + '\0' + content);
+        }
+        globfree(&found);
+    }
+}
+
+static std::map<std::string, std::string> receiveFiles(const std::string &sent) {
+    std::map<std::string, std::string> files;
+    for (size_t at = 0; at < sent.size();) {
+        const std::string path = sent.c_str() + at;
+        at += path.size() + 1;
+        const std::string size = sent.c_str() + at;
+        at += size.size() + 1;
+        files[path] = sent.substr(at, std::stoul(size));
+        at += std::stoul(size);
+    }
+    return files;
+}
+
+runResult runProgram(const privateHost &host, const std::vector<std::string> &argv,
+                     const std::map<std::string, std::string> &env, const std::string &cwd,
+                     const std::vector<std::string> &fetch, const std::function<void()> &afterEnter) {
+    std::map<std::string, std::string> wholeEnv = env;
+    wholeEnv.merge(hostEnvironment(host));
+    const int out = openCapture(), err = openCapture(), sent = openCapture();
+    const int status = runOnHost(host, [&] {
+        if (afterEnter)
+            afterEnter();
+        const int programStatus = runInChild([&] { return execProgram(argv, wholeEnv, cwd, out, err); });
+        sendFiles(fetch, sent);
+        return programStatus;
+    });
+    return {status, takeCapture(out), takeCapture(err), receiveFiles(takeCapture(sent))};
+}
+
+std::pair<std::string, std::string> fakeTool(const std::string &name, const std::string &body) {
+    return {fakesDirectory + name,
+            "#!/bin/sh\nprintf '%s\\n' \"" + name + " $*\" >> " + fakesDirectory + "log\n" + body + "\n"};
+}

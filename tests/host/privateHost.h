@@ -1,0 +1,57 @@
+// Private hosts, for the tests and the examples: a child process that sees the machine's own files with others laid
+// over them, under a host name of its own, and whose writes go to a scratch layer that vanishes with it.
+//
+// What the host changes never reaches the real machine, except through /proc, /sys, /dev and, when bindsWritable is
+// set, the bound directories: those four are the real ones. A private host needs root (or CAP_SYS_ADMIN).
+#ifndef PRIVATE_HOST_H
+#define PRIVATE_HOST_H
+
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+struct privateHost {
+    std::vector<std::string> layers;  // directories whose contents are laid over `/`; a later one covers an earlier one
+    std::string hostName;             // empty: the machine's own name
+    std::vector<std::string> binds;   // directories seen at the same path wherever they are: see enterPrivateHost
+    bool bindsWritable = false;       // writes below `binds` reach the real directories instead of the scratch layer
+    bool ownNetwork = false;          // a network namespace with nothing but an enabled loopback
+    std::vector<std::string> removed; // paths taken away, after the layers were laid
+    std::vector<std::pair<std::string, std::string>> files; // path and content, laid last; mode 0755 after "#!"
+};
+
+struct runResult {
+    int status; // exit status; 128 + n when signal n ended the program; 125 when there was no private host
+    std::string out, err;
+    std::map<std::string, std::string> files; // path and content of everything that was to be fetched and was there
+};
+
+// Whether this machine permits private hosts. `why` says why not. Tried once, in a child; later calls know the answer.
+bool privateHostsPermitted(std::string &why);
+
+// Turns the current process into a private host, at `/` and with umask 022. Only for a process that was forked for it.
+// What is below /tmp or on a file system other than that of `/`, /usr and /var is seen only with the help of `binds`.
+// The files in /etc that name the machine's distribution are gone unless a layer or `files` brings them; the one
+// that every distribution has, /etc/os-release, is the machine's own unless covered. The scratch layer has 4 GB,
+// which take memory only as they are written. Throws an exception that says why there is no private host.
+void enterPrivateHost(const privateHost &host);
+
+// Runs `work` in a private host and returns its result as an exit status: 128 + n when signal n ended it, 125 (with
+// a message on standard error) when there could be no private host or `work` threw.
+int runOnHost(const privateHost &host, const std::function<int()> &work);
+
+// Runs a program in a private host, in directory `cwd`, with an empty standard input, and captures what it prints.
+// The environment is `env` over nothing but HOME, PATH (with /fakes first where the host has fake tools) and the
+// sanitizers' options. `fetch` names files, or patterns for them, to be read before the host vanishes; a directory is
+// fetched as an empty text. `afterEnter` runs first, in the host.
+runResult runProgram(const privateHost &host, const std::vector<std::string> &argv,
+                     const std::map<std::string, std::string> &env = {}, const std::string &cwd = "/",
+                     const std::vector<std::string> &fetch = {}, const std::function<void()> &afterEnter = {});
+
+// One entry for `files`: a command /fakes/NAME that adds the line "NAME ARGUMENTS" to /fakes/log and then runs the
+// shell lines of `body`.
+std::pair<std::string, std::string> fakeTool(const std::string &name, const std::string &body);
+
+#endif
