@@ -208,7 +208,7 @@ extern char svcnm[255];           //   the service name
 extern int bCustomInputFile;      // -f was given
 extern char szInputXMLFile[256];  //   path of the prerequisites file, found by the driver without -f
 extern int bCustomReportFile;     // -o was given: the report goes to szReportFile
-extern char szReportFile[256];    //   path of the report file
+extern char szReportFile[256];    //   path of the report file; without -o a default that nothing is written to
 extern int bGUIReportFile;        // -gui was given
 extern char szGUIReportFile[256]; //   path of the GUI report file
 extern int bCheckLatestRelease;   // -l: only the newest level
@@ -256,6 +256,21 @@ extern char szInputInstallPath[256]; // directory to install into
 extern char szInputDistro[256];      // distribution name given to the run
 
 /* ---------------------------------------------------------------------------------------------------------------
+ * Small helpers (sqloCommon.cpp)
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* Appends as much of src as fits into str, a buffer of size bytes (not negative), and keeps it terminated. A str that
+ * already fills its buffer stays as it is. Returns str. */
+char *safeStrNCat(char *str, const char *src, int size);
+
+/* Copies at most size characters (size is at least 1) and always ends destination with a terminator, in byte size - 1
+ * at the latest. */
+char *iStrncpy(char *destination, const char *source, int size);
+
+/* 1 when the path names an existing regular file, else 0. One double quote at each end is taken off first. */
+int sqloFileExists(const char *pPath);
+
+/* ---------------------------------------------------------------------------------------------------------------
  * Run control (sqloPrereqCheck.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
@@ -272,11 +287,12 @@ extern versionList *preqVersionList;
 void displayHelp(void);
 
 /* Sets szRuntimePath from the invocation path: the current directory for the program's bare names and for a path that
- * does not name the program, else what stands before the first "kvxprereqcheck", without the "/" between. */
+ * does not name the program or begins with its name, else what stands before the first "kvxprereqcheck", without the
+ * last character, the "/" between. A current directory that cannot be told leaves it as it was. */
 void sqloSetRuntimeLocation(const char *pPath);
 
-/* Copies szRuntimePath into pRuntimePath (at least 1025 bytes), or, cut to 256 characters, into a static buffer when
- * it is null; returns that buffer. No caller. */
+/* Copies szRuntimePath into pRuntimePath, which has room for it (at most 1025 bytes), or, cut to 256 characters, into
+ * a static buffer when it is null; returns that buffer. No caller. */
 char *sqloGetRuntimeLocation(char *pRuntimePath);
 
 /* Makes ready for a level: forgets the values of slots 20 and up, sets szPlatform. Slots 0 to 19 survive: what the host
@@ -299,19 +315,15 @@ int sqloGetLatestRelease(void);
 /* RC_OK when szInputVersion is exactly one of the offered levels, else RC_VERSION. */
 int validateInputVersion(void);
 
+/* Runs the checks that only the clustered feature needs, as far as the settings ask for them. RC_OK, or the last
+ * failure's RC_SOFTWARE, RC_IB_PACKAGE, RC_HPN_PACKAGE, RC_RDMA_PACKAGE or RC_FAILED. Some failures are reported but
+ * do not count: shells, time service, module options, shared and tiebreaker disks, ping. */
+int sqloCheckPrereqShareGrid(void);
+
 /* Runs one level's checks in order and writes its summary. RC_OK or the status of the last check that failed; a failed
- * clustered sequence or an unreadable file ends the level. A client has nothing to check in a clustered pass. */
-int sqloCheckPrereqForVersion(const char *pVersion);
-
-/* Appends as much of src as fits into str, a buffer of size bytes, and keeps it terminated. A str that already fills
- * its buffer stays as it is. Returns str. */
-char *safeStrNCat(char *str, const char *src, int size);
-
-/* Copies at most size characters and always ends destination with a terminator, in byte size - 1 at the latest. */
-char *iStrncpy(char *destination, const char *source, int size);
-
-/* 1 when the path names an existing regular file, else 0. One double quote at each end is taken off first. */
-int sqloFileExists(const char *pPath);
+ * clustered sequence or a level that cannot be read ends it. For null, and for a client in a clustered pass, there is
+ * nothing to check: RC_OK. */
+int sqloCheckPrereqForVersion(const char *pLevel);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Prerequisite definitions (sqloPrereqDefs.cpp)
@@ -360,15 +372,16 @@ struct node {
     node *next;  // below on the stack
 };
 
-extern node *pStackTop;                        // innermost skipped section, null when none is known
+extern node *pStackTop; // innermost skipped section; one that was never closed stays until the next
 extern char szXMLTagName[TAG_NAME_LENGTH + 1]; // name of the element being read
 
 /* The tag whose element name is exactly pName, or -1: null, unknown, or the sentinel's name. */
 int sqloGetTagIndex(const char *pName);
 
 /* Fills ppszPREREQ with what szInputXMLFile states for the level on Linux, and writes the level's banner to the report.
- * RC_OK, also when the file does not hold the level; RC_INPUT when it cannot be opened; RC_NO_MEMORY. */
-int sqloReadPrereqFromXML(const char *pVersion);
+ * szPlatform and the slots KVXLevel, platform, Processor and, when it is known, LinuxDistro are set first, also when
+ * the file cannot be opened. RC_OK, also when the file does not hold the level; RC_INPUT; RC_NO_MEMORY. */
+int sqloReadPrereqFromXML(const char *pLevel);
 
 /* Puts a tag on the stack of skipped sections. RC_OK, -1 for tag -1 (nothing is pushed), RC_NO_MEMORY. */
 int sqloPushToSkipNodeStack(int xmlTagNum);
@@ -377,8 +390,8 @@ int sqloPushToSkipNodeStack(int xmlTagNum);
 int sqloPopSkipNodeStack(void);
 
 /* Does the condition between the first pair of double quotes of a file line fail? 1 skip the section, 0 read it.
- * Triples of operand, operator and value, joined by AND; without quotes 1, with one quote or no triple 0. The tag is
- * that of the line's element, for the trace. */
+ * Triples of operand, operator and value, joined by AND; without quotes 1, with one quote, no triple or no memory 0.
+ * The tag, a valid one, is that of the line's element, for the trace. */
 int sqloProcessConditionStmt(const char *szline, int xmlTagIndex);
 
 /* Does one condition fail? 1 when it does or the operand is no tag; 0 when it holds, an argument is null, the operand
@@ -437,8 +450,8 @@ const char *getTokenAt(int index);
 void sqloCleanUpTokenArray(void);
 
 /* Fetches a message with its tokens substituted into buffer (size bytes, always filled and terminated) and empties the
- * token list. A message that has no room for its tokens stays as it is in the catalog; without a catalog or a message
- * the buffer says so. Returns buffer. */
+ * token list. A message that has no room for its tokens, or asks for token 0, stays as it is in the catalog; without a
+ * catalog or a message the buffer says so. Returns buffer. */
 char *sqloGetString(int number, char *buffer, int size);
 
 /* Fetches a message as the catalog holds it. RC_OK, RC_CATALOG_UNOPENED, RC_MESSAGE_MISSING or RC_MESSAGE_TRUNCATED;
@@ -488,7 +501,7 @@ int sqloUpdateErrorList(const char *pMessage);
 
 /* Writes the level's verdict (30137 with its failures under 30082, or 33533) to the report, with "-l" without "-s" a
  * bad one to standard error too, and moves the failures into the summary list. 0, or -1 for null. */
-int sqloWriteSummaryToReport(const char *pVersion);
+int sqloWriteSummaryToReport(const char *pLevel);
 
 /* Prints every level's verdict and failures to standard error. Always 0. */
 int sqloPrintSummary(void);
@@ -518,34 +531,40 @@ extern int isUbuntu14;                            // Ubuntu 14.04 or later, know
 extern struct utsname name;                       // the kernel's identification
 extern char *pVersion, *pRelease, *pMinorRelease; // parts of the last split kernel release, null when missing
 
-/* Finds the distribution and stores its release and service pack under its tags. RC_OK, or RC_INPUT with 33505 on
- * standard error when it is none of the supported ones. */
+/* Finds the distribution, sets linuxDistro and stores release and service pack under its tags (none for Ubuntu). RC_OK,
+ * or RC_INPUT with 33505 on standard error when it is none of the supported ones; linuxDistro is then 0. */
 int sqloGetLinuxDistributions(void);
 
-/* Reads the release file of the distribution found. RC_OK, or -1 when it cannot be opened (33501 in the report when
- * bReport is 1) or the severity is none. */
+/* Reads the release file of the distribution found, RHEL, SUSE, INSPUR or CENTOS; later lines overwrite, and what is
+ * missing leaves its tag alone. RC_OK, or -1 when it cannot be opened (33501 in the report when bReport is 1) or the
+ * severity is none. */
 int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport);
 
 /* Reads a SUSE release from /etc/os-release, whatever the path. Without a point in the version there is no service
- * pack; the last part keeps the line's newline. Always 0. */
+ * pack; the newline of the line stays at its end, behind the part that stands there. Always 0. */
 int sqloGetSuSERelease(const char *pPath, int severity, int bReport);
 
 /* Level check of the distribution found, against the level's minimums; no caller. 33596 is reported when the run was
- * given another distribution's name. 0 meets, -1 does not. */
+ * given another distribution's name. 0 meets, also when no distribution was found; -1 does not, as on a CENTOS or
+ * INSPUR host without a minimum for it (33555). */
 int sqloCheckLinuxDistributions(void);
 
-/* Does a release with its service pack meet the required ones? Any text may be null. 0 meets, -1 does not. */
+/* Does a release with its service pack meet the required ones? A null requirement is met, a missing service pack only
+ * when none is required. 0, or -1 with an entry in the error list. 30050, 30051, with bReport 33508 for an unreadable
+ * release. The heading is the caller's; the severity is not used. */
 int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequiredSP, const char *pFoundVersion,
                              const char *pFoundSP, int severity, int bReport);
 
-/* Does the Ubuntu release in a file meet the required one? Sets isUbuntu14. 0 meets, -1 does not or cannot tell. */
+/* Does the Ubuntu release in a file meet the required one? Sets isUbuntu14. 0 meets, -1 does not or cannot tell. A file
+ * that cannot be opened (33501 with bReport), or without a release while bReport is 0, closes the block with 30054 and
+ * still answers -1. 30096, 30097, 33508, 33509. The severity is not used. */
 int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int severity, int bReport);
 
 /* Turns every letter into upper case in place. No caller. */
 void strToUpper(char *pText);
 
-/* Reads the kernel's identification and stores its level under OSVersion, OSRelease, OSMinorRelease. 0, or -1 when the
- * system does not tell. */
+/* Reads the kernel's identification into name, which the next two read, and stores its level under OSVersion, OSRelease
+ * and OSMinorRelease; a missing part leaves its tag alone. 0, or -1 when the system does not tell. */
 int sqloGetOSLevel(void);
 
 /* 1 on a supported 64-bit machine (x86_64, s390x, ppc64le), else 0. */
@@ -556,7 +575,7 @@ int sqloIsOS64bit(void);
 int sqloCheckOSLevel(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Software checks (sqloSoftware.cpp). Each writes its block to the report and its failures to the error list.
+ * Software checks (sqloSoftware.cpp). The checks write a block to the report and their failures to the error list.
  * msgLevel is a Severity; with any other value a check fails at once, runs nothing and names no severity. emitErrors
  * is 1 when a package that is not installed is reported by a text of its own, not by 30095. Package, file, version
  * and release texts may be null where said.
@@ -569,9 +588,9 @@ extern char szNTPMessages[1024]; // the failure of the NTP package, which does n
 /* Is `strings` there? 0, or -1 with a text on standard error. Nothing goes to the report. */
 int sqloCheckTools(void);
 
-/* Does the C++ runtime CPPLibName load, and does the one that the program uses hold the line CPPVersionString? 0, also
- * when it is not mapped under its usual name or cannot be looked into (33512); else -1. 30023, 30058 to 30060, 33510,
- * 33511. */
+/* Does the C++ runtime CPPLibName load (absent, it is the program itself, which does), and does the one that the
+ * program uses hold the line CPPVersionString (absent, no line is)? 0, also when it is not mapped under its usual name
+ * or cannot be looked into (33512); else -1. 30023, 30058 to 30060, 33510, 33511. */
 int sqloCheckLibStdCPlusPlus(void);
 
 /* Does libaio.so.1 load? 0 with 33553, or -1 with 33552 and 33520. */
@@ -584,7 +603,8 @@ int sqloCheckLibNuma(void);
  * also when no mapped file tells a level; else -1. 30025, 30064 to 30066, 33515, 33548. */
 int sqloCheckGlibC(void);
 
-/* Is there a 32-bit libpam? Always 0: a missing one is a warning (33514). Leaves ldd's output in the capture file. */
+/* Is there a 32-bit libpam? Always 0: a missing one is a warning, with 33514 in the report and the error list. Leaves
+ * ldd's output in the capture file. */
 int sqloCheckLibPAM(void);
 
 /* Is a package, or the one that owns a file, installed, and is it at least minVersion and minRelease? Give packageID or
@@ -622,11 +642,210 @@ int sqloCheckSELinuxEnabled(void);
  * probe says that it is undefined. */
 int sqloCheckMHCA(void);
 
-/* Is this host no VMware machine? 1 or -1, never 0: the 32-bit rule of the Mellanox packages then always applies. */
+/* Asks whether this is a VMware machine, by the raw status of the query: -1 on every host, but for 1 on the raw status
+ * 1; never 0. The 32-bit rule of the Mellanox packages then always applies. */
 int verifyVMware(void);
 
 /* Does the cluster automation's own script pass? 0, also when there is no script (33613); else -1, as without
  * bShareGrid. 33612 when it fails. Its section goes to the GUI report. No caller. */
 int checkprereqVEX(int msgLevel, int emitErrors);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Instance user and ports (sqloUserPorts.cpp). Each writes its block to the report and its errors to the error list
+ * too: 30053, 30054 or 30055, and the lines between.
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* Does the account meet an instance's rules: name and primary group of at most 8 characters, no shared group, shell
+ * start-up files, with checkSqllib no "sqllib" in its home? 0 or -1. A user whom the password database does not list is
+ * looked up through getent, whose files pseudo_user_*.out stay in the current directory. */
+int sqloValidateUserProfile(const char *usrname, int checkSqllib);
+
+/* Are the service port and, with fcmCheck, the nPartitions + 1 FCM ports from fcmStartPort on free, or registered under
+ * the names that the service name gives them? 0 or -1. A number that is no port has no service. Names are cut to 14
+ * and 19 characters. */
+int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions);
+
+/* Is the shell's umask at most the given one, as decimal numbers? 0 or -1; the closing line is then the error list's
+ * entry. 30052, 30057. Its file, named after the temporary directory and the process id, stays. */
+int sqloValidateUmsk(const char *umask);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Network adapters and RDMA (sqloNetwork.cpp). A fault goes to the report, the error list and the GUI report; the
+ * sections are marked in the GUI report.
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* Is the module option log_mtts_per_seg set to 7 where the distribution keeps it? 0, also on a distribution that has no
+ * such file and, with no closing line, where the Mellanox stack sets it; else -1. 33588, 33593. */
+int sqloValidateModProbe(void);
+
+/* Does the last line of a file that sets the option to 7 or to 3 set it to 7? Other settings are passed over, and lines
+ * that begin with "#". 0 or -1. Of a file longer than 257 pieces of 256 characters the last ones are read. */
+int chkModProbeFile(const char *modprobe);
+
+/* The lines of a file from the last to the first, each ending with a line break, as a heap text; null, after "Error "
+ * on standard output, when it cannot be opened, and when memory runs out. */
+char *sqoFlipFile(const char *modprobe);
+
+/* Both texts in one heap text, null when memory runs out. */
+char *sqoConcat(const char *reversedFile, const char *currentLine);
+
+/* Is the distribution's RDMA service installed and enabled? 0 or -1. 30125, 30127, 33506, 33564, 33566. */
+int sqloCheckForRDMAStatus(void);
+
+/* The same for the service of the Mellanox stack. */
+int sqloCheckForOpenibdStatus(void);
+
+/* Is a service switched on? 0, also when the service manager does not list it; -1 when it is off or the query was
+ * killed. 30127, 33506, 33566. */
+int sqloCheckForOpenibdRDMAEnablement(const char *serviceName);
+
+/* Classifies every network name with the adapter probe; the last answer decides bNonIB. Failures are warnings. 30155,
+ * 30156, 30159, 33580, 33598 to 33601. No caller. */
+void sqloValidateAdapter(void);
+
+/* Runs the connectivity tool over an adapter list file and reports its log when it fails, as a warning. 30180, 33546,
+ * 33607. No caller. */
+void sqloValidateAdapterUsingRocmc(const char *adapterFile);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Cluster validation (sqloCluster.cpp). A fault goes to the report, the error list and the GUI report unless said
+ * otherwise; the sections are marked in the GUI report. No option fills the lists.
+ * ------------------------------------------------------------------------------------------------------------- */
+
+/* One host of the cluster. */
+struct hostInfo {
+    char hostName[255]; // field: as given, perhaps with its domain; only what stands before the first "." is compared
+    int isSSH;          // 1 while the host is believed reachable by remote shell
+    hostInfo *next;
+};
+
+/* One instance user. UID and GID are set only when all is 1. */
+struct userInfo {
+    char userName[255]; // field
+    int UID;
+    int GID;
+    int all; // 1 when UID and GID are expected, else only the user
+    userInfo *next;
+};
+
+/* One shared disk. diskID is set only when all is 1. */
+struct diskInfo {
+    char diskName[255]; // field: device name or path
+    char diskID[255];   // field: expected identifier
+    int all;
+    diskInfo *next;
+};
+
+/* One tiebreaker disk as seen from one host. */
+struct tbdiskInfo {
+    char diskName[255]; // field
+    char diskID[255];   // field
+    char hostName[255]; // field
+    int scsitype;       // 1 exempts from the pair test
+    int isdevInfoOk;
+    int reserveStatus; // exit status of the pair test
+    tbdiskInfo *next;
+};
+
+/* One network name of the cluster's interconnect. */
+struct netNames {
+    char netName[255]; // field
+    netNames *next;
+};
+
+/* One name that /etc/hosts has to map. */
+struct etcHost {
+    char Name[255];      // field
+    char ipAddress[255]; // field: of the line that claimed the name
+    int verify;          // 1 once a line has
+    etcHost *next;
+};
+typedef etcHost etcInfo;
+
+/* The lists, each walked from the entry added last. preqtbDiskInfo is filled by nobody. */
+extern hostInfo *preqHostInfo;
+extern userInfo *preqUserInfo;
+extern diskInfo *preqDiskInfo;
+extern tbdiskInfo *preqtbDiskInfo;
+extern netNames *preqNetNames;
+extern etcInfo *preqEtcInfo;
+
+/* Each adds one entry at the front of its list. RC_OK, RC_FAILED for a null name, RC_NO_MEMORY. No caller. */
+int updateHostList(const char *hostName);
+int updateUserList(const char *userName, int UID, int GID, int all);
+int updateDiskList(const char *diskName, const char *diskID, int all);
+int updateNetNames(const char *netName);
+
+/* The remote shell and the remote copy command: the product's own where they are configured, else ssh and scp. */
+const char *getSSHCmd(void);
+const char *getSCPCmd(void);
+
+/* Does every network name answer a ping? 0 or -1, as a warning. 30133, 33572. */
+int checkPingTest(void);
+
+/* Is every host reachable by the product's own remote shell, which is then configured, or else by ssh? 0 or -1. Sets
+ * isSSH. */
+int checkkvxSSHToAll(void);
+
+/* Is every host reachable by ssh? 0 or -1. Sets isSSH. 30128, 33567. */
+int checkSSHToAll(void);
+
+/* Packs the program and its companions and places them on every other host. A host that cannot be reached is reported
+ * (33587, report only) and marked. 1 when done, -1 when a command could not be run. */
+int placePrereqBinaries(void);
+
+/* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed. 30136. */
+int runPrereqBinaries(void);
+
+/* Removes what was placed, here and there. 0, or -1 when a removal could not be run. */
+int removePrereqBinaries(void);
+
+/* Does every user exist here, with the expected UID and GID? 0 or -1. With bInstList what was found goes to
+ * /tmp/il.txt. 33581, 33584. */
+int sqloValidateUsers(void);
+
+/* Is /etc/hosts consistent with the expected names? 0 or -1. Sets bEtchostError. 33542 on standard error. No caller. */
+int sqloValidateEtcHosts(void);
+
+/* Adds an expected name at the front unless its short name is known. The name is not null. RC_OK or RC_NO_MEMORY. Its
+ * other fields are set by resetEtcHosts and by what is read. No caller. */
+int updateEtcHostInfo(const char *hostNameorIP);
+
+/* Marks every expected name as not yet claimed. Always 0. */
+int resetEtcHosts(void);
+
+/* Was every expected name claimed? 0, or -1 with 33574 for each that was not. */
+int checkMissingEntries(void);
+
+/* Is a name on a loopback line none of the expected ones? 0, or -1 with 33592. */
+int checkLoopBack(const char *hostName);
+
+/* Has no earlier line claimed a name with this address? 0, or -1 with 33575. */
+int checkIPAddress(const char *IPAddr);
+
+/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; 33575 when another
+ * line had claimed it. */
+int checkHostName(const char *IPAddr, const char *hostName);
+
+/* Is there this much free space, in kilobytes, in the file system of a directory? 0 or -1. level is a Severity: a
+ * shortage is an error (33571), or a warning (33594) that does not go to the GUI report. 30132, 33546, 33547. */
+int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level);
+
+/* Are all shared disks present, by name or by expected identifier? 0, or -1 when one is missing; a name that does not
+ * begin with "/" fails only the report's closing line. With bDiskList what was found goes to /tmp/dl.txt. The capture
+ * file stays. 30131, 33546, 33547, 33570. */
+int sqloValidateDisk(void);
+
+/* Can tbDiskName serve as tiebreaker: known everywhere by one identifier, with a passed reservation test of every pair
+ * of hosts? 0 or -1; a failed pair shows only in the closing line. 33507, 33570. */
+int sqloValidateTbDisk(void);
+
+/* Looks up a disk's identifier (bIsGetDevId 1, into pszDevId) or the name that an identifier has (into pszDevName),
+ * here or on another host. Both buffers hold at least 256 characters. 0, also with nothing found and the output
+ * untouched; -1 when it cannot be looked up. A newline cuts the last character of a given identifier. */
+int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId, int bIsGetDevId, int bIsRemote);
+
+/* 1 when a disk has no reservation policy, else -1. No caller. */
+int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote);
 
 #endif

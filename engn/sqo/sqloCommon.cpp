@@ -1,5 +1,5 @@
 /*
- * What every room of the program uses: bounded texts, numbers, the debug trace, and commands run through the shell.
+ * What every source file uses: bounded texts, numbers, the debug trace, and commands run through the shell.
  */
 #include <errno.h>
 #include <fcntl.h>
@@ -23,7 +23,11 @@ char *safeStrNCat(char *str, const char *src, int size) {
 }
 
 char *iStrncpy(char *destination, const char *source, int size) {
-    strncpy(destination, source, (size_t)size);
+    if (size < 1)
+        return destination;
+    size_t length = strnlen(source, (size_t)size - 1);
+    memcpy(destination, source, length);
+    destination[length] = '\0';
     destination[size - 1] = '\0';
     return destination;
 }
@@ -104,7 +108,7 @@ static int isPlainCharacter(char c, int bFirst) {
            (c != '\0' && strchr("_.,:+-/@=^", c) != NULL) || (c == '~' && !bFirst);
 }
 
-static int isPlainWord(const char *pText) {
+int isPlainWord(const char *pText) {
     for (const char *p = pText; *p != '\0'; p++)
         if (!isPlainCharacter(*p, p == pText))
             return 0;
@@ -142,12 +146,17 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
 }
 
 /* Inserts a word. One that begins with a hyphen would be an option; one that is not plain cannot stand inside a
- * quotation. */
+ * quotation of the format's own. At the beginning, an equals sign would make it an assignment. */
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
-    if (word.bPattern || (isPlainWord(pText) && pText[0] != '-'))
+    int bAlone = pCommand->length == 0 || pCommand->szText[pCommand->length - 1] == ' ';
+    if (word.bPattern)
         putText(pCommand, pText);
-    else if (pText[0] == '-' || pCommand->quote != '\0')
+    else if (bAlone && pText[0] == '-')
+        pCommand->bFits = 0;
+    else if (isPlainWord(pText) && !(pCommand->length == 0 && strchr(pText, '=') != NULL))
+        putText(pCommand, pText);
+    else if (pCommand->quote != '\0')
         pCommand->bFits = 0;
     else
         putQuoted(pCommand, pText);
@@ -229,40 +238,55 @@ const char *temporaryDirectory(void) {
 }
 
 void nameCapture(captureFile *pCapture, int idOffset) {
-    pCapture->pFile = NULL;
-    if (!formatText(pCapture->szPath, sizeof pCapture->szPath, "%s/%s.%d", temporaryDirectory(), "kvxprereqcheck",
-                    (int)getpid() + idOffset))
-        pCapture->szPath[0] = '\0';
+    nameCaptureAt(pCapture, "%s/%s.%d", temporaryDirectory(), "kvxprereqcheck", (int)getpid() + idOffset);
 }
 
-/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to. 0 when
- * something stands in the way that cannot be removed. */
-static int claimFile(const char *pPath) {
+void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
+    char szPath[sizeof pCapture->szPath];
+    va_list arguments;
+    va_start(arguments, pFormat);
+    int length = vsnprintf(szPath, sizeof szPath, pFormat, arguments);
+    va_end(arguments);
+    int bFits = length >= 0 && (size_t)length < sizeof szPath;
+    const char *pHere = szPath[0] == '-' ? "./" : ""; // or the name would look like an option
+    if (!bFits || !formatText(pCapture->szPath, sizeof pCapture->szPath, "%s%s", pHere, szPath))
+        pCapture->szPath[0] = '\0';
+    pCapture->bOurs = 0;
+    pCapture->pFile = NULL;
+}
+
+/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read.
+ * Returns a descriptor, or -1: with errno EEXIST when something stands in the way that cannot be removed. */
+static int claimPath(const char *pPath) {
     struct stat status;
     unlink(pPath);
-    if (lstat(pPath, &status) == 0)
-        return 0;
-    int descriptor = open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (lstat(pPath, &status) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+}
+
+/* 0 when something stands in the way; without a directory or space for it there is just no file. */
+static int claimCapture(captureFile *pCapture) {
+    int descriptor = claimPath(pCapture->szPath);
     if (descriptor < 0)
         return errno != EEXIST;
     close(descriptor);
+    pCapture->bOurs = 1;
     return 1;
 }
 
-int runIntoCapture(const captureFile &capture, const commandText &szCommand) {
-    if (capture.szPath[0] == '\0' || szCommand[0] == '\0' || !claimFile(capture.szPath))
+int runIntoCapture(captureFile *pCapture, const commandText &szCommand) {
+    if (pCapture->szPath[0] == '\0' || szCommand[0] == '\0' || !claimCapture(pCapture))
         return COMMAND_NOT_RUN;
     return runCommand(szCommand);
 }
 
 int openCapture(captureFile *pCapture) {
     closeCapture(pCapture);
-    int descriptor = open(pCapture->szPath, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (descriptor < 0)
-        return 0;
-    pCapture->pFile = fdopen(descriptor, "r");
-    if (pCapture->pFile == NULL)
-        close(descriptor);
+    if (pCapture->bOurs)
+        pCapture->pFile = fopen(pCapture->szPath, "re");
     return pCapture->pFile != NULL;
 }
 
@@ -279,5 +303,17 @@ void closeCapture(captureFile *pCapture) {
 
 void dropCapture(captureFile *pCapture) {
     closeCapture(pCapture);
-    unlink(pCapture->szPath);
+    if (pCapture->bOurs)
+        unlink(pCapture->szPath);
+    pCapture->bOurs = 0;
+}
+
+FILE *createOwnFile(const char *pPath) {
+    int descriptor = claimPath(pPath);
+    if (descriptor < 0)
+        return NULL;
+    FILE *pFile = fdopen(descriptor, "w");
+    if (pFile == NULL)
+        close(descriptor);
+    return pFile;
 }

@@ -11,8 +11,7 @@
 #include <stddef.h>
 #include <string.h>
 
-/* --- Bounded texts. The array's own type knows its size; a longer text is cut, and the result always terminated. ---
- */
+/* --- Bounded texts: the array's own type knows its size. A longer text is cut; the result is always terminated. --- */
 
 template <size_t N> void copyText(char (&szTo)[N], const char *pFrom) {
     iStrncpy(szTo, pFrom, N);
@@ -24,7 +23,9 @@ template <size_t N> void appendText(char (&szTo)[N], const char *pFrom) {
 
 /* Fills a record's field, which a long text may leave without a terminator. */
 template <size_t N> void fillField(char (&szField)[N], const char *pFrom) {
-    strncpy(szField, pFrom, N);
+    size_t length = strnlen(pFrom, N);
+    memcpy(szField, pFrom, length);
+    memset(szField + length, 0, N - length);
 }
 
 /* Copies a field, which may have no terminator, into a text that has room for all of it. */
@@ -52,7 +53,8 @@ const char *textOrEmpty(const char *pText);
 
 int isDecimalDigit(char c);
 
-/* The number that a text begins with, 0 when there is none or the text is null; beyond an int it stays at its end. */
+/* The number that a text begins with, 0 when there is none or the text is null; beyond an int it is cut to the nearest
+ * int. */
 int leadingNumber(const char *pText);
 
 /* --- Debug trace, on standard output while debug is set --- */
@@ -81,6 +83,9 @@ inline shellWord toWord(const char *pText) {
     return {pText, 0};
 }
 
+/* 1 when a text holds nothing that any shell would read as more than a word. */
+int isPlainWord(const char *pText);
+
 /* Composes a command from a format that knows only "%s", the next word, and "%%". 1 when done; 0, with an empty
  * command, when it does not fit or a word cannot stand at its place without becoming syntax or an option. */
 int composeCommand(commandText &szCommand, const char *pFormat, const shellWord *pWords, int wordCount);
@@ -103,14 +108,15 @@ int exitCode(int status);
 /* Runs a command through a pipe and reads the first line of its output, newline included. 0 when there is none. */
 int firstLineOf(const char *pCommand, char *szLine, size_t size);
 
-/* Runs a command through a pipe until a line of its output, as far as 255 characters, holds a text. 0 when none does.
- * A command that could not be composed prints nothing. */
+/* Runs a command through a pipe until a line of its output (a long one in pieces of 255 characters) holds a text. 0
+ * when none does. A command that could not be composed prints nothing. */
 int outputHolds(const commandText &szCommand, const char *pText);
 
 /* --- Capture files: where a command's output goes to be read back --- */
 
 struct captureFile {
-    char szPath[4096]; // empty when the temporary directory's name is too long for any path
+    char szPath[4096]; // empty when the path would be too long
+    int bOurs;         // 1 once the file was created by us
     FILE *pFile;       // open for reading, or null
 };
 
@@ -120,12 +126,16 @@ const char *temporaryDirectory(void);
 /* Names a capture file in the temporary directory, after the process id plus an offset. */
 void nameCapture(captureFile *pCapture, int idOffset = 0);
 
+/* Names a capture file by a path of its own. */
+void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
+
 /* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
  * removed and the file created anew. Where that cannot be removed the command is not run and counts as exit status 2.
  * Where the file cannot be created for want of a directory or of space the command still runs, and fails by itself. */
-int runIntoCapture(const captureFile &capture, const commandText &szCommand);
+int runIntoCapture(captureFile *pCapture, const commandText &szCommand);
 
-/* Opens it for reading, or from the start again. 0 when it cannot be opened. */
+/* Opens a capture file that was named before for reading, or from the start again. 0 when it cannot be opened or is
+ * not ours. */
 int openCapture(captureFile *pCapture);
 
 /* Reads a line, newline included. 0 with an empty line at the end, or when the file is not open. */
@@ -133,8 +143,11 @@ int readCapture(captureFile *pCapture, char *szLine, size_t size);
 
 void closeCapture(captureFile *pCapture);
 
-/* Closes and removes it. */
+/* Closes it, and removes it when it is ours. */
 void dropCapture(captureFile *pCapture);
+
+/* Creates a file at a fixed name for writing, made ours like a capture file. Null when that is not possible. */
+FILE *createOwnFile(const char *pPath);
 
 /* --- Requirements --- */
 
@@ -171,13 +184,26 @@ template <typename... Tokens> void printError(int number, Tokens... tokens) {
     fprintf(stderr, "%s\n", szText);
 }
 
+/* Reports a query that was ended by a signal; the detail names what was asked for. */
+void reportKilledQuery(messageText &szDetail, const char *pName);
+
+/* Reports a fault where all who watch for one find it: in the report, the error list and the GUI report. */
+template <typename... Tokens> void reportFault(int number, Tokens... tokens) {
+    messageText szText;
+    logText(szText, number, tokens...);
+    sqloUpdateErrorList(szText);
+    logGUIMessage(szText);
+}
+
 /* Prints a text as if it were a printf format, without being one: "%%" shows as "%", all else as it stands. */
 void printAsFormat(FILE *pFile, const char *pText);
 
 /* The rule between sections of the report, to be copied into a line buffer and logged. */
 extern const char *const pReportRule;
 
-/* Opens a check's block: a line of three blanks and the heading with the title. */
+/* Logs the line of three blanks that stands before a check's heading. */
+void logBlankLine(void);
+/* Opens a check's block: that line and the heading with the title. */
 void startCheck(const char *pTitle);
 /* The same with a message as the title. */
 void startCheck(int titleNumber);

@@ -253,6 +253,7 @@ static void writeToReportFile(const char *pPath, const char *pText, const char *
         return;
     messageText szError;
     fetchText(szError, MSG_REPORT_NOT_WRITABLE, pPath);
+    fflush(stdout);
     fprintf(stderr, "%s%s", szError, pAfterError);
 }
 
@@ -289,9 +290,13 @@ int logRemoteMessage(const char *pText) {
 
 /* --- The shape of a check's block --- */
 
-void startCheck(messageText &szHeading, const char *pTitle) {
+void logBlankLine(void) {
     char szBlank[8] = "   ";
     logMessage(szBlank);
+}
+
+void startCheck(messageText &szHeading, const char *pTitle) {
+    logBlankLine();
     logText(szHeading, MSG_CHECK_HEADING, pTitle);
 }
 
@@ -338,6 +343,11 @@ int failCheck(int severity, const char *pRequirement, messageText &szDetail, con
     return RC_FAILED;
 }
 
+void reportKilledQuery(messageText &szDetail, const char *pName) {
+    reportText(MSG_QUERY_KILLED);
+    fetchText(szDetail, MSG_COMMAND_NOT_RUN, pName);
+}
+
 /* --- Error list and summary --- */
 
 int sqloUpdateErrorList(const char *pMessage) {
@@ -365,10 +375,10 @@ static void writeBadSummaryText(char *pText, const char *pAfter) {
 }
 
 /* The verdict on a level with failures, and the failures under it, newest first. */
-static void writeBadSummary(messageText &szVerdict, const char *pVersion) {
+static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     messageText szLabel;
     fetchText(szLabel, MSG_CLUSTERED_LABEL);
-    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? "Client" : "Server", bShareGrid ? szLabel : "", pVersion);
+    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? "Client" : "Server", bShareGrid ? szLabel : "", pLevel);
     fflush(stdout);
     writeBadSummaryText(szVerdict, "\n");
 
@@ -391,11 +401,11 @@ static void writeGoodSummary(messageText &szVerdict) {
 }
 
 /* Moves the level's failures into a new node at the end of the summary list. */
-static void keepSummary(const char *pVersion, const char *pVerdict) {
+static void keepSummary(const char *pLevel, const char *pVerdict) {
     summaryNode *pSummary = (summaryNode *)malloc(sizeof *pSummary);
     if (pSummary == NULL)
         return;
-    fillField(pSummary->szVersion, pVersion);
+    fillField(pSummary->szVersion, pLevel);
     copyText(pSummary->szSummary, pVerdict);
     pSummary->pPrereqErrorList = pErrorList;
     pSummary->next = NULL;
@@ -407,15 +417,15 @@ static void keepSummary(const char *pVersion, const char *pVerdict) {
     *ppEnd = pSummary;
 }
 
-int sqloWriteSummaryToReport(const char *pVersion) {
-    if (pVersion == NULL)
+int sqloWriteSummaryToReport(const char *pLevel) {
+    if (pLevel == NULL)
         return RC_FAILED;
     messageText szVerdict;
     if (pErrorList != NULL)
-        writeBadSummary(szVerdict, pVersion);
+        writeBadSummary(szVerdict, pLevel);
     else
         writeGoodSummary(szVerdict);
-    keepSummary(pVersion, szVerdict);
+    keepSummary(pLevel, szVerdict);
     return RC_OK;
 }
 

@@ -67,17 +67,22 @@ static void readSuseReleaseLine(char *szLine) {
     }
 }
 
+/* Nothing before the end of the line is no part. */
+static int isReleasePart(const char *pPart) {
+    return pPart != NULL && pPart[0] != '\n';
+}
+
 /* Stores "version.servicepack"; what is missing leaves its tag alone. */
 static void storeRelease(char *pToken, const releaseSource &source) {
     char *pRest = NULL;
     const char *pPart = strtok_r(pToken, ".", &pRest);
-    if (pPart != NULL) {
-        debugTrace("   Version is %s\n", pPart);
+    if (isReleasePart(pPart)) {
+        debugTrace(linuxDistro == DISTRO_SUSE ? "   Version is '%s'\n" : "   Version is %s\n", pPart);
         setPrereq(source.version, pPart);
     }
     pPart = strtok_r(NULL, ".", &pRest);
-    if (pPart != NULL) {
-        debugTrace("   Service pack is %s\n", pPart);
+    if (isReleasePart(pPart)) {
+        debugTrace(linuxDistro == DISTRO_SUSE ? "   Service Pack is %s\n" : "   Service pack is %s\n", pPart);
         setPrereq(source.servicePack, pPart);
     }
 }
@@ -138,7 +143,7 @@ static int opensForReading(const char *pPath) {
 }
 
 /* The distribution is the given one when its release file opens. */
-static int hasReleaseFile(const char *pPath, int distribution) {
+static int detectFromReleaseFile(const char *pPath, int distribution) {
     if (!opensForReading(pPath))
         return 0;
     linuxDistro = distribution;
@@ -184,9 +189,10 @@ static int isSuseByOsRelease(void) {
 
 int sqloGetLinuxDistributions(void) {
     int status = RC_OK;
-    if (hasReleaseFile("/etc/centos-release", DISTRO_CENTOS) || hasReleaseFile("/etc/redhat-release", DISTRO_RHEL) ||
-        hasReleaseFile("/etc/SuSE-release", DISTRO_SUSE) || detectFromLsbRelease(&status) ||
-        hasReleaseFile("/etc/inspur-release", DISTRO_INSPUR))
+    if (detectFromReleaseFile("/etc/centos-release", DISTRO_CENTOS) ||
+        detectFromReleaseFile("/etc/redhat-release", DISTRO_RHEL) ||
+        detectFromReleaseFile("/etc/SuSE-release", DISTRO_SUSE) || detectFromLsbRelease(&status) ||
+        detectFromReleaseFile("/etc/inspur-release", DISTRO_INSPUR))
         return status;
     if (!isSuseByOsRelease())
         return unsupportedHost();
@@ -276,9 +282,7 @@ static void reportOtherDistribution(void) {
     const char *pDetected = textOrEmpty(ppszPREREQ[LinuxDistro]);
     if (szInputDistro[0] == '\0' || strcasecmp(szInputDistro, pDetected) == 0)
         return;
-    messageText szText;
-    logText(szText, MSG_DISTRIBUTION_MISMATCH, szInputDistro, pDetected, IIHName);
-    sqloUpdateErrorList(szText);
+    reportText(MSG_DISTRIBUTION_MISMATCH, szInputDistro, pDetected, IIHName);
 }
 
 /* CENTOS and INSPUR are supported only by levels that state a minimum for them. */
@@ -314,15 +318,15 @@ void strToUpper(char *pText) {
 /* Splits a copy of the kernel release, for example "4.18.0-305.el8.x86_64", into version, release and minor release. */
 static void splitKernelRelease(void) {
     static char szRelease[257];
-    char *pRest = NULL;
+    char *pRest = szRelease;
     copyText(szRelease, name.release);
-    pVersion = strtok_r(szRelease, ".", &pRest);
-    pRelease = strtok_r(NULL, ".", &pRest);
-    pMinorRelease = strtok_r(NULL, "-", &pRest);
+    pVersion = strsep(&pRest, ".");
+    pRelease = strsep(&pRest, ".");
+    pMinorRelease = strsep(&pRest, "-");
 }
 
 static void storeKernelPart(int tag, const char *pPart) {
-    if (pPart != NULL)
+    if (pPart != NULL && pPart[0] != '\0')
         setPrereq(tag, pPart);
 }
 

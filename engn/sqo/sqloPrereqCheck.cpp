@@ -4,6 +4,7 @@
  */
 #include <fcntl.h>
 #include <pwd.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -85,12 +86,14 @@ static const char *const pInputFileName = "KVXprereqs.xml";
 /* --- Command line --- */
 
 void displayHelp(void) {
-    static const int lastTexts[] = {MSG_USAGE_ENVIRONMENT, MSG_USAGE_EXIT_STATUS, MSG_USAGE_LAST};
-    const int firstTexts = MSG_USAGE_FILES - MSG_USAGE_FIRST + 1;
-    const int textCount = firstTexts + (int)(sizeof lastTexts / sizeof *lastTexts);
+    static const int texts[] = {
+        MSG_USAGE_FIRST,          MSG_USAGE_ARGUMENTS, MSG_USAGE_SELECTION, MSG_USAGE_CLUSTERED,
+        MSG_USAGE_FILES_GIVEN,    MSG_USAGE_OUTPUT,    MSG_USAGE_INSTANCE,  MSG_USAGE_INSTANCE_USER,
+        MSG_USAGE_INSTANCE_PORTS, MSG_USAGE_GENERAL,   MSG_USAGE_FILES,     MSG_USAGE_ENVIRONMENT,
+        MSG_USAGE_EXIT_STATUS,    MSG_USAGE_LAST,
+    };
     char szText[1024];
-    for (int i = 0; i < textCount; i++) {
-        int number = i < firstTexts ? MSG_USAGE_FIRST + i : lastTexts[i - firstTexts];
+    for (int number : texts) {
         printAsFormat(stdout, sqloGetString(number, szText, sizeof szText));
         putchar('\n');
     }
@@ -357,7 +360,8 @@ char *sqloGetRuntimeLocation(char *pRuntimePath) {
         copyText(szOwnCopy, szRuntimePath);
         return szOwnCopy;
     }
-    return iStrncpy(pRuntimePath, szRuntimePath, sizeof szRuntimePath);
+    memcpy(pRuntimePath, szRuntimePath, strlen(szRuntimePath) + 1);
+    return pRuntimePath;
 }
 
 static void findInstance(void) {
@@ -384,11 +388,14 @@ int sqloValidateInputXML(void) {
     return pInput == NULL ? RC_INPUT : RC_OK;
 }
 
-/* 1 when a node's level is older than the given one. */
-static int isOlder(const versionList *pNode, const char *pVer) {
-    char szVersion[sizeof pNode->szVersion + 1];
-    copyField(szVersion, pNode->szVersion);
-    return sqloCompareVersionStrings(szVersion, pVer) == VERSION_HIGHER;
+/* A level of the list, with the terminator that its field may lack. */
+typedef char levelText[sizeof(versionList::szVersion) + 1];
+
+static int isOlder(const versionList *pNode, const versionList *pOther) {
+    levelText szLevel, szOther;
+    copyField(szLevel, pNode->szVersion);
+    copyField(szOther, pOther->szVersion);
+    return sqloCompareVersionStrings(szLevel, szOther) == VERSION_HIGHER;
 }
 
 int sqloUpdatePreqVersionList(const char *pVer) {
@@ -399,11 +406,16 @@ int sqloUpdatePreqVersionList(const char *pVer) {
         return RC_NO_MEMORY;
     fillField(pNew->szVersion, pVer);
 
+    static versionList *pLast; // files are ordered as a rule, so that most levels go to one end
     versionList **ppPlace = &preqVersionList;
-    while (*ppPlace != NULL && !isOlder(*ppPlace, pVer))
+    if (preqVersionList != NULL && !isOlder(pLast, pNew))
+        ppPlace = &pLast->next;
+    while (*ppPlace != NULL && !isOlder(*ppPlace, pNew))
         ppPlace = &(*ppPlace)->next;
     pNew->next = *ppPlace;
     *ppPlace = pNew;
+    if (pNew->next == NULL)
+        pLast = pNew;
     return RC_OK;
 }
 
@@ -434,9 +446,9 @@ int sqloRetrieveSupportedVersion(void) {
 int sqloGetLatestRelease(void) {
     if (preqVersionList == NULL)
         return RC_INPUT;
-    char szVersion[sizeof preqVersionList->szVersion + 1];
-    copyField(szVersion, preqVersionList->szVersion);
-    copyText(szInputVersion, szVersion);
+    levelText szLevel;
+    copyField(szLevel, preqVersionList->szVersion);
+    copyText(szInputVersion, szLevel);
     return RC_OK;
 }
 
@@ -444,9 +456,9 @@ int validateInputVersion(void) {
     if (preqVersionList == NULL)
         debugTrace("KVX version list is EMPTY");
     for (const versionList *pNode = preqVersionList; pNode != NULL; pNode = pNode->next) {
-        char szVersion[sizeof pNode->szVersion + 1];
-        copyField(szVersion, pNode->szVersion);
-        if (strcmp(szInputVersion, szVersion) == 0)
+        levelText szLevel;
+        copyField(szLevel, pNode->szVersion);
+        if (strcmp(szInputVersion, szLevel) == 0)
             return RC_OK;
     }
     return RC_VERSION;
@@ -461,51 +473,321 @@ int sqloPreparePrereqCheck(void) {
     return RC_OK;
 }
 
-/* What the checks of a level have come to: the status of the last one that failed, and the last one's own result. */
-struct levelResult {
+/* What a sequence of checks has come to: the status of the last one that failed, and the last one's own result. */
+struct sequenceResult {
     int status, last;
 };
 
-static void noteCheck(levelResult *pResult, int result, int failure) {
+static void noteCheck(sequenceResult *pResult, int result, int failure) {
     pResult->last = result;
     if (result != RC_OK)
         pResult->status = failure;
 }
 
+/* --- The clustered feature's sequence --- */
+
+static const char *const pSupportGroup = "Infiniband Support Package";
+static const char *const pNetworkingGroup = "High Performance Networking Package";
+static const char *const pRdmaGroup = "RDMA Infiniband Package";
+
+static const Tag supportPackages[] = {
+    libIBConnectionMgr, libRDMAConnectionMgr, libIBFabricSimulator,   libIBDiagnosticTools, libChelsioHCAUsrspace,
+    libOpenFabricsMAD,  libOpenFabricsUsrMAD, libQLogicInfiniPathHCA, libIBHCAUserspace,    libNetEffectRNICUserspace,
+};
+static const Tag userSpacePackages[] = {libUsrSpaceRDMA, libConnectXHCAUsrSpace};
+
+struct mellanoxLibrary {
+    const char *pFile, *pPackage;
+    int b32Bit;
+};
+
+static const mellanoxLibrary mellanoxLibraries[] = {
+    {"libcxgb3-rdmav2.so", "libcxgb3", 1}, {"libipathverbs-rdmav2.so", "libipathverbs", 0},
+    {"libmlx4-rdmav2.so", "libmlx4", 1},   {"libmthca-rdmav2.so", "libmthca", 1},
+    {"libnes-rdmav2.so", "libnes", 1},     {"librdmacm.so.1.0.0", "librdmacm", 1},
+};
+
+static int isClustered(void) {
+    return bShareGrid || bNonIB;
+}
+
+/* Is a release at least, or below, a number? One that is not numeric, or not known, is below. */
+static int isAtLeast(const char *pRelease, int tag) {
+    int order = sqloCompareVersionStrings(pRelease, ppszPREREQ[tag]);
+    return order == VERSION_HIGHER || order == VERSION_EQUAL;
+}
+
+static int isRhelAtLeast(const char *pRelease) {
+    return linuxDistro == DISTRO_RHEL && isAtLeast(pRelease, RHELVersion);
+}
+
+static int isSuseAtLeast(const char *pRelease) {
+    return linuxDistro == DISTRO_SUSE && isAtLeast(pRelease, SLESVersion);
+}
+
+static int isMellanoxPresent(void) {
+    return sqloCheckMellanoxLINUX() == RC_OK;
+}
+
+/* A group's package, when the level names it. */
+static void checkGroupPackage(sequenceResult *pResult, const char *pGroup, Tag tag, int b32Bit, int failure) {
+    if (ppszPREREQ[tag] != NULL)
+        noteCheck(pResult, sqloCheckHCAPackageLINUX(pGroup, ppszPREREQ[tag], b32Bit, SEVERITY_ERROR, 1), failure);
+}
+
+/* The Mellanox stack brings these along: each package is asked for only without it. */
+static void checkRdmaPackages(sequenceResult *pResult) {
+    for (Tag tag : userSpacePackages)
+        if (ppszPREREQ[tag] != NULL && !isMellanoxPresent())
+            checkGroupPackage(pResult, pRdmaGroup, tag, 1, RC_RDMA_PACKAGE);
+}
+
+static void checkSELinux(sequenceResult *pResult) {
+    if (!bClient && isClustered())
+        noteCheck(pResult, sqloCheckSELinuxEnabled(), RC_SOFTWARE);
+}
+
+static void checkCLibrary(sequenceResult *pResult) {
+    if (isClustered())
+        noteCheck(pResult, sqloCheckGlibC(), RC_SOFTWARE);
+}
+
+static void checkSupportPackages(sequenceResult *pResult) {
+    if (bClient || !bShareGrid || bNonIB || linuxDistro != DISTRO_RHEL || !bNetName)
+        return;
+    for (Tag tag : supportPackages)
+        checkGroupPackage(pResult, pSupportGroup, tag, 0, RC_IB_PACKAGE);
+    if (!bCustomNetworkType)
+        checkRdmaPackages(pResult);
+}
+
+/* Both stacks at once do not work. The one package is asked for twice, and one hit is enough. */
+static void checkNetworkingConflict(sequenceResult *pResult) {
+    const char *pPackage = ppszPREREQ[libConnectXHCAUsrSpace];
+    if (pPackage == NULL)
+        return;
+    int first = sqloCheckPackagePresenceLinux(pNetworkingGroup, pPackage, 0);
+    int second = sqloCheckPackagePresenceLinux(pNetworkingGroup, pPackage, 0);
+    if (first != RC_OK && second != RC_OK)
+        return;
+    messageText szConflict;
+    copyText(szConflict, "\n The kvxprereqcheck utility detected HPN package along with Mellanox package. Both the "
+                         "packages cannot co_exist\n");
+    logMessage(szConflict);
+    sqloUpdateErrorList(szConflict);
+    pResult->status = RC_HPN_PACKAGE;
+}
+
+static void check10GEPackages(sequenceResult *pResult) {
+    if (!isMellanoxPresent()) {
+        for (Tag tag : userSpacePackages)
+            checkGroupPackage(pResult, pNetworkingGroup, tag, 0, RC_HPN_PACKAGE);
+        return;
+    }
+    for (const mellanoxLibrary &library : mellanoxLibraries)
+        noteCheck(pResult,
+                  sqloCheckMellanoxPackageLINUX(library.pFile, library.pPackage, library.b32Bit, SEVERITY_ERROR, 1),
+                  RC_HPN_PACKAGE);
+    checkNetworkingConflict(pResult);
+}
+
+static void checkAdapterPackages(sequenceResult *pResult) {
+    if (!isClustered() || (!bMHCA && !bCustomNetworkType) || linuxDistro != DISTRO_RHEL)
+        return;
+    const char *pNetwork = textOrEmpty(ppszPREREQ[HCANetwork]);
+    if (ppszPREREQ[libRDMAModuleInitializer] != NULL && !isMellanoxPresent())
+        checkGroupPackage(pResult, pSupportGroup, libRDMAModuleInitializer, 0, RC_IB_PACKAGE);
+    if (strcmp(pNetwork, "InfiniBand") == 0)
+        for (Tag tag : userSpacePackages)
+            checkGroupPackage(pResult, pSupportGroup, tag, 0, RC_IB_PACKAGE);
+    if (strcmp(pNetwork, "10GE") == 0)
+        check10GEPackages(pResult);
+    checkRdmaPackages(pResult);
+}
+
+static int isRdmaRun(void) {
+    return !bClient && bShareGrid && !bNonIB && (bNetName || bCustomNetworkType);
+}
+
+/* From RHEL 8 and SUSE 12 on no service is looked for, and the result of the check before counts again. */
+static void checkRdmaServices(sequenceResult *pResult) {
+    if (!isRdmaRun() || isMellanoxPresent())
+        return;
+    if (!isRhelAtLeast("6") && !isSuseAtLeast("12")) {
+        noteCheck(pResult, sqloCheckForOpenibdStatus(), RC_FAILED);
+        return;
+    }
+    if (linuxDistro == DISTRO_RHEL && !isRhelAtLeast("8"))
+        pResult->last = sqloCheckForRDMAStatus();
+    if (pResult->last != RC_OK)
+        pResult->status = RC_FAILED;
+}
+
+/* RHEL never gets here: no release is both equal to 7 and below 6. */
+static void checkModuleOptions(sequenceResult *pResult) {
+    if (!isRdmaRun())
+        return;
+    int bOddRhel = linuxDistro == DISTRO_RHEL &&
+                   sqloCompareVersionStrings("7", ppszPREREQ[RHELVersion]) == VERSION_EQUAL && !isRhelAtLeast("6");
+    if (bOddRhel || isSuseAtLeast("11"))
+        pResult->last = sqloValidateModProbe();
+}
+
+/* NTP, or else chrony. A host without either is reported but fails nothing. */
+static void checkTimeService(sequenceResult *pResult) {
+    pResult->last = sqlocheckNtpChronyKsh(ppszPREREQ[ntpPackage], ppszPREREQ[ntpVersion], NULL);
+    if (pResult->last == RC_OK)
+        return;
+    if (ppszPREREQ[chronyPackage] == NULL) {
+        sqloUpdateErrorList(szNTPMessages);
+        return;
+    }
+    pResult->last = sqlocheckNtpChronyKsh(ppszPREREQ[chronyPackage], ppszPREREQ[chronyVersion], NULL);
+    if (pResult->last == RC_OK)
+        return;
+    sqloUpdateErrorList(szNTPMessages);
+    messageText szMissing;
+    logText(szMissing, MSG_TIME_SERVICE_MISSING);
+    sqloUpdateErrorList(szMissing);
+}
+
+static void checkTimeServiceAndShells(sequenceResult *pResult) {
+    if (bClient || !isClustered() || ppszPREREQ[ntpPackage] == NULL || ppszPREREQ[kshPackage] == NULL)
+        return;
+    pResult->last = sqloCheckPackageLINUX(ppszPREREQ[kshPackage], NULL, ppszPREREQ[kshVersion], ppszPREREQ[kshRelease],
+                                          SEVERITY_WARNING, 0);
+    if (ppszPREREQ[mkshPackage] != NULL)
+        pResult->last =
+            sqloCheckPackageLINUX(ppszPREREQ[mkshPackage], NULL, ppszPREREQ[mkshVersion], NULL, SEVERITY_WARNING, 0);
+    checkTimeService(pResult);
+}
+
+static void checkRemoteShell(sequenceResult *pResult) {
+    if (!bClient && isClustered() && bHostName)
+        noteCheck(pResult, checkkvxSSHToAll(), RC_FAILED);
+}
+
+/* A path and the kilobytes that it has to have free; a shortage that does not fail is a warning. */
+struct spaceRow {
+    const char *pPath;
+    int required;
+    int bWanted;
+    int bFails;
+};
+
+static void checkFreeSpace(sequenceResult *pResult) {
+    if (bClient || !isClustered())
+        return;
+    const spaceRow rows[] = {
+        {temporaryDirectory(), 2000000, 1, strictFlag},
+        {"/var", 2000000, 1, 1},
+        {"/usr", 512000, 1, 1},
+        {szInputHome, 5120000, bInputInstanceHome, 0},
+        {szInputInstallPath, 6144000, bInputInstallPath, 0},
+    };
+    for (const spaceRow &row : rows)
+        if (row.bWanted) {
+            pResult->last = sqloCheckFreeSpace(row.pPath, row.required, row.bFails ? SEVERITY_ERROR : SEVERITY_WARNING);
+            if (row.bFails && pResult->last != RC_OK)
+                pResult->status = RC_FAILED;
+        }
+}
+
+static void checkSharedDisks(sequenceResult *pResult) {
+    if (!bClient && isClustered() && bDiskName)
+        pResult->last = sqloValidateDisk();
+}
+
+static void checkClusterUsers(sequenceResult *pResult) {
+    if (!bClient && isClustered() && bInstName)
+        noteCheck(pResult, sqloValidateUsers(), RC_FAILED);
+}
+
+static void checkReachability(sequenceResult *pResult) {
+    if (!bClient && isClustered() && bNetName)
+        pResult->last = checkPingTest();
+}
+
+static void checkTiebreakerDisk(sequenceResult *pResult) {
+    if (!bClient && (isClustered() || bHostList) && bTbDiskName)
+        pResult->last = sqloValidateTbDisk();
+}
+
+int sqloCheckPrereqShareGrid(void) {
+    sequenceResult result = {RC_OK, RC_OK};
+    checkSELinux(&result);
+    checkCLibrary(&result);
+    checkSupportPackages(&result);
+    checkAdapterPackages(&result);
+    checkRdmaServices(&result);
+    checkModuleOptions(&result);
+    checkTimeServiceAndShells(&result);
+    checkRemoteShell(&result);
+    checkFreeSpace(&result);
+    checkSharedDisks(&result);
+    checkClusterUsers(&result);
+    checkReachability(&result);
+    checkTiebreakerDisk(&result);
+    return result.status;
+}
+
+/* --- The sequence of one level --- */
+
 static int isAdapterRun(void) {
     return bUDAPL || bCustomNetworkType || (bShareGrid && bNetName && !bNonIB);
 }
 
-static void checkCppRuntime(levelResult *pResult) {
+static void checkCppRuntime(sequenceResult *pResult) {
     noteCheck(pResult, sqloCheckLibStdCPlusPlus(), RC_SOFTWARE);
     if (pResult->last != RC_OK)
         bnoStdRtk = 1;
 }
 
+/* The checks for a new instance, as far as they were asked for. */
+static void checkInstance(sequenceResult *pResult) {
+    if (ppszPREREQ[UMASK] != NULL)
+        noteCheck(pResult, sqloValidateUmsk(ppszPREREQ[UMASK]), RC_FAILED);
+    if (usname)
+        noteCheck(pResult, sqloValidateUserProfile(uname1, sqllib), RC_FAILED);
+    if (isPort && issvcnm)
+        noteCheck(pResult, sqloValidatePorts(servicePort, svcnm, isfcmstart, fcmstart, partitions), RC_FAILED);
+}
+
 /* The checks of the host itself, whose failures do not stop the level. */
-static void checkHostOfLevel(levelResult *pResult) {
+static void checkHostOfLevel(sequenceResult *pResult) {
     noteCheck(pResult, sqloCheckOSLevel(), RC_OS_LEVEL);
     noteCheck(pResult, sqloCheckTools(), RC_SOFTWARE);
     checkCppRuntime(pResult);
     if (!bClient)
         noteCheck(pResult, sqloCheckLibAio(), RC_SOFTWARE);
+    if (vastdw)
+        checkInstance(pResult);
+    resetEtcHosts();
+}
+
+/* Everything of a level that was read. A failed clustered sequence ends it. */
+static int checkReadLevel(void) {
+    sequenceResult result = {RC_OK, RC_OK};
+    if (!bUDAPL) {
+        int status = sqloCheckPrereqShareGrid();
+        if (status != RC_OK)
+            return status;
+        checkHostOfLevel(&result);
+    }
+    if (!bClient && isAdapterRun() && result.last != RC_OK)
+        result.status = RC_VERSION;
+    noteCheck(&result, sqloCheckLibPAM(), RC_SOFTWARE);
+    return result.status;
 }
 
 int sqloCheckPrereqForVersion(const char *pLevel) {
     if ((bClient && bShareGrid) || pLevel == NULL)
         return RC_OK;
-    levelResult result = {RC_OK, sqloReadPrereqFromXML(pLevel)};
-    if (result.last != RC_OK) {
-        sqloWriteSummaryToReport(pLevel);
-        return result.last;
-    }
-    if (!bUDAPL)
-        checkHostOfLevel(&result);
-    if (!bClient && isAdapterRun() && result.last != RC_OK)
-        result.status = RC_VERSION;
-    noteCheck(&result, sqloCheckLibPAM(), RC_SOFTWARE);
+    int status = sqloReadPrereqFromXML(pLevel);
+    if (status == RC_OK)
+        status = checkReadLevel();
     sqloWriteSummaryToReport(pLevel);
-    return result.status;
+    return status;
 }
 
 /* --- Which levels, and how often --- */
@@ -531,11 +813,12 @@ static int isKnownPlatform(void) {
     return strcmp(szPlatform, "AIX") == 0 || strcmp(szPlatform, "Linux") == 0;
 }
 
-/* The clustered feature needs a 64-bit host that does not run Ubuntu. Once unfit, the host stays so. */
+/* The clustered feature needs a 64-bit host that does not run Ubuntu. */
 static int isUnfitForClustered(void) {
     return linuxDistro == DISTRO_UBUNTU || !sqloIsOS64bit();
 }
 
+/* Is the level to be checked once more? Marks an unfit host, which stays marked. */
 static int clusteredPassFollows(void) {
     if (isUnfitForClustered())
         bPCSupportedPlatform = 0;
@@ -600,9 +883,9 @@ static void checkOneOfAll(const char *pLevel, int *pRc) {
 static void checkAllLevels(int *pRc) {
     prepareLevel(pRc);
     for (const versionList *pNode = preqVersionList; pNode != NULL; pNode = pNode->next) {
-        char szVersion[sizeof pNode->szVersion + 1];
-        copyField(szVersion, pNode->szVersion);
-        checkOneOfAll(szVersion, pRc);
+        levelText szLevel;
+        copyField(szLevel, pNode->szVersion);
+        checkOneOfAll(szLevel, pRc);
     }
 }
 
@@ -627,6 +910,11 @@ static void fillStandardDescriptors(void) {
     while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor > STDERR_FILENO)
         close(descriptor);
+}
+
+/* A parent that ignores its children's ends would have every command count as not run. */
+static void watchChildren(void) {
+    signal(SIGCHLD, SIG_DFL);
 }
 
 static void findHostName(void) {
@@ -672,11 +960,11 @@ static Step checkHost(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* A network type: its name, whether it is one of several adapters (bMHCA), the kind of network that it names (null:
- * the probe finds it), and the kind of network on which its adapters count as several. */
+/* A network type: its name, whether it is valid with bMHCA or without, the kind of network that it names (null: the
+ * probe finds it), and the kinds on which its adapters count as several. */
 struct networkTypeRow {
     const char *pName;
-    int bSeveralAdapters;
+    int bWithMHCA;
     const char *pNetwork;
     int bSeveralOn10GE, bSeveralOnInfiniBand;
 };
@@ -700,7 +988,7 @@ static const networkTypeRow *findNetworkType(void) {
 
 static int isNetworkTypeValid(void) {
     const networkTypeRow *pType = findNetworkType();
-    return pType != NULL && pType->bSeveralAdapters == (bMHCA != 0);
+    return pType != NULL && pType->bWithMHCA == (bMHCA != 0);
 }
 
 /* Settings of the adapter network that do not go together. */
@@ -766,6 +1054,15 @@ static void composeRemoteArguments(void) {
         }
 }
 
+/* Runs the program on every other host. What the run here came to does not count. */
+static int runOnAllHosts(void) {
+    composeRemoteArguments();
+    placePrereqBinaries();
+    int rc = runPrereqBinaries();
+    removePrereqBinaries();
+    return rc;
+}
+
 /* Removes the list files that the run used. */
 static void removeListFiles(void) {
     if (bNetList)
@@ -785,7 +1082,7 @@ static Step checkHere(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* Everything that can end the run early, in order. */
+/* What has to be right before any level is checked, in order. */
 static Step prepareRun(int argc, char **argv, int *pRc) {
     if (readCommandLine(argc, argv, pRc) == RUN_ENDS)
         return RUN_ENDS;
@@ -803,6 +1100,7 @@ static Step prepareRun(int argc, char **argv, int *pRc) {
 int main(int argc, char **argv) {
     int rc = RC_OK;
     fillStandardDescriptors();
+    watchChildren();
     findHostName();
     findInstance();
     sqloSetRuntimeLocation(argv[0]);
@@ -810,8 +1108,7 @@ int main(int argc, char **argv) {
     if (prepareRun(argc, argv, &rc) == RUN_ENDS || checkHere(&rc) == RUN_ENDS)
         return rc;
     if (bHostList)
-        composeRemoteArguments();
-    else
-        removeListFiles();
+        return runOnAllHosts();
+    removeListFiles();
     return rc;
 }

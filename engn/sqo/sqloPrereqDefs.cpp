@@ -67,8 +67,8 @@ int setPrereq(int tag, const char *pText) {
 
 /* --- Version comparison --- */
 
-static const int FIRST_FIELD_ROUNDS = 10; // fields compared after the first
-static const int MISSING_FIELD = -999;    // below every number
+static const int FURTHER_FIELDS = 10;  // fields compared after the first
+static const int MISSING_FIELD = -999; // below every number
 
 /* The next field of a version, null when there is none. */
 static const char *nextField(char **ppRest) {
@@ -100,7 +100,7 @@ int sqloCompareVersionStrings(const char *minVerString, const char *curVerString
         int found = fieldNumber(pFound);
         if (found != required)
             return found > required ? VERSION_HIGHER : VERSION_LOWER;
-        if (found == MISSING_FIELD || round == FIRST_FIELD_ROUNDS)
+        if (found == MISSING_FIELD || round == FURTHER_FIELDS)
             return VERSION_EQUAL;
         pRequired = nextField(&pRequiredRest);
         pFound = nextField(&pFoundRest);

@@ -48,23 +48,21 @@ static FILE *openMaps(mapsPath &szMaps) {
     return fopen(szMaps, "re");
 }
 
-/* The file of the next mapping whose line holds a text. 0 when there is no further one. */
+/* The file of the next mapping whose line holds a text. 0 when there is no further one. The rest of a line that is too
+ * long names no file. */
 static int findMapping(FILE *pMaps, const char *pText, char (&szPath)[256]) {
     toolLine szLine;
     while (fgets(szLine, sizeof szLine, pMaps) != NULL)
-        if (strstr(szLine, pText) != NULL) {
-            szPath[0] = '\0';
-            sscanf(szLine, "%*s%*s%*s%*s%*s%255s", szPath);
+        if (strstr(szLine, pText) != NULL && sscanf(szLine, "%*s%*s%*s%*s%*s%255s", szPath) == 1)
             return 1;
-        }
     return 0;
 }
 
 /* Writes the texts that a library holds into the capture file. */
-static int captureStrings(const captureFile &capture, const char *pLibrary) {
+static int captureStrings(captureFile *pCapture, const char *pLibrary) {
     commandText szCommand;
-    formatCommand(szCommand, "strings %s > %s 2>&1 ", pLibrary, capture.szPath);
-    return runIntoCapture(capture, szCommand);
+    formatCommand(szCommand, "strings %s > %s 2>&1 ", pLibrary, pCapture->szPath);
+    return runIntoCapture(pCapture, szCommand);
 }
 
 /* --- C++ runtime --- */
@@ -111,7 +109,7 @@ static int judgeCppRuntime(void) {
 
     captureFile capture;
     nameCapture(&capture);
-    int status = captureStrings(capture, szLibrary);
+    int status = captureStrings(&capture, szLibrary);
     int bMet = 1;
     if (!openCapture(&capture) || status != 0)
         reportText(MSG_STRINGS_FAILED);
@@ -224,7 +222,7 @@ static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, mess
     reportText(MSG_GLIBC_LOCATED, pLibrary);
     captureFile capture;
     nameCapture(&capture);
-    captureStrings(capture, pLibrary);
+    captureStrings(&capture, pLibrary);
     Verdict verdict = NOT_MET;
     if (!openCapture(&capture))
         reportText(MSG_GLIBC_STRINGS_FAILED);
@@ -266,7 +264,7 @@ static int has32BitPam(const char *pPattern) {
     captureFile capture;
     nameCapture(&capture);
     formatCommand(szCommand, "ldd %s > %s 2>&1", patternWord(pPattern), capture.szPath);
-    if (runIntoCapture(capture, szCommand) != 0) {
+    if (runIntoCapture(&capture, szCommand) != 0) {
         debugTrace("   Failed to locate library %s on the system.\n", pPamPattern);
         return 0;
     }
@@ -280,6 +278,7 @@ int sqloCheckLibPAM(void) {
     startCheck(pPattern);
     if (has32BitPam(pPattern))
         return passCheck();
+    fflush(stdout);
     if (debug)
         fputs("WARNING: \n   The 32-bit library file libpam.so is not found on the system.\n", stderr);
     messageText szMessage;
@@ -334,15 +333,9 @@ static QueryAnswer queryInstalled(const suffixedName &szName) {
     nameCapture(&capture);
     formatCommand(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", szName,
                   capture.szPath);
-    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
     dropCapture(&capture);
     return answer;
-}
-
-/* Reports a killed query; the detail names what was asked for. */
-static void reportKilledQuery(messageText &szDetail, const char *pName) {
-    reportText(MSG_QUERY_KILLED);
-    fetchText(szDetail, MSG_COMMAND_NOT_RUN, pName);
 }
 
 /* --- A package with a minimum version and release --- */
@@ -369,13 +362,13 @@ static void logPackageRequirement(const packageRequest &request, messageText &sz
                 requestName(request), request.pMinVersion, request.pMinRelease);
 }
 
-static QueryAnswer queryPackage(const packageRequest &request, const captureFile &capture) {
+static QueryAnswer queryPackage(const packageRequest &request, captureFile *pCapture) {
     commandText szCommand;
     if (request.pFile != NULL)
-        formatCommand(szCommand, pQueryByFile, request.pFile, capture.szPath);
+        formatCommand(szCommand, pQueryByFile, request.pFile, pCapture->szPath);
     else
-        formatCommand(szCommand, pQueryByName, request.pPackage, capture.szPath);
-    return answerOf(runIntoCapture(capture, szCommand));
+        formatCommand(szCommand, pQueryByName, request.pPackage, pCapture->szPath);
+    return answerOf(runIntoCapture(pCapture, szCommand));
 }
 
 /* A version that cannot be compared: says so, and which package has it. */
@@ -443,7 +436,7 @@ static Verdict matchRunningKernel(void) {
     formatCommand(szCommand, "rpm -q --qf \"%%{VERSION}-%%{RELEASE}.%%{ARCH}\\n\" %s >> /dev/null 2>&1 > %s",
                   "kernel-devel", capture.szPath);
     Verdict verdict = MET;
-    if (runIntoCapture(capture, szCommand) == 0) {
+    if (runIntoCapture(&capture, szCommand) == 0) {
         verdict = NOT_MET;
         if (!openCapture(&capture))
             reportText(MSG_CAPTURE_NOT_READABLE);
@@ -513,7 +506,7 @@ int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *m
     logPackageRequirement(request, szRequired);
     captureFile capture;
     nameCapture(&capture);
-    QueryAnswer answer = queryPackage(request, capture);
+    QueryAnswer answer = queryPackage(request, &capture);
     Verdict verdict = judgeAnswer(request, answer, &capture, szDetail);
     dropCapture(&capture);
     return verdict == MET ? passCheck() : failPackage(request, msgLevel, szRequired, szDetail);
@@ -527,7 +520,7 @@ static int findCommand(const char *pCommand, toolLine &szPath) {
     captureFile capture;
     nameCapture(&capture);
     formatCommand(szCommand, "which %s >> /dev/null  2>&1  > %s", pCommand, capture.szPath);
-    int result = runIntoCapture(capture, szCommand) == 0 ? 1 : 0;
+    int result = runIntoCapture(&capture, szCommand) == 0 ? 1 : 0;
     if (result == 1 && !openCapture(&capture)) {
         reportText(MSG_CAPTURE_NOT_READABLE, pCommand);
         result = -1;
@@ -672,7 +665,7 @@ int sqloCheckMellanoxLINUX(void) {
     captureFile capture;
     nameCapture(&capture);
     formatCommand(szCommand, "(%s | head -2) >> /dev/null  2>&1  > %s", pOfedInfo, capture.szPath);
-    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
     int bPresent = 0;
     if (answer == QUERY_KILLED)
         reportText(MSG_COMMAND_NOT_RUN, pOfedInfo);
@@ -698,7 +691,7 @@ static QueryAnswer querySGPackage(const packageRequest &request) {
     captureFile capture;
     nameCapture(&capture);
     formatCommand(szCommand, sgQueryFormat(request.pFile), requestObject(request), capture.szPath);
-    QueryAnswer answer = answerOf(runIntoCapture(capture, szCommand));
+    QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
     dropCapture(&capture);
     return answer;
 }
@@ -754,7 +747,7 @@ int sqloCheckSELinuxEnabled(void) {
     nameCapture(&capture);
     formatCommand(szCommand, "%s 2>&1 > %s", pGetenforce, capture.szPath);
     debugTrace("   Executing command: %s\n", szCommand);
-    if (wasKilled(runIntoCapture(capture, szCommand))) {
+    if (wasKilled(runIntoCapture(&capture, szCommand))) {
         reportText(MSG_COMMAND_KILLED, szCommand);
         logText(szDetail, MSG_SELINUX_UNREADABLE);
     } else if (isSELinuxDisabled(&capture, szDetail)) {

@@ -1,0 +1,1221 @@
+/*
+ * Cluster validation: the lists of hosts, users, disks and network names, remote execution, the cluster's users,
+ * /etc/hosts, shared and tiebreaker disks, and free space.
+ */
+#include <pwd.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "sqloCommon.h"
+
+hostInfo *preqHostInfo;
+userInfo *preqUserInfo;
+diskInfo *preqDiskInfo;
+tbdiskInfo *preqtbDiskInfo;
+netNames *preqNetNames;
+etcInfo *preqEtcInfo;
+
+typedef char toolLine[256];
+typedef char nameText[sizeof(hostInfo::hostName) + 1]; // a name field with its terminator
+
+/* --- Input lists --- */
+
+int updateHostList(const char *hostName) {
+    debugTrace("updateHostList ENTRY\n");
+    int status = RC_FAILED;
+    if (hostName != NULL) {
+        hostInfo *pHost = (hostInfo *)malloc(sizeof *pHost);
+        status = pHost == NULL ? RC_NO_MEMORY : RC_OK;
+        if (pHost != NULL) {
+            fillField(pHost->hostName, hostName);
+            debugTrace("updateHostList: HostName = %.*s\n", (int)sizeof pHost->hostName, pHost->hostName);
+            pHost->isSSH = 1;
+            pHost->next = preqHostInfo;
+            preqHostInfo = pHost;
+        }
+    }
+    debugTrace("updateHostList EXIT\n");
+    return status;
+}
+
+int updateUserList(const char *userName, int UID, int GID, int all) {
+    debugTrace("updateUserList ENTRY\n");
+    int status = RC_FAILED;
+    if (userName != NULL) {
+        userInfo *pUser = (userInfo *)malloc(sizeof *pUser);
+        status = pUser == NULL ? RC_NO_MEMORY : RC_OK;
+        if (pUser != NULL) {
+            fillField(pUser->userName, userName);
+            debugTrace("updateUserList: UserName = %.*s\n", (int)sizeof pUser->userName, pUser->userName);
+            pUser->all = all;
+            if (all == 1) {
+                pUser->UID = UID;
+                pUser->GID = GID;
+            }
+            pUser->next = preqUserInfo;
+            preqUserInfo = pUser;
+        }
+    }
+    debugTrace("updateUserList EXIT\n");
+    return status;
+}
+
+int updateDiskList(const char *diskName, const char *diskID, int all) {
+    debugTrace("updateDiskList ENTRY\n");
+    int status = RC_FAILED;
+    if (diskName != NULL) {
+        diskInfo *pDisk = (diskInfo *)malloc(sizeof *pDisk);
+        status = pDisk == NULL ? RC_NO_MEMORY : RC_OK;
+        if (pDisk != NULL) {
+            fillField(pDisk->diskName, diskName);
+            debugTrace("updateDiskList: diskName = %.*s\n", (int)sizeof pDisk->diskName, pDisk->diskName);
+            pDisk->all = all;
+            if (all == 1) {
+                fillField(pDisk->diskID, textOrEmpty(diskID));
+                debugTrace("updateDiskList: diskID = %.*s\n", (int)sizeof pDisk->diskID, pDisk->diskID);
+            }
+            pDisk->next = preqDiskInfo;
+            preqDiskInfo = pDisk;
+        }
+    }
+    debugTrace("updateDiskList EXIT\n");
+    return status;
+}
+
+int updateNetNames(const char *netName) {
+    debugTrace("updateNetNames ENTRY\n");
+    int status = RC_FAILED;
+    if (netName != NULL) {
+        netNames *pNet = (netNames *)malloc(sizeof *pNet);
+        status = pNet == NULL ? RC_NO_MEMORY : RC_OK;
+        if (pNet != NULL) {
+            fillField(pNet->netName, netName);
+            debugTrace("updateNetNames: NetName = %.*s\n", (int)sizeof pNet->netName, pNet->netName);
+            pNet->next = preqNetNames;
+            preqNetNames = pNet;
+        }
+    }
+    debugTrace("updateNetNames EXIT\n");
+    return status;
+}
+
+/* --- Names --- */
+
+/* Cuts a host name at its first point. */
+static void cutDomain(char *szName) {
+    szName[strcspn(szName, ".")] = '\0';
+}
+
+/* Are two host names the same up to their first points, in any case? */
+static int isSameShortName(const char *pOne, const char *pOther) {
+    size_t length = strcspn(pOne, ".");
+    return length == strcspn(pOther, ".") && strncasecmp(pOne, pOther, length) == 0;
+}
+
+/* This host's name up to its first point. */
+static void findShortHostName(nameText &szHost) {
+    if (gethostname(szHost, sizeof szHost - 1) != 0)
+        szHost[0] = '\0';
+    szHost[sizeof szHost - 1] = '\0';
+    cutDomain(szHost);
+}
+
+/* Opens a section: blank line, heading and marker in the GUI report. */
+static void startSection(const char *pTitle, const char *pMarker) {
+    startCheck(pTitle);
+    logGUIMessage(pMarker);
+}
+
+/* Closes a section in the report. */
+static void closeSection(int result, int severity) {
+    if (result == RC_OK)
+        passCheck();
+    else
+        closeFailedCheck(severity);
+}
+
+/* --- Free space --- */
+
+/* Asks df for the column of available kilobytes. */
+static int captureFreeSpace(captureFile *pCapture, const char *dir) {
+    commandText szCommand;
+    formatCommand(szCommand, "df -Pk  %s | awk '{ print $4}' >> /dev/null 2>&1 > %s", dir, pCapture->szPath);
+    debugTrace("szcmd --> %s\n", szCommand);
+    return runIntoCapture(pCapture, szCommand);
+}
+
+/* Reads the amount below the column's heading; without one the heading stands for it and counts as 0. 0 when there is
+ * not even a heading. */
+static int readFreeSpace(captureFile *pCapture, toolLine &szAmount) {
+    toolLine szLine;
+    if (!readCapture(pCapture, szAmount, sizeof szAmount))
+        return 0;
+    if (readCapture(pCapture, szLine, sizeof szLine))
+        copyText(szAmount, szLine);
+    return 1;
+}
+
+static void reportShortSpace(const char *dir, int reqdSpace, const char *pAmount, int level) {
+    char szRequired[30];
+    formatText(szRequired, sizeof szRequired, "%d KB", reqdSpace);
+    toolLine szAvailable;
+    copyText(szAvailable, pAmount);
+    cutLastCharacter(szAvailable);
+    appendText(szAvailable, " KB");
+    if (level == SEVERITY_ERROR)
+        reportFault(MSG_FREE_SPACE_SHORT, dir, IIHName, szRequired, szAvailable);
+    else if (level == SEVERITY_WARNING) {
+        messageText szText;
+        logText(szText, MSG_FREE_SPACE_LOW, dir, IIHName, szRequired, szAvailable);
+        sqloUpdateErrorList(szText);
+    }
+}
+
+/* Judges what df printed. */
+static int judgeFreeSpace(captureFile *pCapture, const char *dir, int reqdSpace, int level) {
+    toolLine szAmount;
+    if (!openCapture(pCapture)) {
+        reportText(MSG_CAPTURE_NOT_READABLE);
+        return RC_FAILED;
+    }
+    if (!readFreeSpace(pCapture, szAmount))
+        return RC_FAILED;
+    int available = leadingNumber(szAmount);
+    if (reqdSpace <= available) {
+        reportText(MSG_FREE_SPACE_MET, dir, IIHName);
+        debugTrace("Free Space met %s --- %d\n", dir, available);
+        return RC_OK;
+    }
+    debugTrace("Free Space not met %s---- %d\n", dir, available);
+    reportShortSpace(dir, reqdSpace, szAmount, level);
+    return RC_FAILED;
+}
+
+int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level) {
+    static const char *const pMarker = "<FREESPACE>\n";
+    startSection("free space", pMarker);
+    captureFile capture;
+    nameCapture(&capture);
+    int status = captureFreeSpace(&capture, dir);
+    int result = RC_FAILED;
+    if (wasKilled(status))
+        reportText(MSG_COMMAND_NOT_RUN, "SPACE");
+    else if (status == 0)
+        result = judgeFreeSpace(&capture, dir, reqdSpace, level);
+    dropCapture(&capture);
+    closeSection(result, level);
+    logGUIMessage(pMarker);
+    return result;
+}
+
+/* --- Remote shell and copy commands --- */
+
+static const char *const pShellConfiguration = "/var/kvx/kvxssh/.remote_shell_cmd";
+static const char *const pOwnShell = "/var/kvx/kvxssh/kvxlocssh";
+static const char *const pOwnCopy = "/var/kvx/kvxssh/kvxscp";
+
+/* Whether the product's own commands are configured is asked anew each time, so that the choice follows the file. */
+static int isOwnShellConfigured(void) {
+    commandText szCommand;
+    formatCommand(szCommand, "(cat \"%s\" | grep kvxlocssh) 1> /dev/null 2> /dev/null", pShellConfiguration);
+    return runCommand(szCommand) == 0;
+}
+
+const char *getSSHCmd(void) {
+    return isOwnShellConfigured() ? pOwnShell : "ssh";
+}
+
+const char *getSCPCmd(void) {
+    return isOwnShellConfigured() ? pOwnCopy : "scp";
+}
+
+/* Command buffers have a fixed room. A longer command is shown cut, and not run: what the cut left could mean
+ * something else. It counts as exit status 2, the shell's own for half a command. */
+static const size_t REMOTE_COMMAND_SIZE = 500;
+static const size_t DISK_COMMAND_SIZE = 256;
+
+struct boundedCommand {
+    commandText szText;
+    int bCut;
+};
+
+static void boundCommand(boundedCommand *pCommand, size_t size) {
+    pCommand->bCut = strlen(pCommand->szText) >= size;
+    if (pCommand->bCut)
+        pCommand->szText[size - 1] = '\0';
+}
+
+template <typename... Words>
+static void formatRemoteCommand(boundedCommand *pCommand, const char *pFormat, Words... words) {
+    formatCommand(pCommand->szText, pFormat, words...);
+    boundCommand(pCommand, REMOTE_COMMAND_SIZE);
+}
+
+static int runBounded(const boundedCommand &command) {
+    static const commandText szNothing = "";
+    return runCommand(command.bCut ? szNothing : command.szText);
+}
+
+/* --- Reachability --- */
+
+int checkPingTest(void) {
+    static const char *const pMarker = "<PINGTEST>\n";
+    startSection("PING TEST", pMarker);
+    int result = RC_OK;
+    for (const netNames *pNet = preqNetNames; pNet != NULL; pNet = pNet->next) {
+        nameText szName;
+        copyField(szName, pNet->netName);
+        boundedCommand command;
+        formatRemoteCommand(&command, "ping -c1 %s 2>/dev/null 1>/dev/null", szName);
+        if (exitCode(runBounded(command)) == 0) {
+            reportText(MSG_PING_ANSWERED, szName, IIHName);
+            debugTrace("Ping successfull from %s to %s \n", IIHName, szName);
+        } else {
+            reportFault(MSG_PING_UNANSWERED, szName, IIHName);
+            debugTrace("Cannot ping from %s to %s\n", IIHName, szName);
+            result = RC_FAILED;
+        }
+    }
+    closeSection(result, SEVERITY_WARNING);
+    logGUIMessage(pMarker);
+    return result;
+}
+
+/* Tests the product's own remote shell to every host, the local one included. No host is reported. */
+static int testOwnShellToAll(void) {
+    int result = RC_OK;
+    for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
+        nameText szHost;
+        copyField(szHost, pHost->hostName);
+        boundedCommand command;
+        formatRemoteCommand(&command,
+                            "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
+                            "2>/dev/null 1>/dev/null ",
+                            pOwnShell, szHost);
+        pHost->isSSH = runBounded(command) == 0;
+        if (pHost->isSSH)
+            debugTrace("KVXSSH successfull from %s to %s \n", IIHName, szHost);
+        else {
+            debugTrace("Cannot do KVXLOCSSH from %s to %s\n", IIHName, szHost);
+            result = RC_FAILED;
+        }
+    }
+    return result;
+}
+
+/* From now on the product's own commands are chosen. The file gains a line on every run that got here. */
+static void chooseOwnShell(void) {
+    if (!sqloFileExists(pShellConfiguration))
+        return;
+    commandText szCommand;
+    formatCommand(szCommand, "echo \"kvxlocssh\" >>%s", pShellConfiguration);
+    runCommand(szCommand);
+}
+
+int checkkvxSSHToAll(void) {
+    static const char *const pMarker = "<SSH>\n";
+    startSection("passwordless kvxlocssh", pMarker);
+    int result = testOwnShellToAll();
+    if (result == RC_OK) {
+        chooseOwnShell();
+        logGUIMessage(pMarker);
+        logGUIMessage(pMarker);
+        passCheck();
+    } else
+        result = checkSSHToAll();
+    logGUIMessage(pMarker);
+    return result;
+}
+
+int checkSSHToAll(void) {
+    startCheck("passwordless ssh");
+    int result = RC_OK;
+    for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
+        nameText szHost;
+        copyField(szHost, pHost->hostName);
+        boundedCommand command;
+        formatRemoteCommand(&command,
+                            "ssh  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
+                            "2>/dev/null 1>/dev/null ",
+                            szHost);
+        pHost->isSSH = runBounded(command) == 0;
+        if (pHost->isSSH) {
+            reportText(MSG_SSH_REACHABLE, IIHName, szHost);
+            debugTrace("SSH successfull from %s to %s \n", IIHName, szHost);
+        } else {
+            reportFault(MSG_SSH_UNREACHABLE, IIHName, szHost);
+            debugTrace("Cannot do SSH from %s to %s\n", IIHName, szHost);
+            result = RC_FAILED;
+        }
+    }
+    closeSection(result, SEVERITY_ERROR);
+    return result;
+}
+
+/* --- Remote runs --- */
+
+static const char *const pProgramArchive = "/tmp/kvxprereq.tar";
+static const char *const pVexArchive = "/tmp/vexha.tar";
+
+/* Takes away a link or a stranger's file that would become an archive. One of ours stays: it is used when packing
+ * fails. */
+static void clearForeignArchive(const char *pPath) {
+    struct stat status;
+    if (lstat(pPath, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid != geteuid()))
+        unlink(pPath);
+}
+
+static int packBinaries(void) {
+    boundedCommand command;
+    clearForeignArchive(pProgramArchive);
+    clearForeignArchive(pVexArchive);
+    formatRemoteCommand(&command,
+                        "cd %s && tar -cf /tmp/kvxprereq.tar kvxprereqcheck  kvxprereqcheckoss KVXprereqs.xml "
+                        "kvxprereqcheck_exe kvxrocmc locale/%s && cd %s%s && tar -cf /tmp/vexha.tar prereqVEX "
+                        "Linux/msg/installVEX* Linux/x86_64/src.msg.es_ES* Linux/i386/src.msg.es_ES* 2>/dev/null "
+                        "1>/dev/null",
+                        szRuntimePath, sqloNormalizedLocaleDir(szLocale), szRuntimePath, "/../vexha");
+    debugTrace("szcmd --> %s\n", command.szText);
+    if (!wasKilled(runBounded(command)))
+        return RC_OK;
+    debugTrace("Couldnot execute command %s\n", command.szText);
+    return RC_FAILED;
+}
+
+static void logRemoteRule(void) {
+    messageText szRule;
+    copyText(szRule, pReportRule);
+    logMessage(szRule);
+}
+
+/* Tests the remote shell to a host that the files are to be placed on. A host that fails is left out from here on. */
+static int testBeforePlacing(hostInfo *pHost, const nameText &szHost) {
+    boundedCommand command;
+    formatRemoteCommand(&command,
+                        "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
+                        "2>/dev/null 1>/dev/null",
+                        getSSHCmd(), szHost);
+    if (runBounded(command) == 0)
+        return 1;
+    logRemoteRule();
+    reportText(MSG_SSH_PLACING_FAILED, szHost);
+    logRemoteRule();
+    pHost->isSSH = 0;
+    debugTrace("Cannot do SSH from %s to %s\n", IIHName, szHost);
+    debugTrace("Place binaries Cannot do SSH from %s to %s\n", IIHName, szHost);
+    return 0;
+}
+
+static int makeRemoteDirectories(const nameText &szHost) {
+    boundedCommand command;
+    formatRemoteCommand(&command, "%s %s 'mkdir /tmp/kvxprereq /tmp/vexha' 2>/dev/null 1>/dev/null", getSSHCmd(),
+                        szHost);
+    if (!wasKilled(runBounded(command)))
+        return RC_OK;
+    debugTrace("Could not execute command %s\n", command.szText);
+    return RC_FAILED;
+}
+
+/* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
+ * and unpacks them there. */
+static int copyBinaries(const nameText &szHost) {
+    static const char *const pListFile = "/tmp/hl.txt";
+    int bWithoutList = bAdapterListFile && !sqloFileExists(pListFile);
+    const char *pFormat =
+        bWithoutList ? "%s /tmp/kvxprereq.tar %s %s:/tmp/kvxprereq 2>/dev/null 1>/dev/null && %s %s ' cd "
+                       "/tmp/kvxprereq ; tar -xf kvxprereq.tar  2>/dev/null 1>/dev/null' && %s /tmp/vexha.tar "
+                       "%s:/tmp/vexha 2>/dev/null 1>/dev/null && %s %s ' cd /tmp/vexha ; tar -xf vexha.tar "
+                       "2>/dev/null 1>/dev/null'"
+                     : "%s /tmp/kvxprereq.tar /tmp/hl.txt  %s %s:/tmp/kvxprereq 2>/dev/null 1>/dev/null && %s %s ' "
+                       "cd /tmp/kvxprereq ; tar -xf kvxprereq.tar  2>/dev/null 1>/dev/null' && %s /tmp/vexha.tar "
+                       "%s:/tmp/vexha 2>/dev/null 1>/dev/null && %s %s ' cd /tmp/vexha ; tar -xf vexha.tar "
+                       "2>/dev/null 1>/dev/null'";
+    const char *pFirstCopy = getSCPCmd();
+    const char *pFirstShell = getSSHCmd();
+    const char *pSecondCopy = getSCPCmd();
+    const char *pSecondShell = getSSHCmd();
+    boundedCommand command;
+    formatRemoteCommand(&command, pFormat, pFirstCopy, patternWord(addFiles), szHost, pFirstShell, szHost, pSecondCopy,
+                        szHost, pSecondShell, szHost);
+    debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szText);
+    if (!wasKilled(runBounded(command)))
+        return RC_OK;
+    debugTrace("Could not execute command %s\n", command.szText);
+    return RC_FAILED;
+}
+
+/* Places the files on one host. A host that cannot be reached is no failure; a command that cannot be run is. */
+static int placeOnHost(hostInfo *pHost, const nameText &szHost) {
+    if (!testBeforePlacing(pHost, szHost))
+        return RC_OK;
+    if (makeRemoteDirectories(szHost) != RC_OK || copyBinaries(szHost) != RC_OK)
+        return RC_FAILED;
+    debugTrace("SSH successfull from %s to %s \n", IIHName, szHost);
+    debugTrace("Place binaries SSH successfull from %s to %s \n", IIHName, szHost);
+    return RC_OK;
+}
+
+/* Names a host of the list, terminated, and says whether it is another one than this. */
+static int isOtherHost(const hostInfo *pHost, const nameText &szLocal, nameText &szHost) {
+    copyField(szHost, pHost->hostName);
+    debugTrace("HostName = %s\n", szHost);
+    if (!isSameShortName(szHost, szLocal))
+        return 1;
+    debugTrace("IIH \n");
+    return 0;
+}
+
+int placePrereqBinaries(void) {
+    nameText szLocal, szHost;
+    findShortHostName(szLocal);
+    debugTrace("Current Host = %s\n", szLocal);
+    debugTrace("Place binaries\n");
+    if (packBinaries() != RC_OK)
+        return RC_FAILED;
+    for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
+        if (isOtherHost(pHost, szLocal, szHost) && placeOnHost(pHost, szHost) != RC_OK)
+            return RC_FAILED;
+    debugTrace("placePrereqBinaries EXIT\n");
+    return 1;
+}
+
+/* Composes what the other host runs. */
+static void composeRemoteRun(char (&szRemote)[REMOTE_COMMAND_SIZE]) {
+    copyText(szRemote, "cd /tmp/kvxprereq; /tmp/kvxprereq/kvxprereqcheck -hfile /tmp/kvxprereq/hl.txt ");
+    if (bNonIB)
+        appendText(szRemote, "-usenonib TRUE ");
+    int bNamed = linuxDistro == DISTRO_RHEL || linuxDistro == DISTRO_SUSE || linuxDistro == DISTRO_UBUNTU;
+    if (bNamed && ppszPREREQ[LinuxDistro] != NULL) {
+        appendText(szRemote, "-name ");
+        appendText(szRemote, ppszPREREQ[LinuxDistro]);
+        appendText(szRemote, " ");
+    }
+    appendText(szRemote, addCmd);
+}
+
+/* Runs the program on the other host; what it prints is not looked at. A level that is no plain word would be syntax
+ * there: nothing is run then. */
+static int runOnHost(const nameText &szHost) {
+    char szRemote[REMOTE_COMMAND_SIZE];
+    composeRemoteRun(szRemote);
+    boundedCommand command;
+    captureFile output;
+    nameCaptureAt(&output, "/tmp/1.txt");
+    formatRemoteCommand(&command, "%s %s '%s' > /tmp/1.txt", getSSHCmd(), szHost, patternWord(szRemote));
+    debugTrace("-------> %s\n", command.szText);
+    if (command.bCut || (bCheckSpecificRelease && !isPlainWord(szInputVersion)))
+        command.szText[0] = '\0';
+    int status = runIntoCapture(&output, command.szText);
+    dropCapture(&output);
+    if (wasKilled(status))
+        debugTrace("Could not execute command %s\n", command.szText);
+    return status == 0 ? RC_OK : RC_FAILED;
+}
+
+/* Fetches a report file of the other host and hands its lines on, those that hold anything. It is fetched into a file
+ * of our own making, and is gone afterwards. */
+static int fetchReport(const nameText &szHost, const char *pFormat, const char *pPath, int bGUI) {
+    boundedCommand command;
+    captureFile report;
+    nameCaptureAt(&report, "%s", pPath);
+    formatRemoteCommand(&command, pFormat, getSCPCmd(), szHost);
+    int status = command.bCut ? 0 : runIntoCapture(&report, command.szText);
+    if (wasKilled(status))
+        debugTrace("Couldnot execute command %s\n", command.szText);
+    openCapture(&report);
+    toolLine szLine;
+    while (readCapture(&report, szLine, sizeof szLine))
+        if (strlen(szLine) > 2) {
+            if (bGUI)
+                logGUIMessage(szLine);
+            else
+                logRemoteMessage(szLine);
+        }
+    dropCapture(&report);
+    return wasKilled(status) ? RC_FAILED : RC_OK;
+}
+
+/* One host's run, reported between the reports of the others. A run that failed is fetched from all the same. */
+static int runAndFetch(const nameText &szHost) {
+    logRemoteRule();
+    reportText(MSG_REMOTE_RUN_HEADING, szHost);
+    debugTrace("Checking KVX prerequisites for host %s\n", szHost);
+    int result = runOnHost(szHost);
+    if (fetchReport(szHost, "%s %s:/tmp/kvxprereq/crptrmt.txt  /tmp 2>/dev/null 1>/dev/null ", "/tmp/crptrmt.txt", 0) !=
+        RC_OK)
+        result = RC_FAILED;
+    if (bGUIReportFile && fetchReport(szHost, "%s %s:/tmp/kvxprereq/guirmt.txt  /tmp 2>/dev/null 1>/dev/null ",
+                                      "/tmp/guirmt.txt", 1) != RC_OK)
+        result = RC_FAILED;
+    return result;
+}
+
+int runPrereqBinaries(void) {
+    nameText szLocal, szHost;
+    int result = RC_OK;
+    findShortHostName(szLocal);
+    debugTrace("runPrereqBinaries ENTRY\n");
+    for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
+        if (isOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && runAndFetch(szHost) != RC_OK)
+            result = RC_FAILED;
+    debugTrace("runPrereqBinaries EXIT\n");
+    return result;
+}
+
+/* Removes what was placed on one host. */
+static int removeFromHost(const nameText &szHost) {
+    boundedCommand command;
+    formatRemoteCommand(&command, "%s %s rm -Rf /tmp/kvxprereq /tmp/vexha", getSSHCmd(), szHost);
+    if (!wasKilled(runBounded(command)))
+        return RC_OK;
+    debugTrace("Couldnot execute command %s\n", command.szText);
+    return RC_FAILED;
+}
+
+int removePrereqBinaries(void) {
+    nameText szLocal, szHost;
+    int result = RC_OK;
+    findShortHostName(szLocal);
+    debugTrace("removePrereqBinaries ENTRY\n");
+    debugTrace("Current Host = %s\n", szLocal);
+    boundedCommand command;
+    formatRemoteCommand(&command, "rm /tmp/kvxprereq.tar /tmp/vexha.tar /tmp/hl.txt %s 2>/dev/null 1>/dev/null",
+                        patternWord(addFiles));
+    if (wasKilled(runBounded(command))) {
+        debugTrace("Couldnot execute command %s\n", command.szText);
+        return RC_FAILED;
+    }
+    for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
+        if (isOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && removeFromHost(szHost) != RC_OK)
+            result = RC_FAILED;
+    debugTrace("removePrereqBinaries EXIT\n");
+    return result;
+}
+
+/* --- Cluster users --- */
+
+/* Compares an entry of the password database with what is expected of the user. */
+static int checkUserEntry(const userInfo *pUser, const char *pName, const struct passwd *pEntry) {
+    debugTrace("Instance userFound %s\n", pName);
+    if (pUser->all != 1)
+        return RC_OK;
+    int result = RC_OK;
+    if ((int)pEntry->pw_uid != pUser->UID) {
+        debugTrace("UID not matched for user %s\n", pName);
+        reportFault(MSG_USER_ID_MISMATCH, pName, IIHName);
+        result = RC_FAILED;
+    }
+    if ((int)pEntry->pw_gid != pUser->GID) {
+        debugTrace("GID not matched for user %s\n", pName);
+        reportFault(MSG_USER_ID_MISMATCH, pName, IIHName);
+        result = RC_FAILED;
+    }
+    return result;
+}
+
+/* Checks every entry of one user, and lists what was found in the list file, when there is one. */
+static int checkClusterUser(const userInfo *pUser, FILE *pList) {
+    nameText szName;
+    copyField(szName, pUser->userName);
+    int result = RC_OK;
+    int bFound = 0;
+    setpwent();
+    for (const struct passwd *pEntry = getpwent(); pEntry != NULL; pEntry = getpwent()) {
+        if (strcmp(pEntry->pw_name, szName) != 0)
+            continue;
+        bFound = 1;
+        if (checkUserEntry(pUser, szName, pEntry) != RC_OK)
+            result = RC_FAILED;
+        if (pList != NULL)
+            fprintf(pList, "%s,%d,%d\n", pEntry->pw_name, (int)pEntry->pw_uid, (int)pEntry->pw_gid);
+    }
+    endpwent();
+    if (bFound)
+        return result;
+    debugTrace("Instance not Found %s\n", szName);
+    reportFault(MSG_USER_MISSING, szName, IIHName);
+    if (pList != NULL)
+        fprintf(pList, "%s\n", szName);
+    return RC_FAILED;
+}
+
+/* Checks all users; without the list file that is to hold them, none. */
+static int checkClusterUsers(void) {
+    FILE *pList = NULL;
+    if (bInstList && (pList = createOwnFile("/tmp/il.txt")) == NULL) {
+        puts("FIle creation failed");
+        return RC_FAILED;
+    }
+    int result = RC_OK;
+    for (const userInfo *pUser = preqUserInfo; pUser != NULL; pUser = pUser->next)
+        if (checkClusterUser(pUser, pList) != RC_OK)
+            result = RC_FAILED;
+    if (pList != NULL)
+        fclose(pList);
+    return result;
+}
+
+int sqloValidateUsers(void) {
+    static const char *const pMarker = "<USERINFO>\n";
+    startSection("USER INFO", pMarker);
+    int result = checkClusterUsers();
+    closeSection(result, SEVERITY_ERROR);
+    logGUIMessage(pMarker);
+    debugTrace("sqloValidateUsers EXITn");
+    return result;
+}
+
+/* --- /etc/hosts --- */
+
+/* Is an expected name the given one, by their short names? */
+static int isExpectedName(const etcInfo *pEntry, const char *pName) {
+    nameText szExpected;
+    copyField(szExpected, pEntry->Name);
+    return isSameShortName(szExpected, pName);
+}
+
+int updateEtcHostInfo(const char *hostNameorIP) {
+    debugTrace("updateEtcHostInfo ENTRY\n");
+    int status = RC_OK;
+    const etcInfo *pKnown = preqEtcInfo;
+    while (pKnown != NULL && !isExpectedName(pKnown, hostNameorIP))
+        pKnown = pKnown->next;
+    if (pKnown != NULL)
+        debugTrace(" Found duplicate host/Netname --> %s\n", hostNameorIP);
+    else {
+        etcInfo *pEntry = (etcInfo *)malloc(sizeof *pEntry);
+        status = pEntry == NULL ? RC_NO_MEMORY : RC_OK;
+        if (pEntry != NULL) {
+            fillField(pEntry->Name, hostNameorIP);
+            debugTrace("updateEtcHostInfo: HostName = %s\n", hostNameorIP);
+            pEntry->next = preqEtcInfo;
+            preqEtcInfo = pEntry;
+        }
+    }
+    debugTrace("updateEtcHostInfo EXIT\n");
+    return status;
+}
+
+int resetEtcHosts(void) {
+    debugTrace("resetEtcHosts ENTRY\n");
+    for (etcInfo *pEntry = preqEtcInfo; pEntry != NULL; pEntry = pEntry->next)
+        pEntry->verify = 0;
+    debugTrace("resetEtcHosts EXIT\n");
+    return RC_OK;
+}
+
+int checkIPAddress(const char *IPAddr) {
+    debugTrace("checkIPAddress ENTRY\n");
+    int result = RC_OK;
+    for (const etcInfo *pEntry = preqEtcInfo; pEntry != NULL && result == RC_OK; pEntry = pEntry->next) {
+        nameText szAddress;
+        if (pEntry->verify != 1)
+            continue;
+        copyField(szAddress, pEntry->ipAddress);
+        if (strcasecmp(szAddress, IPAddr) != 0)
+            continue;
+        reportFault(MSG_ETC_HOSTS_DUPLICATE, IIHName, IPAddr);
+        debugTrace("Found duplicate IP %s\n", IPAddr);
+        result = RC_FAILED;
+    }
+    debugTrace("checkIPAddress EXIT\n");
+    return result;
+}
+
+int checkHostName(const char *IPAddr, const char *hostName) {
+    debugTrace("checkHostName ENTRY\n");
+    int bExpected = 0;
+    for (etcInfo *pEntry = preqEtcInfo; pEntry != NULL; pEntry = pEntry->next) {
+        if (!isExpectedName(pEntry, hostName))
+            continue;
+        bExpected = 1;
+        if (pEntry->verify != 1) {
+            fillField(pEntry->ipAddress, IPAddr);
+            pEntry->verify = 1;
+            break;
+        }
+        reportFault(MSG_ETC_HOSTS_DUPLICATE, IIHName, hostName);
+        debugTrace("Found duplicate hostName %s\n", hostName);
+    }
+    debugTrace("checkHostName EXIT\n");
+    return bExpected;
+}
+
+int checkLoopBack(const char *hostName) {
+    debugTrace("checkLoopBack ENTRY\n");
+    const etcInfo *pEntry = preqEtcInfo;
+    while (pEntry != NULL && !isExpectedName(pEntry, hostName))
+        pEntry = pEntry->next;
+    if (pEntry != NULL) {
+        reportFault(MSG_ETC_HOSTS_LOOPBACK, IIHName);
+        debugTrace("Found hostname %s in Loop back address\n", hostName);
+    }
+    debugTrace("checkLoopBack EXIT\n");
+    return pEntry == NULL ? RC_OK : RC_FAILED;
+}
+
+int checkMissingEntries(void) {
+    debugTrace("checkMissingEntries ENTRY\n");
+    int result = RC_OK;
+    for (const etcInfo *pEntry = preqEtcInfo; pEntry != NULL; pEntry = pEntry->next) {
+        if (pEntry->verify == 1)
+            continue;
+        nameText szName;
+        copyField(szName, pEntry->Name);
+        reportFault(MSG_ETC_HOSTS_ENTRY_MISSING, szName, IIHName);
+        debugTrace("Found Missing entry %s\n", szName);
+        result = RC_FAILED;
+    }
+    debugTrace("checkMissingEntries EXIT\n");
+    return result;
+}
+
+static int isLoopbackAddress(const char *pAddress) {
+    static const char *const ppszLoopback[] = {"127.0.0.1", "0:0:0:0:0:0:0:1", "::1"};
+    for (const char *pLoopback : ppszLoopback)
+        if (strcmp(pAddress, pLoopback) == 0)
+            return 1;
+    return 0;
+}
+
+/* Cuts a line at a "#" or its newline, and then behind its address. Null when it holds no entry, as a last line
+ * without a newline and the rest of a long one do not. */
+static char *splitHostsLine(char *szLine) {
+    char *pEnd = szLine[0] == '#' ? NULL : strpbrk(szLine, "#\n");
+    if (pEnd == NULL)
+        return NULL;
+    *pEnd = '\0';
+    char *pBlank = strpbrk(szLine, " \t");
+    if (pBlank == NULL)
+        return NULL;
+    *pBlank = '\0';
+    return pBlank + 1;
+}
+
+/* Reports a further name on a line that a cluster host has claimed already. */
+static void reportSecondName(const char *pName) {
+    messageText szText;
+    logText(szText, MSG_ETC_HOSTS_DUPLICATE, IIHName, pName);
+    logGUIMessage(szText);
+    debugTrace("Found duplicate hostname %s\n", pName);
+}
+
+static void traceName(const char *pAddress, char *pName) {
+    if (!debug)
+        return;
+    debugTrace("IP Address --> %s\n", pAddress);
+    debugTrace("Name --> %s\n", pName);
+    cutDomain(pName);
+    debugTrace("Short Name ---> %s\n", pName);
+}
+
+/* Examines a name on a line that is no loopback line. szMatched is the line's name that a cluster host has claimed,
+ * empty until one has. */
+static int examineName(const char *pAddress, char *pName, toolLine &szMatched) {
+    int result = RC_OK;
+    if (szMatched[0] != '\0') {
+        if (isSameShortName(szMatched, pName)) {
+            debugTrace("Same Match\n");
+            return RC_OK;
+        }
+        reportSecondName(pName);
+        result = RC_FAILED;
+    }
+    if (checkHostName(pAddress, pName))
+        copyText(szMatched, pName);
+    return result;
+}
+
+/* Examines one line of /etc/hosts. */
+static int examineHostsLine(char *szLine) {
+    char *pNames = splitHostsLine(szLine);
+    if (pNames == NULL)
+        return RC_OK;
+    int bLoopback = isLoopbackAddress(szLine);
+    int result = bLoopback ? RC_OK : checkIPAddress(szLine);
+    toolLine szMatched = "";
+    char *pRest = NULL;
+    for (char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
+        traceName(szLine, pName);
+        if ((bLoopback ? checkLoopBack(pName) : examineName(szLine, pName, szMatched)) != RC_OK)
+            result = RC_FAILED;
+    }
+    return result;
+}
+
+/* Examines the whole file, which stays open until the exit. */
+static int examineHostsFile(void) {
+    static FILE *pHosts;
+    pHosts = fopen("/etc/hosts", "re");
+    if (pHosts == NULL) {
+        messageText szText;
+        fflush(stdout);
+        printAsFormat(stderr, fetchText(szText, MSG_ETC_HOSTS_NOT_OPENED, "1"));
+        return RC_FAILED;
+    }
+    int result = RC_OK;
+    toolLine szLine;
+    while (fgets(szLine, sizeof szLine, pHosts) != NULL) {
+        debugTrace("Examine '%s'\n", szLine);
+        if (examineHostsLine(szLine) != RC_OK)
+            result = RC_FAILED;
+    }
+    return checkMissingEntries() == RC_OK ? result : RC_FAILED;
+}
+
+int sqloValidateEtcHosts(void) {
+    static const char *const pMarker = "<ETCHOSTS>\n";
+    debugTrace("sqloValidateEtcHosts  ENTRY\n");
+    startSection("/etc/hosts", pMarker);
+    if (examineHostsFile() != RC_OK) {
+        bEtchostError = 1;
+        closeFailedCheck(SEVERITY_ERROR);
+        return RC_FAILED;
+    }
+    passCheck();
+    logGUIMessage(pMarker);
+    return RC_OK;
+}
+
+/* --- Disks --- */
+
+static const char *const pDiskKind = "ID/PVID"; // what a disk is looked up by, as the messages name it
+
+typedef char diskText[sizeof(diskInfo::diskName) + 1];
+
+/* Names a capture file that has a letter behind the program's name. */
+static void nameLetteredCapture(captureFile *pCapture, const char *pLetter) {
+    nameCaptureAt(pCapture, "%s/%s%s.%d", temporaryDirectory(), "kvxprereqcheck", pLetter, (int)getpid());
+}
+
+/* What stands behind the last "/", all of it when there is none. */
+static const char *baseName(const char *pPath) {
+    const char *pSlash = strrchr(pPath, '/');
+    return pSlash == NULL ? pPath : pSlash + 1;
+}
+
+static void cutTrailingSlash(char *szName) {
+    size_t length = strlen(szName);
+    if (length > 0 && szName[length - 1] == '/')
+        szName[length - 1] = '\0';
+}
+
+/* Composes the lookup of a device's identifier, or of the device that an identifier has. */
+static void composeDeviceLookup(commandText &szCommand, const captureFile &capture, const char *pHost,
+                                const char *pDevice, const char *pId, int bIsGetDevId, int bIsRemote) {
+    if (bIsGetDevId == 1 && bIsRemote == 1)
+        formatCommand(szCommand, "ssh %s \"/lib/udev/scsi_id -u -g %s \" > %s", pHost, pDevice, capture.szPath);
+    else if (bIsGetDevId == 1)
+        formatCommand(szCommand, "/lib/udev/scsi_id -u -g %s > %s", pDevice, capture.szPath);
+    else if (bIsRemote == 1)
+        formatCommand(szCommand,
+                      "ssh %s \"ls -l /dev/disk/by-id | grep -w %s  | rev |  cut -d ' ' -f1,3 | rev \" >> %s", pHost,
+                      pId, capture.szPath);
+    else
+        formatCommand(szCommand,
+                      "ls -l /dev/disk/by-id | grep -w %s  | rev |  cut -d ' ' -f1,3 | rev >> /dev/null 2>&1  > %s",
+                      pId, capture.szPath);
+}
+
+/* Takes the answer out of its first line: the identifier, or the device name at the end of the link's target. */
+static void takeDeviceAnswer(captureFile *pCapture, char *pszDevName, char *pszDevId, int bIsGetDevId) {
+    toolLine szLine;
+    if (!readCapture(pCapture, szLine, sizeof szLine))
+        return;
+    if (bIsGetDevId == 1) {
+        cutLastCharacter(szLine);
+        iStrncpy(pszDevId, szLine, sizeof szLine);
+        return;
+    }
+    char *pRest = NULL;
+    strtok_r(szLine, " ", &pRest);
+    const char *pTarget = strtok_r(NULL, " ", &pRest);
+    if (pTarget == NULL)
+        return;
+    iStrncpy(pszDevName, baseName(pTarget), sizeof szLine);
+    cutLastCharacter(pszDevName);
+}
+
+int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId, int bIsGetDevId, int bIsRemote) {
+    captureFile capture;
+    commandText szCommand;
+    if (bIsGetDevId != 1 && strchr(pszDevId, '\n') != NULL)
+        cutLastCharacter(pszDevId);
+    nameLetteredCapture(&capture, "b");
+    composeDeviceLookup(szCommand, capture, pszHostName, pszDevName, pszDevId, bIsGetDevId, bIsRemote);
+    int status = runIntoCapture(&capture, szCommand);
+    int result = wasKilled(status) ? RC_FAILED : RC_OK;
+    if (status == 0) {
+        if (openCapture(&capture))
+            takeDeviceAnswer(&capture, pszDevName, pszDevId, bIsGetDevId);
+        else {
+            debugTrace(" Error to find the id/dev name, unable to open the output file .\n");
+            result = RC_FAILED;
+        }
+    }
+    dropCapture(&capture);
+    return result;
+}
+
+/* Only a disk without any policy counts; the other known ones count as little as an unknown one. */
+int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote) {
+    captureFile capture;
+    commandText szCommand;
+    nameLetteredCapture(&capture, "a");
+    if (isRemote == 1)
+        formatCommand(szCommand, "ssh %s \"lsattr -El %s | grep -E \"reserve_policy\" | cut -d' ' -f3  2>&1 \"  >> %s",
+                      pszHostname, pszTbDiskName, capture.szPath);
+    else
+        formatCommand(szCommand, "lsattr -El %s | grep -E \"reserve_policy\" | awk '{print $2}'  2>&1 >> %s",
+                      pszTbDiskName, capture.szPath);
+    char szPolicy[512] = "";
+    int type = RC_FAILED;
+    if (runIntoCapture(&capture, szCommand) == 0 && openCapture(&capture)) {
+        readCapture(&capture, szPolicy, sizeof szPolicy);
+        cutLastCharacter(szPolicy);
+        type = strcmp(szPolicy, "no_reserve") == 0 ? 1 : -1;
+    }
+    dropCapture(&capture);
+    return type;
+}
+
+/* --- Shared disks --- */
+
+/* What the examination of one disk came to. */
+enum DiskFinding { DISK_PRESENT, DISK_MISSING, DISK_NAME_INVALID, DISK_NOT_EXAMINED };
+
+/* A disk of the list, terminated. */
+struct sharedDisk {
+    diskText szName, szId;
+    int bById; // looked up by the expected identifier
+};
+
+static void reportMissingDisk(const char *pName) {
+    reportFault(MSG_DISK_NOT_FOUND, pName, pDiskKind, IIHName, pName);
+}
+
+static void formatDiskLookup(boundedCommand *pCommand, const sharedDisk &disk, const captureFile &capture) {
+    if (disk.bById)
+        formatCommand(pCommand->szText,
+                      "ls -l /dev/disk/by-id/%s | grep -w %s | rev |awk '{ print $1\",\"$3}' |rev >> /dev/null 2>&1 > "
+                      "%s",
+                      disk.szId, disk.szId, capture.szPath);
+    else
+        formatCommand(pCommand->szText,
+                      "ls -l /dev/disk/by-id | grep -w ../../%s | rev |  awk '{ print $1\",\"$3}' |rev >> /dev/null "
+                      "2>&1 > %s",
+                      baseName(disk.szName), capture.szPath);
+    boundCommand(pCommand, DISK_COMMAND_SIZE);
+    if (pCommand->bCut)
+        pCommand->szText[0] = '\0';
+}
+
+/* Finds the line that names the disk. 0 when none does. */
+static int findDiskLine(captureFile *pCapture, const sharedDisk &disk, toolLine &szLine) {
+    const char *pSlash = strrchr(disk.szName, '/');
+    const char *pBase = pSlash == NULL ? disk.szName : pSlash;
+    while (readCapture(pCapture, szLine, sizeof szLine))
+        if (strstr(szLine, disk.bById ? disk.szId : pBase) != NULL)
+            return 1;
+    return 0;
+}
+
+/* Reports a disk that was looked up, and lists it. A disk that is known by its identifier is not listed. */
+static DiskFinding noteDisk(captureFile *pCapture, const sharedDisk &disk, FILE *pList) {
+    toolLine szLine;
+    if (findDiskLine(pCapture, disk, szLine)) {
+        reportText(MSG_DISK_FOUND, disk.szName, pDiskKind, IIHName);
+        szLine[strcspn(szLine, ",")] = '\0';
+        if (!disk.bById && pList != NULL)
+            fprintf(pList, "%s,%s,\n", disk.szName, szLine);
+        return DISK_PRESENT;
+    }
+    reportMissingDisk(disk.szName);
+    if (pList != NULL)
+        fprintf(pList, "%s,\n", disk.szName);
+    return DISK_MISSING;
+}
+
+/* Examines one disk. Its capture file is neither closed nor removed. */
+static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
+    if (pDisk->szName[0] != '/') {
+        reportMissingDisk(pDisk->szName);
+        debugTrace("Disk name should start with '/'\n");
+        debugTrace("Shared disk not present %s\n", pDisk->szName);
+        return DISK_NAME_INVALID;
+    }
+    cutTrailingSlash(pDisk->szName);
+    boundedCommand command;
+    captureFile capture;
+    nameCapture(&capture);
+    formatDiskLookup(&command, *pDisk, capture);
+    int status = runIntoCapture(&capture, command.szText);
+    if (wasKilled(status)) {
+        reportText(MSG_COMMAND_NOT_RUN, "Shared Disk");
+        return DISK_NOT_EXAMINED;
+    }
+    if (status != 0) {
+        reportMissingDisk(pDisk->szName);
+        return DISK_MISSING;
+    }
+    if (!openCapture(&capture))
+        reportText(MSG_CAPTURE_NOT_READABLE);
+    return noteDisk(&capture, *pDisk, pList);
+}
+
+/* Examines all disks. A disk whose lookup could not be run is examined again, until it can. */
+static int examineDisks(FILE *pList, int *pbNameInvalid) {
+    int result = RC_OK;
+    const diskInfo *pEntry = preqDiskInfo;
+    while (pEntry != NULL) {
+        sharedDisk disk = {"", "", pEntry->all == 1};
+        copyField(disk.szName, pEntry->diskName);
+        if (disk.bById)
+            copyField(disk.szId, pEntry->diskID);
+        DiskFinding finding = examineDisk(&disk, pList);
+        if (finding == DISK_NAME_INVALID)
+            *pbNameInvalid = 1;
+        else if (finding != DISK_PRESENT)
+            result = RC_FAILED;
+        if (finding != DISK_NOT_EXAMINED)
+            pEntry = pEntry->next;
+    }
+    return result;
+}
+
+int sqloValidateDisk(void) {
+    static const char *const pMarker = "<DISKINFO>\n";
+    startSection("disk info", pMarker);
+    FILE *pList = bDiskList ? createOwnFile("/tmp/dl.txt") : NULL;
+    int bNameInvalid = 0;
+    int result = RC_FAILED;
+    if (bDiskList && pList == NULL)
+        printf("FIle creation failed");
+    else
+        result = examineDisks(pList, &bNameInvalid);
+    if (pList != NULL)
+        fclose(pList);
+    closeSection(bNameInvalid ? RC_FAILED : result, SEVERITY_WARNING);
+    logGUIMessage(pMarker);
+    return result;
+}
+
+/* --- Tiebreaker disk --- */
+
+/* Reports what keeps the disk from being one. */
+static int failTbDisk(const char *pHost) {
+    reportFault(MSG_DISK_NOT_FOUND, tbDiskName, pDiskKind, pHost);
+    return RC_FAILED;
+}
+
+/* Fills in how a host names the disk: another one is asked for the device that has the identifier; here it is the
+ * first four characters of the device. */
+static int nameDiskOnHost(tbdiskInfo *pRecord, const nameText &szLocal, char *pszDevId) {
+    nameText szHost;
+    copyField(szHost, pRecord->hostName);
+    toolLine szDevice = "";
+    if (isSameShortName(szHost, szLocal)) {
+        formatText(szDevice, sizeof szDevice, "%.4s", baseName(tbDiskName));
+    } else if (sqloGetDevNameOrID(szHost, szDevice, pszDevId, 0, 1) != RC_OK)
+        return failTbDisk(szHost);
+    fillField(pRecord->diskName, szDevice);
+    return RC_OK;
+}
+
+/* Builds one record for each host, in the order of the host list. */
+static int listTbDisks(tbdiskInfo **ppRecords, const nameText &szLocal, char *pszDevId) {
+    for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
+        tbdiskInfo *pRecord = (tbdiskInfo *)calloc(1, sizeof *pRecord);
+        if (pRecord == NULL)
+            return RC_FAILED;
+        memcpy(pRecord->hostName, pHost->hostName, sizeof pRecord->hostName);
+        *ppRecords = pRecord;
+        ppRecords = &pRecord->next;
+        if (nameDiskOnHost(pRecord, szLocal, pszDevId) != RC_OK)
+            return RC_FAILED;
+    }
+    return RC_OK;
+}
+
+/* Tests one pair: another host with this one, or this one with the host behind it or, at the end, before it. A host
+ * without a partner is not tested. */
+static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nameText &szLocal, const char *pszDevId) {
+    nameText szHost;
+    diskText szDisk;
+    commandText szCommand;
+    copyField(szHost, pRecord->hostName);
+    if (!isSameShortName(szHost, szLocal)) {
+        copyField(szDisk, pRecord->diskName);
+        formatCommand(szCommand, "./kvxprereqcheckoss -tbcheck %s,%s,/dev/%s,%s,%s", szHost, szLocal, szDisk,
+                      tbDiskName, pszDevId);
+    } else {
+        const tbdiskInfo *pPartner = pRecord->next != NULL ? pRecord->next : pBefore;
+        if (pPartner == NULL)
+            return;
+        copyField(szHost, pPartner->hostName);
+        copyField(szDisk, pPartner->diskName);
+        formatCommand(szCommand, "./kvxprereqcheckoss -tbcheck %s,%s,%s,%s,%s", szLocal, szHost, tbDiskName, szDisk,
+                      pszDevId);
+    }
+    pRecord->reserveStatus = exitCode(runCommand(szCommand));
+}
+
+static int testTbPairs(tbdiskInfo *pRecords, const nameText &szLocal, const char *pszDevId) {
+    const tbdiskInfo *pBefore = NULL;
+    for (tbdiskInfo *pRecord = pRecords; pRecord != NULL; pRecord = pRecord->next) {
+        if (pRecord->scsitype != 1)
+            testTbPair(pRecord, pBefore, szLocal, pszDevId);
+        pBefore = pRecord;
+    }
+    const tbdiskInfo *pFailed = pRecords;
+    while (pFailed != NULL && pFailed->reserveStatus == 0)
+        pFailed = pFailed->next;
+    if (pFailed == NULL)
+        return RC_OK;
+    debugTrace(" The host where the validation failed is :%.*s\n ", (int)sizeof pFailed->hostName, pFailed->hostName);
+    return RC_FAILED;
+}
+
+/* Looks the disk up everywhere and tests it. *pPairResult is the pair test's, which the result does not show. Where a
+ * lookup fails the placed files stay. */
+static int examineTbDisk(int *pPairResult) {
+    static const char *const pReservationTool = "/usr/bin/sg_persist";
+    nameText szLocal;
+    toolLine szDevId = "";
+    tbdiskInfo *pRecords = NULL;
+    if (tbDiskName[0] != '/')
+        return failTbDisk(IIHName);
+    cutTrailingSlash(tbDiskName);
+    findShortHostName(szLocal);
+    placePrereqBinaries();
+    if (sqloGetDevNameOrID(IIHName, tbDiskName, szDevId, 1, 0) != RC_OK)
+        return failTbDisk(IIHName);
+    if (!sqloFileExists(pReservationTool)) {
+        reportFault(MSG_PACKAGE_NOT_INSTALLED, pReservationTool);
+        return RC_FAILED;
+    }
+    if (listTbDisks(&pRecords, szLocal, szDevId) != RC_OK)
+        return RC_FAILED;
+    *pPairResult = testTbPairs(pRecords, szLocal, szDevId);
+    removePrereqBinaries();
+    return RC_OK;
+}
+
+int sqloValidateTbDisk(void) {
+    startCheck("Tie-breaker disk info");
+    int pairResult = RC_OK;
+    int result = examineTbDisk(&pairResult);
+    if (result == RC_OK && pairResult == RC_OK)
+        passCheck();
+    else {
+        debugTrace(" The disk %s  can not be used as Tiebreaker device", tbDiskName);
+        closeFailedCheck(SEVERITY_WARNING);
+    }
+    logGUIMessage("");
+    return result;
+}

@@ -1,0 +1,454 @@
+/*
+ * Network adapters and RDMA: the kernel module's option, the services, the adapters and their connectivity.
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "sqloCommon.h"
+
+typedef char toolLine[256];
+
+static int pathExists(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0;
+}
+
+static const char *const pFileMissing = "1"; // the reasons in 33588
+static const char *const pOptionMissing = "2";
+
+/* --- Kernel module options --- */
+
+static const char *const pModProbeSection = "<MODPROBE>\n";
+static const char *const pModProbeFile = "/etc/modprobe.d/modprobe.conf";
+static const char *const pOldSuseModProbeFile = "/etc/modprobe.conf.local";
+
+char *sqoConcat(const char *reversedFile, const char *currentLine) {
+    size_t firstLength = strlen(reversedFile), secondLength = strlen(currentLine);
+    char *pJoined = (char *)malloc(firstLength + secondLength + 1);
+    if (pJoined == NULL)
+        return NULL;
+    memcpy(pJoined, reversedFile, firstLength);
+    memcpy(pJoined + firstLength, currentLine, secondLength + 1);
+    return pJoined;
+}
+
+/* Appends a text to a heap text, which is released; null once memory ran out. */
+static char *joinTo(char *pText, const char *pNext) {
+    char *pJoined = pText == NULL ? NULL : sqoConcat(pText, pNext);
+    free(pText);
+    return pJoined;
+}
+
+/* The last pieces of a file, in a ring: those before them cannot decide any more. */
+const int MODPROBE_LINES = 257;
+struct fileTail {
+    char szLines[MODPROBE_LINES][258];
+    long count; // pieces read
+};
+
+static void readTail(FILE *pFile, fileTail *pTail) {
+    pTail->count = 0;
+    while (fgets(pTail->szLines[pTail->count % MODPROBE_LINES], 257, pFile) != NULL)
+        pTail->count++;
+}
+
+/* Joins the pieces from the last to the first, each ending with a line break. */
+static char *joinReversed(const fileTail &tail) {
+    char *pReversed = strdup("");
+    long first = tail.count > MODPROBE_LINES ? tail.count - MODPROBE_LINES : 0;
+    for (long i = tail.count - 1; i >= first; i--) {
+        const char *pLine = tail.szLines[i % MODPROBE_LINES];
+        pReversed = joinTo(pReversed, pLine);
+        if (strchr(pLine, '\n') == NULL)
+            pReversed = joinTo(pReversed, "\n");
+    }
+    return pReversed;
+}
+
+char *sqoFlipFile(const char *modprobe) {
+    debugTrace("Entering the sqlFliFile function\n");
+    FILE *pFile = fopen(modprobe, "re");
+    if (pFile == NULL) {
+        printf("Error ");
+        debugTrace("Modprobe.conf file is missing while reversing\n");
+        return NULL;
+    }
+    debugTrace("pFile variable exists...\n");
+    fileTail tail;
+    readTail(pFile, &tail);
+    fclose(pFile);
+    char *pReversed = joinReversed(tail);
+    debugTrace("Exiting the sqlFliFile function\n");
+    return pReversed;
+}
+
+/* The first deciding line of the reversed text: what it sets the option to, '7' or '3', or 0 when none decides. */
+static char findModuleOption(char *pReversed) {
+    char *pRest = NULL;
+    for (const char *pLine = strtok_r(pReversed, "\n", &pRest); pLine != NULL; pLine = strtok_r(NULL, "\n", &pRest)) {
+        debugTrace("Examine '%s'\n", pLine);
+        if (pLine[0] == '#' || strstr(pLine, "options") == NULL)
+            continue;
+        if (strstr(pLine, "log_mtts_per_seg=7") != NULL)
+            return '7';
+        if (strstr(pLine, "log_mtts_per_seg=3") != NULL)
+            return '3';
+    }
+    return '\0';
+}
+
+int chkModProbeFile(const char *modprobe) {
+    debugTrace("Entering the chkModProbeFile function\n");
+    char *pReversed = sqoFlipFile(modprobe);
+    char setting = pReversed == NULL ? '\0' : findModuleOption(pReversed);
+    free(pReversed);
+    if (setting == '7')
+        debugTrace("Modprobe is correct\n");
+    else if (setting == '3') {
+        debugTrace("Modprobe is not correct\n");
+        reportFault(MSG_MODPROBE_OPTION_WRONG, IIHName);
+    } else {
+        debugTrace("Missing log_mtts_per_seg=7 entry\n");
+        reportFault(MSG_MODPROBE_OPTION_MISSING, IIHName, pOptionMissing);
+    }
+    debugTrace("Exiting the chkModProbeFile function\n");
+    return setting == '7' ? RC_OK : RC_FAILED;
+}
+
+/* SUSE 11 keeps the option in a file of its own; from 12 on it is in the common one. */
+static int checkSuseModProbe(void) {
+    if (sqloCompareVersionStrings("11", ppszPREREQ[SLESVersion]) == VERSION_EQUAL && pathExists(pOldSuseModProbeFile)) {
+        debugTrace("Modprobe.conf present in SLES 11\n");
+        return sqloCheckMellanoxLINUX() == RC_OK ? RC_OK : chkModProbeFile(pOldSuseModProbeFile);
+    }
+    int order = sqloCompareVersionStrings("12", ppszPREREQ[SLESVersion]);
+    if (order == VERSION_LOWER || order == VERSION_UNREADABLE || !pathExists(pModProbeFile)) {
+        debugTrace("Modprobe.conf file is missing in SLES\n");
+        reportFault(MSG_MODPROBE_OPTION_MISSING, IIHName, pFileMissing);
+        return RC_FAILED;
+    }
+    debugTrace("Modprobe.conf present SLES\n");
+    return chkModProbeFile(pModProbeFile);
+}
+
+static int checkRhelModProbe(void) {
+    if (!pathExists(pModProbeFile)) {
+        reportFault(MSG_MODPROBE_OPTION_MISSING, IIHName, pFileMissing);
+        debugTrace("Modprobe.conf file is missing in RHEL\n");
+        return RC_FAILED;
+    }
+    debugTrace("Modprobe.conf present in RHEL\n");
+    return chkModProbeFile(pModProbeFile);
+}
+
+int sqloValidateModProbe(void) {
+    debugTrace("Entering the sqloValidateModProbe function\n");
+    startCheck("modprobe.conf");
+    logGUIMessage(pModProbeSection);
+    int bKnown = linuxDistro == DISTRO_RHEL || linuxDistro == DISTRO_SUSE;
+    if (bKnown && sqloCheckMellanoxLINUX() == RC_OK) {
+        debugTrace(" For Mellanox, skip modeprobe kernal modules validation\n");
+        logGUIMessage(pModProbeSection);
+        return RC_OK; // that stack sets the option itself; the block stays open
+    }
+    int result = RC_OK;
+    if (linuxDistro == DISTRO_SUSE)
+        result = checkSuseModProbe();
+    else if (linuxDistro == DISTRO_RHEL)
+        result = checkRhelModProbe();
+    if (result == RC_OK)
+        passCheck();
+    else
+        closeFailedCheck(SEVERITY_ERROR);
+    logGUIMessage(pModProbeSection);
+    return result;
+}
+
+/* --- RDMA services --- */
+
+/* A service, by the way in which it is packaged. */
+struct rdmaService {
+    const char *pName, *pSection;
+    const char *pQuery;
+    const char *pEntryTrace, *pExitTrace, *pMissingTrace;
+    int bEntryAfterBlankLine;
+};
+
+static const rdmaService rdmaCore = {
+    "rdma-core",
+    "<RDMA-CORE>\n",
+    "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l rdma-core >> /dev/null 2>&1 > %s",
+    "sqloCheckForRDMAStatus ENTRY\n",
+    "sqloCheckForRDMAStatus EXIT\n",
+    "RDMA service is not installed\n",
+    1,
+};
+static const rdmaService openibd = {
+    "openibd",
+    "<OPENIBD>\n",
+    "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -f /etc/init.d/openibd  >> /dev/null 2>&1 > %s",
+    "sqloCheckForOpenibdStatus ENTRY\n",
+    "sqloCheckForOpenibdStatus EXIT\n",
+    "Openibd not installed \nOpen ibd service is not installed\n",
+    0,
+};
+
+/* Reports a query that was ended by a signal. Its detail is fetched, and shown nowhere. */
+static void reportKilledServiceQuery(void) {
+    messageText szUnused;
+    reportKilledQuery(szUnused, "");
+}
+
+static int checkServiceInstalled(const rdmaService &service) {
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, service.pQuery, capture.szPath);
+    debugTrace("szCmd ---> %s \n", szCommand);
+    int status = runIntoCapture(&capture, szCommand);
+    dropCapture(&capture);
+    if (wasKilled(status)) {
+        reportKilledServiceQuery();
+        return RC_FAILED;
+    }
+    if (status != 0) {
+        debugTrace("%s", service.pMissingTrace);
+        reportFault(MSG_SERVICE_NOT_INSTALLED, service.pName, IIHName);
+        return RC_FAILED;
+    }
+    reportText(MSG_SERVICE_INSTALLED, service.pName, IIHName);
+    return sqloCheckForOpenibdRDMAEnablement(service.pName);
+}
+
+static int checkService(const rdmaService &service) {
+    if (!service.bEntryAfterBlankLine)
+        debugTrace("%s", service.pEntryTrace);
+    logBlankLine();
+    if (service.bEntryAfterBlankLine)
+        debugTrace("%s", service.pEntryTrace);
+    reportText(MSG_CHECK_HEADING, service.pName);
+    logGUIMessage(service.pSection);
+    int result = checkServiceInstalled(service);
+    if (result == RC_OK)
+        passCheck();
+    else
+        closeFailedCheck(SEVERITY_ERROR);
+    logGUIMessage(service.pSection);
+    debugTrace("%s", service.pExitTrace);
+    return result;
+}
+
+int sqloCheckForRDMAStatus(void) {
+    return checkService(rdmaCore);
+}
+
+int sqloCheckForOpenibdStatus(void) {
+    return checkService(openibd);
+}
+
+/* Does a line name the service as on? A line without the service does not count, though grep found it without regard
+ * to case. */
+static int isListedAsOn(captureFile *pCapture, const char *pService) {
+    openCapture(pCapture);
+    toolLine szLine;
+    while (readCapture(pCapture, szLine, sizeof szLine))
+        if (strstr(szLine, pService) != NULL && strstr(szLine, ":on") != NULL)
+            return 1;
+    return 0;
+}
+
+int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
+    debugTrace("sqloCheckForOpenibdRDMAEnablement ENTRY\n");
+    commandText szCommand;
+    captureFile capture;
+    nameCapture(&capture);
+    formatCommand(szCommand, "(chkconfig --list | grep -i %s) >> /dev/null 2>&1 > %s", serviceName, capture.szPath);
+    debugTrace("szCmd ---> %s \n", szCommand);
+    int status = runIntoCapture(&capture, szCommand);
+    int result = RC_OK; // also where the service manager cannot list the service
+    if (wasKilled(status)) {
+        reportKilledServiceQuery();
+        result = RC_FAILED;
+    } else if (status == 0 && isListedAsOn(&capture, serviceName)) {
+        debugTrace("service is enabled\n");
+        reportText(MSG_SERVICE_ENABLED, serviceName, IIHName);
+    } else if (status == 0) {
+        debugTrace("service is not  enabled\n");
+        reportFault(MSG_SERVICE_NOT_ENABLED, serviceName, IIHName);
+        result = RC_FAILED;
+    }
+    dropCapture(&capture);
+    return result;
+}
+
+/* --- Adapters --- */
+
+/* The probe's answer about a network name: whether the network is no InfiniBand, what to report, whether that is a
+ * fault, and whether it fails the check. */
+struct probeAnswer {
+    int bNonIB;
+    int message;
+    int bFault;
+    int bFails;
+};
+
+enum { PROBE_NEEDS_DAT_CONF = 2 };
+
+static const probeAnswer probeAnswers[] = {
+    /* 0 */ {1, 0, 0, 0},
+    /* 1 */ {0, MSG_ADAPTER_INFINIBAND, 0, 0},
+    /* 2 */ {1, MSG_ADAPTER_NOT_CLUSTER_READY, 1, 0},
+    /* 3 */ {0, MSG_ADAPTER_10GE, 0, 0},
+    /* 4 */ {1, MSG_ADAPTER_OTHER, 0, 0},
+    /* 5 */ {1, MSG_ADAPTER_UNDEFINED, 1, 1},
+    /* 6 */ {1, MSG_ADAPTER_PROBE_FAILED, 1, 1},
+};
+const int PROBE_ANSWERS = sizeof probeAnswers / sizeof *probeAnswers;
+
+/* Is there a uDAPL configuration file? The search stops at the first, so there is never more than one to count. */
+static int hasDatConf(void) {
+    static const char *const ppszPaths[] = {"/etc/dat.conf", "/etc/ofed/dat.conf", "/etc/rdma/dat.conf"};
+    int count = 0;
+    for (const char *pPath : ppszPaths)
+        if (count == 0 && pathExists(pPath))
+            count++;
+    if (count > 1)
+        reportText(MSG_DAT_CONF_DUPLICATE, IIHName);
+    return count > 0;
+}
+
+/* Asks the probe about one network name and reports its answer. */
+static int probeAdapter(const netNames *pNet) {
+    char szName[sizeof pNet->netName + 1];
+    copyField(szName, pNet->netName);
+    commandText szCommand;
+    formatCommand(szCommand, "./kvxprereqcheckoss %s", szName);
+    int code = exitCode(runCommand(szCommand));
+    const probeAnswer &answer = probeAnswers[code < PROBE_ANSWERS ? code : 0];
+    bNonIB = answer.bNonIB;
+    if (answer.bFault)
+        reportFault(answer.message, szName, IIHName);
+    else if (answer.message != 0)
+        reportText(answer.message, szName, IIHName);
+    return code;
+}
+
+/* Classifies every network name. 0 when something failed. */
+static int classifyAdapters(void) {
+    int bDatConf = hasDatConf();
+    int bGood = 1;
+    for (const netNames *pNet = preqNetNames; pNet != NULL; pNet = pNet->next) {
+        int code = probeAdapter(pNet);
+        if (code == PROBE_NEEDS_DAT_CONF && !bDatConf) {
+            reportFault(MSG_DAT_CONF_MISSING, IIHName);
+            return 0;
+        }
+        if (code < PROBE_ANSWERS && probeAnswers[code].bFails)
+            bGood = 0;
+    }
+    return bGood;
+}
+
+void sqloValidateAdapter(void) {
+    static const char *const pSection = "<AdapterTEST>\n";
+    logBlankLine();
+    debugTrace("AdapterTest ENTRY\n");
+    reportText(MSG_CHECK_HEADING, "Adapter");
+    logGUIMessage(pSection);
+    if (bnoStdRtk)
+        reportFault(MSG_RUNTIME_CHECK_FAILED, "libstdc++", IIHName);
+    else if (!classifyAdapters())
+        closeFailedCheck(SEVERITY_WARNING);
+    logGUIMessage(pSection);
+}
+
+/* --- RDMA connectivity --- */
+
+/* Starts the connectivity tool, of which a copy lies where the other hosts have theirs. Returns its exit code. */
+static int runConnectivityTool(const char *pDirectory, const char *adapterFile, captureFile *pCapture) {
+    commandText szCommand;
+    formatCommand(szCommand,
+                  "mkdir -p /tmp/kvxprereq/; cp -rf %s/kvxrocmc /tmp/kvxprereq/ ; ls /tmp/kvxprereq  >> /dev/null "
+                  "2>&1 ",
+                  pDirectory);
+    runCommand(szCommand);
+    formatCommand(szCommand,
+                  "./kvxrocmc -rdma_ping  -exec_path /tmp/kvxprereq/kvxrocmc  -adapter_list %s -internal >> /dev/null "
+                  "2>&1 > %s ",
+                  adapterFile, pCapture->szPath);
+    debugTrace(" Invoking kvxrocmc with options : %s \n", szCommand);
+    int code = exitCode(runIntoCapture(pCapture, szCommand));
+    debugTrace(" The status of uDAPL network connectivity validation using the adapter list file %s:%d\n ", adapterFile,
+               code);
+    return code;
+}
+
+/* Finds the tool's log in what it printed; the last one named is the one. */
+static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) {
+    szLog[0] = '\0';
+    toolLine szLine;
+    while (readCapture(pCapture, szLine, sizeof szLine)) {
+        debugTrace("%s", szLine);
+        if (!bFailed || strstr(szLine, ".log") == NULL)
+            continue;
+        debugTrace(" The message  buffer :  %s  ", szLine);
+        const char *pName = strstr(szLine, "vurk.kvx.cluster_int-");
+        if (pName == NULL)
+            continue;
+        formatText(szLog, sizeof szLog, "/tmp/%s", pName);
+        cutLastCharacter(szLog);
+        debugTrace(" The uDAPL network connectivity test failed with errors. For more details refer to %s . ", szLog);
+    }
+}
+
+/* Reads the tool's output, and reports its log when the test failed. */
+static void reportToolLog(captureFile *pCapture, int bFailed) {
+    if (!openCapture(pCapture)) {
+        if (debug)
+            reportText(MSG_CAPTURE_NOT_READABLE, pCapture->szPath);
+        return;
+    }
+    char szLog[256];
+    findToolLog(pCapture, bFailed, szLog);
+    if (szLog[0] == '\0')
+        return;
+    messageText szText;
+    logText(szText, MSG_UDAPL_TEST_FAILED, szLog);
+    sqloUpdateErrorList(szText);
+}
+
+/* Tests the connectivity over an adapter list file. Of the tool's exit code the low seven bits count. */
+static int testConnectivity(const char *adapterFile) {
+    char szDirectory[1024] = "";
+    if (getcwd(szDirectory, sizeof szDirectory) == NULL) {
+        reportText(MSG_CAPTURE_NOT_READABLE, "");
+        debugTrace("Unable to locate the kvxrocmc location ");
+        return 0;
+    }
+    reportText(MSG_UDAPL_TEST_STARTED, adapterFile);
+    captureFile capture;
+    nameCapture(&capture);
+    int bFailed = (runConnectivityTool(szDirectory, adapterFile, &capture) & 0x7f) != 0;
+    reportToolLog(&capture, bFailed);
+    dropCapture(&capture);
+    return !bFailed;
+}
+
+void sqloValidateAdapterUsingRocmc(const char *adapterFile) {
+    static const char *const pSection = "<UDAPLconnectivity>\n";
+    logBlankLine();
+    debugTrace("sqloValidateAdapterUsingRocmc ENTRY\n");
+    reportText(MSG_CHECK_HEADING, "uDAPL network connectivity");
+    logGUIMessage(pSection);
+    placePrereqBinaries();
+    if (testConnectivity(adapterFile))
+        passCheck();
+    else
+        closeFailedCheck(SEVERITY_WARNING);
+    removePrereqBinaries();
+    logGUIMessage(pSection);
+    debugTrace("sqloValidateAdapterUsingRocmc EXIT\n");
+}

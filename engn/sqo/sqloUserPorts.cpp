@@ -1,0 +1,398 @@
+/*
+ * Checks for an instance to be: its user's account, its ports in the services database, and the umask.
+ */
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <grp.h>
+#include <netdb.h>
+#include <pwd.h>
+#include <stdarg.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "sqloCommon.h"
+
+typedef char userText[256];
+
+/* Writes a line to the report, and to the error list, where it then carries the newline that logging appended. */
+static void reportLine(int bError, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
+
+static void reportLine(int bError, const char *pFormat, ...) {
+    messageText szMesgBuffer;
+    va_list arguments;
+    va_start(arguments, pFormat);
+    vsnprintf(szMesgBuffer, MESSAGE_SIZE, pFormat, arguments);
+    va_end(arguments);
+    logMessage(szMesgBuffer);
+    if (bError)
+        sqloUpdateErrorList(szMesgBuffer);
+}
+
+/* --- User profile --- */
+
+struct userAccount {
+    userText pseudoUser, userHome, userGroup;
+};
+
+/* What was found out about the user, and how many of the required checks are still open. */
+struct userFindings {
+    int usrFound, bashrcFound, profileFound, sqllibFound;
+    int validUserName, validGrpNameLength, validGrpName;
+    int failedChecksCount;
+};
+
+/* Notes a check, which closes it when it passed. */
+static void noteUserCheck(userFindings *pFindings, int *pbPassed, int bPassed, const char *pPassedLine) {
+    *pbPassed = bPassed;
+    if (!bPassed)
+        return;
+    pFindings->failedChecksCount--;
+    if (pPassedLine != NULL)
+        reportLine(0, "%s", pPassedLine);
+}
+
+/* Ends the block with an error that leaves nothing more to check. */
+static int endUserBlock(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
+
+static int endUserBlock(const char *pFormat, ...) {
+    messageText szMesgBuffer;
+    va_list arguments;
+    va_start(arguments, pFormat);
+    vsnprintf(szMesgBuffer, MESSAGE_SIZE, pFormat, arguments);
+    va_end(arguments);
+    sqloUpdateErrorList(szMesgBuffer);
+    reportLine(0, "   ");
+    logMessage(szMesgBuffer);
+    return 0;
+}
+
+/* Walks the password database. */
+static int findListedUser(const char *pUser, userAccount *pAccount) {
+    const struct passwd *pEntry;
+    setpwent();
+    do
+        pEntry = getpwent();
+    while (pEntry != NULL && strcmp(pEntry->pw_name, pUser) != 0);
+    if (pEntry != NULL) {
+        const struct group *pGroup = getgrgid(pEntry->pw_gid);
+        copyText(pAccount->pseudoUser, pEntry->pw_name);
+        copyText(pAccount->userHome, pEntry->pw_dir);
+        copyText(pAccount->userGroup, pGroup == NULL ? "" : pGroup->gr_name);
+    }
+    endpwent();
+    return pEntry != NULL;
+}
+
+/* Runs getent into a file of the current directory, which stays, and reads what fits. 0 when it cannot be opened. */
+static int readGetent(const char *pFormat, const char *pKey, captureFile *pCapture, userText &szOutput) {
+    commandText szCommand;
+    formatCommand(szCommand, pFormat, pKey, pCapture->szPath);
+    runIntoCapture(pCapture, szCommand);
+    if (!openCapture(pCapture))
+        return 0;
+    size_t length = fread(szOutput, 1, sizeof szOutput - 1, pCapture->pFile);
+    szOutput[length] = '\0';
+    closeCapture(pCapture);
+    return 1;
+}
+
+/* Names getent's output file after the user, who must not lead it out of the directory. */
+static void nameGetentOutput(captureFile *pCapture, const char *pPrefix, const char *pUser) {
+    userText szTmpfile;
+    formatText(szTmpfile, sizeof szTmpfile, "%s%s.out", pPrefix, pUser);
+    for (char *p = strchr(szTmpfile, '/'); p != NULL; p = strchr(p, '/'))
+        *p = '_';
+    nameCaptureAt(pCapture, "%s", szTmpfile);
+}
+
+/* Takes name, group id and home out of a password line. Empty fields are skipped, so they shift what follows. */
+static int splitPasswordLine(char *pLine, userAccount *pAccount) {
+    enum { NAME_FIELD = 1, GROUP_FIELD = 4, HOME_FIELD = 6 };
+    int groupId = 0;
+    int fieldCount = 1;
+    char *pRest = NULL;
+    for (const char *pField = strtok_r(pLine, ":", &pRest); pField != NULL; pField = strtok_r(NULL, ":", &pRest)) {
+        if (fieldCount == NAME_FIELD)
+            copyText(pAccount->pseudoUser, pField);
+        else if (fieldCount == GROUP_FIELD)
+            groupId = leadingNumber(pField);
+        else if (fieldCount == HOME_FIELD)
+            copyText(pAccount->userHome, pField);
+        fieldCount++;
+    }
+    return groupId;
+}
+
+/* Asks the name services for a user whom the walk did not list. */
+static int findServedUser(const char *pUser, userAccount *pAccount) {
+    captureFile capture;
+    userText szOutput;
+    nameGetentOutput(&capture, "pseudo_user_", pUser);
+    if (!readGetent("getent passwd %s > %s", pUser, &capture, szOutput))
+        return endUserBlock("ERROR: Failed to open the file %s to get the user data for UNIX Pseudo user - %s.",
+                            capture.szPath, pUser);
+    int groupId = splitPasswordLine(szOutput, pAccount);
+    if (strcmp(pAccount->pseudoUser, pUser) != 0)
+        return endUserBlock("ERROR: Failed to find the user entry for the user - %s.", pUser);
+
+    char szGroupId[12];
+    formatText(szGroupId, sizeof szGroupId, "%d", groupId);
+    nameGetentOutput(&capture, "pseudo_user_group_", pUser);
+    if (!readGetent("getent group %s > %s", szGroupId, &capture, szOutput))
+        return endUserBlock("ERROR: Failed to open the file %s to get the user group data for UNIX Pseudo user - %s.",
+                            capture.szPath, pUser);
+    char *pRest = NULL;
+    copyText(pAccount->userGroup, textOrEmpty(strtok_r(szOutput, ":", &pRest)));
+    return 1;
+}
+
+static int isAllowedGroup(const char *pGroup) {
+    static const char *const ppszShared[] = {"guests", "users", "admins", "local"};
+    for (const char *pShared : ppszShared)
+        if (strcmp(pGroup, pShared) == 0)
+            return 0;
+    return 1;
+}
+
+static void checkUserNames(const userAccount &account, userFindings *pFindings) {
+    const size_t longestName = 8;
+    noteUserCheck(pFindings, &pFindings->validUserName, strlen(account.pseudoUser) <= longestName,
+                  "   User Name Length Check - Passed.");
+    noteUserCheck(pFindings, &pFindings->validGrpNameLength, strlen(account.userGroup) <= longestName,
+                  "   Primary Group Name Length Check - Passed.");
+    noteUserCheck(pFindings, &pFindings->validGrpName, isAllowedGroup(account.userGroup),
+                  "   Primary Group Name Check - Passed.");
+}
+
+/* The profile that the login shell reads. */
+static const char *profileName(void) {
+    return linuxDistro == DISTRO_SUSE ? ".profile" : ".bash_profile";
+}
+
+/* Looks for the files of the home directory, in the directory's own order. */
+static int checkUserHome(const userAccount &account, int checkSqllib, userFindings *pFindings) {
+    DIR *pHome = opendir(account.userHome);
+    if (pHome == NULL)
+        return endUserBlock("ERROR: Failed to open user home directory - %s.", account.userHome);
+    for (const struct dirent *pEntry = readdir(pHome); pEntry != NULL; pEntry = readdir(pHome)) {
+        if (strcmp(pEntry->d_name, ".bashrc") == 0)
+            noteUserCheck(pFindings, &pFindings->bashrcFound, 1, "   .bashrc Check - Passed.");
+        else if (strcmp(pEntry->d_name, profileName()) == 0)
+            noteUserCheck(pFindings, &pFindings->profileFound, 1,
+                          linuxDistro == DISTRO_SUSE ? "   .profile Check - Passed."
+                                                     : "   .bash_profile Check - Passed.");
+        else if (checkSqllib && strcmp(pEntry->d_name, "sqllib") == 0)
+            pFindings->sqllibFound = 1;
+    }
+    closedir(pHome);
+    return 1;
+}
+
+static void checkSqllibAbsence(int checkSqllib, userFindings *pFindings) {
+    int bAbsent;
+    if (checkSqllib)
+        noteUserCheck(pFindings, &bAbsent, !pFindings->sqllibFound, "   sqllib Check - Passed.");
+    else
+        reportLine(0, "   sqllib Check - Skipped.");
+}
+
+static void reportUserFailures(const userAccount &account, const userFindings &findings) {
+    const char *pUser = account.pseudoUser;
+    reportLine(0, "   ");
+    reportLine(0, "   Details of the failed User checks:");
+    if (!findings.validUserName)
+        reportLine(1,
+                   "   ERROR: The user name \"%s\" is greater than 8 characters. Make sure the user name is not "
+                   "greater than 8 characters and rerun.",
+                   pUser);
+    if (!findings.validGrpNameLength)
+        reportLine(1,
+                   "   ERROR: The Primary Group Name \"%s\" is greater than 8 characters. Make sure the group name is "
+                   "not greater than 8 characters and rerun.",
+                   account.userGroup);
+    if (!findings.validGrpName)
+        reportLine(1,
+                   "   ERROR: KVX user \"%s\" cannot use \"%s\" as the primary group.\"%s\" must have a primary group "
+                   "other than \"guests\" \"admins\" \"users\" \"local\". ",
+                   pUser, account.userGroup, pUser);
+    if (!findings.bashrcFound)
+        reportLine(1,
+                   "   ERROR: Missing .bashrc file in the user home directory %s. Make sure the .bashrc file exists in "
+                   "user home and rerun.",
+                   account.userHome);
+    if (!findings.profileFound && linuxDistro == DISTRO_SUSE)
+        reportLine(1,
+                   "   ERROR: Missing .profile file in the user home directory %s. Make sure the .profile file exists "
+                   "in user home and rerun.",
+                   account.userHome);
+    else if (!findings.profileFound)
+        reportLine(1,
+                   "   ERROR: Missing .bash_profile file in the user home directory %s. Make sure the .bash_profile "
+                   "file exists in user home and rerun.",
+                   account.userHome);
+    if (findings.sqllibFound)
+        reportLine(1,
+                   "   ERROR: The sqllib already exists in user home directory %s. Remove earlier installed KVX and "
+                   "make sure sqllib does not exist in home directory.",
+                   account.userHome);
+}
+
+/* The checks between heading and closing line. 1 when all passed. */
+static int judgeUser(const char *pUser, int checkSqllib) {
+    const int requiredChecks = 6;
+    userAccount account = {"", "", ""};
+    userFindings findings = {};
+    findings.failedChecksCount = requiredChecks + (checkSqllib ? 1 : 0);
+    if (!findListedUser(pUser, &account) && !findServedUser(pUser, &account))
+        return 0;
+    noteUserCheck(&findings, &findings.usrFound, 1, NULL);
+    reportLine(0, "   Total number of required user checks: %d.", findings.failedChecksCount);
+    checkUserNames(account, &findings);
+    if (!checkUserHome(account, checkSqllib, &findings))
+        return 0;
+    checkSqllibAbsence(checkSqllib, &findings);
+    if (findings.failedChecksCount > 0)
+        reportUserFailures(account, findings);
+    else
+        reportLine(0, "   SUCCESS: All required User checks passed for %s.", pUser);
+    return findings.failedChecksCount <= 0;
+}
+
+int sqloValidateUserProfile(const char *usrname, int checkSqllib) {
+    userText szTitle;
+    formatText(szTitle, sizeof szTitle, "User specific checks for %s", usrname);
+    startCheck(szTitle);
+    if (judgeUser(usrname, checkSqllib))
+        return passCheck();
+    closeFailedCheck(SEVERITY_ERROR);
+    return RC_FAILED;
+}
+
+/* --- Service and FCM ports --- */
+
+/* A service of the database, copied out of the library's own memory. */
+struct knownService {
+    int bFound;
+    char szName[256]; // official name
+    int port;
+};
+
+static knownService copyService(const struct servent *pService) {
+    knownService service = {pService != NULL, "", 0};
+    if (pService != NULL) {
+        copyText(service.szName, pService->s_name);
+        service.port = ntohs((uint16_t)pService->s_port);
+    }
+    return service;
+}
+
+/* A number that is no port has no service. */
+static knownService serviceAtPort(long long port) {
+    return copyService(port >= 1 && port <= 65535 ? getservbyport(htons((uint16_t)port), NULL) : NULL);
+}
+
+/* How the lines name a kind of port, and one that another service's name is assigned to. */
+struct portKind {
+    const char *pName, *pTaken;
+};
+
+static const portKind serviceKind = {"Service Port", "port"};
+static const portKind fcmKind = {"FCM Port", "FCM Port"};
+
+/* Decides about one port by what the services database knows of it and of the name it is to have. */
+static int checkPort(const portKind &kind, long long port, const char *pExpected, const char *pUser) {
+    knownService byPort = serviceAtPort(port);
+    knownService byName = copyService(getservbyname(pExpected, NULL));
+    if (!byPort.bFound && !byName.bFound) {
+        reportLine(0, "   The %s Number - %lld is available for %s to use.", kind.pName, port, pUser);
+        return RC_OK;
+    }
+    if (byName.bFound && (strcmp(byName.szName, pExpected) != 0 || byName.port != port)) {
+        reportLine(1, "   ERROR: There already exists a service - %s assigned to %s %d", byName.szName, kind.pTaken,
+                   byName.port);
+        return RC_FAILED;
+    }
+    if (!byName.bFound && strcmp(byPort.szName, pExpected) != 0) {
+        reportLine(1, "   ERROR: The %s Number - %lld is in use and assigned to %s service", kind.pName, port,
+                   byPort.szName);
+        return RC_FAILED;
+    }
+    reportLine(0, "   The %s Number - %lld is assigned to %s KVX service", kind.pName, port, pExpected);
+    return RC_OK;
+}
+
+/* Names the FCM port at a distance from the first: the plain name, one with a number, or that of the range's end. */
+static void nameFcmPort(char (&KVX_svce)[20], const char *pService, long long distance, int nPartitions) {
+    char lPartition[13] = "";
+    if (distance > 0 && distance == nPartitions)
+        copyText(lPartition, "_END");
+    else if (distance > 0)
+        formatText(lPartition, sizeof lPartition, "_%lld", distance);
+    formatText(KVX_svce, sizeof KVX_svce, "KVX_%s", pService);
+    appendText(KVX_svce, lPartition);
+}
+
+int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
+    char szTitle[320];
+    formatText(szTitle, sizeof szTitle, "Service Port and FCM Ports usage for %s", svcName);
+    startCheck(szTitle);
+
+    char kvxc_svce[15];
+    formatText(kvxc_svce, sizeof kvxc_svce, "kvxc_%s", svcName);
+    int iRC = checkPort(serviceKind, svcPort, kvxc_svce, svcName);
+    for (long long distance = 0; fcmCheck && distance <= nPartitions; distance++) {
+        char KVX_svce[20];
+        nameFcmPort(KVX_svce, svcName, distance, nPartitions);
+        if (checkPort(fcmKind, fcmStartPort + distance, KVX_svce, KVX_svce) != RC_OK)
+            iRC = RC_FAILED;
+    }
+    if (iRC == RC_OK)
+        return passCheck();
+    closeFailedCheck(SEVERITY_ERROR);
+    return RC_FAILED;
+}
+
+/* --- Umask --- */
+
+/* Reads the shell's umask through a file beside the temporary directory, which stays. 0 when it cannot be told. */
+static int readUmask(char (&szMask)[256]) {
+    commandText szCommand;
+    captureFile capture;
+    nameCaptureAt(&capture, "%s.%d", temporaryDirectory(), (int)getpid());
+    formatCommand(szCommand, "umask  > %s 2>&1", capture.szPath);
+    int status = runIntoCapture(&capture, szCommand);
+    if (!openCapture(&capture)) {
+        messageText szUnused;
+        fetchText(szUnused, MSG_UMASK_UNREADABLE); // shown nowhere
+        return 0;
+    }
+    if (status != 0)
+        debugTrace("   Failed to execute umask on the machine. ");
+    int bRead = status == 0 && readCapture(&capture, szMask, sizeof szMask);
+    closeCapture(&capture);
+    return bRead;
+}
+
+/* The mask may be at most the required one, compared as versions are. */
+static int judgeUmask(const char *pRequired) {
+    char szMask[256];
+    if (!readUmask(szMask))
+        return 0;
+    int order = sqloCompareVersionStrings(pRequired, szMask);
+    cutLastCharacter(szMask);
+    reportText(MSG_VERSION_FOUND, szMask);
+    return order == VERSION_LOWER || order == VERSION_EQUAL;
+}
+
+int sqloValidateUmsk(const char *umask) {
+    startCheck("umask ");
+    reportText(MSG_REQUIRED_WITH_RELEASE, "UMASK", umask);
+    if (judgeUmask(umask))
+        return passCheck();
+    messageText szClosing;
+    closeFailedCheck(szClosing, SEVERITY_ERROR);
+    sqloUpdateErrorList(szClosing);
+    return RC_FAILED;
+}
