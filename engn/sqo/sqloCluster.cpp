@@ -1142,6 +1142,14 @@ static int listTbDisks(tbdiskInfo **ppRecords, const nameText &szLocal, char *ps
     return RC_OK;
 }
 
+static void freeTbDisks(tbdiskInfo *pRecords) {
+    while (pRecords != NULL) {
+        tbdiskInfo *pNext = pRecords->next;
+        free(pRecords);
+        pRecords = pNext;
+    }
+}
+
 /* Tests one pair: another host with this one, or this one with the host behind it or, at the end, before it. A host
  * without a partner is not tested. */
 static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nameText &szLocal, const char *pszDevId) {
@@ -1199,11 +1207,13 @@ static int examineTbDisk(int *pPairResult) {
         reportFault(MSG_PACKAGE_NOT_INSTALLED, pReservationTool);
         return RC_FAILED;
     }
-    if (listTbDisks(&pRecords, szLocal, szDevId) != RC_OK)
-        return RC_FAILED;
-    *pPairResult = testTbPairs(pRecords, szLocal, szDevId);
-    removePrereqBinaries();
-    return RC_OK;
+    int result = listTbDisks(&pRecords, szLocal, szDevId);
+    if (result == RC_OK) {
+        *pPairResult = testTbPairs(pRecords, szLocal, szDevId);
+        removePrereqBinaries();
+    }
+    freeTbDisks(pRecords);
+    return result;
 }
 
 int sqloValidateTbDisk(void) {

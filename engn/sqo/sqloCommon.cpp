@@ -149,17 +149,15 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
  * quotation of the format's own. At the beginning, an equals sign would make it an assignment. */
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
-    int bAlone = pCommand->length == 0 || pCommand->szText[pCommand->length - 1] == ' ';
-    if (word.bPattern)
+    int bFirst = pCommand->length == 0;
+    int bOption = pText[0] == '-' && (bFirst || pCommand->szText[pCommand->length - 1] == ' ');
+    int bPlain = isPlainWord(pText) && !(bFirst && strchr(pText, '=') != NULL);
+    if (word.bPattern || (bPlain && !bOption))
         putText(pCommand, pText);
-    else if (bAlone && pText[0] == '-')
-        pCommand->bFits = 0;
-    else if (isPlainWord(pText) && !(pCommand->length == 0 && strchr(pText, '=') != NULL))
-        putText(pCommand, pText);
-    else if (pCommand->quote != '\0')
-        pCommand->bFits = 0;
-    else
+    else if (!bOption && pCommand->quote == '\0')
         putQuoted(pCommand, pText);
+    else
+        pCommand->bFits = 0;
 }
 
 static void putFormatCharacter(composedCommand *pCommand, char c) {

@@ -26,12 +26,10 @@ static const char *const pModProbeFile = "/etc/modprobe.d/modprobe.conf";
 static const char *const pOldSuseModProbeFile = "/etc/modprobe.conf.local";
 
 char *sqoConcat(const char *reversedFile, const char *currentLine) {
-    size_t firstLength = strlen(reversedFile), secondLength = strlen(currentLine);
-    char *pJoined = (char *)malloc(firstLength + secondLength + 1);
-    if (pJoined == NULL)
-        return NULL;
-    memcpy(pJoined, reversedFile, firstLength);
-    memcpy(pJoined + firstLength, currentLine, secondLength + 1);
+    size_t size = strlen(reversedFile) + strlen(currentLine) + 1;
+    char *pJoined = (char *)malloc(size);
+    if (pJoined != NULL)
+        formatText(pJoined, size, "%s%s", reversedFile, currentLine);
     return pJoined;
 }
 

@@ -408,7 +408,7 @@ int sqloUpdatePreqVersionList(const char *pVer) {
 
     static versionList *pLast; // files are ordered as a rule, so that most levels go to one end
     versionList **ppPlace = &preqVersionList;
-    if (preqVersionList != NULL && !isOlder(pLast, pNew))
+    if (preqVersionList != NULL && pLast != NULL && !isOlder(pLast, pNew))
         ppPlace = &pLast->next;
     while (*ppPlace != NULL && !isOlder(*ppPlace, pNew))
         ppPlace = &(*ppPlace)->next;
