@@ -41,7 +41,7 @@ int formatText(char *szTo, size_t size, const char *pFormat, ...) {
 }
 
 int readLine(FILE *pFile, char *szLine, size_t size) {
-    if (fgets(szLine, (int)size, pFile) == NULL)
+    if (fgets_unlocked(szLine, (int)size, pFile) == NULL)
         return 0;
     cutNewline(szLine);
     return 1;
@@ -228,7 +228,9 @@ int outputHolds(const commandText &szCommand, const char *pText) {
     return bHolds;
 }
 
-/* --- Capture files --- */
+/* --- Capture files. A library's texts are many short lines: the reading must cost little beside the listing. --- */
+
+static const size_t CAPTURE_BUFFER_SIZE = 65536;
 
 const char *temporaryDirectory(void) {
     const char *pDirectory = getenv("KVXTMPDIR");
@@ -285,12 +287,15 @@ int openCapture(captureFile *pCapture) {
     closeCapture(pCapture);
     if (pCapture->bOurs)
         pCapture->pFile = fopen(pCapture->szPath, "re");
-    return pCapture->pFile != NULL;
+    if (pCapture->pFile == NULL)
+        return 0;
+    setvbuf(pCapture->pFile, NULL, _IOFBF, CAPTURE_BUFFER_SIZE);
+    return 1;
 }
 
 int readCapture(captureFile *pCapture, char *szLine, size_t size) {
     szLine[0] = '\0';
-    return pCapture->pFile != NULL && fgets(szLine, (int)size, pCapture->pFile) != NULL;
+    return pCapture->pFile != NULL && fgets_unlocked(szLine, (int)size, pCapture->pFile) != NULL;
 }
 
 void closeCapture(captureFile *pCapture) {

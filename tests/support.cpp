@@ -1,0 +1,105 @@
+#include "support.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+scratchDirectory::scratchDirectory() : path("/tmp/kvx-test.XXXXXX") {
+    if (mkdtemp(path.data()) == nullptr)
+        throw std::runtime_error("no scratch directory");
+}
+
+scratchDirectory::~scratchDirectory() {
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+void onHost(const privateHost &host, const std::function<void()> &body) {
+    std::string why;
+    if (!privateHostsPermitted(why)) {
+        ASSERT_EQ(getenv("CI"), nullptr) << "no private host: " << why;
+        GTEST_SKIP() << "no private host: " << why;
+    }
+    privateHost seen = host;
+    seen.binds.push_back(KVX_PROGRAM_DIR);
+    EXPECT_EQ(runOnHost(seen, [&body] { return body(), testing::Test::HasFailure() ? 1 : 0; }), 0) << "in the host";
+}
+
+static std::string captureStream(int stream, const std::function<void()> &body) {
+    const int caught = memfd_create("caught", MFD_CLOEXEC), original = dup(stream);
+    fflush(nullptr);
+    dup2(caught, stream);
+    body();
+    fflush(nullptr);
+    dup2(original, stream);
+    const std::string text = readFile("/proc/self/fd/" + std::to_string(caught));
+    close(caught);
+    close(original);
+    return text;
+}
+
+printed capture(const std::function<void()> &body) {
+    printed got;
+    got.out = captureStream(STDOUT_FILENO, [&] { got.err = captureStream(STDERR_FILENO, body); });
+    return got;
+}
+
+std::string readFile(const std::string &path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const std::string &path, const std::string &text) {
+    std::error_code ignored; // the file that then cannot be written tells
+    fs::create_directories(fs::path(path).parent_path(), ignored);
+    std::ofstream out(path, std::ios::binary);
+    out << text << std::flush;
+    ASSERT_TRUE(out.good()) << path;
+}
+
+void useCatalog() {
+    setText(szRuntimePath, KVX_PROGRAM_DIR);
+    setText(szLocale, "en_US");
+}
+
+void useTexts(const std::map<int, std::string> &texts) {
+    static const scratchDirectory directory;
+    std::string source = "$set 1\n$quote \"\n";
+    for (const auto &[number, text] : texts) {
+        source += std::to_string(number) + " \"";
+        for (const char c : text)
+            source += c == '\n' ? "\\n" : c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+        source += "\"\n";
+    }
+    const std::string catalog = directory.path + "/locale/en_US.iso88591/kvxistring.cat";
+    writeFile(directory.path + "/texts", source);
+    writeFile(catalog, "");
+    fs::remove(catalog); // gencat adds to a catalog that is there
+    ASSERT_EQ(system(("gencat " + catalog + " " + directory.path + "/texts").c_str()), 0);
+    setText(szRuntimePath, directory.path);
+    setText(szLocale, "en_US");
+}
+
+std::string message(int number, const std::vector<std::string> &tokens) {
+    char szText[MESSAGE_SIZE];
+    for (const std::string &token : tokens)
+        addToken(token.c_str());
+    return sqloGetString(number, szText, sizeof szText);
+}
+
+void setValue(Tag tag, const std::string &text) {
+    ppszPREREQ[tag] = strdup(text.c_str());
+}
+
+std::vector<std::string> errorEntries() {
+    std::vector<std::string> entries;
+    for (const errorMsg *pError = pErrorList; pError != nullptr; pError = pError->next)
+        entries.emplace_back(pError->szMessage, strnlen(pError->szMessage, sizeof pError->szMessage));
+    return entries;
+}
