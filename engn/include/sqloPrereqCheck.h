@@ -223,6 +223,7 @@ extern int bShareGrid;                // the clustered feature is being checked;
 extern int bOrigShareGrid;            // its value before the pass
 extern int bPCSupportedPlatform;      // 1 until the host proves unfit for the clustered feature
 extern int bnoStdRtk;                 // the C++ runtime check failed
+extern int bNonIB;                    // the last adapter probe said: not InfiniBand
 extern int bEtchostError;             // /etc/hosts was found inconsistent
 extern char szPlatform[30];           // "Linux" once prepared
 extern char szProcessor[30];          // never filled
@@ -248,7 +249,6 @@ extern int bMHCA;                    // multiple host channel adapters
 extern int bCustomNetworkType;       // szNetworkType holds a network type
 extern int bAdapterListFile;         // adapter list read from a file
 extern int bOSSH;                    // use the operating system's own remote shell
-extern int bNonIB;                   // network is not InfiniBand
 extern int bInputInstanceHome;       // szInputHome was given
 extern char szInputHome[256];        // home directory of the instance to be
 extern int bInputInstallPath;        // szInputInstallPath was given
@@ -317,7 +317,8 @@ int validateInputVersion(void);
 
 /* Runs the checks that only the clustered feature needs, as far as the settings ask for them. RC_OK, or the last
  * failure's RC_SOFTWARE, RC_IB_PACKAGE, RC_HPN_PACKAGE, RC_RDMA_PACKAGE or RC_FAILED. Some failures are reported but
- * do not count: shells, time service, module options, shared and tiebreaker disks, ping. */
+ * do not count: shells, time service, module options, shared and tiebreaker disks, ping, and the free space of the
+ * temporary directory without strictFlag, of the instance home and of the install path. */
 int sqloCheckPrereqShareGrid(void);
 
 /* Runs one level's checks in order and writes its summary. RC_OK or the status of the last check that failed; a failed
@@ -576,12 +577,12 @@ int sqloCheckOSLevel(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Software checks (sqloSoftware.cpp). The checks write a block to the report and their failures to the error list.
- * msgLevel is a Severity; with any other value a check fails at once, runs nothing and names no severity. emitErrors
+ * msgLevel is a Severity; with any other value a check fails at once, queries nothing and names no severity. emitErrors
  * is 1 when a package that is not installed is reported by a text of its own, not by 30095. Package, file, version
  * and release texts may be null where said.
  * ------------------------------------------------------------------------------------------------------------- */
 
-extern int kshntp;               // 1 from the first time-service or shell check on: equal versions go by their text
+extern int kshntp;               // 1 from the first sqlocheckNtpChronyKsh on: see sqloCheckPackageLINUX
 extern int isNTP;                // 1 while the NTP package is being checked
 extern char szNTPMessages[1024]; // the failure of the NTP package, which does not go to the error list at once
 
@@ -608,7 +609,10 @@ int sqloCheckGlibC(void);
 int sqloCheckLibPAM(void);
 
 /* Is a package, or the one that owns a file, installed, and is it at least minVersion and minRelease? Give packageID or
- * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel.
+ * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel;
+ * a mismatch leaves two entries. While isNTP is set the failure goes to szNTPMessages instead of the error list. Once
+ * kshntp is set, which nothing undoes, an equal version whose text sorts below the required one fails, and one that is
+ * not numeric goes by its release; so the shells of later levels are judged otherwise than those of the first.
  * 0 or -1. 30052, 30056, 30057, 30085, 30160, 30184, 33506 to 33509, 33546, 33547, 33608. */
 int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *minVersion, const char *minRelease,
                           int msgLevel, int emitErrors);
@@ -621,7 +625,8 @@ int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *rel
  * noarch? 0 or -1. 30085, 33506, 33535 to 33537, 33547. */
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel, int emitErrors);
 
-/* The same for a Mellanox library's package, with a text of its own. */
+/* The same for the package of a Mellanox library, whose file name is the title, with a text of its own when it is
+ * missing. Asks verifyVMware first. */
 int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                                   int emitErrors);
 
@@ -631,7 +636,9 @@ int sqloCheckPackagePresenceLinux(const char *packageName, const char *rpmPkgNam
 /* 0 when KVXMLNXOFED enables the Mellanox stack's validation and the stack is there, else -1. 33546, 33547. */
 int sqloCheckMellanoxLINUX(void);
 
-/* Is the SCSI generic utilities package, or the one that owns a file, installed? 0 or RC_SG_PACKAGE. No caller. */
+/* Is the SCSI generic utilities package, or the one that owns a file, installed? Either may be null; the reservation
+ * tool's own package is verified too. 0, or RC_SG_PACKAGE with the closing line as the entry. 30085, 33506, 33507.
+ * No caller. */
 int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors);
 
 /* Is SELinux disabled? 0, also without getenforce (nothing is reported then); -1 when it is not or cannot be told, and
@@ -662,7 +669,7 @@ int sqloValidateUserProfile(const char *usrname, int checkSqllib);
 
 /* Are the service port and, with fcmCheck, the nPartitions + 1 FCM ports from fcmStartPort on free, or registered under
  * the names that the service name gives them? 0 or -1. A number that is no port has no service. Names are cut to 14
- * and 19 characters. */
+ * and 19 characters. With fewer than 0 partitions there is no FCM port. */
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions);
 
 /* Is the shell's umask at most the given one, as decimal numbers? 0 or -1; the closing line is then the error list's
@@ -670,8 +677,8 @@ int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmSta
 int sqloValidateUmsk(const char *umask);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Network adapters and RDMA (sqloNetwork.cpp). A fault goes to the report, the error list and the GUI report; the
- * sections are marked in the GUI report.
+ * Network adapters and RDMA (sqloNetwork.cpp). A fault goes to the report, the error list and the GUI report unless
+ * said otherwise, 33506 and 33546 to the report only; the sections are marked in the GUI report.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Is the module option log_mtts_per_seg set to 7 where the distribution keeps it? 0, also on a distribution that has no
@@ -679,14 +686,15 @@ int sqloValidateUmsk(const char *umask);
 int sqloValidateModProbe(void);
 
 /* Does the last line of a file that sets the option to 7 or to 3 set it to 7? Other settings are passed over, and lines
- * that begin with "#". 0 or -1. Of a file longer than 257 pieces of 256 characters the last ones are read. */
+ * that begin with "#". 0 or -1. */
 int chkModProbeFile(const char *modprobe);
 
-/* The lines of a file from the last to the first, each ending with a line break, as a heap text; null, after "Error "
- * on standard output, when it cannot be opened, and when memory runs out. */
+/* The lines of a file (in pieces of 256 characters, the first megabyte) from the last to the first, each ending with a
+ * line break, as a heap text that is the caller's; null, after "Error " on standard output, when it cannot be opened,
+ * and when memory runs out. */
 char *sqoFlipFile(const char *modprobe);
 
-/* Both texts in one heap text, null when memory runs out. */
+/* Both texts in one heap text that is the caller's, as the arguments stay; null when memory runs out. */
 char *sqoConcat(const char *reversedFile, const char *currentLine);
 
 /* Is the distribution's RDMA service installed and enabled? 0 or -1. 30125, 30127, 33506, 33564, 33566. */
@@ -695,16 +703,19 @@ int sqloCheckForRDMAStatus(void);
 /* The same for the service of the Mellanox stack. */
 int sqloCheckForOpenibdStatus(void);
 
-/* Is a service switched on? 0, also when the service manager does not list it; -1 when it is off or the query was
- * killed. 30127, 33506, 33566. */
+/* Is a service switched on? 0, also when the service manager does not list it or cannot be asked; -1 when it is off, is
+ * listed only in another letter case, or the query was killed. 30127, 33506, 33566. */
 int sqloCheckForOpenibdRDMAEnablement(const char *serviceName);
 
-/* Classifies every network name with the adapter probe; the last answer decides bNonIB. Failures are warnings. 30155,
- * 30156, 30159, 33580, 33598 to 33601. No caller. */
+/* Classifies every network name with the adapter probe; the last answer decides bNonIB, which an empty list leaves
+ * alone. A failure is a warning; a name that is not on an adapter for the cluster (33598) fails only without a uDAPL
+ * configuration file. A block that passed has no closing line. 30155, 30156, 30159, 33580, 33598 to 33601. No caller.
+ */
 void sqloValidateAdapter(void);
 
-/* Runs the connectivity tool over an adapter list file and reports its log when it fails, as a warning. 30180, 33546,
- * 33607. No caller. */
+/* Runs the connectivity tool of the current directory over an adapter list file, with the program placed on every host
+ * meanwhile, and reports its log when it fails, as a warning. Of the tool's exit code the low seven bits count. 30180,
+ * 33546, 33607 (report and error list). No caller. */
 void sqloValidateAdapterUsingRocmc(const char *adapterFile);
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -742,8 +753,8 @@ struct tbdiskInfo {
     char diskID[255];   // field
     char hostName[255]; // field
     int scsitype;       // 1 exempts from the pair test
-    int isdevInfoOk;
-    int reserveStatus; // exit status of the pair test
+    int isdevInfoOk;    // like diskID used by nobody
+    int reserveStatus;  // exit status of the pair test
     tbdiskInfo *next;
 };
 
@@ -804,7 +815,9 @@ int removePrereqBinaries(void);
  * /tmp/il.txt. 33581, 33584. */
 int sqloValidateUsers(void);
 
-/* Is /etc/hosts consistent with the expected names? 0 or -1. Sets bEtchostError. 33542 on standard error. No caller. */
+/* Is /etc/hosts, which stays open until the exit, consistent with the expected names? 0, or -1 with bEtchostError set
+ * and without the closing marker. 33574, 33575 (for a second name on a line not in the error list), 33592; 33542 on
+ * standard error only. No caller. */
 int sqloValidateEtcHosts(void);
 
 /* Adds an expected name at the front unless its short name is known. The name is not null. RC_OK or RC_NO_MEMORY. Its
@@ -823,29 +836,34 @@ int checkLoopBack(const char *hostName);
 /* Has no earlier line claimed a name with this address? 0, or -1 with 33575. */
 int checkIPAddress(const char *IPAddr);
 
-/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; 33575 when another
- * line had claimed it. */
+/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; 33575 when it
+ * was claimed before. */
 int checkHostName(const char *IPAddr, const char *hostName);
 
 /* Is there this much free space, in kilobytes, in the file system of a directory? 0 or -1. level is a Severity: a
- * shortage is an error (33571), or a warning (33594) that does not go to the GUI report. 30132, 33546, 33547. */
+ * shortage is an error (33571), or a warning (33594) that does not go to the GUI report; with any other level it is not
+ * reported. A df that fails shows only in the closing line. 30132, 33546, 33547. */
 int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level);
 
 /* Are all shared disks present, by name or by expected identifier? 0, or -1 when one is missing; a name that does not
  * begin with "/" fails only the report's closing line. With bDiskList what was found goes to /tmp/dl.txt. The capture
- * file stays. 30131, 33546, 33547, 33570. */
+ * file stays, and open. A disk is examined again for as long as its lookup is killed. 30131, 33570; 33546 and 33547 in
+ * the report only. */
 int sqloValidateDisk(void);
 
-/* Can tbDiskName serve as tiebreaker: known everywhere by one identifier, with a passed reservation test of every pair
- * of hosts? 0 or -1; a failed pair shows only in the closing line. 33507, 33570. */
+/* Can tbDiskName, off which a trailing "/" is cut, serve as tiebreaker: known everywhere by one identifier, with a
+ * passed reservation test of each other host with this one, and of this one with its neighbour in the list? 0 or -1; a
+ * failed test shows only in the closing line. Places the program on every host, and removes it once the pairs were
+ * tested; runs the probe of the current directory. There is no marker in the GUI report. 33507, 33570. */
 int sqloValidateTbDisk(void);
 
 /* Looks up a disk's identifier (bIsGetDevId 1, into pszDevId) or the name that an identifier has (into pszDevName),
- * here or on another host. Both buffers hold at least 256 characters. 0, also with nothing found and the output
- * untouched; -1 when it cannot be looked up. A newline cuts the last character of a given identifier. */
+ * here or on another host. The buffer that is filled holds at least 255 bytes. 0, also when the command fails or finds
+ * nothing and the buffer stays untouched; -1 when it is killed or its output cannot be opened. A newline cuts the last
+ * character of a given identifier. */
 int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId, int bIsGetDevId, int bIsRemote);
 
-/* 1 when a disk has no reservation policy, else -1. No caller. */
+/* 1 when a disk's reservation policy is "no_reserve", else -1. No caller. */
 int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote);
 
 #endif

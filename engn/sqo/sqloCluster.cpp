@@ -160,6 +160,9 @@ static int readFreeSpace(captureFile *pCapture, toolLine &szAmount) {
     return 1;
 }
 
+/* The texts of free space name a directory and a host. */
+static const int SPACE_MESSAGE_SIZE = 512;
+
 static void reportShortSpace(const char *dir, int reqdSpace, const char *pAmount, int level) {
     char szRequired[30];
     formatText(szRequired, sizeof szRequired, "%d KB", reqdSpace);
@@ -168,9 +171,9 @@ static void reportShortSpace(const char *dir, int reqdSpace, const char *pAmount
     cutLastCharacter(szAvailable);
     appendText(szAvailable, " KB");
     if (level == SEVERITY_ERROR)
-        reportFault(MSG_FREE_SPACE_SHORT, dir, IIHName, szRequired, szAvailable);
+        reportFault<SPACE_MESSAGE_SIZE>(MSG_FREE_SPACE_SHORT, dir, IIHName, szRequired, szAvailable);
     else if (level == SEVERITY_WARNING) {
-        messageText szText;
+        char szText[SPACE_MESSAGE_SIZE + LOG_ROOM];
         logText(szText, MSG_FREE_SPACE_LOW, dir, IIHName, szRequired, szAvailable);
         sqloUpdateErrorList(szText);
     }
@@ -187,7 +190,7 @@ static int judgeFreeSpace(captureFile *pCapture, const char *dir, int reqdSpace,
         return RC_FAILED;
     int available = leadingNumber(szAmount);
     if (reqdSpace <= available) {
-        reportText(MSG_FREE_SPACE_MET, dir, IIHName);
+        reportText<SPACE_MESSAGE_SIZE>(MSG_FREE_SPACE_MET, dir, IIHName);
         debugTrace("Free Space met %s --- %d\n", dir, available);
         return RC_OK;
     }
@@ -240,25 +243,20 @@ static const size_t REMOTE_COMMAND_SIZE = 500;
 static const size_t DISK_COMMAND_SIZE = 256;
 
 struct boundedCommand {
-    commandText szText;
-    int bCut;
+    commandText szText;                // to be run; empty when it is too long
+    char szShown[REMOTE_COMMAND_SIZE]; // for the trace
 };
 
 static void boundCommand(boundedCommand *pCommand, size_t size) {
-    pCommand->bCut = strlen(pCommand->szText) >= size;
-    if (pCommand->bCut)
-        pCommand->szText[size - 1] = '\0';
+    iStrncpy(pCommand->szShown, pCommand->szText, (int)size);
+    if (strlen(pCommand->szText) >= size)
+        pCommand->szText[0] = '\0';
 }
 
 template <typename... Words>
 static void formatRemoteCommand(boundedCommand *pCommand, const char *pFormat, Words... words) {
     formatCommand(pCommand->szText, pFormat, words...);
     boundCommand(pCommand, REMOTE_COMMAND_SIZE);
-}
-
-static int runBounded(const boundedCommand &command) {
-    static const commandText szNothing = "";
-    return runCommand(command.bCut ? szNothing : command.szText);
 }
 
 /* --- Reachability --- */
@@ -272,7 +270,7 @@ int checkPingTest(void) {
         copyField(szName, pNet->netName);
         boundedCommand command;
         formatRemoteCommand(&command, "ping -c1 %s 2>/dev/null 1>/dev/null", szName);
-        if (exitCode(runBounded(command)) == 0) {
+        if (exitCode(runCommand(command.szText)) == 0) {
             reportText(MSG_PING_ANSWERED, szName, IIHName);
             debugTrace("Ping successfull from %s to %s \n", IIHName, szName);
         } else {
@@ -297,7 +295,7 @@ static int testOwnShellToAll(void) {
                             "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
                             "2>/dev/null 1>/dev/null ",
                             pOwnShell, szHost);
-        pHost->isSSH = runBounded(command) == 0;
+        pHost->isSSH = runCommand(command.szText) == 0;
         if (pHost->isSSH)
             debugTrace("KVXSSH successfull from %s to %s \n", IIHName, szHost);
         else {
@@ -343,7 +341,7 @@ int checkSSHToAll(void) {
                             "ssh  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
                             "2>/dev/null 1>/dev/null ",
                             szHost);
-        pHost->isSSH = runBounded(command) == 0;
+        pHost->isSSH = runCommand(command.szText) == 0;
         if (pHost->isSSH) {
             reportText(MSG_SSH_REACHABLE, IIHName, szHost);
             debugTrace("SSH successfull from %s to %s \n", IIHName, szHost);
@@ -380,10 +378,10 @@ static int packBinaries(void) {
                         "Linux/msg/installVEX* Linux/x86_64/src.msg.es_ES* Linux/i386/src.msg.es_ES* 2>/dev/null "
                         "1>/dev/null",
                         szRuntimePath, sqloNormalizedLocaleDir(szLocale), szRuntimePath, "/../vexha");
-    debugTrace("szcmd --> %s\n", command.szText);
-    if (!wasKilled(runBounded(command)))
+    debugTrace("szcmd --> %s\n", command.szShown);
+    if (!wasKilled(runCommand(command.szText)))
         return RC_OK;
-    debugTrace("Couldnot execute command %s\n", command.szText);
+    debugTrace("Couldnot execute command %s\n", command.szShown);
     return RC_FAILED;
 }
 
@@ -400,7 +398,7 @@ static int testBeforePlacing(hostInfo *pHost, const nameText &szHost) {
                         "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
                         "2>/dev/null 1>/dev/null",
                         getSSHCmd(), szHost);
-    if (runBounded(command) == 0)
+    if (runCommand(command.szText) == 0)
         return 1;
     logRemoteRule();
     reportText(MSG_SSH_PLACING_FAILED, szHost);
@@ -415,9 +413,9 @@ static int makeRemoteDirectories(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s 'mkdir /tmp/kvxprereq /tmp/vexha' 2>/dev/null 1>/dev/null", getSSHCmd(),
                         szHost);
-    if (!wasKilled(runBounded(command)))
+    if (!wasKilled(runCommand(command.szText)))
         return RC_OK;
-    debugTrace("Could not execute command %s\n", command.szText);
+    debugTrace("Could not execute command %s\n", command.szShown);
     return RC_FAILED;
 }
 
@@ -442,10 +440,10 @@ static int copyBinaries(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, pFormat, pFirstCopy, patternWord(addFiles), szHost, pFirstShell, szHost, pSecondCopy,
                         szHost, pSecondShell, szHost);
-    debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szText);
-    if (!wasKilled(runBounded(command)))
+    debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szShown);
+    if (!wasKilled(runCommand(command.szText)))
         return RC_OK;
-    debugTrace("Could not execute command %s\n", command.szText);
+    debugTrace("Could not execute command %s\n", command.szShown);
     return RC_FAILED;
 }
 
@@ -507,13 +505,13 @@ static int runOnHost(const nameText &szHost) {
     captureFile output;
     nameCaptureAt(&output, "/tmp/1.txt");
     formatRemoteCommand(&command, "%s %s '%s' > /tmp/1.txt", getSSHCmd(), szHost, patternWord(szRemote));
-    debugTrace("-------> %s\n", command.szText);
-    if (command.bCut || (bCheckSpecificRelease && !isPlainWord(szInputVersion)))
+    debugTrace("-------> %s\n", command.szShown);
+    if (bCheckSpecificRelease && !isPlainWord(szInputVersion))
         command.szText[0] = '\0';
     int status = runIntoCapture(&output, command.szText);
     dropCapture(&output);
     if (wasKilled(status))
-        debugTrace("Could not execute command %s\n", command.szText);
+        debugTrace("Could not execute command %s\n", command.szShown);
     return status == 0 ? RC_OK : RC_FAILED;
 }
 
@@ -524,9 +522,9 @@ static int fetchReport(const nameText &szHost, const char *pFormat, const char *
     captureFile report;
     nameCaptureAt(&report, "%s", pPath);
     formatRemoteCommand(&command, pFormat, getSCPCmd(), szHost);
-    int status = command.bCut ? 0 : runIntoCapture(&report, command.szText);
+    int status = runIntoCapture(&report, command.szText);
     if (wasKilled(status))
-        debugTrace("Couldnot execute command %s\n", command.szText);
+        debugTrace("Couldnot execute command %s\n", command.szShown);
     openCapture(&report);
     toolLine szLine;
     while (readCapture(&report, szLine, sizeof szLine))
@@ -571,9 +569,9 @@ int runPrereqBinaries(void) {
 static int removeFromHost(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s rm -Rf /tmp/kvxprereq /tmp/vexha", getSSHCmd(), szHost);
-    if (!wasKilled(runBounded(command)))
+    if (!wasKilled(runCommand(command.szText)))
         return RC_OK;
-    debugTrace("Couldnot execute command %s\n", command.szText);
+    debugTrace("Couldnot execute command %s\n", command.szShown);
     return RC_FAILED;
 }
 
@@ -586,8 +584,8 @@ int removePrereqBinaries(void) {
     boundedCommand command;
     formatRemoteCommand(&command, "rm /tmp/kvxprereq.tar /tmp/vexha.tar /tmp/hl.txt %s 2>/dev/null 1>/dev/null",
                         patternWord(addFiles));
-    if (wasKilled(runBounded(command))) {
-        debugTrace("Couldnot execute command %s\n", command.szText);
+    if (wasKilled(runCommand(command.szText))) {
+        debugTrace("Couldnot execute command %s\n", command.szShown);
         return RC_FAILED;
     }
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
@@ -672,11 +670,12 @@ int sqloValidateUsers(void) {
 
 /* --- /etc/hosts --- */
 
-/* Is an expected name the given one, by their short names? */
+/* Is an expected name the given one, by their short names? Of the given one as much counts as a field holds. */
 static int isExpectedName(const etcInfo *pEntry, const char *pName) {
-    nameText szExpected;
+    nameText szExpected, szGiven;
     copyField(szExpected, pEntry->Name);
-    return isSameShortName(szExpected, pName);
+    copyText(szGiven, pName);
+    return isSameShortName(szExpected, szGiven);
 }
 
 int updateEtcHostInfo(const char *hostNameorIP) {
@@ -784,7 +783,7 @@ static int isLoopbackAddress(const char *pAddress) {
 }
 
 /* Cuts a line at a "#" or its newline, and then behind its address. Null when it holds no entry, as a last line
- * without a newline and the rest of a long one do not. */
+ * without a newline and a piece of a long one do not; the last piece of that is taken for a line. */
 static char *splitHostsLine(char *szLine) {
     char *pEnd = szLine[0] == '#' ? NULL : strpbrk(szLine, "#\n");
     if (pEnd == NULL)
@@ -814,20 +813,27 @@ static void traceName(const char *pAddress, char *pName) {
     debugTrace("Short Name ---> %s\n", pName);
 }
 
-/* Examines a name on a line that is no loopback line. szMatched is the line's name that a cluster host has claimed,
- * empty until one has. */
-static int examineName(const char *pAddress, char *pName, toolLine &szMatched) {
+/* A line of /etc/hosts that is being examined. */
+struct hostsLine {
+    const char *pAddress;
+    int bMatched;         // a cluster host has claimed the line
+    const char *pMatched; // by this name
+};
+
+/* Examines a name on a line that is no loopback line. */
+static int examineName(hostsLine *pLine, const char *pName) {
     int result = RC_OK;
-    if (szMatched[0] != '\0') {
-        if (isSameShortName(szMatched, pName)) {
+    if (pLine->bMatched) {
+        if (isSameShortName(pLine->pMatched, pName)) {
             debugTrace("Same Match\n");
             return RC_OK;
         }
         reportSecondName(pName);
         result = RC_FAILED;
     }
-    if (checkHostName(pAddress, pName))
-        copyText(szMatched, pName);
+    pLine->bMatched = checkHostName(pLine->pAddress, pName);
+    if (pLine->bMatched)
+        pLine->pMatched = pName;
     return result;
 }
 
@@ -836,14 +842,14 @@ static int examineHostsLine(char *szLine) {
     char *pNames = splitHostsLine(szLine);
     if (pNames == NULL)
         return RC_OK;
+    hostsLine line = {szLine, 0, NULL};
     int bLoopback = isLoopbackAddress(szLine);
     int result = bLoopback ? RC_OK : checkIPAddress(szLine);
-    toolLine szMatched = "";
     char *pRest = NULL;
     for (char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
-        traceName(szLine, pName);
-        if ((bLoopback ? checkLoopBack(pName) : examineName(szLine, pName, szMatched)) != RC_OK)
+        if ((bLoopback ? checkLoopBack(pName) : examineName(&line, pName)) != RC_OK)
             result = RC_FAILED;
+        traceName(szLine, pName);
     }
     return result;
 }
@@ -922,23 +928,26 @@ static void composeDeviceLookup(commandText &szCommand, const captureFile &captu
                       pId, capture.szPath);
 }
 
+/* Copies an answer, which fits every name field once its newline is cut. */
+static void copyAnswer(char *pszTo, const char *pAnswer) {
+    memcpy(pszTo, pAnswer, strlen(pAnswer) + 1);
+}
+
 /* Takes the answer out of its first line: the identifier, or the device name at the end of the link's target. */
 static void takeDeviceAnswer(captureFile *pCapture, char *pszDevName, char *pszDevId, int bIsGetDevId) {
     toolLine szLine;
     if (!readCapture(pCapture, szLine, sizeof szLine))
         return;
+    cutLastCharacter(szLine);
     if (bIsGetDevId == 1) {
-        cutLastCharacter(szLine);
-        iStrncpy(pszDevId, szLine, sizeof szLine);
+        copyAnswer(pszDevId, szLine);
         return;
     }
     char *pRest = NULL;
     strtok_r(szLine, " ", &pRest);
     const char *pTarget = strtok_r(NULL, " ", &pRest);
-    if (pTarget == NULL)
-        return;
-    iStrncpy(pszDevName, baseName(pTarget), sizeof szLine);
-    cutLastCharacter(pszDevName);
+    if (pTarget != NULL)
+        copyAnswer(pszDevName, baseName(pTarget));
 }
 
 int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId, int bIsGetDevId, int bIsRemote) {
@@ -1011,37 +1020,58 @@ static void formatDiskLookup(boundedCommand *pCommand, const sharedDisk &disk, c
                       "2>&1 > %s",
                       baseName(disk.szName), capture.szPath);
     boundCommand(pCommand, DISK_COMMAND_SIZE);
-    if (pCommand->bCut)
-        pCommand->szText[0] = '\0';
 }
 
 /* Finds the line that names the disk. 0 when none does. */
 static int findDiskLine(captureFile *pCapture, const sharedDisk &disk, toolLine &szLine) {
-    const char *pSlash = strrchr(disk.szName, '/');
-    const char *pBase = pSlash == NULL ? disk.szName : pSlash;
+    const char *pBase = strrchr(disk.szName, '/');
     while (readCapture(pCapture, szLine, sizeof szLine))
         if (strstr(szLine, disk.bById ? disk.szId : pBase) != NULL)
             return 1;
     return 0;
 }
 
-/* Reports a disk that was looked up, and lists it. A disk that is known by its identifier is not listed. */
-static DiskFinding noteDisk(captureFile *pCapture, const sharedDisk &disk, FILE *pList) {
-    toolLine szLine;
-    if (findDiskLine(pCapture, disk, szLine)) {
-        reportText(MSG_DISK_FOUND, disk.szName, pDiskKind, IIHName);
-        szLine[strcspn(szLine, ",")] = '\0';
-        if (!disk.bById && pList != NULL)
-            fprintf(pList, "%s,%s,\n", disk.szName, szLine);
-        return DISK_PRESENT;
-    }
+/* Reports and lists a disk that no line names. */
+static DiskFinding noteMissingDisk(const sharedDisk &disk, FILE *pList) {
     reportMissingDisk(disk.szName);
     if (pList != NULL)
         fprintf(pList, "%s,\n", disk.szName);
     return DISK_MISSING;
 }
 
-/* Examines one disk. Its capture file is neither closed nor removed. */
+/* Reports a disk that was looked up, and lists it. A disk that is known by its identifier is not listed. */
+static DiskFinding noteDisk(captureFile *pCapture, const sharedDisk &disk, FILE *pList) {
+    toolLine szLine;
+    if (!findDiskLine(pCapture, disk, szLine))
+        return noteMissingDisk(disk, pList);
+    reportText(MSG_DISK_FOUND, disk.szName, pDiskKind, IIHName);
+    szLine[strcspn(szLine, ",")] = '\0';
+    if (!disk.bById && pList != NULL)
+        fprintf(pList, "%s,%s,\n", disk.szName, szLine);
+    return DISK_PRESENT;
+}
+
+/* Looks a disk up. Its capture file is neither closed nor removed. */
+static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
+    boundedCommand command;
+    captureFile capture;
+    nameCapture(&capture);
+    formatDiskLookup(&command, disk, capture);
+    int status = runIntoCapture(&capture, command.szText);
+    if (wasKilled(status)) {
+        reportText(MSG_COMMAND_NOT_RUN, "Shared Disk");
+        return DISK_NOT_EXAMINED;
+    }
+    if (status != 0) {
+        reportMissingDisk(disk.szName);
+        return DISK_MISSING;
+    }
+    if (!openCapture(&capture))
+        reportText(MSG_CAPTURE_NOT_READABLE);
+    return noteDisk(&capture, disk, pList);
+}
+
+/* Examines one disk. The root directory is none. */
 static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
     if (pDisk->szName[0] != '/') {
         reportMissingDisk(pDisk->szName);
@@ -1049,23 +1079,10 @@ static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
         debugTrace("Shared disk not present %s\n", pDisk->szName);
         return DISK_NAME_INVALID;
     }
+    if (strcmp(pDisk->szName, "/") == 0)
+        return noteMissingDisk(*pDisk, pList);
     cutTrailingSlash(pDisk->szName);
-    boundedCommand command;
-    captureFile capture;
-    nameCapture(&capture);
-    formatDiskLookup(&command, *pDisk, capture);
-    int status = runIntoCapture(&capture, command.szText);
-    if (wasKilled(status)) {
-        reportText(MSG_COMMAND_NOT_RUN, "Shared Disk");
-        return DISK_NOT_EXAMINED;
-    }
-    if (status != 0) {
-        reportMissingDisk(pDisk->szName);
-        return DISK_MISSING;
-    }
-    if (!openCapture(&capture))
-        reportText(MSG_CAPTURE_NOT_READABLE);
-    return noteDisk(&capture, *pDisk, pList);
+    return lookUpDisk(*pDisk, pList);
 }
 
 /* Examines all disks. A disk whose lookup could not be run is examined again, until it can. */

@@ -87,6 +87,11 @@ void debugTrace(const char *pFormat, ...) {
 
 /* --- Files --- */
 
+int pathExists(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0;
+}
+
 int sqloFileExists(const char *pPath) {
     char szPath[PATH_MAX];
     const char *pStart = textOrEmpty(pPath);
@@ -185,8 +190,6 @@ int composeCommand(commandText &szCommand, const char *pFormat, const shellWord 
 
 /* --- Shell commands. What was printed so far goes out first, so that a child's output follows it. --- */
 
-static const int COMMAND_NOT_RUN = 2 << 8; // the status of exit code 2
-
 int runCommand(const commandText &szCommand) {
     if (szCommand[0] == '\0')
         return COMMAND_NOT_RUN;
@@ -209,6 +212,7 @@ static FILE *openPipe(const char *pCommand) {
 
 int firstLineOf(const char *pCommand, char *szLine, size_t size) {
     FILE *pPipe = openPipe(pCommand);
+    szLine[0] = '\0';
     if (pPipe == NULL)
         return 0;
     int bRead = fgets(szLine, (int)size, pPipe) != NULL;
@@ -267,11 +271,12 @@ static int claimPath(const char *pPath) {
     return open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
 }
 
-/* 0 when something stands in the way; without a directory or space for it there is just no file. */
+/* 0 when something stands in the way, or we cannot tell; without a directory or space for it there is just no file. */
 static int claimCapture(captureFile *pCapture) {
     int descriptor = claimPath(pCapture->szPath);
     if (descriptor < 0)
-        return errno != EEXIST;
+        return errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == EROFS || errno == ENOSPC ||
+               errno == EDQUOT || errno == ENAMETOOLONG;
     close(descriptor);
     pCapture->bOurs = 1;
     return 1;

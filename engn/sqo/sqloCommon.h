@@ -67,7 +67,7 @@ void debugTrace(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
 typedef char commandText[16384];
 
 /* A word of a command. A constant pattern stands as it is, for the shell to expand; everything else comes from outside
- * and is made one inert word. */
+ * and is made one inert word; an empty one leaves nothing. */
 struct shellWord {
     const char *pText;
     int bPattern;
@@ -95,8 +95,10 @@ template <typename... Words> int formatCommand(commandText &szCommand, const cha
     return composeCommand(szCommand, pFormat, list, (int)sizeof...(words));
 }
 
-/* Runs a command and returns the status of system. The empty command, one that could not be composed, is not run and
- * counts as exit status 2. */
+/* The status of a command that is not run: that of exit code 2. */
+const int COMMAND_NOT_RUN = 2 << 8;
+
+/* Runs a command and returns the status of system. The empty command, one that could not be composed, is not run. */
 int runCommand(const commandText &szCommand);
 
 /* 1 when a status tells that the command was ended by a signal or could not be run at all. */
@@ -105,7 +107,8 @@ int wasKilled(int status);
 /* The exit code in a status. */
 int exitCode(int status);
 
-/* Runs a command through a pipe and reads the first line of its output, newline included. 0 when there is none. */
+/* Runs a command through a pipe and reads the first line of its output, newline included. 0, with an empty line,
+ * when there is none. */
 int firstLineOf(const char *pCommand, char *szLine, size_t size);
 
 /* Runs a command through a pipe until a line of its output (a long one in pieces of 255 characters) holds a text. 0
@@ -126,12 +129,13 @@ const char *temporaryDirectory(void);
 /* Names a capture file in the temporary directory, after the process id plus an offset. */
 void nameCapture(captureFile *pCapture, int idOffset = 0);
 
-/* Names a capture file by a path of its own. */
+/* Names a capture file by a path of its own, made one that does not begin with a hyphen. */
 void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 /* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
- * removed and the file created anew. Where that cannot be removed the command is not run and counts as exit status 2.
- * Where the file cannot be created for want of a directory or of space the command still runs, and fails by itself. */
+ * removed and the file created anew. Where that cannot be removed, or the path is too long for its field, the command
+ * is not run. Where the file cannot be created for want of a directory or of space the command still runs, and fails by
+ * itself. */
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand);
 
 /* Opens a capture file that was named before for reading, or from the start again. 0 when it cannot be opened or is
@@ -148,6 +152,9 @@ void dropCapture(captureFile *pCapture);
 
 /* Creates a file at a fixed name for writing, made ours like a capture file. Null when that is not possible. */
 FILE *createOwnFile(const char *pPath);
+
+/* 1 when a path names something. */
+int pathExists(const char *pPath);
 
 /* --- Requirements --- */
 
@@ -171,8 +178,8 @@ template <size_t N, typename... Tokens> void logText(char (&szText)[N], int numb
 }
 
 /* Writes a message to the report whose text is not needed any more. */
-template <typename... Tokens> void reportText(int number, Tokens... tokens) {
-    messageText szText;
+template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportText(int number, Tokens... tokens) {
+    char szText[SIZE + LOG_ROOM];
     logText(szText, number, tokens...);
 }
 
@@ -188,8 +195,8 @@ template <typename... Tokens> void printError(int number, Tokens... tokens) {
 void reportKilledQuery(messageText &szDetail, const char *pName);
 
 /* Reports a fault where all who watch for one find it: in the report, the error list and the GUI report. */
-template <typename... Tokens> void reportFault(int number, Tokens... tokens) {
-    messageText szText;
+template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportFault(int number, Tokens... tokens) {
+    char szText[SIZE + LOG_ROOM];
     logText(szText, number, tokens...);
     sqloUpdateErrorList(szText);
     logGUIMessage(szText);

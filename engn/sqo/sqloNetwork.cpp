@@ -11,11 +11,6 @@
 
 typedef char toolLine[256];
 
-static int pathExists(const char *pPath) {
-    struct stat status;
-    return stat(pPath, &status) == 0;
-}
-
 static const char *const pFileMissing = "1"; // the reasons in 33588
 static const char *const pOptionMissing = "2";
 
@@ -33,52 +28,70 @@ char *sqoConcat(const char *reversedFile, const char *currentLine) {
     return pJoined;
 }
 
-/* Appends a text to a heap text, which is released; null once memory ran out. */
-static char *joinTo(char *pText, const char *pNext) {
-    char *pJoined = pText == NULL ? NULL : sqoConcat(pText, pNext);
-    free(pText);
+/* A piece of a file, ending with a line break. */
+struct filePiece {
+    char *pText;
+    filePiece *next; // the piece before it
+};
+
+/* More of a file than this is not read. */
+const size_t REVERSED_FILE_LIMIT = 1 << 20;
+
+/* Reads a file piece by piece, the last one to the front of the list. Returns the length of all. */
+static size_t readPieces(FILE *pFile, filePiece **ppPieces) {
+    size_t length = 0;
+    char szLine[257];
+    while (length < REVERSED_FILE_LIMIT && fgets_unlocked(szLine, sizeof szLine, pFile) != NULL) {
+        filePiece *pPiece = (filePiece *)malloc(sizeof *pPiece);
+        char *pText = sqoConcat(szLine, strchr(szLine, '\n') == NULL ? "\n" : "");
+        if (pPiece == NULL || pText == NULL) {
+            free(pPiece);
+            free(pText);
+            break;
+        }
+        length += strlen(pText);
+        pPiece->pText = pText;
+        pPiece->next = *ppPieces;
+        *ppPieces = pPiece;
+    }
+    return length;
+}
+
+/* Joins the pieces of a list, length characters in all, and releases them. */
+static char *joinPieces(filePiece *pPieces, size_t length) {
+    char *pJoined = (char *)malloc(length + 1);
+    size_t joined = 0;
+    while (pPieces != NULL) {
+        filePiece *pNext = pPieces->next;
+        if (pJoined != NULL)
+            iStrncpy(pJoined + joined, pPieces->pText, (int)(length + 1 - joined));
+        joined += strlen(pPieces->pText);
+        free(pPieces->pText);
+        free(pPieces);
+        pPieces = pNext;
+    }
     return pJoined;
 }
 
-/* The last pieces of a file, in a ring: those before them cannot decide any more. */
-const int MODPROBE_LINES = 257;
-struct fileTail {
-    char szLines[MODPROBE_LINES][258];
-    long count; // pieces read
-};
-
-static void readTail(FILE *pFile, fileTail *pTail) {
-    pTail->count = 0;
-    while (fgets(pTail->szLines[pTail->count % MODPROBE_LINES], 257, pFile) != NULL)
-        pTail->count++;
-}
-
-/* Joins the pieces from the last to the first, each ending with a line break. */
-static char *joinReversed(const fileTail &tail) {
-    char *pReversed = strdup("");
-    long first = tail.count > MODPROBE_LINES ? tail.count - MODPROBE_LINES : 0;
-    for (long i = tail.count - 1; i >= first; i--) {
-        const char *pLine = tail.szLines[i % MODPROBE_LINES];
-        pReversed = joinTo(pReversed, pLine);
-        if (strchr(pLine, '\n') == NULL)
-            pReversed = joinTo(pReversed, "\n");
-    }
-    return pReversed;
+/* The lines of an open file in reverse order. */
+static char *reverseFile(FILE *pFile) {
+    filePiece *pPieces = NULL;
+    size_t length = readPieces(pFile, &pPieces);
+    return pPieces == NULL ? strdup("") : joinPieces(pPieces, length);
 }
 
 char *sqoFlipFile(const char *modprobe) {
     debugTrace("Entering the sqlFliFile function\n");
+    char *pReversed = NULL;
     FILE *pFile = fopen(modprobe, "re");
     if (pFile == NULL) {
         printf("Error ");
         debugTrace("Modprobe.conf file is missing while reversing\n");
-        return NULL;
+    } else {
+        debugTrace("pFile variable exists...\n");
+        pReversed = reverseFile(pFile);
+        fclose(pFile);
     }
-    debugTrace("pFile variable exists...\n");
-    fileTail tail;
-    readTail(pFile, &tail);
-    fclose(pFile);
-    char *pReversed = joinReversed(tail);
     debugTrace("Exiting the sqlFliFile function\n");
     return pReversed;
 }
@@ -213,8 +226,8 @@ static int checkServiceInstalled(const rdmaService &service) {
         return RC_FAILED;
     }
     if (status != 0) {
-        debugTrace("%s", service.pMissingTrace);
         reportFault(MSG_SERVICE_NOT_INSTALLED, service.pName, IIHName);
+        debugTrace("%s", service.pMissingTrace);
         return RC_FAILED;
     }
     reportText(MSG_SERVICE_INSTALLED, service.pName, IIHName);
@@ -282,27 +295,28 @@ int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
     return result;
 }
 
-/* --- Adapters --- */
+/* --- Adapters. Their texts may hold long network and file names. --- */
+
+const int LONG_MESSAGE_SIZE = 512;
 
 /* The probe's answer about a network name: whether the network is no InfiniBand, what to report, whether that is a
- * fault, and whether it fails the check. */
+ * fault, whether it fails the check, and whether it does so without a uDAPL configuration file. */
 struct probeAnswer {
     int bNonIB;
     int message;
     int bFault;
     int bFails;
+    int bNeedsDatConf;
 };
 
-enum { PROBE_NEEDS_DAT_CONF = 2 };
-
 static const probeAnswer probeAnswers[] = {
-    /* 0 */ {1, 0, 0, 0},
-    /* 1 */ {0, MSG_ADAPTER_INFINIBAND, 0, 0},
-    /* 2 */ {1, MSG_ADAPTER_NOT_CLUSTER_READY, 1, 0},
-    /* 3 */ {0, MSG_ADAPTER_10GE, 0, 0},
-    /* 4 */ {1, MSG_ADAPTER_OTHER, 0, 0},
-    /* 5 */ {1, MSG_ADAPTER_UNDEFINED, 1, 1},
-    /* 6 */ {1, MSG_ADAPTER_PROBE_FAILED, 1, 1},
+    /* 0, and any other */ {1, 0, 0, 0, 0},
+    /* 1 */ {0, MSG_ADAPTER_INFINIBAND, 0, 0, 0},
+    /* 2 */ {1, MSG_ADAPTER_NOT_CLUSTER_READY, 1, 0, 1},
+    /* 3 */ {0, MSG_ADAPTER_10GE, 0, 0, 0},
+    /* 4 */ {1, MSG_ADAPTER_OTHER, 0, 0, 0},
+    /* 5 */ {1, MSG_ADAPTER_UNDEFINED, 1, 1, 0},
+    /* 6 */ {1, MSG_ADAPTER_PROBE_FAILED, 1, 1, 0},
 };
 const int PROBE_ANSWERS = sizeof probeAnswers / sizeof *probeAnswers;
 
@@ -314,24 +328,24 @@ static int hasDatConf(void) {
         if (count == 0 && pathExists(pPath))
             count++;
     if (count > 1)
-        reportText(MSG_DAT_CONF_DUPLICATE, IIHName);
+        reportText<LONG_MESSAGE_SIZE>(MSG_DAT_CONF_DUPLICATE, IIHName);
     return count > 0;
 }
 
 /* Asks the probe about one network name and reports its answer. */
-static int probeAdapter(const netNames *pNet) {
+static const probeAnswer *probeAdapter(const netNames *pNet) {
     char szName[sizeof pNet->netName + 1];
     copyField(szName, pNet->netName);
     commandText szCommand;
     formatCommand(szCommand, "./kvxprereqcheckoss %s", szName);
     int code = exitCode(runCommand(szCommand));
-    const probeAnswer &answer = probeAnswers[code < PROBE_ANSWERS ? code : 0];
-    bNonIB = answer.bNonIB;
-    if (answer.bFault)
-        reportFault(answer.message, szName, IIHName);
-    else if (answer.message != 0)
-        reportText(answer.message, szName, IIHName);
-    return code;
+    const probeAnswer *pAnswer = &probeAnswers[code < PROBE_ANSWERS ? code : 0];
+    bNonIB = pAnswer->bNonIB;
+    if (pAnswer->bFault)
+        reportFault<LONG_MESSAGE_SIZE>(pAnswer->message, szName, IIHName);
+    else if (pAnswer->message != 0)
+        reportText<LONG_MESSAGE_SIZE>(pAnswer->message, szName, IIHName);
+    return pAnswer;
 }
 
 /* Classifies every network name. 0 when something failed. */
@@ -339,12 +353,12 @@ static int classifyAdapters(void) {
     int bDatConf = hasDatConf();
     int bGood = 1;
     for (const netNames *pNet = preqNetNames; pNet != NULL; pNet = pNet->next) {
-        int code = probeAdapter(pNet);
-        if (code == PROBE_NEEDS_DAT_CONF && !bDatConf) {
-            reportFault(MSG_DAT_CONF_MISSING, IIHName);
+        const probeAnswer *pAnswer = probeAdapter(pNet);
+        if (pAnswer->bNeedsDatConf && !bDatConf) {
+            reportFault<LONG_MESSAGE_SIZE>(MSG_DAT_CONF_MISSING, IIHName);
             return 0;
         }
-        if (code < PROBE_ANSWERS && probeAnswers[code].bFails)
+        if (pAnswer->bFails)
             bGood = 0;
     }
     return bGood;
@@ -357,13 +371,22 @@ void sqloValidateAdapter(void) {
     reportText(MSG_CHECK_HEADING, "Adapter");
     logGUIMessage(pSection);
     if (bnoStdRtk)
-        reportFault(MSG_RUNTIME_CHECK_FAILED, "libstdc++", IIHName);
+        reportFault<LONG_MESSAGE_SIZE>(MSG_RUNTIME_CHECK_FAILED, "libstdc++", IIHName);
     else if (!classifyAdapters())
         closeFailedCheck(SEVERITY_WARNING);
     logGUIMessage(pSection);
 }
 
 /* --- RDMA connectivity --- */
+
+/* Makes sure that a directory in /tmp, if it is there, is ours: a stranger's could hold planted links. 0 when what
+ * stands there cannot be taken away. */
+static int clearForeignDirectory(const char *pPath) {
+    struct stat status;
+    if (lstat(pPath, &status) != 0 || (S_ISDIR(status.st_mode) && status.st_uid == geteuid()))
+        return 1;
+    return unlink(pPath) == 0;
+}
 
 /* Starts the connectivity tool, of which a copy lies where the other hosts have theirs. Returns its exit code. */
 static int runConnectivityTool(const char *pDirectory, const char *adapterFile, captureFile *pCapture) {
@@ -372,6 +395,8 @@ static int runConnectivityTool(const char *pDirectory, const char *adapterFile, 
                   "mkdir -p /tmp/kvxprereq/; cp -rf %s/kvxrocmc /tmp/kvxprereq/ ; ls /tmp/kvxprereq  >> /dev/null "
                   "2>&1 ",
                   pDirectory);
+    if (!clearForeignDirectory("/tmp/kvxprereq"))
+        return exitCode(COMMAND_NOT_RUN);
     runCommand(szCommand);
     formatCommand(szCommand,
                   "./kvxrocmc -rdma_ping  -exec_path /tmp/kvxprereq/kvxrocmc  -adapter_list %s -internal >> /dev/null "
@@ -396,8 +421,8 @@ static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) 
         const char *pName = strstr(szLine, "vurk.kvx.cluster_int-");
         if (pName == NULL)
             continue;
+        cutLastCharacter(szLine);
         formatText(szLog, sizeof szLog, "/tmp/%s", pName);
-        cutLastCharacter(szLog);
         debugTrace(" The uDAPL network connectivity test failed with errors. For more details refer to %s . ", szLog);
     }
 }
@@ -406,14 +431,14 @@ static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) 
 static void reportToolLog(captureFile *pCapture, int bFailed) {
     if (!openCapture(pCapture)) {
         if (debug)
-            reportText(MSG_CAPTURE_NOT_READABLE, pCapture->szPath);
+            reportText<LONG_MESSAGE_SIZE>(MSG_CAPTURE_NOT_READABLE, pCapture->szPath);
         return;
     }
     char szLog[256];
     findToolLog(pCapture, bFailed, szLog);
     if (szLog[0] == '\0')
         return;
-    messageText szText;
+    char szText[LONG_MESSAGE_SIZE + LOG_ROOM];
     logText(szText, MSG_UDAPL_TEST_FAILED, szLog);
     sqloUpdateErrorList(szText);
 }
@@ -426,7 +451,7 @@ static int testConnectivity(const char *adapterFile) {
         debugTrace("Unable to locate the kvxrocmc location ");
         return 0;
     }
-    reportText(MSG_UDAPL_TEST_STARTED, adapterFile);
+    reportText<LONG_MESSAGE_SIZE>(MSG_UDAPL_TEST_STARTED, adapterFile);
     captureFile capture;
     nameCapture(&capture);
     int bFailed = (runConnectivityTool(szDirectory, adapterFile, &capture) & 0x7f) != 0;

@@ -271,11 +271,6 @@ static Step readCommandLine(int argc, char **argv, int *pRc) {
 
 /* --- Finding the instance, the program and the prerequisites file --- */
 
-static int pathExists(const char *pPath) {
-    struct stat status;
-    return stat(pPath, &status) == 0;
-}
-
 /* Composes the instance's configuration directory below a directory. 0 when it does not exist. */
 static int findConfiguration(const char *pDirectory, const char *pSubdirectory) {
     formatText(szinstPathName, sizeof szinstPathName, "%s%s/cfg/", pDirectory, pSubdirectory);
@@ -623,43 +618,46 @@ static void checkRdmaServices(sequenceResult *pResult) {
         pResult->status = RC_FAILED;
 }
 
-/* RHEL never gets here: no release is both equal to 7 and below 6. */
-static void checkModuleOptions(sequenceResult *pResult) {
+/* RHEL never gets here: no release is both equal to 7 and below 6. The result does not count. */
+static void checkModuleOptions(void) {
     if (!isRdmaRun())
         return;
     int bOddRhel = linuxDistro == DISTRO_RHEL &&
                    sqloCompareVersionStrings("7", ppszPREREQ[RHELVersion]) == VERSION_EQUAL && !isRhelAtLeast("6");
     if (bOddRhel || isSuseAtLeast("11"))
-        pResult->last = sqloValidateModProbe();
+        sqloValidateModProbe();
+}
+
+static void recordNtpFailure(void) {
+    if (szNTPMessages[0] != '\0')
+        sqloUpdateErrorList(szNTPMessages);
 }
 
 /* NTP, or else chrony. A host without either is reported but fails nothing. */
-static void checkTimeService(sequenceResult *pResult) {
-    pResult->last = sqlocheckNtpChronyKsh(ppszPREREQ[ntpPackage], ppszPREREQ[ntpVersion], NULL);
-    if (pResult->last == RC_OK)
+static void checkTimeService(void) {
+    if (sqlocheckNtpChronyKsh(ppszPREREQ[ntpPackage], ppszPREREQ[ntpVersion], NULL) == RC_OK)
         return;
     if (ppszPREREQ[chronyPackage] == NULL) {
-        sqloUpdateErrorList(szNTPMessages);
+        recordNtpFailure();
         return;
     }
-    pResult->last = sqlocheckNtpChronyKsh(ppszPREREQ[chronyPackage], ppszPREREQ[chronyVersion], NULL);
-    if (pResult->last == RC_OK)
+    if (sqlocheckNtpChronyKsh(ppszPREREQ[chronyPackage], ppszPREREQ[chronyVersion], NULL) == RC_OK)
         return;
-    sqloUpdateErrorList(szNTPMessages);
+    recordNtpFailure();
     messageText szMissing;
     logText(szMissing, MSG_TIME_SERVICE_MISSING);
     sqloUpdateErrorList(szMissing);
 }
 
-static void checkTimeServiceAndShells(sequenceResult *pResult) {
+/* What fails here is reported but does not count. */
+static void checkTimeServiceAndShells(void) {
     if (bClient || !isClustered() || ppszPREREQ[ntpPackage] == NULL || ppszPREREQ[kshPackage] == NULL)
         return;
-    pResult->last = sqloCheckPackageLINUX(ppszPREREQ[kshPackage], NULL, ppszPREREQ[kshVersion], ppszPREREQ[kshRelease],
-                                          SEVERITY_WARNING, 0);
+    sqloCheckPackageLINUX(ppszPREREQ[kshPackage], NULL, ppszPREREQ[kshVersion], ppszPREREQ[kshRelease],
+                          SEVERITY_WARNING, 0);
     if (ppszPREREQ[mkshPackage] != NULL)
-        pResult->last =
-            sqloCheckPackageLINUX(ppszPREREQ[mkshPackage], NULL, ppszPREREQ[mkshVersion], NULL, SEVERITY_WARNING, 0);
-    checkTimeService(pResult);
+        sqloCheckPackageLINUX(ppszPREREQ[mkshPackage], NULL, ppszPREREQ[mkshVersion], NULL, SEVERITY_WARNING, 0);
+    checkTimeService();
 }
 
 static void checkRemoteShell(sequenceResult *pResult) {
@@ -685,17 +683,18 @@ static void checkFreeSpace(sequenceResult *pResult) {
         {szInputHome, 5120000, bInputInstanceHome, 0},
         {szInputInstallPath, 6144000, bInputInstallPath, 0},
     };
-    for (const spaceRow &row : rows)
-        if (row.bWanted) {
-            pResult->last = sqloCheckFreeSpace(row.pPath, row.required, row.bFails ? SEVERITY_ERROR : SEVERITY_WARNING);
-            if (row.bFails && pResult->last != RC_OK)
-                pResult->status = RC_FAILED;
-        }
+    for (const spaceRow &row : rows) {
+        if (!row.bWanted)
+            continue;
+        int result = sqloCheckFreeSpace(row.pPath, row.required, row.bFails ? SEVERITY_ERROR : SEVERITY_WARNING);
+        if (row.bFails)
+            noteCheck(pResult, result, RC_FAILED);
+    }
 }
 
-static void checkSharedDisks(sequenceResult *pResult) {
+static void checkSharedDisks(void) {
     if (!bClient && isClustered() && bDiskName)
-        pResult->last = sqloValidateDisk();
+        sqloValidateDisk();
 }
 
 static void checkClusterUsers(sequenceResult *pResult) {
@@ -703,14 +702,14 @@ static void checkClusterUsers(sequenceResult *pResult) {
         noteCheck(pResult, sqloValidateUsers(), RC_FAILED);
 }
 
-static void checkReachability(sequenceResult *pResult) {
+static void checkReachability(void) {
     if (!bClient && isClustered() && bNetName)
-        pResult->last = checkPingTest();
+        checkPingTest();
 }
 
-static void checkTiebreakerDisk(sequenceResult *pResult) {
+static void checkTiebreakerDisk(void) {
     if (!bClient && (isClustered() || bHostList) && bTbDiskName)
-        pResult->last = sqloValidateTbDisk();
+        sqloValidateTbDisk();
 }
 
 int sqloCheckPrereqShareGrid(void) {
@@ -720,14 +719,14 @@ int sqloCheckPrereqShareGrid(void) {
     checkSupportPackages(&result);
     checkAdapterPackages(&result);
     checkRdmaServices(&result);
-    checkModuleOptions(&result);
-    checkTimeServiceAndShells(&result);
+    checkModuleOptions();
+    checkTimeServiceAndShells();
     checkRemoteShell(&result);
     checkFreeSpace(&result);
-    checkSharedDisks(&result);
+    checkSharedDisks();
     checkClusterUsers(&result);
-    checkReachability(&result);
-    checkTiebreakerDisk(&result);
+    checkReachability();
+    checkTiebreakerDisk();
     return result.status;
 }
 

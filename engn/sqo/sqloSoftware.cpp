@@ -293,7 +293,11 @@ int sqloCheckLibPAM(void) {
 
 /* --- Package queries --- */
 
-typedef char suffixedName[256];
+/* A package's name with its architecture. One that was cut to fit is shown, but not asked for. */
+struct suffixedName {
+    char szText[256];
+    int bWhole;
+};
 
 /* rpm answers with a line for each part of the format; the line breaks are rpm's to make. */
 static const char *const pQueryByFile =
@@ -313,9 +317,11 @@ static const char *suffix32Bit(void) {
 }
 
 /* b32Bit: 1 a 32-bit package, 0 a 64-bit one, else one for any architecture. */
-static void addSuffix(suffixedName &szName, const char *pPackage, int b32Bit) {
+static suffixedName addSuffix(const char *pPackage, int b32Bit) {
+    suffixedName package;
     const char *pSuffix = b32Bit == 1 ? suffix32Bit() : b32Bit == 0 ? "x86_64" : "noarch";
-    formatText(szName, sizeof szName, "%s.%s", textOrEmpty(pPackage), pSuffix);
+    package.bWhole = formatText(package.szText, sizeof package.szText, "%s.%s", textOrEmpty(pPackage), pSuffix);
+    return package;
 }
 
 enum QueryAnswer { INSTALLED, NOT_INSTALLED, QUERY_KILLED };
@@ -327,11 +333,13 @@ static QueryAnswer answerOf(int status) {
 }
 
 /* Asks only whether a package is installed; what rpm lists is not looked at. */
-static QueryAnswer queryInstalled(const suffixedName &szName) {
+static QueryAnswer queryInstalled(const suffixedName &package) {
+    if (!package.bWhole)
+        return NOT_INSTALLED;
     commandText szCommand;
     captureFile capture;
     nameCapture(&capture);
-    formatCommand(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", szName,
+    formatCommand(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", package.szText,
                   capture.szPath);
     QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
     dropCapture(&capture);
@@ -403,8 +411,8 @@ static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture
     return order == VERSION_LOWER ? NOT_MET : MET;
 }
 
-/* Judges an installed package by rpm's lines. For the shell and the time service (kshntp) an equal version whose text
- * sorts below the required one, line break included, is too old, and one that is not numeric goes by its release. */
+/* Judges an installed package by rpm's lines. Once kshntp is set an equal version whose text sorts below the required
+ * one, line break included, is too old, and one that is not numeric goes by its release. */
 static Verdict judgePackage(const packageRequest &request, captureFile *pCapture, messageText &szDetail) {
     toolLine szPackage, szVersion;
     readCapture(pCapture, szPackage, sizeof szPackage);
@@ -514,7 +522,8 @@ int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *m
 
 /* --- Time service and shell --- */
 
-/* Finds the path of a command. 0 when `which` does not know it; -1, with 33546, when its answer cannot be read. */
+/* Finds the path of a command. 0 when `which` does not know it or its path is too long to be asked for; -1, with 33546,
+ * when its answer cannot be read. */
 static int findCommand(const char *pCommand, toolLine &szPath) {
     commandText szCommand;
     captureFile capture;
@@ -526,6 +535,8 @@ static int findCommand(const char *pCommand, toolLine &szPath) {
         result = -1;
     }
     readCapture(&capture, szPath, sizeof szPath);
+    if (strlen(szPath) == sizeof szPath - 1 && result == 1)
+        result = 0;
     cutLastCharacter(szPath);
     dropCapture(&capture);
     return result;
@@ -535,6 +546,8 @@ int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *rel
     const char *pNtp = ppszPREREQ[ntpPackage];
     isNTP = file != NULL && pNtp != NULL && strcmp(file, pNtp) == 0;
     kshntp = 1;
+    if (isNTP)
+        szNTPMessages[0] = '\0';
     toolLine szPath;
     int found = findCommand(file, szPath);
     int result = RC_FAILED;
@@ -547,9 +560,9 @@ int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *rel
 /* --- Packages of host channel adapters --- */
 
 /* Opens a check on a package of a group. */
-static void startGroupCheck(const char *pGroup, const suffixedName &szName) {
+static void startGroupCheck(const char *pGroup, const suffixedName &package) {
     char szTitle[256];
-    formatText(szTitle, sizeof szTitle, "%s: %s", pGroup, szName);
+    formatText(szTitle, sizeof szTitle, "%s: %s", pGroup, package.szText);
     startCheck(szTitle);
 }
 
@@ -576,61 +589,59 @@ static int missingMessageOf(const char *pGroup) {
 
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                              int emitErrors) {
-    suffixedName szName;
+    suffixedName package = addSuffix(rpmPkgName, b32Bit);
     messageText szDetail = "";
-    addSuffix(szName, rpmPkgName, b32Bit);
-    startGroupCheck(packageName, szName);
+    startGroupCheck(packageName, package);
     if (!isSeverity(msgLevel))
-        return failCheck(msgLevel, "", szDetail, szName);
-    QueryAnswer answer = queryInstalled(szName);
+        return failCheck(msgLevel, "", szDetail, package.szText);
+    QueryAnswer answer = queryInstalled(package);
     if (answer == INSTALLED)
-        return passFoundPackage(szName);
+        return passFoundPackage(package.szText);
     int missingMessage = missingMessageOf(packageName);
     if (answer == QUERY_KILLED)
-        reportKilledQuery(szDetail, szName);
+        reportKilledQuery(szDetail, package.szText);
     else if (emitErrors == 1 && missingMessage != 0)
-        logText(szDetail, missingMessage, szName);
-    return failCheck(msgLevel, "", szDetail, szName);
+        logText(szDetail, missingMessage, package.szText);
+    return failCheck(msgLevel, "", szDetail, package.szText);
 }
 
 /* VMware is asked about first, whatever the package. A 32-bit package on a VMware host would count as one for any
  * architecture; the answer is never 0, so there is none. */
-static void addMellanoxSuffix(suffixedName &szName, const char *pPackage, int b32Bit) {
+static suffixedName addMellanoxSuffix(const char *pPackage, int b32Bit) {
     const int anyArchitecture = -1;
     int bVMware = verifyVMware() == 0;
     if (b32Bit == 1 && !bVMware)
         debugTrace(" Not a vmware, checking  for 32bit \n");
-    addSuffix(szName, pPackage, b32Bit == 1 && bVMware ? anyArchitecture : b32Bit);
+    return addSuffix(pPackage, b32Bit == 1 && bVMware ? anyArchitecture : b32Bit);
 }
 
 int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                                   int emitErrors) {
-    suffixedName szName;
+    suffixedName package = addMellanoxSuffix(rpmPkgName, b32Bit);
     messageText szDetail = "";
-    addMellanoxSuffix(szName, rpmPkgName, b32Bit);
-    startGroupCheck(packageName, szName);
+    startGroupCheck(packageName, package);
     if (!isSeverity(msgLevel))
-        return failCheck(msgLevel, "", szDetail, szName);
-    QueryAnswer answer = queryInstalled(szName);
+        return failCheck(msgLevel, "", szDetail, package.szText);
+    QueryAnswer answer = queryInstalled(package);
     if (answer == INSTALLED)
-        return passFoundPackage(szName);
+        return passFoundPackage(package.szText);
     if (answer == QUERY_KILLED)
-        reportKilledQuery(szDetail, szName);
+        reportKilledQuery(szDetail, package.szText);
     else if (emitErrors == 1) {
         formatText(szDetail, MESSAGE_SIZE,
-                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n", szName);
+                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n",
+                   package.szText);
         logMessage(szDetail);
     }
-    return failCheck(msgLevel, "", szDetail, szName);
+    return failCheck(msgLevel, "", szDetail, package.szText);
 }
 
 int sqloCheckPackagePresenceLinux(const char *, const char *rpmPkgName, int b32Bit) {
-    suffixedName szName;
-    addSuffix(szName, rpmPkgName, b32Bit);
-    QueryAnswer answer = queryInstalled(szName);
+    suffixedName package = addSuffix(rpmPkgName, b32Bit);
+    QueryAnswer answer = queryInstalled(package);
     if (answer == QUERY_KILLED) {
         messageText szUnused;
-        reportKilledQuery(szUnused, szName);
+        reportKilledQuery(szUnused, package.szText);
     }
     return answer == INSTALLED ? RC_OK : RC_FAILED;
 }
@@ -665,11 +676,11 @@ int sqloCheckMellanoxLINUX(void) {
     captureFile capture;
     nameCapture(&capture);
     formatCommand(szCommand, "(%s | head -2) >> /dev/null  2>&1  > %s", pOfedInfo, capture.szPath);
-    QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
+    int status = runIntoCapture(&capture, szCommand);
     int bPresent = 0;
-    if (answer == QUERY_KILLED)
+    if (wasKilled(status))
         reportText(MSG_COMMAND_NOT_RUN, pOfedInfo);
-    else if (answer == INSTALLED)
+    else if (status == 0)
         bPresent = namesMellanoxOfed(&capture);
     dropCapture(&capture);
     return bPresent ? RC_OK : RC_FAILED;

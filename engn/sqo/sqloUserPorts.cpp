@@ -88,7 +88,9 @@ static int findListedUser(const char *pUser, userAccount *pAccount) {
 /* Runs getent into a file of the current directory, which stays, and reads what fits. 0 when it cannot be opened. */
 static int readGetent(const char *pFormat, const char *pKey, captureFile *pCapture, userText &szOutput) {
     commandText szCommand;
-    formatCommand(szCommand, pFormat, pKey, pCapture->szPath);
+    szOutput[0] = '\0';
+    if (!formatCommand(szCommand, pFormat, pKey, pCapture->szPath))
+        return 1; // a key that would be an option has no entry
     runIntoCapture(pCapture, szCommand);
     if (!openCapture(pCapture))
         return 0;
@@ -302,11 +304,11 @@ static const portKind serviceKind = {"Service Port", "port"};
 static const portKind fcmKind = {"FCM Port", "FCM Port"};
 
 /* Decides about one port by what the services database knows of it and of the name it is to have. */
-static int checkPort(const portKind &kind, long long port, const char *pExpected, const char *pUser) {
+static int checkPort(const portKind &kind, long long port, const char *pExpected, const char *pTaker) {
     knownService byPort = serviceAtPort(port);
     knownService byName = copyService(getservbyname(pExpected, NULL));
     if (!byPort.bFound && !byName.bFound) {
-        reportLine(0, "   The %s Number - %lld is available for %s to use.", kind.pName, port, pUser);
+        reportLine(0, "   The %s Number - %lld is available for %s to use.", kind.pName, port, pTaker);
         return RC_OK;
     }
     if (byName.bFound && (strcmp(byName.szName, pExpected) != 0 || byName.port != port)) {
@@ -335,7 +337,7 @@ static void nameFcmPort(char (&KVX_svce)[20], const char *pService, long long di
 }
 
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
-    char szTitle[320];
+    char szTitle[256];
     formatText(szTitle, sizeof szTitle, "Service Port and FCM Ports usage for %s", svcName);
     startCheck(szTitle);
 
