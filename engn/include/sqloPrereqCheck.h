@@ -781,38 +781,43 @@ extern tbdiskInfo *preqtbDiskInfo;
 extern netNames *preqNetNames;
 extern etcInfo *preqEtcInfo;
 
-/* Each adds one entry at the front of its list. RC_OK, RC_FAILED for a null name, RC_NO_MEMORY. No caller. */
+/* Each adds one entry at the front of its list. RC_OK, RC_FAILED for a null name, RC_NO_MEMORY. A null diskID is stored
+ * as an empty one. No caller. */
 int updateHostList(const char *hostName);
 int updateUserList(const char *userName, int UID, int GID, int all);
 int updateDiskList(const char *diskName, const char *diskID, int all);
 int updateNetNames(const char *netName);
 
-/* The remote shell and the remote copy command: the product's own where they are configured, else ssh and scp. */
+/* The remote shell and the remote copy command: the product's own where they are configured, which is looked up on
+ * every call, else ssh and scp. */
 const char *getSSHCmd(void);
 const char *getSCPCmd(void);
 
 /* Does every network name answer a ping? 0 or -1, as a warning. 30133, 33572. */
 int checkPingTest(void);
 
-/* Is every host reachable by the product's own remote shell, which is then configured, or else by ssh? 0 or -1. Sets
- * isSSH. */
+/* Is every host reachable by the product's own remote shell, or else by ssh? 0 or -1. Sets isSSH. Its own shell writes
+ * no message for a host; when it reaches all, a line is added to its configuration file, if there is one. */
 int checkkvxSSHToAll(void);
 
 /* Is every host reachable by ssh? 0 or -1. Sets isSSH. 30128, 33567. */
 int checkSSHToAll(void);
 
 /* Packs the program and its companions and places them on every other host. A host that cannot be reached is reported
- * (33587, report only) and marked. 1 when done, -1 when a command could not be run. */
+ * (33587, report only) and marked. 1 when done, -1 when a command could not be run; the hosts behind that one stay as
+ * they were. */
 int placePrereqBinaries(void);
 
-/* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed. 30136. */
+/* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed or a fetch
+ * could not be run. 30136. */
 int runPrereqBinaries(void);
 
-/* Removes what was placed, here and there. 0, or -1 when a removal could not be run. */
+/* Removes what was placed, here with the list files too, and there. 0, or -1 when a removal could not be run; when that
+ * is the one here, the other hosts are left alone. */
 int removePrereqBinaries(void);
 
 /* Does every user exist here, with the expected UID and GID? 0 or -1. With bInstList what was found goes to
- * /tmp/il.txt. 33581, 33584. */
+ * /tmp/il.txt; when that cannot be created no user is checked: -1. 33581, 33584. */
 int sqloValidateUsers(void);
 
 /* Is /etc/hosts, which stays open until the exit, consistent with the expected names? 0, or -1 with bEtchostError set

@@ -237,8 +237,8 @@ const char *getSCPCmd(void) {
     return isOwnShellConfigured() ? pOwnCopy : "scp";
 }
 
-/* Command buffers have a fixed room. A longer command is shown cut, and not run: what the cut left could mean
- * something else. It counts as exit status 2, the shell's own for half a command. */
+/* Command buffers have a fixed room. A longer command is shown cut, and not run: what the cut left could name another
+ * path or end inside its quotes. It counts as exit status 2, the shell's own for half a command. */
 static const size_t REMOTE_COMMAND_SIZE = 500;
 static const size_t DISK_COMMAND_SIZE = 256;
 
@@ -257,6 +257,15 @@ template <typename... Words>
 static void formatRemoteCommand(boundedCommand *pCommand, const char *pFormat, Words... words) {
     formatCommand(pCommand->szText, pFormat, words...);
     boundCommand(pCommand, REMOTE_COMMAND_SIZE);
+}
+
+/* Runs a command whose exit code does not matter. RC_FAILED, with a trace in the given spelling, when it could not be
+ * executed. */
+static int executeBounded(const boundedCommand &command, const char *pCouldNot) {
+    if (!wasKilled(runCommand(command.szText)))
+        return RC_OK;
+    debugTrace("%s execute command %s\n", pCouldNot, command.szShown);
+    return RC_FAILED;
 }
 
 /* --- Reachability --- */
@@ -360,11 +369,11 @@ int checkSSHToAll(void) {
 static const char *const pProgramArchive = "/tmp/kvxprereq.tar";
 static const char *const pVexArchive = "/tmp/vexha.tar";
 
-/* Takes away a link or a stranger's file that would become an archive. One of ours stays: it is used when packing
- * fails. */
+/* Takes away a link of either kind or a stranger's file that would become an archive. One of ours stays: it is used
+ * when packing fails. */
 static void clearForeignArchive(const char *pPath) {
     struct stat status;
-    if (lstat(pPath, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid != geteuid()))
+    if (lstat(pPath, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1))
         unlink(pPath);
 }
 
@@ -379,10 +388,7 @@ static int packBinaries(void) {
                         "1>/dev/null",
                         szRuntimePath, sqloNormalizedLocaleDir(szLocale), szRuntimePath, "/../vexha");
     debugTrace("szcmd --> %s\n", command.szShown);
-    if (!wasKilled(runCommand(command.szText)))
-        return RC_OK;
-    debugTrace("Couldnot execute command %s\n", command.szShown);
-    return RC_FAILED;
+    return executeBounded(command, "Couldnot");
 }
 
 static void logRemoteRule(void) {
@@ -413,10 +419,7 @@ static int makeRemoteDirectories(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s 'mkdir /tmp/kvxprereq /tmp/vexha' 2>/dev/null 1>/dev/null", getSSHCmd(),
                         szHost);
-    if (!wasKilled(runCommand(command.szText)))
-        return RC_OK;
-    debugTrace("Could not execute command %s\n", command.szShown);
-    return RC_FAILED;
+    return executeBounded(command, "Could not");
 }
 
 /* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
@@ -441,10 +444,7 @@ static int copyBinaries(const nameText &szHost) {
     formatRemoteCommand(&command, pFormat, pFirstCopy, patternWord(addFiles), szHost, pFirstShell, szHost, pSecondCopy,
                         szHost, pSecondShell, szHost);
     debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szShown);
-    if (!wasKilled(runCommand(command.szText)))
-        return RC_OK;
-    debugTrace("Could not execute command %s\n", command.szShown);
-    return RC_FAILED;
+    return executeBounded(command, "Could not");
 }
 
 /* Places the files on one host. A host that cannot be reached is no failure; a command that cannot be run is. */
@@ -458,8 +458,8 @@ static int placeOnHost(hostInfo *pHost, const nameText &szHost) {
     return RC_OK;
 }
 
-/* Names a host of the list, terminated, and says whether it is another one than this. */
-static int isOtherHost(const hostInfo *pHost, const nameText &szLocal, nameText &szHost) {
+/* Takes and traces the name of a host of the list, and says whether it is another one than this. */
+static int nameOtherHost(const hostInfo *pHost, const nameText &szLocal, nameText &szHost) {
     copyField(szHost, pHost->hostName);
     debugTrace("HostName = %s\n", szHost);
     if (!isSameShortName(szHost, szLocal))
@@ -476,37 +476,43 @@ int placePrereqBinaries(void) {
     if (packBinaries() != RC_OK)
         return RC_FAILED;
     for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
-        if (isOtherHost(pHost, szLocal, szHost) && placeOnHost(pHost, szHost) != RC_OK)
+        if (nameOtherHost(pHost, szLocal, szHost) && placeOnHost(pHost, szHost) != RC_OK)
             return RC_FAILED;
     debugTrace("placePrereqBinaries EXIT\n");
     return 1;
 }
 
-/* Composes what the other host runs. */
-static void composeRemoteRun(char (&szRemote)[REMOTE_COMMAND_SIZE]) {
+/* Is a word fit to stand inside the quotes of the remote command, where two shells read it? */
+static int isRemoteWord(const char *pText) {
+    return pText[0] != '\0' && pText[0] != '-' && isPlainWord(pText);
+}
+
+/* Composes what the other host runs. 0 when a word from outside would be more than a word there. */
+static int composeRemoteRun(char (&szRemote)[REMOTE_COMMAND_SIZE]) {
     copyText(szRemote, "cd /tmp/kvxprereq; /tmp/kvxprereq/kvxprereqcheck -hfile /tmp/kvxprereq/hl.txt ");
     if (bNonIB)
         appendText(szRemote, "-usenonib TRUE ");
     int bNamed = linuxDistro == DISTRO_RHEL || linuxDistro == DISTRO_SUSE || linuxDistro == DISTRO_UBUNTU;
-    if (bNamed && ppszPREREQ[LinuxDistro] != NULL) {
+    const char *pDistro = bNamed ? ppszPREREQ[LinuxDistro] : NULL;
+    if (pDistro != NULL) {
         appendText(szRemote, "-name ");
-        appendText(szRemote, ppszPREREQ[LinuxDistro]);
+        appendText(szRemote, pDistro);
         appendText(szRemote, " ");
     }
     appendText(szRemote, addCmd);
+    return (pDistro == NULL || isRemoteWord(pDistro)) && (!bCheckSpecificRelease || isRemoteWord(szInputVersion));
 }
 
-/* Runs the program on the other host; what it prints is not looked at. A level that is no plain word would be syntax
- * there: nothing is run then. */
+/* Runs the program on the other host; what it prints is not looked at. */
 static int runOnHost(const nameText &szHost) {
     char szRemote[REMOTE_COMMAND_SIZE];
-    composeRemoteRun(szRemote);
     boundedCommand command;
     captureFile output;
+    int bInert = composeRemoteRun(szRemote);
     nameCaptureAt(&output, "/tmp/1.txt");
     formatRemoteCommand(&command, "%s %s '%s' > /tmp/1.txt", getSSHCmd(), szHost, patternWord(szRemote));
     debugTrace("-------> %s\n", command.szShown);
-    if (bCheckSpecificRelease && !isPlainWord(szInputVersion))
+    if (!bInert)
         command.szText[0] = '\0';
     int status = runIntoCapture(&output, command.szText);
     dropCapture(&output);
@@ -559,7 +565,7 @@ int runPrereqBinaries(void) {
     findShortHostName(szLocal);
     debugTrace("runPrereqBinaries ENTRY\n");
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
-        if (isOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && runAndFetch(szHost) != RC_OK)
+        if (nameOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && runAndFetch(szHost) != RC_OK)
             result = RC_FAILED;
     debugTrace("runPrereqBinaries EXIT\n");
     return result;
@@ -569,10 +575,7 @@ int runPrereqBinaries(void) {
 static int removeFromHost(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s rm -Rf /tmp/kvxprereq /tmp/vexha", getSSHCmd(), szHost);
-    if (!wasKilled(runCommand(command.szText)))
-        return RC_OK;
-    debugTrace("Couldnot execute command %s\n", command.szShown);
-    return RC_FAILED;
+    return executeBounded(command, "Couldnot");
 }
 
 int removePrereqBinaries(void) {
@@ -584,12 +587,10 @@ int removePrereqBinaries(void) {
     boundedCommand command;
     formatRemoteCommand(&command, "rm /tmp/kvxprereq.tar /tmp/vexha.tar /tmp/hl.txt %s 2>/dev/null 1>/dev/null",
                         patternWord(addFiles));
-    if (wasKilled(runCommand(command.szText))) {
-        debugTrace("Couldnot execute command %s\n", command.szShown);
+    if (executeBounded(command, "Couldnot") != RC_OK)
         return RC_FAILED;
-    }
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
-        if (isOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && removeFromHost(szHost) != RC_OK)
+        if (nameOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && removeFromHost(szHost) != RC_OK)
             result = RC_FAILED;
     debugTrace("removePrereqBinaries EXIT\n");
     return result;
@@ -604,13 +605,13 @@ static int checkUserEntry(const userInfo *pUser, const char *pName, const struct
         return RC_OK;
     int result = RC_OK;
     if ((int)pEntry->pw_uid != pUser->UID) {
-        debugTrace("UID not matched for user %s\n", pName);
         reportFault(MSG_USER_ID_MISMATCH, pName, IIHName);
+        debugTrace("UID not matched for user %s\n", pName);
         result = RC_FAILED;
     }
     if ((int)pEntry->pw_gid != pUser->GID) {
-        debugTrace("GID not matched for user %s\n", pName);
         reportFault(MSG_USER_ID_MISMATCH, pName, IIHName);
+        debugTrace("GID not matched for user %s\n", pName);
         result = RC_FAILED;
     }
     return result;
