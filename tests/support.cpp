@@ -20,6 +20,15 @@ scratchDirectory::~scratchDirectory() {
     fs::remove_all(path, ignored);
 }
 
+// The failures of the current test, as far as this process knows.
+static int failureCount() {
+    const testing::TestResult *pResult = testing::UnitTest::GetInstance()->current_test_info()->result();
+    int count = 0;
+    for (int i = 0; i < pResult->total_part_count(); i++)
+        count += pResult->GetTestPartResult(i).failed();
+    return count;
+}
+
 void onHost(const privateHost &host, const std::function<void()> &body) {
     std::string why;
     if (!privateHostsPermitted(why)) {
@@ -28,7 +37,9 @@ void onHost(const privateHost &host, const std::function<void()> &body) {
     }
     privateHost seen = host;
     seen.binds.push_back(KVX_PROGRAM_DIR);
-    EXPECT_EQ(runOnHost(seen, [&body] { return body(), testing::Test::HasFailure() ? 1 : 0; }), 0) << "in the host";
+    const int before = failureCount(); // the child inherits them
+    const auto failsInHost = [&] { return body(), failureCount() > before ? 1 : 0; };
+    EXPECT_EQ(runOnHost(seen, failsInHost), 0) << "in the host";
 }
 
 static std::string captureStream(int stream, const std::function<void()> &body) {
