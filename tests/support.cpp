@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -102,6 +103,26 @@ std::string message(int number, const std::vector<std::string> &tokens) {
     for (const std::string &token : tokens)
         addToken(token.c_str());
     return sqloGetString(number, szText, sizeof szText);
+}
+
+void expectReport(const std::string &name, std::string report) {
+    static const std::pair<const char *, const char *> masks[] = {
+        {"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
+        {"(kvxprereqcheck[ab]?\\.|/proc/)\\d+", "$1PID"},
+        {"(Found (?:kernel|C library) level: )\\S+", "$1LEVEL"},
+        {"(library in use: )\\S+", "$1PATH"},
+        {"(^|\n)( ?)\\d+( ?): ", "$1$2LINE$3: "},
+    };
+    for (size_t at; (at = report.find(KVX_PROGRAM_DIR)) != std::string::npos;)
+        report.replace(at, strlen(KVX_PROGRAM_DIR), "PROGRAM");
+    for (const auto &[pPattern, pMask] : masks)
+        report = std::regex_replace(report, std::regex(pPattern), pMask);
+    const std::string path = KVX_SOURCE_DIR "/tests/reports/" + name + ".txt";
+    if (getenv("KVX_UPDATE_REPORTS") != nullptr) {
+        writeFile(path, report);
+        GTEST_SKIP() << "written anew: " << path;
+    }
+    EXPECT_EQ(report, readFile(path)) << path;
 }
 
 void setValue(Tag tag, const std::string &text) {

@@ -40,6 +40,10 @@ void useTexts(const std::map<int, std::string> &texts);
 // The text that the program has for a number with its tokens.
 std::string message(int number, const std::vector<std::string> &tokens = {});
 
+// Compares a report with tests/reports/NAME.txt, but for what differs from run to run and from machine to machine. With
+// KVX_UPDATE_REPORTS in the environment that is written anew.
+void expectReport(const std::string &name, std::string report);
+
 // Stores a value as if host or file had given it.
 void setValue(Tag tag, const std::string &text);
 // The failures recorded for the level, newest first.

@@ -821,14 +821,15 @@ struct hostsLine {
     const char *pMatched; // by this name
 };
 
-/* Examines a name on a line that is no loopback line. */
+/* Is a name another spelling of the host that has claimed the line? */
+static int isAlias(const hostsLine &line, const char *pName) {
+    return line.bMatched && isSameShortName(line.pMatched, pName);
+}
+
+/* Examines a name, no alias, on a line that is no loopback line. */
 static int examineName(hostsLine *pLine, const char *pName) {
     int result = RC_OK;
     if (pLine->bMatched) {
-        if (isSameShortName(pLine->pMatched, pName)) {
-            debugTrace("Same Match\n");
-            return RC_OK;
-        }
         reportSecondName(pName);
         result = RC_FAILED;
     }
@@ -848,6 +849,10 @@ static int examineHostsLine(char *szLine) {
     int result = bLoopback ? RC_OK : checkIPAddress(szLine);
     char *pRest = NULL;
     for (char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
+        if (isAlias(line, pName)) {
+            debugTrace("Same Match\n");
+            continue;
+        }
         if ((bLoopback ? checkLoopBack(pName) : examineName(&line, pName)) != RC_OK)
             result = RC_FAILED;
         traceName(szLine, pName);

@@ -370,10 +370,20 @@ static void logPackageRequirement(const packageRequest &request, messageText &sz
                 requestName(request), request.pMinVersion, request.pMinRelease);
 }
 
+/* Composes a query by file. In a name that is no full path rpm itself expands macros, which may hold commands: such a
+ * name is not asked for. */
+static void composeFileQuery(commandText &szCommand, const char *pFormat, const char *pFile,
+                             const captureFile &capture) {
+    if (pFile[0] != '/' && strchr(pFile, '%') != NULL)
+        szCommand[0] = '\0';
+    else
+        formatCommand(szCommand, pFormat, pFile, capture.szPath);
+}
+
 static QueryAnswer queryPackage(const packageRequest &request, captureFile *pCapture) {
     commandText szCommand;
     if (request.pFile != NULL)
-        formatCommand(szCommand, pQueryByFile, request.pFile, pCapture->szPath);
+        composeFileQuery(szCommand, pQueryByFile, request.pFile, *pCapture);
     else
         formatCommand(szCommand, pQueryByName, request.pPackage, pCapture->szPath);
     return answerOf(runIntoCapture(pCapture, szCommand));
@@ -689,19 +699,22 @@ int sqloCheckMellanoxLINUX(void) {
 /* --- SCSI generic utilities --- */
 
 /* The reservation tool's own package is verified too. */
-static const char *sgQueryFormat(const char *pFile) {
-    if (pFile == NULL)
-        return pQueryByName;
-    if (strcmp(pFile, "/usr/bin/sg_persist") == 0)
-        return "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s -V 2>/dev/null > %s";
-    return "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s 2>/dev/null > %s";
+static void composeSGQuery(commandText &szCommand, const packageRequest &request, const captureFile &capture) {
+    if (request.pFile == NULL)
+        formatCommand(szCommand, pQueryByName, request.pPackage, capture.szPath);
+    else if (strcmp(request.pFile, "/usr/bin/sg_persist") == 0)
+        composeFileQuery(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s -V 2>/dev/null > %s",
+                         request.pFile, capture);
+    else
+        composeFileQuery(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s 2>/dev/null > %s",
+                         request.pFile, capture);
 }
 
 static QueryAnswer querySGPackage(const packageRequest &request) {
     commandText szCommand;
     captureFile capture;
     nameCapture(&capture);
-    formatCommand(szCommand, sgQueryFormat(request.pFile), requestObject(request), capture.szPath);
+    composeSGQuery(szCommand, request, capture);
     QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
     dropCapture(&capture);
     return answer;
