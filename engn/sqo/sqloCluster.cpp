@@ -25,83 +25,76 @@ typedef char nameText[sizeof(hostInfo::hostName) + 1]; // a name field with its 
 
 /* --- Input lists --- */
 
+/* Adds an empty record at the front of a list. Null when memory runs out. */
+template <typename Record> static Record *addInFront(Record **ppHead) {
+    Record *pRecord = (Record *)malloc(sizeof *pRecord);
+    if (pRecord != NULL) {
+        pRecord->next = *ppHead;
+        *ppHead = pRecord;
+    }
+    return pRecord;
+}
+
+/* What adding a named record came to. */
+static int additionStatus(const char *pName, const void *pRecord) {
+    if (pName == NULL)
+        return RC_FAILED;
+    return pRecord == NULL ? RC_NO_MEMORY : RC_OK;
+}
+
 int updateHostList(const char *hostName) {
     debugTrace("updateHostList ENTRY\n");
-    int status = RC_FAILED;
-    if (hostName != NULL) {
-        hostInfo *pHost = (hostInfo *)malloc(sizeof *pHost);
-        status = pHost == NULL ? RC_NO_MEMORY : RC_OK;
-        if (pHost != NULL) {
-            fillField(pHost->hostName, hostName);
-            debugTrace("updateHostList: HostName = %.*s\n", (int)sizeof pHost->hostName, pHost->hostName);
-            pHost->isSSH = 1;
-            pHost->next = preqHostInfo;
-            preqHostInfo = pHost;
-        }
+    hostInfo *pHost = hostName == NULL ? NULL : addInFront(&preqHostInfo);
+    if (pHost != NULL) {
+        fillField(pHost->hostName, hostName);
+        debugTrace("updateHostList: HostName = %.*s\n", (int)sizeof pHost->hostName, pHost->hostName);
+        pHost->isSSH = 1;
     }
     debugTrace("updateHostList EXIT\n");
-    return status;
+    return additionStatus(hostName, pHost);
 }
 
 int updateUserList(const char *userName, int UID, int GID, int all) {
     debugTrace("updateUserList ENTRY\n");
-    int status = RC_FAILED;
-    if (userName != NULL) {
-        userInfo *pUser = (userInfo *)malloc(sizeof *pUser);
-        status = pUser == NULL ? RC_NO_MEMORY : RC_OK;
-        if (pUser != NULL) {
-            fillField(pUser->userName, userName);
-            debugTrace("updateUserList: UserName = %.*s\n", (int)sizeof pUser->userName, pUser->userName);
-            pUser->all = all;
-            if (all == 1) {
-                pUser->UID = UID;
-                pUser->GID = GID;
-            }
-            pUser->next = preqUserInfo;
-            preqUserInfo = pUser;
+    userInfo *pUser = userName == NULL ? NULL : addInFront(&preqUserInfo);
+    if (pUser != NULL) {
+        fillField(pUser->userName, userName);
+        debugTrace("updateUserList: UserName = %.*s\n", (int)sizeof pUser->userName, pUser->userName);
+        pUser->all = all;
+        if (all == 1) {
+            pUser->UID = UID;
+            pUser->GID = GID;
         }
     }
     debugTrace("updateUserList EXIT\n");
-    return status;
+    return additionStatus(userName, pUser);
 }
 
 int updateDiskList(const char *diskName, const char *diskID, int all) {
     debugTrace("updateDiskList ENTRY\n");
-    int status = RC_FAILED;
-    if (diskName != NULL) {
-        diskInfo *pDisk = (diskInfo *)malloc(sizeof *pDisk);
-        status = pDisk == NULL ? RC_NO_MEMORY : RC_OK;
-        if (pDisk != NULL) {
-            fillField(pDisk->diskName, diskName);
-            debugTrace("updateDiskList: diskName = %.*s\n", (int)sizeof pDisk->diskName, pDisk->diskName);
-            pDisk->all = all;
-            if (all == 1) {
-                fillField(pDisk->diskID, textOrEmpty(diskID));
-                debugTrace("updateDiskList: diskID = %.*s\n", (int)sizeof pDisk->diskID, pDisk->diskID);
-            }
-            pDisk->next = preqDiskInfo;
-            preqDiskInfo = pDisk;
+    diskInfo *pDisk = diskName == NULL ? NULL : addInFront(&preqDiskInfo);
+    if (pDisk != NULL) {
+        fillField(pDisk->diskName, diskName);
+        debugTrace("updateDiskList: diskName = %.*s\n", (int)sizeof pDisk->diskName, pDisk->diskName);
+        pDisk->all = all;
+        if (all == 1) {
+            fillField(pDisk->diskID, textOrEmpty(diskID));
+            debugTrace("updateDiskList: diskID = %.*s\n", (int)sizeof pDisk->diskID, pDisk->diskID);
         }
     }
     debugTrace("updateDiskList EXIT\n");
-    return status;
+    return additionStatus(diskName, pDisk);
 }
 
 int updateNetNames(const char *netName) {
     debugTrace("updateNetNames ENTRY\n");
-    int status = RC_FAILED;
-    if (netName != NULL) {
-        netNames *pNet = (netNames *)malloc(sizeof *pNet);
-        status = pNet == NULL ? RC_NO_MEMORY : RC_OK;
-        if (pNet != NULL) {
-            fillField(pNet->netName, netName);
-            debugTrace("updateNetNames: NetName = %.*s\n", (int)sizeof pNet->netName, pNet->netName);
-            pNet->next = preqNetNames;
-            preqNetNames = pNet;
-        }
+    netNames *pNet = netName == NULL ? NULL : addInFront(&preqNetNames);
+    if (pNet != NULL) {
+        fillField(pNet->netName, netName);
+        debugTrace("updateNetNames: NetName = %.*s\n", (int)sizeof pNet->netName, pNet->netName);
     }
     debugTrace("updateNetNames EXIT\n");
-    return status;
+    return additionStatus(netName, pNet);
 }
 
 /* --- Names --- */
@@ -688,13 +681,11 @@ int updateEtcHostInfo(const char *hostNameorIP) {
     if (pKnown != NULL)
         debugTrace(" Found duplicate host/Netname --> %s\n", hostNameorIP);
     else {
-        etcInfo *pEntry = (etcInfo *)malloc(sizeof *pEntry);
-        status = pEntry == NULL ? RC_NO_MEMORY : RC_OK;
+        etcInfo *pEntry = addInFront(&preqEtcInfo);
+        status = additionStatus(hostNameorIP, pEntry);
         if (pEntry != NULL) {
             fillField(pEntry->Name, hostNameorIP);
             debugTrace("updateEtcHostInfo: HostName = %s\n", hostNameorIP);
-            pEntry->next = preqEtcInfo;
-            preqEtcInfo = pEntry;
         }
     }
     debugTrace("updateEtcHostInfo EXIT\n");

@@ -597,22 +597,37 @@ static int missingMessageOf(const char *pGroup) {
     return 0;
 }
 
+/* Reports a missing package: by its group's message, or a Mellanox one by a text of its own. */
+static void reportMissingPackage(messageText &szDetail, const char *pGroup, const suffixedName &package,
+                                 int bMellanox) {
+    if (bMellanox) {
+        formatText(szDetail, MESSAGE_SIZE,
+                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n",
+                   package.szText);
+        logMessage(szDetail);
+    } else if (missingMessageOf(pGroup) != 0)
+        logText(szDetail, missingMessageOf(pGroup), package.szText);
+}
+
+static int checkSuffixedPackage(const char *pGroup, const suffixedName &package, int msgLevel, int emitErrors,
+                                int bMellanox) {
+    messageText szDetail = "";
+    startGroupCheck(pGroup, package);
+    if (isSeverity(msgLevel)) {
+        QueryAnswer answer = queryInstalled(package);
+        if (answer == INSTALLED)
+            return passFoundPackage(package.szText);
+        if (answer == QUERY_KILLED)
+            reportKilledQuery(szDetail, package.szText);
+        else if (emitErrors == 1)
+            reportMissingPackage(szDetail, pGroup, package, bMellanox);
+    }
+    return failCheck(msgLevel, "", szDetail, package.szText);
+}
+
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                              int emitErrors) {
-    suffixedName package = addSuffix(rpmPkgName, b32Bit);
-    messageText szDetail = "";
-    startGroupCheck(packageName, package);
-    if (!isSeverity(msgLevel))
-        return failCheck(msgLevel, "", szDetail, package.szText);
-    QueryAnswer answer = queryInstalled(package);
-    if (answer == INSTALLED)
-        return passFoundPackage(package.szText);
-    int missingMessage = missingMessageOf(packageName);
-    if (answer == QUERY_KILLED)
-        reportKilledQuery(szDetail, package.szText);
-    else if (emitErrors == 1 && missingMessage != 0)
-        logText(szDetail, missingMessage, package.szText);
-    return failCheck(msgLevel, "", szDetail, package.szText);
+    return checkSuffixedPackage(packageName, addSuffix(rpmPkgName, b32Bit), msgLevel, emitErrors, 0);
 }
 
 /* VMware is asked about first, whatever the package. A 32-bit package on a VMware host would count as one for any
@@ -627,23 +642,7 @@ static suffixedName addMellanoxSuffix(const char *pPackage, int b32Bit) {
 
 int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                                   int emitErrors) {
-    suffixedName package = addMellanoxSuffix(rpmPkgName, b32Bit);
-    messageText szDetail = "";
-    startGroupCheck(packageName, package);
-    if (!isSeverity(msgLevel))
-        return failCheck(msgLevel, "", szDetail, package.szText);
-    QueryAnswer answer = queryInstalled(package);
-    if (answer == INSTALLED)
-        return passFoundPackage(package.szText);
-    if (answer == QUERY_KILLED)
-        reportKilledQuery(szDetail, package.szText);
-    else if (emitErrors == 1) {
-        formatText(szDetail, MESSAGE_SIZE,
-                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n",
-                   package.szText);
-        logMessage(szDetail);
-    }
-    return failCheck(msgLevel, "", szDetail, package.szText);
+    return checkSuffixedPackage(packageName, addMellanoxSuffix(rpmPkgName, b32Bit), msgLevel, emitErrors, 1);
 }
 
 int sqloCheckPackagePresenceLinux(const char *, const char *rpmPkgName, int b32Bit) {
