@@ -1,5 +1,5 @@
 // The checks for an instance to be: its user's account, its ports, and the umask.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <filesystem>
 #include <iostream>
@@ -9,12 +9,6 @@
 
 using std::string;
 namespace fs = std::filesystem;
-typedef std::vector<std::pair<string, string>> fileList;
-
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const std::vector<string> &layers);
-string judged(const std::function<int()> &check);
-void expectCases(const string &name, const std::function<string(const string &)> &answer);
-string runInShell(const string &line);
 
 struct InstanceChecks : testing::Test {
     void SetUp() override {

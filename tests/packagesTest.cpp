@@ -1,6 +1,6 @@
 // Package queries, answered by a real rpm with packages built for the tests (rpm/make-rpms), and what all software
 // checks make of hostile words and of unfit places for their capture files.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <filesystem>
 #include <regex>
@@ -12,16 +12,6 @@ using std::string;
 using std::vector;
 
 namespace fs = std::filesystem;
-
-typedef vector<std::pair<string, string>> fileList;
-typedef std::function<int()> checkCall;
-
-// In softwareTest.cpp.
-string endedBy(const string &signal);
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const vector<string> &layers);
-string judged(const checkCall &check);
-string outcome(const string &title, const string &lines);
-string recorded(const string &lines);
 
 static void onRpmHost(const fileList &files, const std::function<void()> &body) {
     onSoftwareHost(files, body, {KVX_PROGRAM_DIR "/tests/rpm-host"});

@@ -1,5 +1,5 @@
 // The clustered feature's sequence: which checks it makes, in which order, to what status; and free space.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <filesystem>
 #include <iostream>
@@ -10,15 +10,6 @@
 
 using std::string;
 namespace fs = std::filesystem;
-typedef std::vector<std::pair<string, string>> fileList;
-
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const std::vector<string> &layers);
-string judged(const std::function<int()> &check);
-
-// Also for the tests of instances.
-string replaced(string text, const fileList &rules);
-void expectCases(const string &name, const std::function<string(const string &)> &answer);
-string runInShell(const string &line);
 
 struct ShareGrid : testing::Test {
     void SetUp() override {
@@ -30,29 +21,6 @@ struct ShareGrid : testing::Test {
         // clang-format on
     }
 };
-
-// Puts, rule by rule, the second text for each match of the first.
-string replaced(string text, const fileList &rules) {
-    for (const auto &[pattern, replacement] : rules)
-        text = std::regex_replace(text, std::regex(pattern), replacement);
-    return text;
-}
-
-// Compares what the cases of a file in tests/reports, its lines with a "$", answer with what stands below each.
-void expectCases(const string &name, const std::function<string(const string &)> &answer) {
-    std::istringstream lines(readFile(KVX_SOURCE_DIR "/tests/reports/" + name + ".txt"));
-    const fileList machines = {{"(   \\.\\w*profile Check - Passed.)(\\||\n)(   .bashrc Check - Passed.)", "$3$2$1"},
-                               {"\\{sh: [^|]*", "{sh: "}}; // in the directory's order; in the shell's words
-    string all;
-    for (string line; std::getline(lines, line);)
-        if (line.rfind("$ ", 0) == 0) {
-            const string answered = replaced(answer(line.substr(2)), machines);
-            all += line + "\n" + answered.substr(0, answered.find_last_not_of(" \n") + 1) + "\n";
-        } else if (line[0] == '#')
-            all += line + "\n";
-    EXPECT_NE(all, "") << name;
-    expectReport(name, all);
-}
 
 // NAME=TEXT is a value of the level or of the environment; "full" puts an entry into each list.
 static void applyWord(const string &word) {
@@ -139,24 +107,6 @@ static string spaceUnder(const string &words) {
 
 TEST_F(ShareGrid, CountsFreeSpace) {
     expectCases("clustered-space", spaceUnder);
-}
-
-// A case is an example host that meets all, and a command there: `run`, or `after FAULT`, which shows what that
-// changes.
-string runInShell(const string &line) {
-    const string commands = "run() { ./kvxprereqcheck -v 11.5 \"$@\" 2>&1; status=$?; }\n"
-                            "after() { run > /a; eval \"$1\"; shift; run \"$@\" > /b\n"
-                            "diff -U0 -I '^[A-Z][a-z]* [A-Z].*:' /a /b | sed '1,2d;/^@@/d'; }\n" +
-                            line.substr(4) + "\necho exit status $status";
-    privateHost host;
-    host.layers = {KVX_SOURCE_DIR "/samples/hosts/" + line.substr(0, 4), KVX_PROGRAM_DIR "/tests/rpm-host"};
-    host.hostName = "dbhost";
-    host.binds = {KVX_PROGRAM_DIR};
-    host.files = {{KVX_PROGRAM_DIR "/KVXprereqs.xml", readFile(KVX_SOURCE_DIR "/tests/reports/clustered-input.xml")},
-                  {"/usr/sbin/getenforce", "#!/bin/sh\necho Disabled\n"},
-                  fakeTool("ldd", ""),
-                  fakeTool("file", "echo ELF 32-bit")};
-    return runProgram(host, {"/bin/sh", "-c", commands}, {}, KVX_PROGRAM_DIR).out;
 }
 
 TEST_F(ShareGrid, ReportsAsExpected) {

@@ -1,5 +1,5 @@
 // Shared libraries, system settings, and the command lines of all software checks.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <csignal>
 #include <dlfcn.h>
@@ -18,67 +18,6 @@ using std::vector;
 
 namespace fs = std::filesystem;
 
-typedef vector<std::pair<string, string>> fileList;
-typedef std::function<int()> checkCall;
-
-// Texts that leave the order of lines and tokens to look at; those without a token show one that slipped into them.
-static void useShortTexts() {
-    std::istringstream in("30017 W;30018 E;30019 enabled;30020 disabled;30023 c++;30025 libc;30026 aio;30040 selinux;"
-                          "30052 need %1 %2 %3;30053 check %1;30054 ok%1;30055 bad %1;30056 have %1 %2;30057 have %1;"
-                          "30058 c++ at %1;30059 need c++ %1;30060 abi %1;30064 at %1;30065 need %1.%2.%3;"
-                          "30066 have %1.%2.%3;30085 found %1;30095 unmet %1;30098 state %1;30160 need %1 %2;"
-                          "30184 kernel %1 for %2;30186 numa;33506 killed%1;33507 no package %1;33508 unreadable%1;"
-                          "33509 of %1;33510 not loaded %1;33511 no maps %1;33512 no strings%1;33514 no 32-bit %1;"
-                          "33515 no maps%1;33516 killed %1;33520 no aio%1;33535 no ib %1;33536 no hpn %1;"
-                          "33537 no rdma %1;33546 no capture %1;33547 no answer %1;33548 no strings%1;"
-                          "33552 loader: %1;33553 aio loaded%1;33562 selinux unknown%1;33563 selinux on%1;"
-                          "33608 no kernel %1;33609 no numa%1;33610 numa loaded%1;33612 vex failed%1;33613 no vex%1");
-    std::map<int, string> texts;
-    for (string text; getline(in, text, ';');)
-        texts[std::stoi(text)] = text.substr(6);
-    useTexts(texts);
-}
-
-// Lines of a fake tool that end it, and the shells that run it, by a signal.
-string endedBy(const string &signal) {
-    const string shells = "while [ $(cat /proc/$p/comm) = sh ]; do a=\"$p $a\"; p=$(cut -d' ' -f4 /proc/$p/stat); done";
-    return "p=$PPID; a=; " + shells + "; kill -" + signal + " $a $$";
-}
-
-// A host with the test's texts and with fake tools first in PATH, but without what the machine may have of the tools
-// that are looked for in one place only.
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const vector<string> &layers = {}) {
-    privateHost host;
-    if (szRuntimePath[0] == '\0')
-        useShortTexts();
-    host.layers = layers;
-    host.files = files;
-    host.binds = {szRuntimePath};
-    host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info"};
-    onHost(host, [&] {
-        setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
-        body();
-    });
-}
-
-// A check's status and lines of the report; then its entries in the error list in brackets, what went to standard error
-// in braces and to the GUI report in parentheses, and whether it left its capture file in /tmp. '|' ends a line.
-string judged(const checkCall &check) {
-    int status = 1;
-    pErrorList = nullptr;
-    const string pid = std::to_string(getpid());
-    const printed shown = capture([&] { status = check(); });
-    string all = std::to_string(status) + " " + shown.out;
-    for (const string &entry : errorEntries())
-        all += "[" + entry + "]";
-    all += shown.err.empty() ? "" : "{" + shown.err + "}";
-    all += bGUIReportFile ? "(" + readFile(szGUIReportFile) + ")" : "";
-    all += sqloFileExists(("/tmp/kvxprereqcheck." + pid).c_str()) ? "<left>" : "";
-    all = std::regex_replace(all, std::regex(" [0-9]+ : Cateory file path [^\n]*\n"), ""); // a trace of every message
-    all = std::regex_replace(all, std::regex("(/proc/|kvxprereqcheck\\.)" + pid), "$1PID");
-    return std::regex_replace(all, std::regex("\n"), "|");
-}
-
 // A check on a host with these files, in little memory and without running what the tests plant.
 static void expectJudged(const fileList &files, const checkCall &check, const string &expected) {
     onSoftwareHost(files, [&] {
@@ -89,17 +28,6 @@ static void expectJudged(const fileList &files, const checkCall &check, const st
         EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 20000) << "KB";
         EXPECT_FALSE(fs::exists("/ran") || fs::exists("ran"));
     });
-}
-
-// What is judged of a check with a title, for which '#' stands in the lines. A line that says "bad" fails it.
-string outcome(const string &title, const string &lines) {
-    const string all = (lines.find("bad ") == lines.npos ? "0    |check #|" : "-1    |check #|") + lines;
-    return std::regex_replace(all, std::regex("#"), title);
-}
-
-// Lines that are reported, and then recorded as an error.
-string recorded(const string &lines) {
-    return lines + "bad E|[" + lines + "]";
 }
 
 static string script(const string &lines) {
