@@ -13,7 +13,8 @@ std::string endedBy(const std::string &signal);
 
 // A host with the test's texts and with fake tools first in PATH, but without what the machine may have of the tools
 // that are looked for in one place only.
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const std::vector<std::string> &layers = {});
+void onSoftwareHost(const fileList &files, const std::function<void()> &body,
+                    const std::vector<std::string> &layers = {});
 
 // A check's status and lines of the report; then its entries in the error list in brackets, what went to standard error
 // in braces and to the GUI report in parentheses, and whether it left its capture file in /tmp. '|' ends a line.
