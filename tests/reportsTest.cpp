@@ -21,6 +21,7 @@ static const reportScenario scenarios[] = {
     {"client", "centos", sample, " -c -v 11.1"}, {"reportFile", "centos", sample, " -v 10.5 -i -o /report"},
     {"guiReport", "rhel", sample, " -v 11.5 -gui /gui"}, {"unsupportedHost", "debian", sample, ""},
     {"latest", "rhel", oneOfTwo, " -l"}, {"latestInReportFile", "rhel", oneOfTwo, " -l -i -o /report"},
+    {"withoutLibraries", "suse", "tests/reports/withoutLibraries.xml", " -i"},
     {"summary", "rhel", oneOfTwo, " -i -s"}, {"debug", "rhel", oneOfTwo, " -d -i -v 12.1"}};
 // clang-format on
 
@@ -37,7 +38,12 @@ static string reportOf(const reportScenario &scenario) {
     if (scenario.host == "rhel") // the one example host with 32-bit libraries, which this machine has not
         host.files.insert(host.files.end(),
                           {fakeTool("ldd", ""), fakeTool("file", "echo ELF 32-bit LSB shared object")});
-    const runResult result = runProgram(host, {"/bin/sh", "-c", command}, {}, KVX_PROGRAM_DIR, {"/report", "/gui"});
+    std::map<string, string> env;
+    if (scenario.name == "withoutLibraries") {
+        host.files.emplace_back("/broken/libaio.so.1", "no library");
+        env["LD_LIBRARY_PATH"] = "/broken";
+    }
+    const runResult result = runProgram(host, {"/bin/sh", "-c", command}, env, KVX_PROGRAM_DIR, {"/report", "/gui"});
     string text = "$ " + command + "\n" + result.out + "== standard error\n" + result.err;
     for (const auto &[path, content] : result.files)
         text += "== " + path + "\n" + content;

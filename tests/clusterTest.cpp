@@ -1,0 +1,253 @@
+// The cluster's lists, users, /etc/hosts, network names and disks; what the cases share serves remoteTest.cpp too.
+#include "support.h"
+
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using std::string;
+namespace fs = std::filesystem;
+
+// How a host is set up, by shell lines, and the words that fill the list or are the arguments.
+typedef std::vector<std::pair<string, string>> caseList;
+
+static const string x300(300, 'x'), syntax = "$(>/ran)";
+
+// "fake NAME BODY" lays a tool that adds its calls to a log, "quiet" one that does not; "$killed" in its body ends it,
+// and the shell that waits for it, by a signal.
+static const string prelude = R"sh(mkdir /fakes
+fake() { { echo '#!/bin/sh'; echo "echo $1 \"\$*\" >>/fakes/log"; echo "$2"; } >/fakes/$1; chmod +x /fakes/$1; }
+quiet() { fake "$@"; sed -i 2d /fakes/$1; }
+killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'
+)sh";
+
+// Texts that leave the order of lines and tokens to look at; too long a token leaves the placeholders.
+static void useClusterTexts() {
+    // clang-format off
+    useTexts({{30017, "W"}, {30018, "E"}, {30053, "check %1"}, {30054, "ok%1"}, {30055, "bad %1"},
+              {30128, "reached %1 %2"}, {30131, "found %1 %2 %3"}, {30133, "pinged %1 %2"}, {30136, "run on %1"},
+              {33507, "without %1"}, {33542, "unopened %1"}, {33546, "no capture%1"}, {33547, "not run %1"},
+              {33567, "unreached %1 %2"}, {33570, "lost %1 %2 %3 %4"}, {33572, "unpinged %1 %2"},
+              {33574, "missing %1 %2"}, {33575, "twice %1 %2"}, {33581, "no user %1 %2"}, {33584, "ids %1 %2"},
+              {33587, "left out %1"}, {33592, "loopback %1"}});
+    // clang-format on
+    setText(IIHName, "here");
+}
+
+static string part(const string &title, const string &text) {
+    return text.empty() ? "" : "== " + title + "\n" + text + (text.back() == '\n' ? "" : " (no newline)\n");
+}
+
+// What an operation comes to: its result and report, the error list, the GUI report, what was printed but for the
+// catalog's traces, the calls of fakes, and the files in /tmp.
+static string outcome(const std::function<int()> &operation) {
+    int result = 99;
+    const printed shown = capture([&] { result = operation(); });
+    string errors;
+    for (const string &entry : errorEntries())
+        errors += entry.substr(0, entry.find('\n')) + "\n";
+    string all = "= " + std::to_string(result) + "\n" + readFile("/report") + part("error list", errors) +
+                 part("GUI report", readFile("/gui")) + part("error output", shown.err) +
+                 part("output", std::regex_replace(shown.out, std::regex(" \\d+ : Cateory.*\n"), "")) +
+                 part("calls", readFile("/fakes/log"));
+    all += capture([] { EXPECT_EQ(system("cd /tmp; for f in *; do [ ! -f $f ] || tail -vn+1 $f; done"), 0); }).out;
+    return std::regex_replace(all, std::regex(szRuntimePath), "RUNTIME");
+}
+
+// Compares what an operation comes to in each case, on a host of its own called here.dom, with a text in tests/reports.
+// A planted link leads to /victim; a word that is run as a command writes /ran. After the word DEBUG there are traces,
+// and no list files. With a real tool the host has a network of its own.
+void compareOutcomes(const string &name, const string &common, void (*add)(const string &), int (*operation)(),
+                     const caseList &cases, const char *pRealTool = nullptr) {
+    if (pRealTool != nullptr && access(pRealTool, X_OK) != 0) {
+        ASSERT_EQ(getenv("CI"), nullptr) << "no " << pRealTool;
+        GTEST_SKIP() << "no " << pRealTool;
+    }
+    string all;
+    useClusterTexts();
+    for (const auto &[setUp, words] : cases) {
+        const int sent = memfd_create("outcome", MFD_CLOEXEC);
+        const string lines = string("runtime=") + szRuntimePath + " program=" KVX_PROGRAM_DIR "\n" + prelude + common +
+                             "\n" + setUp + "\n:";
+        std::istringstream in(words);
+        onHost({{}, "here.dom", {szRuntimePath}, false, pRealTool != nullptr, {"/var/kvx"}, {}}, [&] {
+            ASSERT_EQ(system(lines.c_str()), 0) << lines;
+            setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
+            bCustomReportFile = bGUIReportFile = 1;
+            setText(szReportFile, "/report"), setText(szGUIReportFile, "/gui");
+            const string text = outcome([&] {
+                for (string word; in >> word;)
+                    word == "DEBUG" ? void(debug = 1) : add(word);
+                bInstList = bDiskList = !debug;
+                return operation();
+            });
+            EXPECT_EQ(write(sent, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+            EXPECT_FALSE(fs::exists("/ran") || fs::exists("/victim")) << lines;
+        });
+        if (testing::Test::IsSkipped())
+            return;
+        all += "$ " + setUp + "\n$ " + words + "\n" + readFile("/proc/self/fd/" + std::to_string(sent)) + "\n";
+        close(sent);
+    }
+    expectReport("cluster-" + name, all);
+}
+
+template <typename Record> static void printNames(const Record *pFirst, char (Record::*field)[255]) {
+    for (; pFirst != nullptr; pFirst = pFirst->next)
+        printf("[%.255s]", pFirst->*field);
+    puts("");
+}
+
+// Adds a word, or for NULL a null name, to every list.
+static void addToLists(const string &word) {
+    const char *pName = word == "NULL" ? nullptr : word.c_str(), *pId = word.size() == 1 ? nullptr : pName;
+    const int statuses[] = {updateHostList(pName), updateNetNames(pName), updateUserList(pName, 7, 8, 1),
+                            updateDiskList(pName, pId, 1)};
+    printf("%d %d %d %d\n", statuses[0], statuses[1], statuses[2], statuses[3]);
+}
+
+static int printLists() {
+    printNames(preqHostInfo, &hostInfo::hostName), printNames(preqNetNames, &netNames::netName);
+    printNames(preqUserInfo, &userInfo::userName), printNames(preqDiskInfo, &diskInfo::diskName);
+    printNames(preqDiskInfo, &diskInfo::diskID);
+    return printf("%d %d %d\n", preqHostInfo->next->isSSH, preqUserInfo->next->UID, preqUserInfo->next->GID), 0;
+}
+
+TEST(ClusterLists, HoldTheFirst255CharactersNewestFirst) {
+    compareOutcomes("lists", "", addToLists, printLists, {{"", "DEBUG a NULL " + x300 + " a"}});
+}
+
+// A user, with the expected UID and GID behind colons if any.
+static void addUser(const string &word) {
+    int uid = 0, gid = 0;
+    const int bAll = sscanf(word.c_str(), "%*[^:]:%d:%d", &uid, &gid) == 2;
+    updateUserList(word.substr(0, word.find(':')).c_str(), uid, gid, bAll);
+}
+
+// clang-format off
+
+TEST(ClusterUsers, AreComparedWithThePasswordDatabase) {
+    const string lay = "printf '%s\n' db:x:1001:100::/: two:x:1:2::/: two:x:3:2::/: big:x:4294967294:100::/: " +
+                       x300.substr(45) + ":x:5:6::/: >/etc/passwd";
+    compareOutcomes("users", lay, addUser, sqloValidateUsers, {
+        {"", ""}, {"", "db db:1001:100 db:7:100 db:1001:8 db:7:8"}, {"", "DB two:1:2 d"},
+        {"ln -s /victim /tmp/il.txt", "big:-2:100"}, {"", x300 + ":5:7"}, {"mkdir /tmp/il.txt", "none"},
+        {"echo old >/tmp/il.txt", "DEBUG none db:7:8"}});
+}
+
+static int validateEtcHosts() {
+    resetEtcHosts();
+    const int rc = sqloValidateEtcHosts();
+    return printf("error %d\n", bEtchostError), rc;
+}
+
+TEST(EtcHosts, HasEachExpectedNameOnOneLineOfItsOwn) {
+    const string h1 = "10.0.0.1 host1", n240(240, 'n'), h254 = "10.0.0.1" + string(241, ' ') + "host1";
+    const caseList rows = {
+        {h1 + "\n", "host1 AGAIN"}, {"10.0.0.1\t \tHOST1.dom\n", "host1.x"}, {"10.0.0.1 other host1 #x\n\n", "host1"},
+        {h1 + "#", "host1"}, {h1, "host1"}, {"#" + h1 + "\n10.0.0.2 #host1\n10.0.0.3\n" + h1 + "2\n", "host1"},
+        {"127.0.0.1 host1\n", "host1"}, {"::1 x host1\n", "host1"}, {"0:0:0:0:0:0:0:1 host1.dom\n", "host1"},
+        {"127.0.1.1 host1\n", "host1"}, {"127.0.0.1 host1\n" + h1 + "\n", "host1"},
+        {"::1 localhost\n::1 lo\n" + h1 + "\n", "host1"}, {h1 + ".dom host1 HOST1.x\n", "host1"},
+        {h1 + " other\n", "host1"}, {h1 + " host2\n", "host1 host2"}, {h1 + " other host1\n", "host1"},
+        {h1 + "\n10.0.0.2 host1.x\n", "host1"}, {h1 + "\n10.0.0.1 other\n", "host1"}, {h1 + "\n" + h1 + "\n", "host1"},
+        {"fe80::A host1\nfe80::a other\n", "host1"}, {"10.0.0.1 other\n" + h1 + "\n", "host1"},
+        {"10.0.0.1 a b\n10.0.0.1 a\n", ""}, {" x host1\n\ty other\n", "host1"}, {"", "host1 HOST1.a host2"},
+        {h254 + "\n", "host1"}, {" " + h254 + "\n", "host1"}, {string(255, ' ') + h1 + "\n", "host1"},
+        {h1 + " #" + x300 + "\n", "host1"}, {"10.0.0.1 " + n240 + "\n", x300 + " " + x300 + " " + n240},
+        {"127.0.0.1 lo.x host2\n" + h1 + ".x host1 z\n10.0.0.2 host1\n10.0.0.1 y\n", "DEBUG host1 HOST1.a host2"}};
+    const auto add = [](const string &word) {
+        word == "AGAIN" ? resetEtcHosts() + sqloValidateEtcHosts() : updateEtcHostInfo(word.c_str());
+    };
+    caseList cases = {{"rm /etc/hosts", "host1"}};
+    for (const auto &[text, expectedNames] : rows)
+        cases.emplace_back("printf '" + text + "' >/etc/hosts", expectedNames);
+    compareOutcomes("hosts", "", add, validateEtcHosts, cases);
+}
+
+static const auto addNetName = [](const string &word) { updateNetNames(word.c_str()); };
+
+TEST(NetworkNames, ArePinged) {
+    compareOutcomes("pings", "", addNetName, checkPingTest, {{"", "127.0.0.2 10.9.9.9"}}, "/usr/bin/ping");
+}
+
+TEST(NetworkNames, AreJudgedByTheExitCodeOfPing) {
+    compareOutcomes("ping-calls", "", addNetName, checkPingTest, {
+        {"fake ping 'exit 1'", ""}, {"fake ping '[ $2 = a ]'", "DEBUG a b"}, {"fake ping \"$killed\"", "a"},
+        {"fake ping :", x300 + " ;>/ran -f"}});
+}
+
+// Disks in /dev, which is the host's own then.
+static const string layDisks = R"sh(mkdir -p /new/disk/by-id; >/new/null; mount --bind /dev/null /new/null
+cd /new/disk/by-id; ln -s ../../sdb scsi-one; ln -s ../../sdb1 scsi-one-part1; ln -s ../../sdc wwn-two
+ln -s ../../)sh" + x300.substr(100) + " long; mount --rbind /new /dev\n", lose = "'rm -f /tmp/kvxprereq*'";
+
+// A disk, with the expected identifier behind an equals sign if any.
+static void addDisk(const string &word) {
+    const size_t length = word.find('=');
+    updateDiskList(word.substr(0, length).c_str(), word.substr(length + 1).c_str(), length != string::npos);
+}
+
+TEST(SharedDisks, AreFoundByNameOrIdentifier) {
+    const string recovers = "quiet rev '[ -f /proc/self/fd/1 ] && { mkdir /1 || mkdir /2; } 2>/dev/null && "
+                            "kill -9 $PPID; exec /usr/bin/rev'";
+    compareOutcomes("disks", layDisks, addDisk, sqloValidateDisk, {
+        {"", ""}, {"mkdir /tmp/dl.txt", "/dev/sdb"}, {"ln -s /victim /tmp/dl.txt", "/dev/sdb/ /dev/sdc"}, {"", "sdb"},
+        {"", "/dev/x=scsi-one"}, {"", "/dev/sdb /dev/sdb=one /dev/sd"}, {"", "/"}, {recovers, "/dev/sdb"},
+        {"quiet rev " + lose, "/dev/sdb"}, {"quiet rev 'exit 1'", "/dev/sdb"},
+        {"", "/dev/" + x300.substr(100) + " /dev/" + x300}, {"echo old >/tmp/dl.txt", "DEBUG sdb"},
+        {"", "/dev/" + syntax + " /dev/x=" + syntax + " /dev/x=-R"}});
+}
+
+static std::vector<string> given;
+
+// Asks for a policy, or, with a stale file under the name of the capture file, for a disk's name or identifier.
+static int askForDevice() {
+    const bool bRemote = given.back() == "remote";
+    if (given.size() == 2)
+        return sqloGetSCSIType("b", given[0].c_str(), bRemote);
+    char szDevice[255], szId[255];
+    setText(szDevice, given[1]), setText(szId, given[2] + (given[2] == "wwn-two" ? "\n" : ""));
+    writeFile("/tmp/kvxprereqcheckb." + std::to_string(getpid()), "stale stale/stale\n");
+    const int rc = sqloGetDevNameOrID(given[0].c_str(), szDevice, szId, given[3] == "id", bRemote);
+    return printf("%s %s\n", szDevice, szId), rc;
+}
+
+TEST(Devices, AreIdentifiedAndAskedForTheirPolicy) {
+    const string h = "h /dev/sdb x id here", lay = "fake ssh 'shift; eval \"$*\"'; fake scsi_id 'echo $3 $#'\n"
+                 "ln -s /fakes/scsi_id /lib/udev", policy = "fake lsattr 'echo pv 1; echo \"reserve_policy ";
+    const auto add = [](const string &word) { given.push_back(word); };
+    compareOutcomes("devices", layDisks + lay, add, askForDevice, {
+        {"", "-v /dev/sdb x id here"}, {"", "h x wwn-two name here"}, {"", "h x scsi-one name here"},
+        {"", "h x none name here"}, {"", "b /dev/sdb x id remote"}, {"", "b;>/ran x wwn-two name remote"},
+        {"fake scsi_id 'exit 3'", h}, {"fake scsi_id \"$killed\"", h}, {"fake scsi_id " + lose, "DEBUG " + h},
+        {"fake scsi_id 'echo " + x300 + "'", h}, {"", "h " + syntax + " x id here"},
+        {"", "h x " + syntax + " name here"}, {"", "h " + syntax + " x id remote"},
+        {"", "h x " + syntax + " name remote"}, {"", "-v /dev/sdb x id remote"},
+        {policy + "no_reserve x\"'", "d here"}, {policy + "single_path x\"'", "d here"},
+        {policy + "PR_exclusive x\"'", "d here"}, {policy + " no_reserve x\"'", "d remote"},
+        {"fake lsattr :", "d here"}, {"quiet awk " + lose + "; fake lsattr", "d here"},
+        {"fake lsattr", syntax + " remote"}});
+}
+
+// The tiebreaker disk, then the hosts. The tool that tests pairs is in the current directory.
+static void addDiskAndHosts(const string &word) {
+    fs::current_path("/fakes");
+    if (tbDiskName[0] != '\0')
+        return void(updateHostList(word.c_str()));
+    setText(tbDiskName, word);
+}
+
+TEST(TiebreakerDisk, IsTestedInPairs) {
+    const string lay = R"sh(quiet ssh 'case $2$1 in ls*none) ;; ls*dead) '"$killed"';; ls*) echo id ../../sd$1; esac'
+quiet scp :; quiet tar ': >$2'; mkdir /tmp/vexha; fake scsi_id 'echo id'; ln -s /fakes/scsi_id /lib/udev
+fake kvxprereqcheckoss :; >/usr/bin/sg_persist)sh", b = "/dev/sdb ";
+    compareOutcomes("tiebreaker", lay, addDiskAndHosts, sqloValidateTbDisk, {
+        {"", b}, {"", b + "HERE.x"}, {"", "/dev/sdb/ beta.dom here alpha"}, {"", b + "here beta alpha"},
+        {"", "/dev/mapper/mpatha here.a here.b"}, {"", b + "none beta"}, {"", "sdb beta"},
+        {"", b + "alpha dead beta.x"}, {"fake scsi_id \"$killed\"", b + "beta"}, {"fake scsi_id 'exit 1'", b + "beta"},
+        {"rm /usr/bin/sg_persist", b + "beta"}, {"", "/dev/" + syntax + " b;>/ran here"}, {"", b + "beta -v"},
+        {"fake kvxprereqcheckoss '[ $2 = ${2#xx} ]'", "DEBUG " + b + x300 + " beta"}});
+}
