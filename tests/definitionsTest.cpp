@@ -163,26 +163,6 @@ TEST(Reader, BannerOpensTheReport) {
     }
 }
 
-TEST(Reader, TracesEveryLine) {
-    bPrintSummary = debug = 1;
-    linuxDistro = DISTRO_RHEL;
-    const string text = head + one + "<ksh></ksh>\n<Foo>\n" + failing + two + endRhel + holding + grid + endGrid + end;
-    const string out = capture([&text] { valuesRead(text); }).out,
-                 triple = "   Evaluate for PREREQ[RHEL]\n   Operand: LinuxDistro \t Operator: = \t Value: ";
-    const string current = " \n   Evaluate PREREQ[LinuxDistro] current value= RHEL\n   condition ",
-                 line = "Scanning line : ";
-    // clang-format off
-    EXPECT_EQ(out.substr(out.find("Reading KVX")), "Reading KVX prerequisites from " + string(szInputXMLFile) + "\n" +
-        line + one + " ==>Adding  PREREQ[UMASK]=1\n" + line + "<ksh></ksh>\nPREREQ[ksh] is N/A\n" +
-        line + "<Foo>\nNo Matching tag found Skipping =><Foo>\n" +
-        line + failing + triple + "SUSE" + current + "not matched   === Skip tag BEGIN ===   push to stack = RHEL \n" +
-        line + two + "   Skipping =>" + two + line + endRhel + "=== END skip tag RESUME === " +
-        line + holding + triple + "RHEL" + current + "matched   " +
-        line + grid + "=== Skip tag BEGIN ===   Pushing XML Tag to stack shareGrid\n   Skipping =>" + grid +
-        line + endGrid + "=== END skip tag RESUME === Finishing reading XML for platform </platform>\n");
-    // clang-format on
-}
-
 TEST(Reader, SkipStackHoldsOneLevel) {
     EXPECT_EQ(sqloPopSkipNodeStack(), 0);
     EXPECT_EQ(sqloPushToSkipNodeStack(-1), -1);

@@ -286,19 +286,24 @@ int checkPingTest(void) {
     return result;
 }
 
+/* Takes the name of a host, tests a remote shell to it and notes the outcome in its record. */
+static int testShell(hostInfo *pHost, const char *pShell, nameText &szHost) {
+    boundedCommand command;
+    copyField(szHost, pHost->hostName);
+    formatRemoteCommand(&command,
+                        "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
+                        "2>/dev/null 1>/dev/null ",
+                        pShell, szHost);
+    pHost->isSSH = runCommand(command.szText) == 0;
+    return pHost->isSSH;
+}
+
 /* Tests the product's own remote shell to every host, the local one included. No host is reported. */
 static int testOwnShellToAll(void) {
     int result = RC_OK;
     for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
         nameText szHost;
-        copyField(szHost, pHost->hostName);
-        boundedCommand command;
-        formatRemoteCommand(&command,
-                            "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
-                            "2>/dev/null 1>/dev/null ",
-                            pOwnShell, szHost);
-        pHost->isSSH = runCommand(command.szText) == 0;
-        if (pHost->isSSH)
+        if (testShell(pHost, pOwnShell, szHost))
             debugTrace("KVXSSH successfull from %s to %s \n", IIHName, szHost);
         else {
             debugTrace("Cannot do KVXLOCSSH from %s to %s\n", IIHName, szHost);
@@ -337,14 +342,7 @@ int checkSSHToAll(void) {
     int result = RC_OK;
     for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
         nameText szHost;
-        copyField(szHost, pHost->hostName);
-        boundedCommand command;
-        formatRemoteCommand(&command,
-                            "ssh  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
-                            "2>/dev/null 1>/dev/null ",
-                            szHost);
-        pHost->isSSH = runCommand(command.szText) == 0;
-        if (pHost->isSSH) {
+        if (testShell(pHost, "ssh", szHost)) {
             reportText(MSG_SSH_REACHABLE, IIHName, szHost);
             debugTrace("SSH successfull from %s to %s \n", IIHName, szHost);
         } else {
