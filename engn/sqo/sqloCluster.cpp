@@ -966,7 +966,7 @@ int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId
     return result;
 }
 
-/* Only a disk without any policy counts; the other known ones count as little as an unknown one. */
+/* Only the policy "no_reserve" counts; the other known ones count as little as an unknown one. */
 int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote) {
     captureFile capture;
     commandText szCommand;

@@ -232,9 +232,7 @@ int outputHolds(const commandText &szCommand, const char *pText) {
     return bHolds;
 }
 
-/* --- Capture files. A library's texts are many short lines: the reading must cost little beside the listing. --- */
-
-static const size_t CAPTURE_BUFFER_SIZE = 65536;
+/* --- Capture files --- */
 
 const char *temporaryDirectory(void) {
     const char *pDirectory = getenv("KVXTMPDIR");
@@ -292,12 +290,10 @@ int openCapture(captureFile *pCapture) {
     closeCapture(pCapture);
     if (pCapture->bOurs)
         pCapture->pFile = fopen(pCapture->szPath, "re");
-    if (pCapture->pFile == NULL)
-        return 0;
-    setvbuf(pCapture->pFile, NULL, _IOFBF, CAPTURE_BUFFER_SIZE);
-    return 1;
+    return pCapture->pFile != NULL;
 }
 
+/* Without the stream's lock: a library's texts are many short lines, and there is only one thread. */
 int readCapture(captureFile *pCapture, char *szLine, size_t size) {
     szLine[0] = '\0';
     return pCapture->pFile != NULL && fgets_unlocked(szLine, (int)size, pCapture->pFile) != NULL;
