@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <glob.h>
@@ -21,6 +22,8 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -40,6 +43,26 @@ struct laidFile {
     mode_t mode;
     std::string content; // of a link: what it points to
 };
+
+// Where a layer of the host stands in it, and the layer itself, opened: its own path is out of reach in the host.
+struct writtenLayer {
+    std::string place;
+    int fd;
+};
+
+// What tells that a file is still the same.
+struct fileState {
+    dev_t device;
+    ino_t inode;
+    mode_t mode;
+    uid_t owner;
+    gid_t group;
+    off_t size;
+    timespec changed;
+};
+
+static std::vector<writtenLayer> writtenLayers;
+static std::map<std::string, fileState> rememberedStates;
 
 static void must(bool done, const std::string &what) {
     if (!done)
@@ -133,6 +156,12 @@ static std::string mountScratch(const std::vector<std::string> &binds) {
     throw std::runtime_error("no directory to mount the scratch layer on");
 }
 
+static void watchLayer(const std::string &dir, const std::string &place) {
+    const int fd = open(dir.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    must(fd >= 0, dir);
+    writtenLayers.push_back({place == "/" ? "" : place, fd});
+}
+
 // Lays an overlay of `dir` at the same path below scratch/root. The directory is entered and called ".", so that no
 // character of its path has a meaning in the mount options.
 static void overlayDirectory(const std::string &scratch, const std::string &dir) {
@@ -147,6 +176,7 @@ static void overlayDirectory(const std::string &scratch, const std::string &dir)
     must(chown(upper.c_str(), st.st_uid, st.st_gid) == 0 && chmod(upper.c_str(), st.st_mode & 07777) == 0, upper);
     const std::string options = "lowerdir=.,upperdir=" + upper + ",workdir=" + work;
     must(mount("overlay", target.c_str(), "overlay", 0, options.c_str()) == 0, "overlay of " + dir);
+    watchLayer(upper, dir);
 }
 
 static void bindDirectory(const std::string &scratch, const std::string &dir) {
@@ -160,11 +190,46 @@ static void emptyTmp(const std::string &scratch) {
     const std::string tmp = scratch + "/tmp";
     must(mkdir(tmp.c_str(), 0) == 0 && chmod(tmp.c_str(), 01777) == 0, tmp);
     must(mount(tmp.c_str(), (scratch + "/root/tmp").c_str(), nullptr, MS_BIND, nullptr) == 0, "empty /tmp");
+    watchLayer(tmp, "/tmp");
 }
 
 static bool isOnRootFileSystem(const std::string &dir) {
     struct stat root = {}, st = {};
     return stat("/", &root) != 0 || stat(dir.c_str(), &st) != 0 || root.st_dev == st.st_dev;
+}
+
+// A directory that the machine has comes up into the layer with the first file that changes below it.
+static bool isMachineDirectory(const fs::directory_entry &entry) {
+    return entry.symlink_status().type() == fs::file_type::directory &&
+           lgetxattr(entry.path().c_str(), "trusted.overlay.origin", nullptr, 0) >= 0;
+}
+
+static std::map<std::string, fileState> currentStates() {
+    std::map<std::string, fileState> states;
+    for (const writtenLayer &layer : writtenLayers) {
+        const fs::path root = "/proc/self/fd/" + std::to_string(layer.fd) + "/";
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(root)) {
+            if (isMachineDirectory(entry))
+                continue;
+            struct stat st = {};
+            must(lstat(entry.path().c_str(), &st) == 0, entry.path());
+            const bool bContent = !S_ISDIR(st.st_mode);
+            states[layer.place + "/" + entry.path().lexically_relative(root).string()] = {
+                st.st_dev,
+                st.st_ino,
+                st.st_mode,
+                st.st_uid,
+                st.st_gid,
+                bContent ? st.st_size : 0,
+                bContent ? st.st_ctim : timespec()};
+        }
+    }
+    return states;
+}
+
+static bool isSameState(const fileState &a, const fileState &b) {
+    return std::tie(a.device, a.inode, a.mode, a.owner, a.group, a.size, a.changed.tv_sec, a.changed.tv_nsec) ==
+           std::tie(b.device, b.inode, b.mode, b.owner, b.group, b.size, b.changed.tv_sec, b.changed.tv_nsec);
 }
 
 void enterPrivateHost(const privateHost &host) {
@@ -190,6 +255,25 @@ void enterPrivateHost(const privateHost &host) {
 
     must(chroot((scratch + "/root").c_str()) == 0 && chdir("/") == 0, "chroot");
     layFiles(host, fromLayers);
+    rememberHost();
+}
+
+void rememberHost() {
+    rememberedStates = currentStates();
+}
+
+std::set<std::string> filesChangedOnHost() {
+    const std::map<std::string, fileState> states = currentStates();
+    std::set<std::string> changed;
+    for (const auto &[path, state] : states) {
+        const auto before = rememberedStates.find(path);
+        if (before == rememberedStates.end() || !isSameState(before->second, state))
+            changed.insert(path);
+    }
+    for (const auto &[path, state] : rememberedStates)
+        if (states.count(path) == 0)
+            changed.insert(path);
+    return changed;
 }
 
 // Runs `work` in a forked child. The child ends without the exit handlers of the process that it was copied from.
@@ -318,20 +402,32 @@ static std::map<std::string, std::string> receiveFiles(const std::string &sent) 
     return files;
 }
 
+static std::set<std::string> splitAtNul(const std::string &texts) {
+    std::set<std::string> parts;
+    for (size_t at = 0; at < texts.size(); at += strlen(texts.c_str() + at) + 1)
+        parts.insert(texts.c_str() + at);
+    return parts;
+}
+
 runResult runProgram(const privateHost &host, const std::vector<std::string> &argv,
                      const std::map<std::string, std::string> &env, const std::string &cwd,
                      const std::vector<std::string> &fetch, const std::function<void()> &afterEnter) {
     std::map<std::string, std::string> wholeEnv = env;
     wholeEnv.merge(hostEnvironment(host));
-    const int out = openCapture(), err = openCapture(), sent = openCapture();
+    const int out = openCapture(), err = openCapture(), sent = openCapture(), changed = openCapture();
     const int status = runOnHost(host, [&] {
-        if (afterEnter)
+        if (afterEnter) {
             afterEnter();
+            rememberHost();
+        }
         const int programStatus = runInChild([&] { return execProgram(argv, wholeEnv, cwd, out, err); });
+        for (const std::string &path : filesChangedOnHost())
+            writeCapture(changed, path + '\0');
         sendFiles(fetch, sent);
         return programStatus;
     });
-    return {status, takeCapture(out), takeCapture(err), receiveFiles(takeCapture(sent))};
+    return {status, takeCapture(out), takeCapture(err), receiveFiles(takeCapture(sent)),
+            splitAtNul(takeCapture(changed))};
 }
 
 std::pair<std::string, std::string> fakeTool(const std::string &name, const std::string &body) {

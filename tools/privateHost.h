@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,7 @@ struct runResult {
     int status; // exit status; 128 + n when signal n ended the program; 125 when there was no private host
     std::string out, err;
     std::map<std::string, std::string> files; // path and content of everything that was to be fetched and was there
+    std::set<std::string> changed;            // filesChangedOnHost at the end, counted from behind `afterEnter`
 };
 
 // Whether this machine permits private hosts. `why` says why not. Tried once, in a child; later calls know the answer.
@@ -37,6 +39,12 @@ bool privateHostsPermitted(std::string &why);
 // that every distribution has, /etc/os-release, is the machine's own unless covered. The scratch layer has 4 GB,
 // which take memory only as they are written. Throws an exception that says why there is no private host.
 void enterPrivateHost(const privateHost &host);
+
+// In a private host: the paths of all files, links and new directories that were made, written, removed or given
+// another owner or mode since the host was entered, or remembered anew. Bound directories count only while they are not
+// writable.
+std::set<std::string> filesChangedOnHost();
+void rememberHost();
 
 // Runs `work` in a private host and returns its result as an exit status: 128 + n when signal n ended it, 125 (with
 // a message on standard error) when there could be no private host or `work` threw.

@@ -1,0 +1,51 @@
+#include "allocations.h"
+
+#include <cstddef>
+#include <unordered_set>
+
+static int failing, count;
+
+static std::unordered_set<void *> &held() {
+    static std::unordered_set<void *> pointers;
+    return pointers;
+}
+
+template <typename Pointer> static Pointer hold(Pointer pMemory) {
+    held().insert(pMemory);
+    return pMemory;
+}
+
+// Under the linker's option --wrap a call of NAME becomes one of __wrap_NAME, and __real_NAME is the library's own.
+#define ALLOCATOR(NAME, RESULT, PARAMETERS, ARGUMENTS)                                                                 \
+    RESULT __real_##NAME PARAMETERS;                                                                                   \
+    RESULT __wrap_##NAME PARAMETERS {                                                                                  \
+        return ++count == failing ? nullptr : hold(__real_##NAME ARGUMENTS);                                           \
+    }
+
+extern "C" {
+ALLOCATOR(malloc, void *, (size_t size), (size))
+ALLOCATOR(calloc, void *, (size_t number, size_t size), (number, size))
+ALLOCATOR(strdup, char *, (const char *pText), (pText))
+ALLOCATOR(strndup, char *, (const char *pText, size_t length), (pText, length))
+
+void __real_free(void *pMemory);
+void __wrap_free(void *pMemory) {
+    held().erase(pMemory);
+    __real_free(pMemory);
+}
+}
+
+void failAllocation(int number) {
+    failing = number;
+    count = 0;
+}
+
+int allocationCount() {
+    return count;
+}
+
+void freeAllocations() {
+    for (void *pMemory : held())
+        __real_free(pMemory);
+    held().clear();
+}

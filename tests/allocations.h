@@ -1,0 +1,15 @@
+// The memory that the program's own sources ask for, in reach of tests and fuzzers: their calls of malloc, calloc,
+// strdup, strndup and free are linked to the functions behind this header.
+#ifndef ALLOCATIONS_H
+#define ALLOCATIONS_H
+
+// Lets the n-th allocation from now on fail, and no other; 0: none.
+void failAllocation(int number);
+
+// How many allocations were asked for since the last call of failAllocation.
+int allocationCount();
+
+// Frees what the program has allocated and not freed.
+void freeAllocations();
+
+#endif
