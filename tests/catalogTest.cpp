@@ -62,7 +62,7 @@ TEST(Catalog, AgreesWithHeaderAndCalls) {
         EXPECT_TRUE(numbers.insert(std::stoi(row[2])).second) << title;
         string text(1200, '\0');
         EXPECT_EQ(sqloRetrieveNLString(std::stoi(row[2]), text.data(), 1200, pEnglish), RC_OK) << title;
-        text = text.c_str();
+        text.resize(text.find('\0'));
         const size_t stated = comment.rfind("none", 0) == 0 ? 0 : splitAtCommas(comment).size();
         size_t room = text.size();
         for (const std::smatch &sign : matches(text, R"(%(\d*))")) {

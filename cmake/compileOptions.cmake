@@ -1,0 +1,35 @@
+# How the program is compiled, whatever the build: warnings that a compiler may know, and hardening.
+include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
+
+set(KVX_WARNINGS -Wall -Wextra)
+set(KVX_HARDENING)
+
+function(add_supported list)
+    foreach(flag IN LISTS ARGN)
+        string(MAKE_C_IDENTIFIER "KVX_HAS${flag}" known)
+        check_cxx_compiler_flag("${flag}" ${known})
+        if(${known})
+            list(APPEND ${list} "${flag}")
+        endif()
+    endforeach()
+    set(${list} "${${list}}" PARENT_SCOPE)
+endfunction()
+
+# -Wno-format-y2k: the date of the report is printed as the locale has it.
+add_supported(KVX_WARNINGS -Wformat=2 -Wno-format-y2k -Wconversion -Wshadow=local -Wcast-qual -Wduplicated-cond
+    -Wduplicated-branches -Wlogical-op -Wnull-dereference -Wvla -Wundef -Wpointer-arith -Wmissing-declarations
+    -Wredundant-decls)
+
+# Sanitizers watch what these would; the checked library calls need an optimizing build.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    add_supported(KVX_HARDENING -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    list(APPEND KVX_HARDENING $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+check_pie_supported(LANGUAGES CXX)
+
+function(harden target)
+    target_compile_options(${target} PRIVATE ${KVX_WARNINGS} ${KVX_HARDENING})
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
+endfunction()
