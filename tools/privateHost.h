@@ -1,8 +1,8 @@
 // Private hosts, for the tests and the examples: a child process that sees the machine's own files with others laid
 // over them, under a host name of its own, and whose writes go to a scratch layer that vanishes with it.
 //
-// What the host changes never reaches the real machine, except through /proc, /sys, /dev and, when bindsWritable is
-// set, the bound directories: those four are the real ones. A private host needs root (or CAP_SYS_ADMIN).
+// What the host changes never reaches the real machine, except through /proc, /sys, the devices and, when bindsWritable
+// is set, the bound directories. A private host needs root (or CAP_SYS_ADMIN).
 #ifndef PRIVATE_HOST_H
 #define PRIVATE_HOST_H
 

@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "sqloCommon.h"
@@ -812,7 +813,15 @@ int verifyVMware(void) {
 
 static const char *const pVexSection = "prereqVEX\n";
 
-/* Composes the command of the first script that exists. 0 when there is none. */
+/* Is it ours, and nobody else's to write? */
+static int isOnlyOurs(const char *pPath) {
+    struct stat status;
+    return lstat(pPath, &status) == 0 && !S_ISLNK(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & S_IWOTH) == 0 && (status.st_gid == getegid() || (status.st_mode & S_IWGRP) == 0);
+}
+
+/* Composes the command of the first script that exists. 0 when there is none. All can write to /tmp: what a stranger
+ * laid there does not exist. */
 static int findVexScript(commandText &szCommand) {
     static const char *const ppszBelowRuntime[] = {"/vexha/prereqVEX", "/../vexha/prereqVEX"};
     static const char *const pInTmp = "/tmp/vexha/prereqVEX";
@@ -825,7 +834,7 @@ static int findVexScript(commandText &szCommand) {
         }
     }
     formatCommand(szCommand, "%s > /dev/null 2>&1", pInTmp);
-    return access(pInTmp, F_OK) == 0;
+    return isOnlyOurs("/tmp/vexha") && isOnlyOurs(pInTmp);
 }
 
 /* Logs a text and sends it to the error list, when it is wanted there, and to the GUI report. */

@@ -1,0 +1,33 @@
+# What is installed: the program beside its texts, in a directory of its own, and in bin/ what starts it there. All
+# places are fixed below the prefix, because the starter looks for the program relative to itself.
+set(KVX_PRIVATE_DIR lib/kvxprereq)
+set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and running from the build tree does not
+
+install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})
+install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
+install(FILES samples/KVXprereqs.xml DESTINATION share/doc/kvxprereqcheck)
+file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
+install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
+
+# Every locale has a catalog of its own, equal as most are: the program takes one locale's directory to another host.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${KVX_PRIVATE_DIR})
+
+# Packages hold their manual pages compressed, without name and time in them.
+file(GLOB KVX_PAGE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.[1-9])
+set(KVX_PAGES)
+foreach(source ${KVX_PAGE_SOURCES})
+    get_filename_component(page ${source} NAME)
+    string(REGEX MATCH "[1-9]$" section ${page})
+    set(compressed ${KVX_INSTALLED}/${page}.gz)
+    add_custom_command(
+        OUTPUT ${compressed}
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${KVX_INSTALLED}
+        COMMAND gzip -9nc ${source} > ${compressed}
+        DEPENDS ${source}
+        COMMENT "Compressing ${page}"
+        VERBATIM)
+    list(APPEND KVX_PAGES ${compressed})
+    install(FILES ${compressed} DESTINATION share/man/man${section})
+endforeach()
+
+add_custom_target(installed ALL DEPENDS ${KVX_PAGES})

@@ -1,0 +1,54 @@
+# The packages that cpack, or the target `package`, makes: a .deb and an .rpm where their tools are, and an archive that
+# may be unpacked anywhere.
+set(CPACK_GENERATOR TGZ)
+find_program(KVX_DPKG_SHLIBDEPS dpkg-shlibdeps)
+find_program(KVX_RPMBUILD rpmbuild)
+mark_as_advanced(KVX_DPKG_SHLIBDEPS KVX_RPMBUILD)
+if(KVX_DPKG_SHLIBDEPS)
+    list(APPEND CPACK_GENERATOR DEB)
+endif()
+if(KVX_RPMBUILD)
+    list(APPEND CPACK_GENERATOR RPM)
+endif()
+
+set(CPACK_PACKAGE_NAME kvxprereqcheck)
+set(CPACK_PACKAGE_VENDOR "kvxprereqcheck developers")
+set(CPACK_PACKAGE_CONTACT "${CPACK_PACKAGE_VENDOR} <root@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "check whether a host meets a database product's prerequisites")
+set(CPACK_PACKAGE_DESCRIPTION
+"The program is run as root before a database product is installed or updated.
+It reads the product's prerequisites file, inspects the host (kernel,
+distribution, libraries, packages, free space, users, ports), reports every
+check for each product level, and ends with the status of the last failure.
+It installs nothing and changes no setting of the host.")
+set(CPACK_STRIP_FILES TRUE)
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/package/directoryModes.cmake)
+set(CPACK_VERBATIM_VARIABLES TRUE)
+
+# The archive's name is that of its top directory, which must not hold the program's own name.
+string(TOLOWER kvxprereq-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR} CPACK_PACKAGE_FILE_NAME)
+set(CPACK_ARCHIVE_UID 0)
+set(CPACK_ARCHIVE_GID 0)
+
+# A package depends on what the program is linked with, no more: of tools and libraries that a host lacks the program has
+# to tell. Tools that every level's checks call are recommended.
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz) # the catalogs are equal files
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "binutils, file")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "rpm, openssh-client, iputils-ping, bsdextrautils, dmidecode")
+
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_PACKAGE_LICENSE Proprietary)
+set(CPACK_RPM_PACKAGE_GROUP "Applications/System")
+set(CPACK_RPM_PACKAGE_SUMMARY "Check whether a host meets a database product's prerequisites")
+set(CPACK_RPM_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
+# Links in a directory that every package with programs shares; nothing here has debug information to be found by them.
+set(CPACK_RPM_SPEC_MORE_DEFINE "%define _build_id_links none")
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
+    /usr/share/man /usr/share/man/man1 /usr/share/man/man5
+    /usr/share/bash-completion /usr/share/bash-completion/completions)
+
+include(CPack)

@@ -1,0 +1,121 @@
+// The packages: what they hold, that they install, run and go without a trace, and where the program in them runs.
+#include "support.h"
+
+#include <regex>
+
+using std::string;
+using std::vector;
+
+// Cases on a host that sees the packages as $deb, $rpm and $tgz.
+struct PackageFiles : testing::Test {
+    void SetUp() override {
+        useCatalog();
+        onHost({}, [] {});
+    }
+};
+typedef PackageFiles Installation, Archive, Starter, PackagedProgram;
+
+static const string packages = KVX_PROGRAM_DIR "/tests/packages";
+static const string unpack = "at() { mkdir -p \"$1\"; tar -xzf $tgz -C \"$1\" --strip-components=1; }; ";
+
+static runResult run(const string &script, const std::map<string, string> &env = {}) {
+    privateHost host;
+    host.layers = {KVX_SOURCE_DIR "/samples/hosts/rhel"};
+    host.binds = {KVX_PROGRAM_DIR};
+    host.files = {{"/in put/levels.xml", "<KVXLevel value=\"7.1\">\n"}};
+    const string names = "exec 2>&1; for type in deb rpm; do eval \"$type=$(echo " + packages +
+                         "/*.$type)\"; done; tgz=$(echo " + packages + "/*.tar.gz); ";
+    return runProgram(host, {"/bin/sh", "-c", names + script}, env);
+}
+
+// What a command prints without and with a translation of its own, of an unknown language and without any.
+static const string inLanguages = "for language in en_US.UTF-8 de_DE.UTF-8 eo.utf8 xx_YY.none ''; do "
+                                  "KVXLANG=$language kvxprereqcheck -help; done; ";
+
+static string helpInLanguages() {
+    const string help = capture(displayHelp).out;
+    return help + help + help + help + help;
+}
+
+TEST_F(Installation, RunsAndGoesWithoutATrace) {
+    const std::regex ownRecords("/var/lib/(dpkg|rpm)/.*|/var/log/dpkg.log|/root/.rpmdb(/.*)?");
+    const vector<std::pair<string, string>> rows = {
+        {"dpkg --no-triggers -i $deb", "dpkg --no-triggers -P kvxprereqcheck"},
+        {"rpm -i --nodeps $rpm", "rpm -V --nodeps kvxprereqcheck && rpm -e kvxprereqcheck"}};
+    for (const auto &[install, remove] : rows) {
+        const string use = inLanguages + "cd '/in put'; kvxprereqcheck -f levels.xml -v 8.1 2>&1 > /dev/null; "
+                                         "kvxprereqcheck -f missing.xml > /dev/null 2>&1; echo $?; ";
+        const runResult r =
+            run(install + " > /log || cat /log; rm /log; " + use + remove + " > /log || cat /log; rm /log");
+        const string notes = "rpm: (RPM should|However) [^\n]*\n";
+        EXPECT_EQ(std::regex_replace(r.out, std::regex(notes), ""),
+                  helpInLanguages() + message(MSG_LEVEL_NOT_IN_FILE) + "\n8\n");
+        for (const string &path : r.changed)
+            EXPECT_TRUE(std::regex_match(path, ownRecords)) << install << " leaves " << path;
+    }
+}
+
+TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
+    const string own = "drwxr-xr-x root root lib/kvxprereq\ndrwxr-xr-x root root lib/kvxprereq/locale\n"
+                       "drwxr-xr-x root root lib/kvxprereq/locale/*\ndrwxr-xr-x root root share/doc/kvxprereqcheck\n";
+    const string files = "-rw-r--r-- root root lib/kvxprereq/locale/*/kvxistring.cat\n"
+                         "-rw-r--r-- root root share/bash-completion/completions/kvxprereqcheck\n"
+                         "-rw-r--r-- root root share/doc/kvxprereqcheck/KVXprereqs.xml\n"
+                         "-rw-r--r-- root root share/man/man1/kvxprereqcheck.1.gz\n"
+                         "-rw-r--r-- root root share/man/man5/KVXprereqs.xml.5.gz\n"
+                         "-rwxr-xr-x root root bin/kvxprereqcheck\n-rwxr-xr-x root root lib/kvxprereq/kvxprereqcheck\n";
+    const string sort = "sed -E 's|( lib/kvxprereq/locale)/[^/]+|\\1/*|' | LC_ALL=C sort -u";
+    const string tarLine = "awk '{print $1, $2, $6}' | sed -E 's|/| |; s| [^ /]*(/usr)?/| |; s|/$||' | "
+                           "grep -vE '^drwxr-xr-x root root (share(/[a-z-]+)?|share/man/man[15]|share/bash-[a-z/-]*"
+                           "|bin|lib|usr)?$' | ";
+    EXPECT_EQ(run("rpm -qlvp $rpm | awk '/^[-ld]/ {print $1, $3, $4, $9}' | sed 's|/usr/||' | " + sort).out,
+              files + own);
+    EXPECT_EQ(run("dpkg-deb -c $deb | " + tarLine + sort).out, files + own);
+    EXPECT_EQ(run("tar -tvzf $tgz | " + tarLine + sort).out, files + own);
+}
+
+TEST_F(Archive, WorksWhereverItIsUnpacked) {
+    const string link = "ln -s \"$1/bin/kvxprereqcheck\" /usr/local/sbin/ && " + inLanguages;
+    for (const string place : {"/opt/x", "/in put/it's \"$HOME\"/*", "/opt/kvxprereqchec/k", "/in put/-n\n"})
+        EXPECT_EQ(run(unpack + "set -- \"$PLACE\"; at \"$1\"; " + link, {{"PLACE", place}}).out, helpInLanguages())
+            << place;
+    EXPECT_EQ(run("cmake --install " + packages + " --prefix /opt/y > /dev/null; set /opt/y; diff -r " + packages +
+                  "/locale /opt/y/lib/kvxprereq/locale; " + link)
+                  .out,
+              helpInLanguages());
+    EXPECT_EQ(run(unpack + "at /opt/kvxprereqcheck-1/x; PATH=$PATH:/opt/kvxprereqcheck-1/x/bin; "
+                           "kvxprereqcheck -help 2>&1 > /out; echo $?; cat /out")
+                  .out,
+              "kvxprereqcheck: the directory /opt/kvxprereqcheck-1/x must not have \"kvxprereqcheck\" in its path.\n"
+              "The program would not find its texts. Install it in another directory.\n2\n");
+}
+
+TEST_F(Starter, PassesEverythingOn) {
+    const string program =
+        "printf '#!/bin/sh\\n"
+        "echo $0 $$ $#; for a; do printf \"<%%s>\" \"$a\"; done; env | sort | grep -v -e ^_ -e ^ASAN\\n"
+        "cat; cat <&3; echo out >&4; exit 42\\n' > /opt/x/lib/kvxprereq/kvxprereqcheck; ";
+    const string start = "cd /opt; sh -c 'echo $$; exec ./x/bin/kvxprereqcheck "
+                         "\"\" -n \"a  b\" \"*\" \"x\ny\" \"\\\\\"' < /3 3< /4 4> /5; echo $? $(cat /5)";
+    const runResult r = run(unpack + "at /opt/x; " + program + "echo three > /3; echo four > /4; " + start,
+                            {{"self", "mine"}, {"PATH", "/usr/bin:/bin"}});
+    const std::regex shape("(\\d+)\n/opt/x/lib/kvxprereq/kvxprereqcheck \\1 6\n<><-n><a  b><\\*><x\ny><\\\\>"
+                           "HOME=/root\nOLDPWD=/\nPATH=/usr/bin:/bin\nPWD=/opt\nself=mine\nthree\nfour\n42 out\n");
+    EXPECT_TRUE(std::regex_match(r.out, shape)) << r.out;
+}
+
+TEST_F(PackagedProgram, NeedsNothingButWhatOldHostsHave) {
+    const string file = "at /opt/x; cd /opt/x/lib/kvxprereq; ";
+    EXPECT_EQ(run(unpack + file +
+                  "readelf -Wd kvxprereqcheck | sed -n 's/.*(NEEDED).*\\[\\(.*\\)\\]/\\1/p' | "
+                  "grep -vE '^lib(m|gcc_s|dl)\\.so' | sort")
+                  .out,
+              "libc.so.6\nlibstdc++.so.6\n");
+    EXPECT_EQ(run(unpack + file + "readelf -WS kvxprereqcheck | grep -c -e symtab -e debug_").out, "0\n");
+    const vector<std::pair<string, string>> newest = {{"GLIBC_", "2.34"}, {"GLIBCXX_", "3.4.20"}, {"CXXABI_", "1.3"}};
+    for (const auto &[prefix, version] : newest)
+        EXPECT_EQ(run(unpack + file + "{ readelf -WV kvxprereqcheck | grep -o '\\b" + prefix + "[0-9.]*'; echo " +
+                      prefix + version + "; } | sort -V | tail -1")
+                      .out,
+                  prefix + version + "\n");
+}
