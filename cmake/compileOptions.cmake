@@ -28,8 +28,10 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
 endif()
 check_pie_supported(LANGUAGES CXX)
 
+# --as-needed: the program has to start, and to tell, where the C++ runtime is missing that a level asks for; of that
+# runtime it uses nothing but what the compiler writes into it.
 function(harden target)
     target_compile_options(${target} PRIVATE ${KVX_WARNINGS} ${KVX_HARDENING})
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
-    target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now,-z,noexecstack)
+    target_link_options(${target} PRIVATE LINKER:--as-needed,-z,relro,-z,now,-z,noexecstack)
 endfunction()

@@ -137,10 +137,11 @@ static void findCatalog(catalogPath &szPath) {
         appendText(szPath, pLocaleDir);
         appendText(szPath, "/kvxistring.cat");
     }
-    if (!sqloFileExists(szPath))
+    if (!sqloFileExists(szPath)) {
         instanceCatalog(szPath, pLocaleDir);
-    if (!sqloFileExists(szPath))
-        instanceCatalog(szPath, pDefaultLocaleDir);
+        if (!sqloFileExists(szPath))
+            instanceCatalog(szPath, pDefaultLocaleDir);
+    }
     debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
 }
 

@@ -4,7 +4,6 @@
  */
 #include <dlfcn.h>
 #include <errno.h>
-#include <exception>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -68,10 +67,6 @@ static int captureStrings(captureFile *pCapture, const char *pLibrary) {
 }
 
 /* --- C++ runtime --- */
-
-/* The check looks for the runtime in this program's own map. A linker may leave out a library of which nothing is
- * used, so something is used. */
-__attribute__((used)) static const std::terminate_handler runtimeHandler = std::get_terminate();
 
 /* Asks what kind of file the library is. The answer decides nothing. */
 static void askFileKind(const char *pLibrary) {
