@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 static int failing, count;
+static bool bHolding;
 
 static std::unordered_set<void *> &held() {
     static std::unordered_set<void *> pointers;
@@ -11,7 +12,8 @@ static std::unordered_set<void *> &held() {
 }
 
 template <typename Pointer> static Pointer hold(Pointer pMemory) {
-    held().insert(pMemory);
+    if (bHolding)
+        held().insert(pMemory);
     return pMemory;
 }
 
@@ -30,7 +32,8 @@ ALLOCATOR(strndup, char *, (const char *pText, size_t length), (pText, length))
 
 void __real_free(void *pMemory);
 void __wrap_free(void *pMemory) {
-    held().erase(pMemory);
+    if (bHolding)
+        held().erase(pMemory);
     __real_free(pMemory);
 }
 }
@@ -44,7 +47,12 @@ int allocationCount() {
     return count;
 }
 
+void holdAllocations() {
+    bHolding = true;
+}
+
 void freeAllocations() {
+    bHolding = false;
     for (void *pMemory : held())
         __real_free(pMemory);
     held().clear();

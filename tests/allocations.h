@@ -9,7 +9,8 @@ void failAllocation(int number);
 // How many allocations were asked for since the last call of failAllocation.
 int allocationCount();
 
-// Frees what the program has allocated and not freed.
+// From the one call to the other it is noted what the program allocates; what it has not freed by then is freed.
+void holdAllocations();
 void freeAllocations();
 
 #endif

@@ -151,12 +151,13 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
 }
 
 /* Inserts a word. One that begins with a hyphen would be an option; one that is not plain cannot stand inside a
- * quotation of the format's own. At the beginning, an equals sign would make it an assignment. */
+ * quotation of the format's own. In the first word of the command an equals sign would make it an assignment. */
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
     int bFirst = pCommand->length == 0;
     int bOption = pText[0] == '-' && (bFirst || pCommand->szText[pCommand->length - 1] == ' ');
-    int bPlain = isPlainWord(pText) && !(bFirst && strchr(pText, '=') != NULL);
+    int bInFirstWord = memchr(pCommand->szText, ' ', pCommand->length) == NULL;
+    int bPlain = isPlainWord(pText) && !(bInFirstWord && strchr(pText, '=') != NULL);
     if (word.bPattern || (bPlain && !bOption))
         putText(pCommand, pText);
     else if (!bOption && pCommand->quote == '\0')

@@ -1,0 +1,34 @@
+// The host that a fuzzed program sees: nothing real is run or touched, everything it answers comes from the input.
+//
+// An input is two lines of words, and behind them the outputs of commands and the texts of files, in the order in which
+// they are read, with the byte 1e between; the last one stays. The first line begins with the decisions: one character
+// a question that the program asks the host, in the order of asking; '0', also at the end, is the good answer. Then
+// come settings: NAME=TEXT of a tag or of the environment, or a digit for each flag that applySetting lists. The second
+// line holds a target's arguments.
+#ifndef FAKE_HOST_H
+#define FAKE_HOST_H
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+// Stops the process when something does not hold.
+#define MUST_HOLD(CONDITION) ((CONDITION) ? (void)0 : (dprintf(2, "does not hold: %s\n", #CONDITION), abort()))
+
+extern std::string catalogText; // of every message
+extern bool bKernelKnown;       // uname answers
+
+void startRun(const std::string &input);
+// Checks what holds after any operation, which may leave so many files open to the exit, and forgets everything.
+void endRun(size_t openAllowed);
+
+char decision();
+const char *word(); // the next argument, null behind the last
+const std::string &output();
+
+// Runs a target; false when there is none of that name.
+bool runTarget(const std::string &name, const std::string &input);
+// The target of composeCommand.
+void composeWords();
+
+#endif
