@@ -111,7 +111,7 @@ void expectReport(const std::string &name, std::string report) {
         {"(kvxprereqcheck[ab]?\\.|/proc/)\\d+", "$1PID"},
         {"(Found (?:kernel|C library) level: )\\S+", "$1LEVEL"},
         {"(library in use: )\\S+", "$1PATH"},
-        {"(^|\n|so\\.)( ?)\\d+( ?): ", "$1$2LINE$3: "},
+        {"(^|\n|so\\. )( ?)\\d+( ?): ", "$1$2LINE$3: "},
     };
     for (size_t at; (at = report.find(KVX_PROGRAM_DIR)) != std::string::npos;)
         report.replace(at, strlen(KVX_PROGRAM_DIR), "PROGRAM");
