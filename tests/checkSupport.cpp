@@ -1,8 +1,11 @@
 // The shared parts of the tests of single checks.
 #include "checkSupport.h"
 
+#include <linux/capability.h>
 #include <regex>
 #include <sstream>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using std::string;
@@ -24,6 +27,27 @@ static void useShortTexts() {
     for (string text; getline(in, text, ';');)
         texts[std::stoi(text)] = text.substr(6);
     useTexts(texts);
+}
+
+void useNamedTexts() {
+    std::map<int, string> texts;
+    const string header = readFile(KVX_SOURCE_DIR "/engn/include/sqloPrereqCheck.h");
+    const std::regex member("MSG_(\\w+) = (\\d+),"), local("KERNEL_FOUND|\\w+_LOCATED|LOADER_ERROR|LEVEL_BANNER.*");
+    for (std::sregex_iterator it(header.begin(), header.end(), member), end; it != end; ++it) {
+        const string name = (*it)[1];
+        texts[std::stoi((*it)[2])] = std::regex_match(name, local) ? "=" : name + " %1 %2 %3 %4";
+    }
+    useTexts(texts);
+}
+
+void overrideModes(bool bAllowed) {
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct sets[2] = {};
+    if (!bAllowed)
+        prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE), prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH);
+    ASSERT_EQ(syscall(SYS_capget, &header, sets), 0);
+    sets[0].effective = sets[0].permitted & ~(bAllowed ? 0U : 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH);
+    ASSERT_EQ(syscall(SYS_capset, &header, sets), 0);
 }
 
 string endedBy(const string &signal) {

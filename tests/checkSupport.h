@@ -11,6 +11,12 @@ typedef std::function<int()> checkCall;
 // Lines of a fake tool that end it, and the shells that run it, by a signal.
 std::string endedBy(const std::string &signal);
 
+// Lets every message be its name with its tokens, but "=" where they differ from machine to machine.
+void useNamedTexts();
+
+// Whether this process may do what a file's mode forbids. Programs that it starts once it might not never may again.
+void overrideModes(bool bAllowed);
+
 // A host with the test's texts and with fake tools first in PATH, but without what the machine may have of the tools
 // that are looked for in one place only.
 void onSoftwareHost(const fileList &files, const std::function<void()> &body,

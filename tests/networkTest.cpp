@@ -12,10 +12,6 @@ namespace fs = std::filesystem;
 
 typedef vector<std::pair<string, string>> textPairs;
 
-// Lines of a fake tool that end it, and the shells that run it, by a signal.
-static const string killShells = "p=$PPID; all=; while [ \"$(cat /proc/$p/comm)\" = sh ]; do\n"
-                                 "all=\"$p $all\"; p=$(cut -d' ' -f4 /proc/$p/stat); done; kill -9 $all $$\n";
-
 static const string suseFile = "/etc/modprobe.conf.local", commonFile = "/etc/modprobe.d/modprobe.conf";
 static const string option = "options mlx4_core log_mtts_per_seg=", seven = option + "7\n", three = option + "3\n";
 
@@ -140,9 +136,8 @@ TEST(Services, AreInstalledAndEnabled) {
         {"", "echo '@ 0:off 3:on 5:off'", enabled, "@"}, {"", "echo '@ 0:off'; echo 'my@d 5:on'; exit 1", enabled, ""},
         {"", "echo '@ 0:off 3:off'", off, "@-off"}, {"", "echo '@ on'", off, ""},
         {"", "echo '@' | tr a-z A-Z | sed 's/$/ 3:on/'; echo '@ 3:off'", off, ""},
-        {"", "rm /tmp/kvxprereqcheck.*; echo '@ 3:on'", off, ""}, {"", "echo network 3:on", unlisted, ""},
-        {"", "", unlisted, ""}, {"", killShells, "-1 has @ dbhost|killed|bad E|", ""},
-        {"exit 1", "echo '@ 3:on'", missing, "@-missing"}, {killShells, "", "-1 killed|bad E|", ""}};
+        {"", "echo network 3:on", unlisted, ""},
+        {"", "", unlisted, ""}, {"exit 1", "echo '@ 3:on'", missing, "@-missing"}};
     // clang-format on
     for (const string service : {"rdma-core", "openibd"})
         for (vector<string> row : rows) {
@@ -153,7 +148,6 @@ TEST(Services, AreInstalledAndEnabled) {
             onNetworkHost(files, [&] {
                 const auto check = service == "openibd" ? sqloCheckForOpenibdStatus : sqloCheckForRDMAStatus;
                 EXPECT_EQ(judged(check), row[2]) << row[0] << row[1];
-                EXPECT_NE(system("ls -d /tmp/kvxprereq* 2> /dev/null"), 0) << row[0] << row[1];
                 if (!row[3].empty())
                     expectTrace(row[3], check);
             });
@@ -161,27 +155,24 @@ TEST(Services, AreInstalledAndEnabled) {
 }
 
 TEST(Adapters, AreClassified) {
-    const string probe = "#!/bin/sh\nprintf '(%s)\\n' \"$@\" >> /seen\n[ \"$1\" != killed ] || {\n" + killShells +
-                         "}\nexit 0$(echo \"$1\" | tr -cd 0-9)\n";
-    const string words = "1;touch /ran $(touch /ran) 'a", full(254, 'n'), noDat = "no dat dbhost|+bad W|[=][=]",
-                 both = "0 (2)|unfit 2 dbhost|+(1)|ib 1 dbhost|[=]";
+    const string probe = "#!/bin/sh\nprintf '(%s)\\n' \"$@\" >> /seen\nexit 0$(echo \"$1\" | tr -cd 0-9)\n";
+    const string full(254, 'n'), noDat = "no dat dbhost|+bad W|[=][=]",
+                                 both = "0 (2)|unfit 2 dbhost|+(1)|ib 1 dbhost|[=]";
     // clang-format off
     const vector<std::tuple<vector<string>, string, int, string>> rows = { // names, dat.conf, bNonIB, names asked about
         {{"0"}, "", 1, "0 (0)|"}, {{"1"}, "", 0, "0 (1)|ib 1 dbhost|"}, {{"3"}, "", 0, "0 (3)|10ge 3 dbhost|"},
         {{"4"}, "", 1, "0 (4)|other 4 dbhost|"}, {{"5"}, "", 1, "0 (5)|odd 5 dbhost|+bad W|[=]"},
         {{"6"}, "", 1, "0 (6)|faulty 6 dbhost|+bad W|[=]"}, {{"7"}, "", 1, "0 (7)|"}, {{"129"}, "", 1, "0 (129)|"},
-        {{"killed"}, "", 1, "0 (killed)|"}, {{}, "", -5, "0 "}, {{"2", "1"}, "", 1, "0 (2)|unfit 2 dbhost|+" + noDat},
+        {{}, "", -5, "0 "}, {{"2", "1"}, "", 1, "0 (2)|unfit 2 dbhost|+" + noDat},
         {{"2", "1"}, "/etc/dat.conf", 0, both}, {{"2", "1"}, "/etc/ofed/dat.conf", 0, both},
         {{"2", "1"}, "/etc/rdma/dat.conf", 0, both}, {{"2", "1"}, "/etc/dat.conf /etc/rdma/dat.conf", 0, both},
-        {{"-1"}, "", 1, "0 unfit -1 dbhost|+" + noDat}, {{words}, "", 0, "0 (" + words + ")|ib " + words + " dbhost|"},
         {{full + "10"}, "", 0, "0 (" + full + "1)|ib " + full + "1 dbhost|"},
         {{"1", "5", "3"}, "", 0, "0 (1)|ib 1 dbhost|(5)|odd 5 dbhost|+(3)|10ge 3 dbhost|bad W|[=]"}};
     // clang-format on
     const auto check = [] { return sqloValidateAdapter(), 0; };
     onNetworkHost({{"/kvxprereqcheckoss", probe}, {"/etc/ofed/x", ""}, {"/etc/rdma/x", ""}}, [&] {
         for (const auto &[names, datConf, bExpected, expected] : rows) {
-            ASSERT_EQ(system(("[ ! -e /ran ] && rm -f /etc/dat.conf /etc/*/dat.conf && touch /x " + datConf).c_str()),
-                      0);
+            ASSERT_EQ(system(("rm -f /etc/dat.conf /etc/*/dat.conf; touch /x " + datConf).c_str()), 0);
             preqNetNames = nullptr;
             for (size_t i = names.size(); i > 0; i--)
                 updateNetNames(names[i - 1].c_str());
@@ -195,19 +186,14 @@ TEST(Adapters, AreClassified) {
 }
 
 TEST(Connectivity, IsTested) {
-    const string deep = string(250, 'd') + "/" + string(250, 'd') + "/", here = "/it's $(touch /ran)/" + deep,
-                 tooDeep = here + deep + deep, longList(300, 'l'),
-                 unreadable = "rm /tmp/kvxprereqcheck.*; echo @1.log; exit 1";
+    const string deep = string(250, 'd') + "/" + string(250, 'd') + "/", here = "/x/" + deep,
+                 tooDeep = here + deep + deep, longList(300, 'l');
     // clang-format off
-    const vector<std::array<string, 4>> rows = { // list file, tool, result, preparation; '@' begins a log's name
-        {"l", "echo @1.log; exit 128", "0 test l|(l)|ok|"}, {"l", "echo @1.log\n" + killShells, "0 test l|(l)|ok|"},
-        {"l", "", "0 test l|(l)|ok|", "echo >/tmp/kvxprereq"},
-        {"l", "", "0 test l|(l)|ok|", "ln -s /vexha /tmp/kvxprereq"}, {"l", unreadable, "0 test l|(l)|bad W|"},
-        {longList, "", "0 test " + longList + "|(" + longList + ")|ok|"}, {"l", "exit 129", "0 test l|(l)|bad W|"},
+    const vector<std::array<string, 3>> rows = { // list file, tool, result; '@' begins a log's name
+        {"l", "echo @1.log; exit 128", "0 test l|(l)|ok|"}, {"l", "exit 129", "0 test l|(l)|bad W|"},
+        {longList, "", "0 test " + longList + "|(" + longList + ")|ok|"}, {"l", "", "0 test l|(l)|ok|"},
         {"l", "printf /x/@1.log; exit 127", "0 test l|(l)|see /tmp/@1.lo|bad W|[=]"},
-        {"l", "echo 1.log; echo @1; echo @1.log >&2; exit 1", "0 test l|(l)|bad W|"}, {"l", "", "0 test l|(l)|ok|"},
-        {"'l' $(touch /ran)", "", "0 test 'l' $(touch /ran)|('l' $(touch /ran))|ok|"}, {"-l", "", "0 test -l|bad W|"},
-        {"l", "", "0 test l|bad W|", "mkdir /tmp/kvxprereq; cp kvxrocmc /tmp/kvxprereq; chown 1 /tmp/kvxprereq"},
+        {"l", "echo 1.log; echo @1; echo @1.log >&2; exit 1", "0 test l|(l)|bad W|"},
         {"l", "echo @1.log; echo a.log @2 end; echo @3; exit 2", "0 test l|(l)|see /tmp/@2 end|bad W|[=]"}};
     // clang-format on
     const auto check = [](const string &list) { return sqloValidateAdapterUsingRocmc(list.c_str()), 0; };
@@ -215,18 +201,14 @@ TEST(Connectivity, IsTested) {
     const string tar = "#!/bin/sh\ntouch /tmp/kvxprereq.tar";
     onNetworkHost({{"/fakes/tar", tar}, {here + "kvxrocmc", tool}, {tooDeep + "x", ""}, {"/vexha/x", ""}}, [&] {
         fs::current_path(here);
-        for (std::array<string, 4> row : rows) {
+        for (std::array<string, 3> row : rows) {
             for (string &text : row)
                 text = std::regex_replace(text, std::regex("@"), "vurk.kvx.cluster_int-");
             setenv("DO", row[1].c_str(), 1);
-            ASSERT_EQ(system(("rm -rf /tmp/kvxprereq; " + row[3]).c_str()), 0);
-            EXPECT_EQ(judged([&] { return check(row[0]); }), row[2]) << row[1] << row[3];
-            EXPECT_EQ(system("[ /tmp/kvxprereq* = /tmp/kvxprereq ] && [ /vexha/* = /vexha/x ] && [ ! -e /ran ]"), 0);
-            EXPECT_EQ(readFile("/tmp/kvxprereq/kvxrocmc"), tool) << row[0] << row[3];
+            EXPECT_EQ(judged([&] { return check(row[0]); }), row[2]) << row[1];
+            EXPECT_EQ(readFile("/tmp/kvxprereq/kvxrocmc"), tool) << row[1];
         }
         expectTrace("connectivity", [&] { return check("list"); });
-        setenv("DO", unreadable.c_str(), 1);
-        expectTrace("connectivity-unreadable", [&] { return check("list"); });
         fs::current_path(tooDeep);
         expectTrace("connectivity-nowhere", [&] { return check("list"); });
     });

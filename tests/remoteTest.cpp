@@ -10,7 +10,8 @@ void compareOutcomes(const string &name, const string &common, void (*add)(const
 int kvxMain(int argc, char **argv);
 
 // Hosts with an sshd, a name and a /tmp of their own; gamma refuses the key, and delta is down.
-static const string startHosts = R"sh(key=/root/.ssh/id_ed25519; rm -rf /root/.ssh
+extern const string startHosts, stopHosts; // for other tests too
+const string startHosts = R"sh(key=/root/.ssh/id_ed25519; rm -rf /root/.ssh
 mkdir -p /run/sshd /root/.ssh; ssh-keygen -q -t ed25519 -N '' -f $key; usermod -p '*' root
 printf '%s\n' 'ControlMaster auto' 'ControlPath /run/shared-%h' 'ControlPersist 20' >/root/.ssh/config
 printf '%s\n' "HostKey $key" "AuthorizedKeysFile $key.pub" 'Subsystem sftp internal-sftp' >/sshd
@@ -22,7 +23,7 @@ for host in alpha beta.dom gamma; do
     timeout 10 sh -c "until [ -s /run/$host.pid ]; do sleep 0.01; done" || exit
 done
 )sh";
-static const string stopHosts =
+const string stopHosts =
     R"sh(cat /log /var/kvx/kvxssh/.remote_shell_cmd 2>/dev/null; for host in alpha beta.dom gamma; do
     echo "left on $host: $(ls -A /proc/$(cat /run/$host.pid)/root/tmp)"
     ssh -O exit $host 2>/dev/null; kill $(cat /run/$host.pid)
@@ -111,22 +112,18 @@ esac; case \$1 in *rmt.txt) echo \"fetched \$1\" >/tmp/\${1##*/}; esac"; done; }
 at none none)sh";
 
 TEST(RemoteRuns, GoOnOrEnd) {
-    const string alien = "echo alien >/tmp/vexha.tar; chown 1 /tmp/vexha.tar; echo ours >/tmp/kvxprereq.tar\n",
-                 once = "cd /var/kvx/kvxssh; echo kvxlocssh >.remote_shell_cmd; fake grep 'exec /bin/grep \"$@\"'\n"
-                        "fake kvxlocssh 'rm -f /var/kvx/kvxssh/.*cmd'; ln -s /fakes/kvxlocssh",
-                 links = "for f in 1.txt crptrmt.txt guirmt.txt kvxprereq.tar; do ln -s /victim /tmp/$f; done\n";
+    const string once = "cd /var/kvx/kvxssh; echo kvxlocssh >.remote_shell_cmd; fake grep 'exec /bin/grep \"$@\"'\n"
+                        "fake kvxlocssh 'rm -f /var/kvx/kvxssh/.*cmd'; ln -s /fakes/kvxlocssh";
     compareOutcomes("runs", layShells, addWord, placeRunAndRemove, {
-        {"", "DEBUG Here.x alpha"}, {"fake tar \"$killed\"", "DEBUG alpha"}, {"touch /tmp/hl.txt", "ADAPTERS alpha"},
-        {"", "ADAPTERS alpha"}, {alien + "fake tar 'cat $2 >>/fakes/log'", "alpha"}, {once, "alpha"},
-        {"at ssh*beta?host* ssh*gamma?host*", "DEBUG gamma beta alpha"}, {"", "a;>/ran a$(>/ran)"},
+        {"", "DEBUG Here.x alpha"}, {"touch /tmp/hl.txt", "ADAPTERS alpha"}, {"", "ADAPTERS alpha"}, {once, "alpha"},
+        {"at ssh*beta?host* ssh*gamma?host*", "DEBUG gamma beta alpha"},
         {"at ssh*beta?mk* ssh*gamma?mk*", "DEBUG alpha gamma beta"}, {"at scp?beta* none", "beta"},
-        {"at ssh*beta*-hfile* ssh*gamma*-hfile*", "DEBUG gamma beta"}, {links + "fake tar ': >$2'", "alpha"},
-        {"at ssh*beta?rm* ssh*gamma?rm*", "DEBUG beta gamma"}, {"fake rm \"$killed\"", "DEBUG alpha"},
-        {"at scp*beta:* scp*gamma:*", "DEBUG gamma beta"}, {"mkdir /tmp/crptrmt.txt /tmp/1.txt", "alpha"},
+        {"at ssh*beta*-hfile* ssh*gamma*-hfile*", "DEBUG gamma beta"},
+        {"at ssh*beta?rm* ssh*gamma?rm*", "DEBUG beta gamma"}, {"at scp*beta:* scp*gamma:*", "DEBUG gamma beta"},
         {"", "DEBUG " + string(54, 'x') + " " + string(55, 'y') + " " + string(300, 'z')}});
 }
 
 TEST(RemoteRuns, AreStartedWithTheArgumentsOfThisOne) {
     compareOutcomes("arguments", layProgram + layShells, addWord, runProgramHere, {
-        {"", "alpha -v 1';>/ran"}, {"", "NONIB alpha -c -v 12.1"}, {"", "GRID NOGUI alpha -c -l -strict"}});
+        {"", "NONIB alpha -c -v 12.1"}, {"", "GRID NOGUI alpha -c -l -strict"}});
 }
