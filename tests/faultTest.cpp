@@ -185,7 +185,7 @@ static string calmed(const string &prefix, string text) {
     for (string line; std::getline(in, line);) {
         line.erase(line.find_last_not_of(" \r") + 1).erase(0, line.find_first_not_of(' '));
         if (line.size() > 120)
-            line = line.substr(0, 80) + "..." + line.substr(line.size() - 30);
+            line.replace(80, line.size() - 110, "...");
         if (line.find_first_not_of("=") != string::npos && line != last)
             lines += prefix + (last = line) + "\n";
     }
@@ -449,7 +449,8 @@ TEST_F(Faults, OfMemory) {
     const auto fail = [](int n) {
         return fault{"allocation", std::to_string(n), [n] { layTool("sh", ":"), failAllocation(n); }};
     };
-    for (const auto &[name, call] : {std::pair("list", list), {"level", level}, {"run", [] { return run("-i"); }}}) {
+    const std::pair<string, checkCall> calls[] = {{"list", list}, {"level", level}, {"run", [] { return run("-i"); }}};
+    for (const auto &[name, call] : calls) {
         const checkCall counted = [call = call] { return call(), printf("%d\n", allocationCount()); };
         const int count = std::stoi(outcome({name, "", counted}, fail(0)).back());
         vector<fault> faults;
