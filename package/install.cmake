@@ -1,6 +1,8 @@
 # What is installed: the program beside its texts, in a directory of its own, and in bin/ what starts it there. All
 # places are fixed below the prefix, because the starter looks for the program relative to itself.
 set(KVX_PRIVATE_DIR lib/kvxprereq)
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask: who can write there can exchange the program
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and running from the build tree does not
 
 install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})

@@ -360,18 +360,34 @@ int checkSSHToAll(void) {
 static const char *const pProgramArchive = "/tmp/kvxprereq.tar";
 static const char *const pVexArchive = "/tmp/vexha.tar";
 
-/* Takes away a link of either kind or a stranger's file that would become an archive. One of ours stays: it is used
- * when packing fails. */
-static void clearForeignArchive(const char *pPath) {
+/* Takes away a link of either kind or a stranger's file that would be sent to the hosts. */
+static void clearForeignFile(const char *pPath) {
     struct stat status;
     if (lstat(pPath, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1))
         unlink(pPath);
 }
 
+/* Makes sure that an archive will be written to a file of ours. One that is there stays: it is used when packing fails.
+ * 0 when that is not possible. */
+static int claimArchive(const char *pPath) {
+    clearForeignFile(pPath);
+    if (isOnlyOurs(pPath))
+        return 1;
+    FILE *pFile = createOwnFile(pPath);
+    if (pFile != NULL)
+        fclose(pFile);
+    return pFile != NULL;
+}
+
+/* Takes away an archive that was claimed and never written. */
+static void dropEmptyArchive(const char *pPath) {
+    struct stat status;
+    if (lstat(pPath, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0)
+        unlink(pPath);
+}
+
 static int packBinaries(void) {
     boundedCommand command;
-    clearForeignArchive(pProgramArchive);
-    clearForeignArchive(pVexArchive);
     formatRemoteCommand(&command,
                         "cd %s && tar -cf /tmp/kvxprereq.tar kvxprereqcheck  kvxprereqcheckoss KVXprereqs.xml "
                         "kvxprereqcheck_exe kvxrocmc locale/%s && cd %s%s && tar -cf /tmp/vexha.tar prereqVEX "
@@ -379,7 +395,12 @@ static int packBinaries(void) {
                         "1>/dev/null",
                         szRuntimePath, sqloNormalizedLocaleDir(szLocale), szRuntimePath, "/../vexha");
     debugTrace("szcmd --> %s\n", command.szShown);
-    return executeBounded(command, "Couldnot");
+    if (!claimArchive(pProgramArchive) || !claimArchive(pVexArchive))
+        command.szText[0] = '\0';
+    int result = executeBounded(command, "Couldnot");
+    dropEmptyArchive(pProgramArchive);
+    dropEmptyArchive(pVexArchive);
+    return result;
 }
 
 static void logRemoteRule(void) {
@@ -416,8 +437,10 @@ static int makeRemoteDirectories(const nameText &szHost) {
 /* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
  * and unpacks them there. */
 static int copyBinaries(const nameText &szHost) {
-    static const char *const pListFile = "/tmp/hl.txt";
-    int bWithoutList = bAdapterListFile && !sqloFileExists(pListFile);
+    static const char *const ppszLists[] = {"/tmp/hl.txt", "/tmp/nl.txt", "/tmp/dl.txt", "/tmp/il.txt"};
+    for (const char *pList : ppszLists)
+        clearForeignFile(pList);
+    int bWithoutList = bAdapterListFile && !sqloFileExists(ppszLists[0]);
     const char *pFormat =
         bWithoutList ? "%s /tmp/kvxprereq.tar %s %s:/tmp/kvxprereq 2>/dev/null 1>/dev/null && %s %s ' cd "
                        "/tmp/kvxprereq ; tar -xf kvxprereq.tar  2>/dev/null 1>/dev/null' && %s /tmp/vexha.tar "

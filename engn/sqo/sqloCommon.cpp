@@ -92,6 +92,12 @@ int pathExists(const char *pPath) {
     return stat(pPath, &status) == 0;
 }
 
+int isOnlyOurs(const char *pPath) {
+    struct stat status;
+    return lstat(pPath, &status) == 0 && !S_ISLNK(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & S_IWOTH) == 0 && (status.st_gid == getegid() || (status.st_mode & S_IWGRP) == 0);
+}
+
 int sqloFileExists(const char *pPath) {
     char szPath[PATH_MAX];
     const char *pStart = textOrEmpty(pPath);
@@ -259,23 +265,19 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
 }
 
 /* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read.
- * Returns a descriptor, or -1: with errno EEXIST when something stands in the way that cannot be removed. */
+ * Returns a descriptor, or -1. */
 static int claimPath(const char *pPath) {
-    struct stat status;
     unlink(pPath);
-    if (lstat(pPath, &status) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
     return open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
 }
 
-/* 0 when something stands in the way, or we cannot tell; without a directory or space for it there is just no file. */
 static int claimCapture(captureFile *pCapture) {
     int descriptor = claimPath(pCapture->szPath);
-    if (descriptor < 0)
-        return errno == ENOENT || errno == ENOTDIR || errno == EACCES || errno == EROFS || errno == ENOSPC ||
-               errno == EDQUOT || errno == ENAMETOOLONG;
+    if (descriptor < 0) {
+        fflush(stdout);
+        fprintf(stderr, "Cannot create %s: %s\n", pCapture->szPath, strerror(errno));
+        return 0;
+    }
     close(descriptor);
     pCapture->bOurs = 1;
     return 1;

@@ -133,9 +133,8 @@ void nameCapture(captureFile *pCapture, int idOffset = 0);
 void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 /* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
- * removed and the file created anew. Where that cannot be removed, or the path is too long for its field, the command
- * is not run. Where the file cannot be created for want of a directory or of space the command still runs, and fails by
- * itself. */
+ * removed and the file created anew. Where that is not possible standard error says so, and the command is not run: it
+ * would write to whatever someone puts there meanwhile. */
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand);
 
 /* Opens a capture file that was named before for reading, or from the start again. 0 when it cannot be opened or is
@@ -155,6 +154,9 @@ FILE *createOwnFile(const char *pPath);
 
 /* 1 when a path names something. */
 int pathExists(const char *pPath);
+
+/* 1 when a path names a file or directory, not a link, that is ours and nobody else's to write. */
+int isOnlyOurs(const char *pPath);
 
 /* --- Requirements --- */
 

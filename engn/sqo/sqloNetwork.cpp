@@ -1,6 +1,7 @@
 /*
  * Network adapters and RDMA: the kernel module's option, the services, the adapters and their connectivity.
  */
+#include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -379,13 +380,13 @@ void sqloValidateAdapter(void) {
 
 /* --- RDMA connectivity --- */
 
-/* Makes sure that a directory in /tmp, if it is there, is ours: a stranger's could hold planted links. 0 when what
- * stands there cannot be taken away. */
-static int clearForeignDirectory(const char *pPath) {
+/* Makes a directory in /tmp, unless ours is there: a stranger's could hold planted links. 0 when what stands there
+ * cannot be taken away. */
+static int claimDirectory(const char *pPath) {
     struct stat status;
-    if (lstat(pPath, &status) != 0 || (S_ISDIR(status.st_mode) && status.st_uid == geteuid()))
-        return 1;
-    return unlink(pPath) == 0;
+    if (lstat(pPath, &status) == 0 && !S_ISDIR(status.st_mode))
+        unlink(pPath);
+    return mkdir(pPath, 0700) == 0 || (errno == EEXIST && isOnlyOurs(pPath));
 }
 
 /* Starts the connectivity tool, of which a copy lies where the other hosts have theirs. Returns its exit code. */
@@ -395,7 +396,7 @@ static int runConnectivityTool(const char *pDirectory, const char *adapterFile, 
                   "mkdir -p /tmp/kvxprereq/; cp -rf %s/kvxrocmc /tmp/kvxprereq/ ; ls /tmp/kvxprereq  >> /dev/null "
                   "2>&1 ",
                   pDirectory);
-    if (!clearForeignDirectory("/tmp/kvxprereq"))
+    if (!claimDirectory("/tmp/kvxprereq"))
         return exitCode(COMMAND_NOT_RUN);
     runCommand(szCommand);
     formatCommand(szCommand,

@@ -434,8 +434,10 @@ int sqloRetrieveSupportedVersion(void) {
     int status = RC_OK;
     while (status == RC_OK && readLine(pFile, szLine, sizeof szLine))
         status = addLevelOfLine(szLine);
+    if (status == RC_OK && (ferror(pFile) || preqVersionList == NULL))
+        status = RC_INPUT;
     fclose(pFile);
-    return status == RC_OK && preqVersionList == NULL ? RC_INPUT : status;
+    return status;
 }
 
 int sqloGetLatestRelease(void) {
@@ -785,6 +787,8 @@ int sqloCheckPrereqForVersion(const char *pLevel) {
     int status = sqloReadPrereqFromXML(pLevel);
     if (status == RC_OK)
         status = checkReadLevel();
+    else if (status == RC_INPUT)
+        reportFault(MSG_FILE_NOT_OPENED, szInputXMLFile); // or the summary would have nothing to tell
     sqloWriteSummaryToReport(pLevel);
     return status;
 }
@@ -926,6 +930,8 @@ static Step readLevelList(int *pRc) {
     if (sqloValidateInputXML() != RC_OK)
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
     int status = sqloRetrieveSupportedVersion();
+    if (status == RC_INPUT && preqVersionList != NULL) // a read error behind the first level
+        return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
     if (status != RC_OK)
         return endWithUsage(pRc, status, preqVersionList == NULL ? MSG_NO_LEVEL_IN_FILE : 0);
     if (bCheckSpecificRelease && validateInputVersion() != RC_OK)
@@ -1096,7 +1102,13 @@ static Step prepareRun(int argc, char **argv, int *pRc) {
     return storeAdapterValues(pRc);
 }
 
-int main(int argc, char **argv) {
+/* Says so when the report or a part of it was lost. */
+static void checkOutput(void) {
+    if (fflush(stdout) != 0 || ferror(stdout))
+        printError(MSG_REPORT_NOT_WRITABLE, "(standard output)");
+}
+
+static int runProgram(int argc, char **argv) {
     int rc = RC_OK;
     fillStandardDescriptors();
     watchChildren();
@@ -1109,5 +1121,11 @@ int main(int argc, char **argv) {
     if (bHostList)
         return runOnAllHosts();
     removeListFiles();
+    return rc;
+}
+
+int main(int argc, char **argv) {
+    int rc = runProgram(argc, argv);
+    checkOutput();
     return rc;
 }

@@ -370,6 +370,8 @@ int sqloReadPrereqFromXML(const char *pLevel) {
     if (pFile == NULL)
         return RC_INPUT;
     status = scanLevel(pFile, pLevel);
+    if (status == RC_OK && ferror(pFile))
+        status = RC_INPUT;
     fclose(pFile);
     return status;
 }

@@ -8,7 +8,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <strings.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "sqloCommon.h"
@@ -371,11 +370,18 @@ static void logPackageRequirement(const packageRequest &request, messageText &sz
                 requestName(request), request.pMinVersion, request.pMinRelease);
 }
 
-/* Composes a query by file. In a name that is no full path rpm itself expands macros, which may hold commands: such a
- * name is not asked for. */
+/* In a name that is no full path, and in that of the directory which it is then looked for in, rpm itself expands
+ * macros, which may hold commands. */
+static int mayHoldMacro(const char *pFile) {
+    char szDirectory[4096];
+    return pFile[0] != '/' && (strchr(pFile, '%') != NULL || getcwd(szDirectory, sizeof szDirectory) == NULL ||
+                               strchr(szDirectory, '%') != NULL);
+}
+
+/* Composes a query by file; one that rpm would take for more than a file is not made. */
 static void composeFileQuery(commandText &szCommand, const char *pFormat, const char *pFile,
                              const captureFile &capture) {
-    if (pFile[0] != '/' && strchr(pFile, '%') != NULL)
+    if (mayHoldMacro(pFile))
         szCommand[0] = '\0';
     else
         formatCommand(szCommand, pFormat, pFile, capture.szPath);
@@ -807,13 +813,6 @@ int verifyVMware(void) {
 /* --- Cluster automation --- */
 
 static const char *const pVexSection = "prereqVEX\n";
-
-/* Is it ours, and nobody else's to write? */
-static int isOnlyOurs(const char *pPath) {
-    struct stat status;
-    return lstat(pPath, &status) == 0 && !S_ISLNK(status.st_mode) && status.st_uid == geteuid() &&
-           (status.st_mode & S_IWOTH) == 0 && (status.st_gid == getegid() || (status.st_mode & S_IWGRP) == 0);
-}
 
 /* Composes the command of the first script that exists. 0 when there is none. All can write to /tmp: what a stranger
  * laid there does not exist. */
