@@ -151,11 +151,12 @@ TEST(Reader, LevelsDoNotReachEachOther) {
 TEST(Reader, BannerOpensTheReport) {
     useCatalog();
     const scratchDirectory scratch;
+    writeFile(scratch.path + "/empty", "");
     int status = -1;
     for (bShareGrid = 0; bShareGrid < 2; bShareGrid++) {
-        setText(szInputXMLFile, scratch.path + (bShareGrid ? "" : "/absent"));
+        setText(szInputXMLFile, scratch.path + (bShareGrid ? "/empty" : "/absent"));
         const string out = capture([&status] { status = sqloReadPrereqFromXML("11.5"); }).out;
-        EXPECT_EQ(status, bShareGrid ? RC_OK : RC_INPUT); // a directory opens and has no lines
+        EXPECT_EQ(status, bShareGrid ? RC_OK : RC_INPUT);
         const string rule = "\n" + string(74, '=') + "\n\n";
         struct tm when = {};
         const char *pRest = strptime(out.substr(0, rule.size()) == rule ? out.c_str() + rule.size() : "", "%c", &when);

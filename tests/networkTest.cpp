@@ -198,7 +198,7 @@ TEST(Connectivity, IsTested) {
     // clang-format on
     const auto check = [](const string &list) { return sqloValidateAdapterUsingRocmc(list.c_str()), 0; };
     const string tool = "#!/bin/sh\n[ -e /tmp/kvxprereq.tar ] && printf '(%s)\\n' \"$5\" >> /seen\neval \"$DO\"\n";
-    const string tar = "#!/bin/sh\ntouch /tmp/kvxprereq.tar";
+    const string tar = "#!/bin/sh\necho packed >/tmp/kvxprereq.tar";
     onNetworkHost({{"/fakes/tar", tar}, {here + "kvxrocmc", tool}, {tooDeep + "x", ""}, {"/vexha/x", ""}}, [&] {
         fs::current_path(here);
         for (std::array<string, 3> row : rows) {

@@ -21,7 +21,7 @@ static const string unpack = "at() { mkdir -p \"$1\"; tar -xzf $tgz -C \"$1\" --
 static runResult run(const string &script, const std::map<string, string> &env = {}) {
     privateHost host;
     host.layers = {KVX_SOURCE_DIR "/samples/hosts/rhel"};
-    host.binds = {KVX_PROGRAM_DIR};
+    host.binds = {KVX_SOURCE_DIR, KVX_PROGRAM_DIR};
     host.files = {{"/in put/levels.xml", "<KVXLevel value=\"7.1\">\n"}};
     const string names = "exec 2>&1; for type in deb rpm; do eval \"$type=$(echo " + packages +
                          "/*.$type)\"; done; tgz=$(echo " + packages + "/*.tar.gz); ";

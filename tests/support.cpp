@@ -108,7 +108,7 @@ std::string message(int number, const std::vector<std::string> &tokens) {
 void expectReport(const std::string &name, std::string report) {
     static const std::pair<const char *, const char *> masks[] = {
         {"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
-        {"(kvxprereqcheck[ab]?\\.|/proc/)\\d+", "$1PID"},
+        {"(kvxprereqcheck[ab]?\\.|/proc/|Cannot create \\S*\\.)\\d+", "$1PID"},
         {"(Found (?:kernel|C library) level: )\\S+", "$1LEVEL"},
         {"(library in use: )\\S+", "$1PATH"},
         {"(^|\n|so\\. )( ?)\\d+( ?): ", "$1$2LINE$3: "},
