@@ -90,6 +90,7 @@ static const int OWN_DESCRIPTOR = 1000;
 extern "C" {
 FAKE_OWN(int, system, (const char *pCommand), (pCommand), bRunning, commandStatus(decision()))
 FAKE_OWN(int, stat, (const char *pPath, struct stat *p), (pPath, p), bRunning, fileStatus(pPath, p))
+FAKE_OWN(int, mkdir, (const char *pPath, mode_t mode), (pPath, mode), bRunning, isGood() ? 0 : -1)
 FAKE_OWN(int, unlink, (const char *pPath), (pPath), bRunning, 0)
 FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning, isGood() ? OWN_DESCRIPTOR : -1)
 FAKE_OWN(int, close, (int number), (number), number == OWN_DESCRIPTOR, 0)
