@@ -1,41 +1,26 @@
 // The shared parts of the tests of single checks.
 #include "checkSupport.h"
 
+#include <filesystem>
+#include <iomanip>
+#include <iostream>
 #include <linux/capability.h>
 #include <regex>
 #include <sstream>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-using std::string;
 using std::vector;
 
-// Texts that leave the order of lines and tokens to look at; those without a token show one that slipped into them.
-static void useShortTexts() {
-    std::istringstream in("30017 W;30018 E;30019 enabled;30020 disabled;30023 c++;30025 libc;30026 aio;30040 selinux;"
-                          "30052 need %1 %2 %3;30053 check %1;30054 ok%1;30055 bad %1;30056 have %1 %2;30057 have %1;"
-                          "30058 c++ at %1;30059 need c++ %1;30060 abi %1;30064 at %1;30065 need %1.%2.%3;"
-                          "30066 have %1.%2.%3;30085 found %1;30095 unmet %1;30098 state %1;30160 need %1 %2;"
-                          "30184 kernel %1 for %2;30186 numa;33506 killed%1;33507 no package %1;33508 unreadable%1;"
-                          "33509 of %1;33510 not loaded %1;33511 no maps %1;33512 no strings%1;33514 no 32-bit %1;"
-                          "33515 no maps%1;33516 killed %1;33520 no aio%1;33535 no ib %1;33536 no hpn %1;"
-                          "33537 no rdma %1;33546 no capture %1;33547 no answer %1;33548 no strings%1;"
-                          "33552 loader: %1;33553 aio loaded%1;33562 selinux unknown%1;33563 selinux on%1;"
-                          "33608 no kernel %1;33609 no numa%1;33610 numa loaded%1;33612 vex failed%1;33613 no vex%1");
-    std::map<int, string> texts;
-    for (string text; getline(in, text, ';');)
-        texts[std::stoi(text)] = text.substr(6);
-    useTexts(texts);
-}
-
-void useNamedTexts() {
+void useNamedTexts(bool bMachine) {
     std::map<int, string> texts;
     const string header = readFile(KVX_SOURCE_DIR "/engn/include/sqloPrereqCheck.h");
     const std::regex member("MSG_(\\w+) = (\\d+),"), local("KERNEL_FOUND|\\w+_LOCATED|LOADER_ERROR|LEVEL_BANNER.*");
     for (std::sregex_iterator it(header.begin(), header.end(), member), end; it != end; ++it) {
         const string name = (*it)[1];
-        texts[std::stoi((*it)[2])] = std::regex_match(name, local) ? "=" : name + " %1 %2 %3 %4";
+        texts[std::stoi((*it)[2])] = bMachine && std::regex_match(name, local) ? "=" : name + " %1 %2 %3 %4";
     }
     useTexts(texts);
 }
@@ -55,43 +40,83 @@ string endedBy(const string &signal) {
     return "p=$PPID; a=; " + shells + "; kill -" + signal + " $a $$";
 }
 
-void onSoftwareHost(const fileList &files, const std::function<void()> &body, const vector<string> &layers) {
-    privateHost host;
-    if (szRuntimePath[0] == '\0')
-        useShortTexts();
-    host.layers = layers;
-    host.files = files;
-    host.binds = {szRuntimePath};
-    host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info"};
-    onHost(host, [&] {
-        setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
-        body();
-    });
+// For the shell: "put FILE TEXT" and "script FILE LINES" lay files, "fake NAME LINES" a tool that adds its calls to a
+// log, "quiet" one that does not, "many N TEXT" repeats; "$killed" in lines ends them, and the shell that waits, by a
+// signal.
+const string prelude = R"sh(mkdir -p /fakes
+put() { mkdir -p "${1%/*}"; printf "$2" >"$1"; }
+script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
+fake() { case $1 in /*) file=$1 ;; *) file=/fakes/$1 ;; esac; script $file "echo $1 \"\$*\" >>/fakes/log; $2"; }
+quiet() { script /fakes/$1 "$2"; }
+many() { printf "%$1s" | sed "s/ /$2/g"; }
+killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'
+)sh";
+
+static vector<string> wordsOf(const string &line) {
+    vector<string> all;
+    std::istringstream in(line);
+    for (string word; in >> std::quoted(word);)
+        all.push_back(word);
+    return all;
 }
 
-string judged(const checkCall &check) {
+// What the host has got since it was remembered, with the texts.
+static string changesOfHost() {
+    string all;
+    for (const string &path : filesChangedOnHost())
+        all += path.find("/rpm/") != string::npos
+                   ? "" // of the real one
+                   : "<" + path + (std::filesystem::is_regular_file(path) ? ": " + readFile(path).substr(0, 600) : "") +
+                         ">";
+    return all;
+}
+
+// The status, the lines of the report and the trace; then the entries of the error list in brackets, what went to
+// standard error in braces, the settings that changed, and the files. '|' ends a line where there is no trace.
+static string judgedHere(vector<string> words) {
     int status = 1;
-    pErrorList = nullptr;
-    const string pid = std::to_string(getpid());
-    const printed shown = capture([&] { status = check(); });
+    for (; words.at(0).find('=') != string::npos; words.erase(words.begin()))
+        applySetting(words[0]);
+    const auto before = settings();
+    rusage used, usedThen;
+    rememberHost();
+    getrusage(RUSAGE_SELF, &used);
+    const printed shown = capture([&] { status = perform(words); });
+    getrusage(RUSAGE_SELF, &usedThen);
     string all = std::to_string(status) + " " + shown.out;
     for (const string &entry : errorEntries())
         all += "[" + entry + "]";
     all += shown.err.empty() ? "" : "{" + shown.err + "}";
-    all += bGUIReportFile ? "(" + readFile(szGUIReportFile) + ")" : "";
-    all += sqloFileExists(("/tmp/kvxprereqcheck." + pid).c_str()) ? "<left>" : "";
-    all = std::regex_replace(all, std::regex(" [0-9]+ : Cateory file path [^\n]*\n"), ""); // a trace of every message
-    all = std::regex_replace(all, std::regex("(/proc/|kvxprereqcheck\\.)" + pid), "$1PID");
-    return std::regex_replace(all, std::regex("\n"), "|");
+    for (const auto &[name, text] : settings())
+        all += text == before.at(name) ? "" : " " + name + "=" + text;
+    all += usedThen.ru_maxrss - used.ru_maxrss < 20000 ? "" : " takes much memory";
+    return replaced(all + changesOfHost(), {{" [0-9]+ : Cateory file path [^\n]*\n", ""}, // a trace of every message
+                                            {"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
+                                            {szRuntimePath, "RUNTIME"},
+                                            {"LOCATED /(usr/)?lib[^ \n]*", "LOCATED OWN"},
+                                            {" +(?=[\\]\n}])", ""},
+                                            {"\n", debug ? "\n" : "|"}});
 }
 
-string outcome(const string &title, const string &lines) {
-    const string all = (lines.find("bad ") == lines.npos ? "0    |check #|" : "-1    |check #|") + lines;
-    return std::regex_replace(all, std::regex("#"), title);
-}
-
-string recorded(const string &lines) {
-    return lines + "bad E|[" + lines + "]";
+answerer checked(const string &common) {
+    return [=](const string &line) {
+        const size_t end = line.find(" :: ");
+        const string setUp = "runtime=" + string(szRuntimePath) + "\n" + prelude + common + "\n" +
+                             (end == string::npos ? "" : line.substr(end + 4)) + "\n:";
+        privateHost host;
+        host.layers = {KVX_PROGRAM_DIR "/tests/rpm-host"};
+        host.hostName = "dbhost";
+        host.binds = {szRuntimePath};
+        host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info", "/etc/modprobe.d", "/etc/os-release",
+                        "/etc/dat.conf",        "/etc/ofed",          "/etc/rdma"};
+        const auto body = [&] {
+            EXPECT_EQ(system(setUp.c_str()), 0);
+            setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
+            setText(IIHName, "dbhost");
+            std::cout << judgedHere(wordsOf(line.substr(0, end))) << std::flush;
+        };
+        return capture([&] { onHost(host, body); }).out;
+    };
 }
 
 string replaced(string text, const fileList &rules) {

@@ -1,5 +1,5 @@
 // The cluster's lists, users, /etc/hosts, network names and disks; what the cases share serves remoteTest.cpp too.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <filesystem>
 #include <regex>
@@ -7,34 +7,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-using std::string;
 namespace fs = std::filesystem;
 
 // How a host is set up, by shell lines, and the words that fill the list or are the arguments.
 typedef std::vector<std::pair<string, string>> caseList;
 
 static const string x300(300, 'x');
-
-// "fake NAME BODY" lays a tool that adds its calls to a log, "quiet" one that does not; "$killed" in its body ends it,
-// and the shell that waits for it, by a signal.
-static const string prelude = R"sh(mkdir /fakes
-fake() { { echo '#!/bin/sh'; echo "echo $1 \"\$*\" >>/fakes/log"; echo "$2"; } >/fakes/$1; chmod +x /fakes/$1; }
-quiet() { fake "$@"; sed -i 2d /fakes/$1; }
-killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'
-)sh";
-
-// Texts that leave the order of lines and tokens to look at; too long a token leaves the placeholders.
-static void useClusterTexts() {
-    // clang-format off
-    useTexts({{30017, "W"}, {30018, "E"}, {30053, "check %1"}, {30054, "ok%1"}, {30055, "bad %1"},
-              {30128, "reached %1 %2"}, {30131, "found %1 %2 %3"}, {30133, "pinged %1 %2"}, {30136, "run on %1"},
-              {33507, "without %1"}, {33542, "unopened %1"}, {33546, "no capture%1"}, {33547, "not run %1"},
-              {33567, "unreached %1 %2"}, {33570, "lost %1 %2 %3 %4"}, {33572, "unpinged %1 %2"},
-              {33574, "missing %1 %2"}, {33575, "twice %1 %2"}, {33581, "no user %1 %2"}, {33584, "ids %1 %2"},
-              {33587, "left out %1"}, {33592, "loopback %1"}});
-    // clang-format on
-    setText(IIHName, "here");
-}
 
 static string part(const string &title, const string &text) {
     return text.empty() ? "" : "== " + title + "\n" + text + (text.back() == '\n' ? "" : " (no newline)\n");
@@ -53,7 +31,7 @@ static string outcome(const std::function<int()> &operation) {
                  part("output", std::regex_replace(shown.out, std::regex(" \\d+ : Cateory.*\n"), "")) +
                  part("calls", readFile("/fakes/log"));
     all += capture([] { EXPECT_EQ(system("cd /tmp; for f in *; do [ ! -f $f ] || tail -vn+1 $f; done"), 0); }).out;
-    return std::regex_replace(all, std::regex(szRuntimePath), "RUNTIME");
+    return replaced(all, {{szRuntimePath, "RUNTIME"}, {" +(?=\n)", ""}});
 }
 
 // Compares what an operation comes to in each case, on a host of its own called here.dom, with a text in tests/reports.
@@ -65,7 +43,8 @@ void compareOutcomes(const string &name, const string &common, void (*add)(const
         GTEST_SKIP() << "no " << pRealTool;
     }
     string all;
-    useClusterTexts();
+    useNamedTexts(false);
+    setText(IIHName, "here");
     for (const auto &[setUp, words] : cases) {
         const int sent = memfd_create("outcome", MFD_CLOEXEC);
         const string lines = string("runtime=") + szRuntimePath + " program=" KVX_PROGRAM_DIR "\n" + prelude + common +

@@ -13,13 +13,14 @@ namespace fs = std::filesystem;
 
 extern const string startHosts, stopHosts;
 
-// Words of which nobody may take more than a word, or there will be a file "ran".
+// Words of which nobody may take more than a word, or there will be a file "ran". Those in front, one of each kind that
+// the program tells from others, stand for the rest where the same code composes.
 // clang-format off
 static const string plain = "plainwd", hostileWords[] = {
-    "a b", "a'b", "a\"b", "$(>ran)", "`b`", "a;b", "a|b", "a&b", ">ran", "a\n>ran\n", "a\tb", "*",
-    "?[a-z]", "-rq", "--eval=%(touch ran)", "~", "%s%n", "%(touch ran)", "\xc3\xa4\xff\x01", "a\\",
-    "x=1", "$IFS", "'$(>ran)'", "\"$(>ran)\"", "';>ran;'", "\";>ran;\"", "'\";>ran #", string(255, 'x'),
-    string(255, '\'')};
+    "$(>ran)", "a\n>ran\n", "*", "-rq", "%(touch ran)", "x=1", "\";>ran;\"", "'\";>ran #", string(255, 'x'),
+    string(255, '\''), "a b", "a'b", "a\"b", "`b`", "a;b", "a|b", "a&b", ">ran", "a\tb", "?[a-z]", "--eval=%(touch ran)", "~",
+    "%s%n", "\xc3\xa4\xff\x01", "a\\", "';>ran;'", "$IFS", "'$(>ran)'", "\"$(>ran)\""};
+// clang-format on
 
 // Every tool: a call is a file, each of its words ended by a NUL. It fails where one holds FAIL.
 static const string tool = R"sh(#!/bin/sh
@@ -43,7 +44,8 @@ esac
 )sh";
 
 // The whole program, with the word wherever one can be given.
-static const string wholeProgram = R"sh(cd "/t/$W" && ln -s /program/kvxprereqcheck . && exec >in
+static const string wholeProgram = R"sh(#!/bin/sh
+cd "/t/$W" && ln -s /program/kvxprereqcheck . && exec >in
 echo '<KVXLevel value="1">'; echo '<platform value="Linux">'
 for tag in LinuxDistro ntpPackage ntpVersion chronyPackage chronyVersion kshPackage kshVersion kshRelease mkshPackage \
     UMASK CPPLibName CPPVersionString; do printf '%s\n' "<$tag>$W</$tag>"; done
@@ -52,13 +54,15 @@ export KVXINSTANCE="$W" KVXLANG="$W" LANG="$W" KVXTMPDIR="/t/$W"
 "/t/$W/kvxprereqcheck" -f "/t/$W/in" -o "/t/$W/o" -gui "/t/$W/g" -vastdw -usrname "$W" -service 9 -svcename "$W")sh";
 
 // The host with its tools, and what lies there anew for each word.
-static const string layTools = R"sh(echo 'Red Hat release 9.4' >/etc/redhat-release; echo 'hosts: files' >/etc/nsswitch.conf
+static const string layTools =
+    R"sh(echo 'Red Hat release 9.4' >/etc/redhat-release; echo 'hosts: files' >/etc/nsswitch.conf
 rm -f /usr/bin/file /usr/sbin/getenforce; >/usr/bin/sg_persist; >/maps; mount --bind /maps /proc/$PPID/maps; cd /fakes
 chmod +x tool; ln -s )sh" KVX_PROGRAM_DIR R"sh( /program
 for name in df which getent rpm file uname lsattr strings grep ssh scp ping tar rm ls cp chkconfig dmidecode ldd \
     /lib/udev/scsi_id /usr/sbin/getenforce /usr/bin/ofed_info /usr/bin/file; do ln -s /fakes/tool $name; done
 )sh";
-static const char *const layWord = R"sh(PATH=/bin; rm -rf /t /calls /tmp/kvxprereq* /tmp/vexha*; mkdir -p /calls "/t/$W/vexha"
+static const char *const layWord =
+    R"sh(PATH=/bin; rm -rf /t /calls /tmp/kvxprereq* /tmp/vexha*; mkdir -p /calls "/t/$W/vexha"
 printf '1-2 r 0 0:0 1 %s\n' "/t/$W/libstdc++.so.6" /t/libc.so.6 >/maps; cd "/t/$W"
 for name in ../kvxprereqcheckoss ../kvxrocmc kvxrocmc vexha/prereqVEX; do ln -s /fakes/tool $name; done)sh";
 static const char *const compareFunctions = "cd " KVX_SOURCE_DIR R"sh(/tests/reports
@@ -69,57 +73,7 @@ END { for (name in used) if (!(name in known)) { print name, "is not in the case
       for (name in known) if (!(name in used)) { print name, "composes no command"; bad = 1 }; exit bad
 }' - $(ls ../../engn/sqo/*.cpp | grep -v sqloCommon))sh";
 
-typedef char **words;
 typedef const string &text;
-
-template <int (*operation)()> static int withHost(words w) {
-    updateHostList(w[0]);
-    preqHostInfo->isSSH = bGUIReportFile = 1;
-    return operation();
-}
-
-// Program, library and tool lie in a directory, which is the current one.
-template <int (*operation)()> static int inDirectory(words w) {
-    iStrncpy(szRuntimePath, w[0], sizeof szRuntimePath);
-    return fs::current_path(w[0]), operation();
-}
-
-static int device(words w) {
-    char szDevice[256], szId[256];
-    iStrncpy(szDevice, w[1], sizeof szDevice), iStrncpy(szId, w[2], sizeof szId);
-    return sqloGetDevNameOrID(w[0], szDevice, szId, w[3] == string("id"), w[4] == string("remote"));
-}
-
-static int connectivity() { return sqloValidateAdapterUsingRocmc("list"), 0; }
-static int script() { return bShareGrid = 1, checkprereqVEX(1, 1); }
-
-static const std::map<string, int (*)(words)> operations = {
-    {"space", [](words w) { return sqloCheckFreeSpace(w[0], 1, 1); }}, {"device", device}, {"script-in", inDirectory<script>},
-    {"ping", [](words w) { return updateNetNames(w[0]), checkPingTest(); }}, {"shells", withHost<checkkvxSSHToAll>},
-    {"place", withHost<placePrereqBinaries>}, {"run", withHost<runPrereqBinaries>}, {"remove", withHost<removePrereqBinaries>},
-    {"run-with", [](words w) { return bCheckSpecificRelease = linuxDistro = 1, setValue(LinuxDistro, w[1]),
-                                      iStrncpy(szInputVersion, w[2], 30),
-                                      snprintf(addCmd, 255, "-v %s ", szInputVersion), withHost<runPrereqBinaries>(w); }},
-    {"tiebreaker", [](words w) { return iStrncpy(tbDiskName, w[1], 255), updateHostList("here"), withHost<sqloValidateTbDisk>(w); }},
-    {"policy", [](words w) { return sqloGetSCSIType(w[0], w[1], w[2] == string("remote")); }},
-    {"disk", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }},
-    {"service", [](words w) { return sqloCheckForOpenibdRDMAEnablement(w[0]); }}, {"place-from", inDirectory<placePrereqBinaries>},
-    {"rdma", [](words) { return sqloCheckForRDMAStatus(); }}, {"connectivity-in", inDirectory<connectivity>},
-    {"adapter", [](words w) { return updateNetNames(w[0]), sqloValidateAdapter(), 0; }},
-    {"connectivity", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), 0; }}, {"runtime-in", inDirectory<sqloCheckLibStdCPlusPlus>},
-    {"glibc", [](words) { return sqloCheckGlibC(); }}, {"pam", [](words) { return sqloCheckLibPAM(); }},
-    {"selinux", [](words) { return sqloCheckSELinuxEnabled(); }}, {"ofed", [](words) { return sqloCheckMellanoxLINUX(); }},
-    {"group", [](words w) { return sqloCheckPackagePresenceLinux("G", w[0], 0); }},
-    {"package", [](words w) { return sqloCheckPackageLINUX(w[0], nullptr, w[1] == string("any") ? nullptr : w[1], nullptr, 1, 1); }},
-    {"file", [](words w) { return sqloCheckPackageLINUX(nullptr, w[0], "9", nullptr, 1, 1); }},
-    {"sg", [](words w) { return sqloCheckSGPackageLINUX(w[0], nullptr, 1, 1); }},
-    {"sg-file", [](words w) { return sqloCheckSGPackageLINUX("sg", w[0], 1, 1); }},
-    {"command", [](words w) { return sqlocheckNtpChronyKsh(w[0], "9", nullptr); }},
-    {"probe", [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }},
-    {"user", [](words w) { return sqloValidateUserProfile(w[0], 0); }}, {"umask", [](words) { return sqloValidateUmsk("077"); }},
-    {"nothing", [](words) { return 0; }}, {"program", [](words) { return system(wholeProgram.c_str()); }}};
-// clang-format on
-
 typedef std::multiset<string> traces;
 
 static string put(string all, text part, text other) {
@@ -138,20 +92,19 @@ static traces with(const traces &seen, text word) {
 // What an operation comes to: its status, the calls of tools, and what it changes on the host. A case is the functions
 // of the program that compose the commands, settings of the environment, an operation and its words; "@" is the word.
 static traces look(text line, text word) {
-    std::vector<char *> all;
+    std::vector<string> words;
     std::istringstream in(line.substr(line.find(": ") + 2));
-    for (string each; in >> each;)
-        all.push_back(strdup(put(each, "@", word).c_str()));
-    words w = all.data();
+    for (string each; in >> each && each[0] != '(';)
+        words.push_back(put(each, "@", word));
     setenv("W", word.c_str(), 1);
     EXPECT_EQ(system(layWord), 0);
     fs::current_path("/t");
-    for (; operations.count(*w) == 0; w++)
-        putenv(*w);
+    for (; words[0].find('=') != words[0].npos; words.erase(words.begin()))
+        applySetting(words[0]);
     preqHostInfo = nullptr, preqNetNames = nullptr, preqDiskInfo = nullptr, pErrorList = nullptr;
     rememberHost();
     traces seen;
-    capture([&] { seen = {"(status " + std::to_string(operations.at(*w)(w + 1)) + ")"}; });
+    capture([&] { seen = {"(status " + std::to_string(perform(words)) + ")"}; });
     for (const auto &call : fs::directory_iterator("/calls"))
         seen.insert(readFile(call.path()));
     for (text path : filesChangedOnHost())
@@ -172,7 +125,7 @@ static string shown(text word) {
 
 // What comes of the words: nothing to tell of one that stands wherever the plain one does. It may be that it was not
 // run, as if the tool had failed, or that only some commands were. A case "(line)" takes no newlines, "(name)" no
-// blanks.
+// blanks, "(all)" the whole list of words.
 static string fatesOf(text line) {
     setenv("FAIL", plain.c_str(), 1);
     const traces failed = look(line, plain);
@@ -181,10 +134,10 @@ static string fatesOf(text line) {
     string all, fates[] = {"not run:", "in part:", "otherwise:"};
     for (text each : good)
         all += shown(each) + "\n";
+    int n = 0;
     for (text word : hostileWords) {
-        if (word.find_first_of(line.back() != ')'                 ? ""
-                               : line.find("(line)") == line.npos ? " \t\n"
-                                                                  : "\n") != word.npos)
+        const string unfit = line.find("(name)") != line.npos ? " \t\n" : line.find("(line)") != line.npos ? "\n" : "";
+        if (word.find_first_of(unfit) != word.npos || (n++ > 9 && line.find("(all)") == line.npos))
             continue;
         const traces wanted = with(good, word), seen = look(line, word);
         traces allowed = wanted;
@@ -215,7 +168,7 @@ static void expectFates(text name, text before = "", text after = "") {
     privateHost host;
     host.hostName = "here";
     host.ownNetwork = true;
-    host.files = {{"/fakes/tool", tool}, {"/lines", layTools + before + "\n:\n"}};
+    host.files = {{"/fakes/tool", tool}, {"/whole", wholeProgram}, {"/lines", layTools + before + "\n:\n"}};
     const auto body = [&](text line) {
         EXPECT_EQ(system(". /lines"), 0);
         setText(szRuntimePath, "/program");
