@@ -46,7 +46,7 @@ static string bodyOf(const string &tool) {
 static void layTool(const string &tool, const string &body) {
     const string path = tool == "sh"     ? "/bin/sh"
                         : tool[0] == '/' ? tool
-                                         : (tool[0] == '.' ? "/work/" : "/fakes/") + tool;
+                                         : (tool[0] == '.' ? "/where/" : "/fakes/") + tool;
     fs::remove(path);
     if (body.empty())
         return;
@@ -137,7 +137,7 @@ static privateHost hostFor(const operation &what) {
         {"/etc/modprobe.conf.local", "options x log_mtts_per_seg=7\n"}, {"/home/kvxinst/.bashrc", ""},
         {"/home/kvxinst/.bash_profile", ""}, {"/d/x", ""}, {"/vexha/x", ""}, {"/victim", "theirs"},
         {"/var/kvx/kvxssh/" + string(what.name == "by own shell" ? ".remote_shell_cmd" : "x"), "kvxlocssh\n"},
-        {"/work/KVXprereqs.xml", "<KVXLevel value=\"11.5\">\n<platform value=\"Linux\">\n<LibCVersion>2</LibCVersion>\n"
+        {"/where/KVXprereqs.xml", "<KVXLevel value=\"11.5\">\n<platform value=\"Linux\">\n<LibCVersion>2</LibCVersion>\n"
          "<CPPLibName>libstdc++.so.6</CPPLibName>\n<CPPVersionString>CXXABI_1.3</CPPVersionString>\n"
          "<UMASK>0022</UMASK>\n<RHEL value=\"LinuxDistro = SUSE\">\n<LibCVersion>9</LibCVersion>\n</RHEL>\n"
          "<shareGrid>\n"
@@ -171,7 +171,7 @@ static void settle(const operation &what, const fault &given) {
     for (const char *pName : {"KVXTMPDIR", "KVXINSTANCE", "KVXMLNXOFED"})
         unsetenv(pName);
     linuxDistro = DISTRO_RHEL, bGUIReportFile = 1;
-    fs::current_path("/work");
+    fs::current_path("/where");
     if (given.plant)
         given.plant();
     rememberHost();
@@ -253,7 +253,7 @@ static string missingIn(const vector<string> &other, const vector<string> &lines
 // stopped, and what the fault itself made.
 static bool mayStay(const string &path, const string &name, const fault &given) {
     static const std::regex allowed(
-        "(/tmp|/d)/kvxprereqcheck\\.PID|(/tmp|/d/t)\\.PID|(/work|/d)/pseudo_user_\\w+\\.out"
+        "(/tmp|/d)/kvxprereqcheck\\.PID|(/tmp|/d/t)\\.PID|(/where|/d)/pseudo_user_\\w+\\.out"
         "|/gui|/d/(report|gui)|/tmp/(kvxprereq|vexha)(\\.tar|/?\\w*)|/tmp/[id]l\\.txt|no:.*");
     return std::regex_match(path, allowed) || (given.name == "a directory" && path.back() == '/') ||
            (name == "reports" && path == "/victim");
@@ -369,7 +369,7 @@ TEST_F(Faults, OfFilesThatAreRead) {
     const checkCall ports = [] { return sqloValidatePorts(50000, "inst", 0, 0, 0); };
     // clang-format off
     const std::tuple<string, string, checkCall> rows[] = { // the text is that of a release file
-        {"/work/KVXprereqs.xml", "", level}, {"/program/locale/en_US.iso88591/kvxistring.cat", "", level},
+        {"/where/KVXprereqs.xml", "", level}, {"/program/locale/en_US.iso88591/kvxistring.cat", "", level},
         {"/etc/passwd", "", user}, {"/etc/group", "", user}, {"/home/kvxinst", "", user}, {"/etc/hosts", "", hosts},
         {"/etc/services", "", ports}, {"/etc/modprobe.d/modprobe.conf", "", sqloValidateModProbe},
         {"/etc/modprobe.conf.local", "", onSuse11}, {"/var/kvx/kvxssh/.remote_shell_cmd", "", runRemotely},
