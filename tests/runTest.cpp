@@ -320,6 +320,12 @@ TEST_F(Selection, EndsWithTheLastFailure) {
     EXPECT_EQ(statusOf(""), last);
 }
 
+TEST_F(Selection, TellsThatItsReportIsLost) {
+    const runResult lost = runProgram(hostWith({rhel, {inputFile, input({"10.5"})}}),
+                                      {"/bin/sh", "-c", "./kvxprereqcheck -i > /dev/full"}, {}, programDir);
+    EXPECT_EQ(lost.err, message(MSG_REPORT_NOT_WRITABLE, {"(standard output)"}) + "\n");
+}
+
 TEST_F(Selection, OpensStandardDescriptors) {
     const vector<laidFile> files = {rhel, {inputFile, input({"10.5"})}};
     const runResult good = run(files, "-i -o /report");
