@@ -1,12 +1,11 @@
 // The run: where the program is, its command line, which levels it checks how often, and how it ends.
-#include "support.h"
+#include "checkSupport.h"
 
 #include <filesystem>
 #include <regex>
 #include <sstream>
 #include <sys/personality.h>
 
-using std::string;
 using std::vector;
 namespace fs = std::filesystem;
 typedef std::pair<string, string> laidFile;
@@ -162,43 +161,34 @@ TEST(Levels, AreListedNewestFirstAndFoundByTheirText) {
     EXPECT_STREQ(szPlatform, "Linux");
 }
 
-// The settings that options set and that are not as they were at the start.
-static string changedSettings() {
-    // clang-format off
-#define SETTING(setting) {#setting, setting}
-    const vector<std::pair<string, int>> numbers = {
-        SETTING(bClient), SETTING(debug), SETTING(strictFlag), SETTING(vastdw), SETTING(usname), SETTING(sqllib),
-        SETTING(isPort), SETTING(servicePort), SETTING(isfcmstart), SETTING(fcmstart), {"partitions", partitions - 1},
-        SETTING(issvcnm), SETTING(bCustomInputFile), SETTING(bCustomReportFile), SETTING(bGUIReportFile),
-        SETTING(bCheckLatestRelease), SETTING(bNonShareGrid), SETTING(bPrintSummary), SETTING(bCheckSpecificRelease),
-        SETTING(bCheckForAllKVXVesion)};
-#undef SETTING
-    // clang-format on
+// The settings that are not as they were, but for where and how the program was started.
+static string changedSince(const std::map<string, string> &before) {
     string all;
-    for (const auto &[setting, number] : numbers)
-        all += number == 0 ? "" : setting + "=" + std::to_string(number) + " ";
-    return all + uname1 + "," + svcnm + "," + szReportFile + "," + szGUIReportFile + "," + szInputVersion;
+    for (const auto &[name, text] : settings())
+        if (text != before.at(name) && name != "IIHName" && name != "szRuntimePath")
+            all += name + "=" + text + " ";
+    return all;
 }
 
 // Without an input file every good command line ends there.
 TEST_F(CommandLine, SetsSettings) {
     // clang-format off
     const vector<std::tuple<string, string, string>> rows = {
-        {"", "bCheckForAllKVXVesion=1 ,,,,", noInput}, {"-f /x -f X", "bCustomInputFile=1 ,,,,", "X"},
+        {"", "bCheckForAllKVXVesion=1 ", noInput}, {"-f /x -f X", "bCustomInputFile=1 ", "X"},
         {"-c -d -strict -vastdw -usrname u -sqllib -service 5 -fcmstartport 6 -partitions 7 -svcename n -F X",
-         "bClient=1 debug=1 strictFlag=1 vastdw=1 usname=1 sqllib=1 isPort=1 servicePort=5 isfcmstart=1 fcmstart=6 "
-         "partitions=6 issvcnm=1 bCustomInputFile=1 u,n,,,", "X"},
+         "bClient=1 bCustomInputFile=1 debug=1 fcmstart=6 isPort=1 isfcmstart=1 issvcnm=1 partitions=7 servicePort=5 "
+         "sqllib=1 strictFlag=1 svcnm=n uname1=u usname=1 vastdw=1 ", "X"},
         {"-C -D -sTRICT -VASTDW -Usrname -x -SQLlib -Service a -FCMSTARTPORT -6 -PARTITIONS z -SVCename -h -i -s -l",
-         "bClient=1 debug=1 strictFlag=1 vastdw=1 usname=1 sqllib=1 isPort=1 isfcmstart=1 fcmstart=-6 partitions=-1 "
-         "issvcnm=1 bCheckLatestRelease=1 bNonShareGrid=1 bPrintSummary=1 -x,-h,,,", noInput},
-        {"-debug -I -S -L", "debug=1 bCheckLatestRelease=1 bNonShareGrid=1 bPrintSummary=1 ,,,,", noInput},
-        {"-v 1 -V -l -o q -O r -gui g", "bCustomReportFile=1 bGUIReportFile=1 bCheckSpecificRelease=1 ,,r,g,-l",
-         noInput},
+         "bCheckLatestRelease=1 bClient=1 bNonShareGrid=1 bPrintSummary=1 debug=1 fcmstart=-6 isPort=1 isfcmstart=1 "
+         "issvcnm=1 partitions=0 sqllib=1 strictFlag=1 svcnm=-h uname1=-x usname=1 vastdw=1 ", noInput},
+        {"-debug -I -S -L", "bCheckLatestRelease=1 bNonShareGrid=1 bPrintSummary=1 debug=1 ", noInput},
+        {"-v 1 -V -l -o q -O r -gui g", "bCheckSpecificRelease=1 bCustomReportFile=1 bGUIReportFile=1 "
+         "szGUIReportFile=g szInputVersion=-l szReportFile=r ", noInput},
         {"-usrname " + string(300, 'u') + " -svcename " + string(300, 's') + " -o " + string(300, 'o') + " -gui " +
          string(300, 'g') + " -v " + string(300, 'v') + " -f " + string(300, 'f'),
-         "usname=1 issvcnm=1 bCustomInputFile=1 bCustomReportFile=1 bGUIReportFile=1 bCheckSpecificRelease=1 " +
-         string(254, 'u') + "," + string(254, 's') + "," + string(255, 'o') + "," + string(255, 'g') + "," +
-         string(29, 'v'), string(255, 'f')}};
+         "bCheckSpecificRelease=1 bCustomInputFile=1 bCustomReportFile=1 bGUIReportFile=1 issvcnm=1 svcnm=" +
+         string(254, 's') + " szGUIReportFile=" + string(255, 'g') + " szInputVersion=" + string(29, 'v') +
+         " szReportFile=" + string(255, 'o') + " uname1=" + string(254, 'u') + " usname=1 ", string(255, 'f')}};
     // clang-format on
     for (const auto &[arguments, changed, path] : rows) {
         const runResult result = run({}, arguments);
@@ -207,8 +197,9 @@ TEST_F(CommandLine, SetsSettings) {
         if (changed.find("debug") == string::npos)
             EXPECT_EQ(result.out, usage());
         onHost({}, [&, arguments = arguments, changed = changed, path = path] {
+            const auto before = settings();
             capture([&] { runHere(arguments); });
-            EXPECT_EQ(changedSettings(), changed);
+            EXPECT_EQ(changedSince(before), changed);
             EXPECT_EQ(string(szInputXMLFile), path);
         });
     }
