@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "allocations.h"
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
 using std::string;
 

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "fakeHost.h"
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
 using std::string;
 

@@ -493,5 +493,5 @@ TEST(FaultTable, KnowsEveryCommand) {
     found.erase("%s");
     for (const string &word : found)
         EXPECT_EQ(tools.count(word), 1U) << word;
-    EXPECT_EQ(std::distance(std::sregex_iterator(all.begin(), all.end(), runner), {}), 2); // of sqloCommon.cpp
+    EXPECT_EQ(std::distance(std::sregex_iterator(all.begin(), all.end(), runner), {}), 2); // of sqloCommand.cpp
 }

@@ -67,11 +67,11 @@ printf '1-2 r 0 0:0 1 %s\n' "/t/$W/libstdc++.so.6" /t/libc.so.6 >/maps; cd "/t/$
 for name in ../kvxprereqcheckoss ../kvxrocmc kvxrocmc vexha/prereqVEX; do ln -s /fakes/tool $name; done)sh";
 static const char *const compareFunctions = "cd " KVX_SOURCE_DIR R"sh(/tests/reports
 sed -n 's/^[$] \([^:]*\): .*/\1/p' words-*.txt | tr ' ' '\n' | sort -u | awk 'NR == FNR { known[$0]; next }
-/^[a-z].*[(].*[^;]$/ { name = $0; sub(/[(].*/, "", name); sub(/.*[ *]/, "", name) }
-/^ .*(format(Remote)?Command|name[A-Za-z]*Capture[A-Za-z]*|nameGetentOutput|firstLineOf|popen|system)[(]/ { used[name] }
+/^[a-z].*[(].*[^;]$/ { name = $0; sub(/[(].*/, "", name); sub(/.*[ *&]/, "", name) }
+/^ .*(format(Remote)?Command|captureOutput|composeCaptured|name[A-Za-z]*Capture[A-Za-z]*|nameGetentOutput|firstLineOf|popen|system)[(]/ { used[name] }
 END { for (name in used) if (!(name in known)) { print name, "is not in the cases"; bad = 1 }
       for (name in known) if (!(name in used)) { print name, "composes no command"; bad = 1 }; exit bad
-}' - $(ls ../../engn/sqo/*.cpp | grep -v sqloCommon))sh";
+}' - $(ls ../../engn/sqo/*.cpp | grep -v sqloCommand))sh";
 
 typedef const string &text;
 typedef std::multiset<string> traces;

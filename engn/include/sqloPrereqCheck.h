@@ -186,8 +186,8 @@ const int LOG_ROOM = 2;
 typedef char messageText[MESSAGE_SIZE + LOG_ROOM];
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Run settings. Flags are 0 or 1, everything starts as 0 or empty unless said otherwise. After the command line was
- * read they only change where said.
+ * Run settings (sqloSettings.cpp). Flags are 0 or 1, everything starts as 0 or empty unless said otherwise. After the
+ * command line was read they only change where said.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Set by options. */
@@ -255,8 +255,22 @@ extern int bInputInstallPath;        // szInputInstallPath was given
 extern char szInputInstallPath[256]; // directory to install into
 extern char szInputDistro[256];      // distribution name given to the run
 
+/* The host's distribution, set by sqloGetLinuxDistributions. */
+enum LinuxDistribution {
+    DISTRO_UNKNOWN = 0,
+    DISTRO_RHEL = 1,
+    DISTRO_SUSE = 2,
+    DISTRO_UBUNTU = 3,
+    DISTRO_INSPUR = 4,
+    DISTRO_CENTOS = 5,
+    DISTRO_COUNT = 6,
+};
+
+extern int linuxDistro; // a LinuxDistribution
+extern const char *const ppszDistroName[DISTRO_COUNT];
+
 /* ---------------------------------------------------------------------------------------------------------------
- * Small helpers (sqloCommon.cpp)
+ * Small helpers (sqloText.cpp, the last in sqloCommand.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Appends as much of src as fits into str, a buffer of size bytes (not negative), and keeps it terminated. A str that
@@ -511,23 +525,11 @@ int sqloPrintSummary(void);
  * Host platform (sqloPlatform.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
-enum LinuxDistribution {
-    DISTRO_UNKNOWN = 0,
-    DISTRO_RHEL = 1,
-    DISTRO_SUSE = 2,
-    DISTRO_UBUNTU = 3,
-    DISTRO_INSPUR = 4,
-    DISTRO_CENTOS = 5,
-    DISTRO_COUNT = 6,
-};
-
 enum Severity {
     SEVERITY_ERROR = 1,
     SEVERITY_WARNING = 2,
 };
 
-extern int linuxDistro; // a LinuxDistribution
-extern const char *const ppszDistroName[DISTRO_COUNT];
 extern int isUbuntu14;                            // Ubuntu 14.04 or later, known after sqloCheckLSBRelease
 extern struct utsname name;                       // the kernel's identification
 extern char *pVersion, *pRelease, *pMinorRelease; // parts of the last split kernel release, null when missing
@@ -644,6 +646,17 @@ int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLeve
 /* Is SELinux disabled? 0, also without getenforce (nothing is reported then); -1 when it is not or cannot be told, and
  * the capture file then stays. 30040, 30098, 33516, 33546, 33562, 33563. */
 int sqloCheckSELinuxEnabled(void);
+
+/* What the adapter probe answers about a network name, as its exit code. */
+enum AdapterAnswer {
+    ADAPTER_NO_ANSWER = 0, // like every number that is not listed
+    ADAPTER_INFINIBAND = 1,
+    ADAPTER_NOT_CLUSTER_READY = 2,
+    ADAPTER_10GE = 3,
+    ADAPTER_OTHER = 4,
+    ADAPTER_UNDEFINED = 5,
+    ADAPTER_PROBE_FAILED = 6,
+};
 
 /* Asks the adapter probe about szNetname and stores HCANetwork: "10GE", "InfiniBand" or "Undefined". 0, or -1 when the
  * probe says that it is undefined. */

@@ -11,7 +11,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
 
 hostInfo *preqHostInfo;
 userInfo *preqUserInfo;
@@ -99,37 +100,10 @@ int updateNetNames(const char *netName) {
 
 /* --- Names --- */
 
-/* Cuts a host name at its first point. */
-static void cutDomain(char *szName) {
-    szName[strcspn(szName, ".")] = '\0';
-}
-
 /* Are two host names the same up to their first points, in any case? */
 static int isSameShortName(const char *pOne, const char *pOther) {
     size_t length = strcspn(pOne, ".");
     return length == strcspn(pOther, ".") && strncasecmp(pOne, pOther, length) == 0;
-}
-
-/* This host's name up to its first point. */
-static void findShortHostName(nameText &szHost) {
-    if (gethostname(szHost, sizeof szHost - 1) != 0)
-        szHost[0] = '\0';
-    szHost[sizeof szHost - 1] = '\0';
-    cutDomain(szHost);
-}
-
-/* Opens a section: blank line, heading and marker in the GUI report. */
-static void startSection(const char *pTitle, const char *pMarker) {
-    startCheck(pTitle);
-    logGUIMessage(pMarker);
-}
-
-/* Closes a section in the report. */
-static void closeSection(int result, int severity) {
-    if (result == RC_OK)
-        passCheck();
-    else
-        closeFailedCheck(severity);
 }
 
 /* --- Free space --- */
@@ -137,7 +111,7 @@ static void closeSection(int result, int severity) {
 /* Asks df for the column of available kilobytes. */
 static int captureFreeSpace(captureFile *pCapture, const char *dir) {
     commandText szCommand;
-    formatCommand(szCommand, "df -Pk  %s | awk '{ print $4}' >> /dev/null 2>&1 > %s", dir, pCapture->szPath);
+    composeCaptured(pCapture, szCommand, "df -Pk  %s | awk '{ print $4}' >> /dev/null 2>&1 > %s", dir);
     debugTrace("szcmd --> %s\n", szCommand);
     return runIntoCapture(pCapture, szCommand);
 }
@@ -146,27 +120,24 @@ static int captureFreeSpace(captureFile *pCapture, const char *dir) {
  * not even a heading. */
 static int readFreeSpace(captureFile *pCapture, toolLine &szAmount) {
     toolLine szLine;
-    if (!readCapture(pCapture, szAmount, sizeof szAmount))
+    if (!readCapture(pCapture, szAmount))
         return 0;
-    if (readCapture(pCapture, szLine, sizeof szLine))
+    if (readCapture(pCapture, szLine))
         copyText(szAmount, szLine);
     return 1;
 }
 
-/* The texts of free space name a directory and a host. */
-static const int SPACE_MESSAGE_SIZE = 512;
-
 static void reportShortSpace(const char *dir, int reqdSpace, const char *pAmount, int level) {
     char szRequired[30];
-    formatText(szRequired, sizeof szRequired, "%d KB", reqdSpace);
+    formatText(szRequired, "%d KB", reqdSpace);
     toolLine szAvailable;
     copyText(szAvailable, pAmount);
     cutLastCharacter(szAvailable);
     appendText(szAvailable, " KB");
     if (level == SEVERITY_ERROR)
-        reportFault<SPACE_MESSAGE_SIZE>(MSG_FREE_SPACE_SHORT, dir, IIHName, szRequired, szAvailable);
+        reportFault<LONG_MESSAGE_SIZE>(MSG_FREE_SPACE_SHORT, dir, IIHName, szRequired, szAvailable);
     else if (level == SEVERITY_WARNING) {
-        char szText[SPACE_MESSAGE_SIZE + LOG_ROOM];
+        char szText[LONG_MESSAGE_SIZE + LOG_ROOM];
         logText(szText, MSG_FREE_SPACE_LOW, dir, IIHName, szRequired, szAvailable);
         sqloUpdateErrorList(szText);
     }
@@ -183,7 +154,7 @@ static int judgeFreeSpace(captureFile *pCapture, const char *dir, int reqdSpace,
         return RC_FAILED;
     int available = leadingNumber(szAmount);
     if (reqdSpace <= available) {
-        reportText<SPACE_MESSAGE_SIZE>(MSG_FREE_SPACE_MET, dir, IIHName);
+        reportText<LONG_MESSAGE_SIZE>(MSG_FREE_SPACE_MET, dir, IIHName);
         debugTrace("Free Space met %s --- %d\n", dir, available);
         return RC_OK;
     }
@@ -196,7 +167,6 @@ int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level) {
     static const char *const pMarker = "<FREESPACE>\n";
     startSection("free space", pMarker);
     captureFile capture;
-    nameCapture(&capture);
     int status = captureFreeSpace(&capture, dir);
     int result = RC_FAILED;
     if (wasKilled(status))
@@ -204,7 +174,7 @@ int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level) {
     else if (status == 0)
         result = judgeFreeSpace(&capture, dir, reqdSpace, level);
     dropCapture(&capture);
-    closeSection(result, level);
+    closeCheck(result, level);
     logGUIMessage(pMarker);
     return result;
 }
@@ -281,7 +251,7 @@ int checkPingTest(void) {
             result = RC_FAILED;
         }
     }
-    closeSection(result, SEVERITY_WARNING);
+    closeCheck(result, SEVERITY_WARNING);
     logGUIMessage(pMarker);
     return result;
 }
@@ -328,7 +298,7 @@ int checkkvxSSHToAll(void) {
     int result = testOwnShellToAll();
     if (result == RC_OK) {
         chooseOwnShell();
-        logGUIMessage(pMarker);
+        logGUIMessage(pMarker); // four times in all: a section of this check, and an empty one
         logGUIMessage(pMarker);
         passCheck();
     } else
@@ -351,7 +321,7 @@ int checkSSHToAll(void) {
             result = RC_FAILED;
         }
     }
-    closeSection(result, SEVERITY_ERROR);
+    closeCheck(result, SEVERITY_ERROR);
     return result;
 }
 
@@ -437,10 +407,10 @@ static int makeRemoteDirectories(const nameText &szHost) {
 /* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
  * and unpacks them there. */
 static int copyBinaries(const nameText &szHost) {
-    static const char *const ppszLists[] = {"/tmp/hl.txt", "/tmp/nl.txt", "/tmp/dl.txt", "/tmp/il.txt"};
+    static const char *const ppszLists[] = {pHostListPath, pNetListPath, pDiskListPath, pUserListPath};
     for (const char *pList : ppszLists)
         clearForeignFile(pList);
-    int bWithoutList = bAdapterListFile && !sqloFileExists(ppszLists[0]);
+    int bWithoutList = bAdapterListFile && !sqloFileExists(pHostListPath);
     const char *pFormat =
         bWithoutList ? "%s /tmp/kvxprereq.tar %s %s:/tmp/kvxprereq 2>/dev/null 1>/dev/null && %s %s ' cd "
                        "/tmp/kvxprereq ; tar -xf kvxprereq.tar  2>/dev/null 1>/dev/null' && %s /tmp/vexha.tar "
@@ -547,7 +517,7 @@ static int fetchReport(const nameText &szHost, const char *pFormat, const char *
         debugTrace("Couldnot execute command %s\n", command.szShown);
     openCapture(&report);
     toolLine szLine;
-    while (readCapture(&report, szLine, sizeof szLine))
+    while (readCapture(&report, szLine))
         if (strlen(szLine) > 2) {
             if (bGUI)
                 logGUIMessage(szLine);
@@ -638,9 +608,7 @@ static int checkClusterUser(const userInfo *pUser, FILE *pList) {
     int result = RC_OK;
     int bFound = 0;
     setpwent();
-    for (const struct passwd *pEntry = getpwent(); pEntry != NULL; pEntry = getpwent()) {
-        if (strcmp(pEntry->pw_name, szName) != 0)
-            continue;
+    for (const struct passwd *pEntry = nextUserNamed(szName); pEntry != NULL; pEntry = nextUserNamed(szName)) {
         bFound = 1;
         if (checkUserEntry(pUser, szName, pEntry) != RC_OK)
             result = RC_FAILED;
@@ -660,7 +628,7 @@ static int checkClusterUser(const userInfo *pUser, FILE *pList) {
 /* Checks all users; without the list file that is to hold them, none. */
 static int checkClusterUsers(void) {
     FILE *pList = NULL;
-    if (bInstList && (pList = createOwnFile("/tmp/il.txt")) == NULL) {
+    if (bInstList && (pList = createOwnFile(pUserListPath)) == NULL) {
         puts("FIle creation failed");
         return RC_FAILED;
     }
@@ -677,7 +645,7 @@ int sqloValidateUsers(void) {
     static const char *const pMarker = "<USERINFO>\n";
     startSection("USER INFO", pMarker);
     int result = checkClusterUsers();
-    closeSection(result, SEVERITY_ERROR);
+    closeCheck(result, SEVERITY_ERROR);
     logGUIMessage(pMarker);
     debugTrace("sqloValidateUsers EXITn");
     return result;
@@ -954,7 +922,7 @@ static void copyAnswer(char *pszTo, const char *pAnswer) {
 /* Takes the answer out of its first line: the identifier, or the device name at the end of the link's target. */
 static void takeDeviceAnswer(captureFile *pCapture, char *pszDevName, char *pszDevId, int bIsGetDevId) {
     toolLine szLine;
-    if (!readCapture(pCapture, szLine, sizeof szLine))
+    if (!readCapture(pCapture, szLine))
         return;
     cutLastCharacter(szLine);
     if (bIsGetDevId == 1) {
@@ -1003,7 +971,7 @@ int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRe
     char szPolicy[512] = "";
     int type = RC_FAILED;
     if (runIntoCapture(&capture, szCommand) == 0 && openCapture(&capture)) {
-        readCapture(&capture, szPolicy, sizeof szPolicy);
+        readCapture(&capture, szPolicy);
         cutLastCharacter(szPolicy);
         type = strcmp(szPolicy, "no_reserve") == 0 ? 1 : -1;
     }
@@ -1043,7 +1011,7 @@ static void formatDiskLookup(boundedCommand *pCommand, const sharedDisk &disk, c
 /* Finds the line that names the disk. 0 when none does. */
 static int findDiskLine(captureFile *pCapture, const sharedDisk &disk, toolLine &szLine) {
     const char *pBase = strrchr(disk.szName, '/');
-    while (readCapture(pCapture, szLine, sizeof szLine))
+    while (readCapture(pCapture, szLine))
         if (strstr(szLine, disk.bById ? disk.szId : pBase) != NULL)
             return 1;
     return 0;
@@ -1126,7 +1094,7 @@ static int examineDisks(FILE *pList, int *pbNameInvalid) {
 int sqloValidateDisk(void) {
     static const char *const pMarker = "<DISKINFO>\n";
     startSection("disk info", pMarker);
-    FILE *pList = bDiskList ? createOwnFile("/tmp/dl.txt") : NULL;
+    FILE *pList = bDiskList ? createOwnFile(pDiskListPath) : NULL;
     int bNameInvalid = 0;
     int result = RC_FAILED;
     if (bDiskList && pList == NULL)
@@ -1135,7 +1103,7 @@ int sqloValidateDisk(void) {
         result = examineDisks(pList, &bNameInvalid);
     if (pList != NULL)
         fclose(pList);
-    closeSection(bNameInvalid ? RC_FAILED : result, SEVERITY_WARNING);
+    closeCheck(bNameInvalid ? RC_FAILED : result, SEVERITY_WARNING);
     logGUIMessage(pMarker);
     return result;
 }
@@ -1155,7 +1123,7 @@ static int nameDiskOnHost(tbdiskInfo *pRecord, const nameText &szLocal, char *ps
     copyField(szHost, pRecord->hostName);
     toolLine szDevice = "";
     if (isSameShortName(szHost, szLocal)) {
-        formatText(szDevice, sizeof szDevice, "%.4s", baseName(tbDiskName));
+        formatText(szDevice, "%.4s", baseName(tbDiskName));
     } else if (sqloGetDevNameOrID(szHost, szDevice, pszDevId, 0, 1) != RC_OK)
         return failTbDisk(szHost);
     fillField(pRecord->diskName, szDevice);

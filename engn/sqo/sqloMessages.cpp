@@ -8,7 +8,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
 
 char *ppszTokens[MAX_TOKENS];
 int totalTokens;
@@ -35,7 +36,7 @@ void addToken(const char *pToken) {
 
 void addNumToken(int number) {
     char szNumber[12]; // the longest int has eleven characters
-    formatText(szNumber, sizeof szNumber, "%d", number);
+    formatText(szNumber, "%d", number);
     addToken(szNumber);
 }
 
@@ -122,7 +123,7 @@ static int directoryExists(const char *pPath) {
 typedef char catalogPath[1024];
 
 static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
-    formatText(szPath, sizeof szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
+    formatText(szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
 }
 
 /* Beside the program, else in its installation, else in the instance, else the instance's English one. */
@@ -131,9 +132,9 @@ static void findCatalog(catalogPath &szPath) {
     if (szRuntimePath[0] == '\0')
         instanceCatalog(szPath, pLocaleDir);
     else {
-        formatText(szPath, sizeof szPath, "%s/locale/", szRuntimePath);
+        formatText(szPath, "%s/locale/", szRuntimePath);
         if (!directoryExists(szPath))
-            formatText(szPath, sizeof szPath, "%s/../install/locale/", szRuntimePath);
+            formatText(szPath, "%s/../install/locale/", szRuntimePath);
         appendText(szPath, pLocaleDir);
         appendText(szPath, "/kvxistring.cat");
     }
@@ -330,10 +331,23 @@ void closeFailedCheck(int severity) {
     closeFailedCheck(szClosing, severity);
 }
 
+int closeCheck(int result, int severity) {
+    if (result == RC_OK)
+        passCheck();
+    else
+        closeFailedCheck(severity);
+    return result;
+}
+
+void startSection(const char *pTitle, const char *pMarker) {
+    startCheck(pTitle);
+    logGUIMessage(pMarker);
+}
+
 void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const char *pPackage) {
     if (szDetail[0] == '\0')
         fetchText(szDetail, MSG_REQUIREMENT_NOT_MET, pPackage);
-    formatText(szEntry, sizeof szEntry, "%s%s", pRequirement, szDetail);
+    formatText(szEntry, "%s%s", pRequirement, szDetail);
 }
 
 int failCheck(int severity, const char *pRequirement, messageText &szDetail, const char *pPackage) {
@@ -383,11 +397,11 @@ static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     fflush(stdout);
     writeBadSummaryText(szVerdict, "\n");
 
-    char szText[512 + LOG_ROOM];
+    char szText[LONG_MESSAGE_SIZE + LOG_ROOM];
     fetchText(szText, MSG_FAILURES_FOLLOW);
     writeBadSummaryText(szText, "\n");
     for (const errorMsg *pError = pErrorList; pError != NULL; pError = pError->next) {
-        formatText(szText, sizeof szText - LOG_ROOM, "%.*s\n", (int)sizeof pError->szMessage, pError->szMessage);
+        formatText(szText, LONG_MESSAGE_SIZE, "%.*s\n", (int)sizeof pError->szMessage, pError->szMessage);
         writeBadSummaryText(szText, "");
     }
 }

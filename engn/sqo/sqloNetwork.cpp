@@ -8,7 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
 
 typedef char toolLine[256];
 
@@ -158,8 +159,7 @@ static int checkRhelModProbe(void) {
 
 int sqloValidateModProbe(void) {
     debugTrace("Entering the sqloValidateModProbe function\n");
-    startCheck("modprobe.conf");
-    logGUIMessage(pModProbeSection);
+    startSection("modprobe.conf", pModProbeSection);
     int bKnown = linuxDistro == DISTRO_RHEL || linuxDistro == DISTRO_SUSE;
     if (bKnown && sqloCheckMellanoxLINUX() == RC_OK) {
         debugTrace(" For Mellanox, skip modeprobe kernal modules validation\n");
@@ -171,10 +171,7 @@ int sqloValidateModProbe(void) {
         result = checkSuseModProbe();
     else if (linuxDistro == DISTRO_RHEL)
         result = checkRhelModProbe();
-    if (result == RC_OK)
-        passCheck();
-    else
-        closeFailedCheck(SEVERITY_ERROR);
+    closeCheck(result, SEVERITY_ERROR);
     logGUIMessage(pModProbeSection);
     return result;
 }
@@ -217,8 +214,7 @@ static void reportKilledServiceQuery(void) {
 static int checkServiceInstalled(const rdmaService &service) {
     commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, service.pQuery, capture.szPath);
+    composeCaptured(&capture, szCommand, service.pQuery);
     debugTrace("szCmd ---> %s \n", szCommand);
     int status = runIntoCapture(&capture, szCommand);
     dropCapture(&capture);
@@ -243,11 +239,7 @@ static int checkService(const rdmaService &service) {
         debugTrace("%s", service.pEntryTrace);
     reportText(MSG_CHECK_HEADING, service.pName);
     logGUIMessage(service.pSection);
-    int result = checkServiceInstalled(service);
-    if (result == RC_OK)
-        passCheck();
-    else
-        closeFailedCheck(SEVERITY_ERROR);
+    int result = closeCheck(checkServiceInstalled(service), SEVERITY_ERROR);
     logGUIMessage(service.pSection);
     debugTrace("%s", service.pExitTrace);
     return result;
@@ -266,7 +258,7 @@ int sqloCheckForOpenibdStatus(void) {
 static int isListedAsOn(captureFile *pCapture, const char *pService) {
     openCapture(pCapture);
     toolLine szLine;
-    while (readCapture(pCapture, szLine, sizeof szLine))
+    while (readCapture(pCapture, szLine))
         if (strstr(szLine, pService) != NULL && strstr(szLine, ":on") != NULL)
             return 1;
     return 0;
@@ -276,8 +268,7 @@ int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
     debugTrace("sqloCheckForOpenibdRDMAEnablement ENTRY\n");
     commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "(chkconfig --list | grep -i %s) >> /dev/null 2>&1 > %s", serviceName, capture.szPath);
+    composeCaptured(&capture, szCommand, "(chkconfig --list | grep -i %s) >> /dev/null 2>&1 > %s", serviceName);
     debugTrace("szCmd ---> %s \n", szCommand);
     int status = runIntoCapture(&capture, szCommand);
     int result = RC_OK; // also where the service manager cannot list the service
@@ -298,11 +289,10 @@ int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
 
 /* --- Adapters. Their texts may hold long network and file names. --- */
 
-const int LONG_MESSAGE_SIZE = 512;
-
-/* The probe's answer about a network name: whether the network is no InfiniBand, what to report, whether that is a
- * fault, whether it fails the check, and whether it does so without a uDAPL configuration file. */
-struct probeAnswer {
+/* What a probe's answer about a network name means: whether the network is no InfiniBand, what to report, whether that
+ * is a fault, whether it fails the check, and whether it does so without a uDAPL configuration file. */
+struct probeMeaning {
+    AdapterAnswer answer;
     int bNonIB;
     int message;
     int bFault;
@@ -310,16 +300,22 @@ struct probeAnswer {
     int bNeedsDatConf;
 };
 
-static const probeAnswer probeAnswers[] = {
-    /* 0, and any other */ {1, 0, 0, 0, 0},
-    /* 1 */ {0, MSG_ADAPTER_INFINIBAND, 0, 0, 0},
-    /* 2 */ {1, MSG_ADAPTER_NOT_CLUSTER_READY, 1, 0, 1},
-    /* 3 */ {0, MSG_ADAPTER_10GE, 0, 0, 0},
-    /* 4 */ {1, MSG_ADAPTER_OTHER, 0, 0, 0},
-    /* 5 */ {1, MSG_ADAPTER_UNDEFINED, 1, 1, 0},
-    /* 6 */ {1, MSG_ADAPTER_PROBE_FAILED, 1, 1, 0},
+static const probeMeaning probeMeanings[] = {
+    {ADAPTER_INFINIBAND, 0, MSG_ADAPTER_INFINIBAND, 0, 0, 0},
+    {ADAPTER_NOT_CLUSTER_READY, 1, MSG_ADAPTER_NOT_CLUSTER_READY, 1, 0, 1},
+    {ADAPTER_10GE, 0, MSG_ADAPTER_10GE, 0, 0, 0},
+    {ADAPTER_OTHER, 1, MSG_ADAPTER_OTHER, 0, 0, 0},
+    {ADAPTER_UNDEFINED, 1, MSG_ADAPTER_UNDEFINED, 1, 1, 0},
+    {ADAPTER_PROBE_FAILED, 1, MSG_ADAPTER_PROBE_FAILED, 1, 1, 0},
 };
-const int PROBE_ANSWERS = sizeof probeAnswers / sizeof *probeAnswers;
+static const probeMeaning otherMeaning = {ADAPTER_NO_ANSWER, 1, 0, 0, 0, 0};
+
+static const probeMeaning &meaningOf(int answer) {
+    for (const probeMeaning &meaning : probeMeanings)
+        if (meaning.answer == answer)
+            return meaning;
+    return otherMeaning;
+}
 
 /* Is there a uDAPL configuration file? The search stops at the first, so there is never more than one to count. */
 static int hasDatConf(void) {
@@ -334,19 +330,18 @@ static int hasDatConf(void) {
 }
 
 /* Asks the probe about one network name and reports its answer. */
-static const probeAnswer *probeAdapter(const netNames *pNet) {
+static const probeMeaning &probeAdapter(const netNames *pNet) {
     char szName[sizeof pNet->netName + 1];
     copyField(szName, pNet->netName);
     commandText szCommand;
     formatCommand(szCommand, "./kvxprereqcheckoss %s", szName);
-    int code = exitCode(runCommand(szCommand));
-    const probeAnswer *pAnswer = &probeAnswers[code < PROBE_ANSWERS ? code : 0];
-    bNonIB = pAnswer->bNonIB;
-    if (pAnswer->bFault)
-        reportFault<LONG_MESSAGE_SIZE>(pAnswer->message, szName, IIHName);
-    else if (pAnswer->message != 0)
-        reportText<LONG_MESSAGE_SIZE>(pAnswer->message, szName, IIHName);
-    return pAnswer;
+    const probeMeaning &meaning = meaningOf(exitCode(runCommand(szCommand)));
+    bNonIB = meaning.bNonIB;
+    if (meaning.bFault)
+        reportFault<LONG_MESSAGE_SIZE>(meaning.message, szName, IIHName);
+    else if (meaning.message != 0)
+        reportText<LONG_MESSAGE_SIZE>(meaning.message, szName, IIHName);
+    return meaning;
 }
 
 /* Classifies every network name. 0 when something failed. */
@@ -354,12 +349,12 @@ static int classifyAdapters(void) {
     int bDatConf = hasDatConf();
     int bGood = 1;
     for (const netNames *pNet = preqNetNames; pNet != NULL; pNet = pNet->next) {
-        const probeAnswer *pAnswer = probeAdapter(pNet);
-        if (pAnswer->bNeedsDatConf && !bDatConf) {
+        const probeMeaning &meaning = probeAdapter(pNet);
+        if (meaning.bNeedsDatConf && !bDatConf) {
             reportFault<LONG_MESSAGE_SIZE>(MSG_DAT_CONF_MISSING, IIHName);
             return 0;
         }
-        if (pAnswer->bFails)
+        if (meaning.bFails)
             bGood = 0;
     }
     return bGood;
@@ -414,7 +409,7 @@ static int runConnectivityTool(const char *pDirectory, const char *adapterFile, 
 static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) {
     szLog[0] = '\0';
     toolLine szLine;
-    while (readCapture(pCapture, szLine, sizeof szLine)) {
+    while (readCapture(pCapture, szLine)) {
         debugTrace("%s", szLine);
         if (!bFailed || strstr(szLine, ".log") == NULL)
             continue;
@@ -423,7 +418,7 @@ static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) 
         if (pName == NULL)
             continue;
         cutLastCharacter(szLine);
-        formatText(szLog, sizeof szLog, "/tmp/%s", pName);
+        formatText(szLog, "/tmp/%s", pName);
         debugTrace(" The uDAPL network connectivity test failed with errors. For more details refer to %s . ", szLog);
     }
 }
@@ -444,13 +439,14 @@ static void reportToolLog(captureFile *pCapture, int bFailed) {
     sqloUpdateErrorList(szText);
 }
 
-/* Tests the connectivity over an adapter list file. Of the tool's exit code the low seven bits count. */
+/* Tests the connectivity over an adapter list file. RC_OK or RC_FAILED. Of the tool's exit code the low seven bits
+ * count. */
 static int testConnectivity(const char *adapterFile) {
     char szDirectory[1024] = "";
     if (getcwd(szDirectory, sizeof szDirectory) == NULL) {
         reportText(MSG_CAPTURE_NOT_READABLE, "");
         debugTrace("Unable to locate the kvxrocmc location ");
-        return 0;
+        return RC_FAILED;
     }
     reportText<LONG_MESSAGE_SIZE>(MSG_UDAPL_TEST_STARTED, adapterFile);
     captureFile capture;
@@ -458,7 +454,7 @@ static int testConnectivity(const char *adapterFile) {
     int bFailed = (runConnectivityTool(szDirectory, adapterFile, &capture) & 0x7f) != 0;
     reportToolLog(&capture, bFailed);
     dropCapture(&capture);
-    return !bFailed;
+    return bFailed ? RC_FAILED : RC_OK;
 }
 
 void sqloValidateAdapterUsingRocmc(const char *adapterFile) {
@@ -468,10 +464,7 @@ void sqloValidateAdapterUsingRocmc(const char *adapterFile) {
     reportText(MSG_CHECK_HEADING, "uDAPL network connectivity");
     logGUIMessage(pSection);
     placePrereqBinaries();
-    if (testConnectivity(adapterFile))
-        passCheck();
-    else
-        closeFailedCheck(SEVERITY_WARNING);
+    closeCheck(testConnectivity(adapterFile), SEVERITY_WARNING);
     removePrereqBinaries();
     logGUIMessage(pSection);
     debugTrace("sqloValidateAdapterUsingRocmc EXIT\n");

@@ -8,10 +8,10 @@
 #include <strings.h>
 #include <sys/utsname.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
-int linuxDistro;
-const char *const ppszDistroName[DISTRO_COUNT] = {"", "RHEL", "SUSE", "UBUNTU", "INSPUR", "CENTOS"};
 int isUbuntu14;
 struct utsname name;
 char *pVersion, *pRelease, *pMinorRelease;
@@ -27,19 +27,28 @@ static const size_t OUTPUT_SIZE = 255; // a command's line is read with at most 
 /* Where a distribution's release stands: the word before it in the release file, null for a file of "key = value"
  * lines; the tags it is stored under; and those of the minimums. */
 struct releaseSource {
+    LinuxDistribution distribution;
     const char *pWordBefore;
     Tag version, servicePack;
     Tag minVersion, minServicePack;
 };
 
-static const releaseSource releaseSources[DISTRO_COUNT] = {
-    /* unknown */ {NULL, LastTag, LastTag, LastTag, LastTag},
-    /* RHEL    */ {"release", RHELVersion, RHELSP, MinRHELVersion, MinRHELSP},
-    /* SUSE    */ {NULL, SLESVersion, SLESSP, MinSLESVersion, MinSLESSP},
-    /* UBUNTU  */ {NULL, LastTag, LastTag, LastTag, LastTag},
-    /* INSPUR  */ {"K-UX", IAVersion, IASP, MinIAVersion, MinIASP},
-    /* CENTOS  */ {"release", CNTVersion, CNTSP, MinCNTVersion, MinCNTSP},
+static constexpr releaseSource releaseSources[DISTRO_COUNT] = {
+    {DISTRO_UNKNOWN, NULL, LastTag, LastTag, LastTag, LastTag},
+    {DISTRO_RHEL, "release", RHELVersion, RHELSP, MinRHELVersion, MinRHELSP},
+    {DISTRO_SUSE, NULL, SLESVersion, SLESSP, MinSLESVersion, MinSLESSP},
+    {DISTRO_UBUNTU, NULL, LastTag, LastTag, LastTag, LastTag},
+    {DISTRO_INSPUR, "K-UX", IAVersion, IASP, MinIAVersion, MinIASP},
+    {DISTRO_CENTOS, "release", CNTVersion, CNTSP, MinCNTVersion, MinCNTSP},
 };
+
+constexpr int isOrderedByDistribution(void) {
+    for (int i = 0; i < DISTRO_COUNT; i++)
+        if (releaseSources[i].distribution != i)
+            return 0;
+    return 1;
+}
+static_assert(isOrderedByDistribution(), "every distribution has its row, at its own place");
 
 /* Splits a line at its first "=". 0 when it has none. */
 static int splitKeyValue(char *szLine, char **ppValue) {
@@ -112,7 +121,7 @@ int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport) {
     }
     const releaseSource &source = releaseSources[linuxDistro];
     releaseLine szLine;
-    while (readLine(pFile, szLine, sizeof szLine)) {
+    while (readLine(pFile, szLine)) {
         debugTrace("   Examine '%s'\n", szLine);
         if (linuxDistro == DISTRO_SUSE)
             readSuseReleaseLine(szLine);
@@ -127,7 +136,7 @@ int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport) {
 
 int sqloGetSuSERelease(const char *, int, int) {
     char szOutput[OUTPUT_SIZE];
-    if (firstLineOf(". /etc/os-release; echo $VERSION_ID", szOutput, sizeof szOutput))
+    if (firstLineOf(". /etc/os-release; echo $VERSION_ID", szOutput))
         storeRelease(szOutput, releaseSources[DISTRO_SUSE]);
     return RC_OK;
 }
@@ -164,7 +173,7 @@ static int detectFromLsbRelease(int *pStatus) {
         return 0;
     int bFound = 0;
     releaseLine szLine;
-    while (!bFound && readLine(pFile, szLine, sizeof szLine)) {
+    while (!bFound && readLine(pFile, szLine)) {
         debugTrace("Examine '%s'\n", szLine);
         char *pText;
         if (!splitKeyValue(szLine, &pText) || strstr(szLine, "DISTRIB_ID") == NULL)
@@ -182,8 +191,7 @@ static int detectFromLsbRelease(int *pStatus) {
 
 static int isSuseByOsRelease(void) {
     char szOutput[OUTPUT_SIZE];
-    return opensForReading(pOsReleasePath) &&
-           firstLineOf(". /etc/os-release; echo $PRETTY_NAME", szOutput, sizeof szOutput) &&
+    return opensForReading(pOsReleasePath) && firstLineOf(". /etc/os-release; echo $PRETTY_NAME", szOutput) &&
            strstr(szOutput, "SUSE") != NULL;
 }
 
@@ -242,7 +250,7 @@ static int judgeUbuntuRelease(const char *pFound, const char *pRequired, const c
 
 /* Finds the file's DISTRIB_RELEASE value. 0 when it has none. */
 static int findUbuntuRelease(FILE *pFile, releaseLine &szLine, char **ppFound) {
-    while (readLine(pFile, szLine, sizeof szLine))
+    while (readLine(pFile, szLine))
         if (splitKeyValue(szLine, ppFound) && strstr(szLine, "DISTRIB_RELEASE") != NULL)
             return 1;
     return 0;
@@ -348,33 +356,15 @@ static int isKernelPart(const char *pPart) {
     return pPart != NULL && isDecimalDigit(pPart[0]);
 }
 
-/* A minimum that the level does not give is 0. */
-static const char *kernelMinimum(int tag) {
-    return ppszPREREQ[tag] == NULL ? "0" : ppszPREREQ[tag];
-}
-
-/* Compares part by part, the most significant first. */
-static int meetsKernelMinimum(void) {
-    const char *const ppFound[] = {pVersion, pRelease, pMinorRelease};
-    const int minimums[] = {MinOSVersion, MinOSRelease, MinOSMinorRelease};
-    for (int i = 0; i < 3; i++) {
-        int required = leadingNumber(kernelMinimum(minimums[i]));
-        int found = leadingNumber(ppFound[i]);
-        if (found != required)
-            return found > required;
-    }
-    return 1;
-}
-
 int sqloCheckOSLevel(void) {
     messageText szRequired, szFound = "";
     startCheck(MSG_TITLE_OS_LEVEL);
-    logText(szRequired, MSG_KERNEL_REQUIRED, kernelMinimum(MinOSVersion), kernelMinimum(MinOSRelease),
-            kernelMinimum(MinOSMinorRelease));
+    logText(szRequired, MSG_KERNEL_REQUIRED, minimumOrZero(MinOSVersion), minimumOrZero(MinOSRelease),
+            minimumOrZero(MinOSMinorRelease));
     splitKernelRelease();
     if (isKernelPart(pVersion) && isKernelPart(pRelease) && isKernelPart(pMinorRelease)) {
         logText(szFound, MSG_KERNEL_FOUND, pVersion, pRelease, pMinorRelease);
-        if (meetsKernelMinimum())
+        if (meetsMinimum({{pVersion, pRelease, pMinorRelease}}, {MinOSVersion, MinOSRelease, MinOSMinorRelease}))
             return passCheck();
     } else
         reportText(MSG_KERNEL_LEVEL_MALFORMED);

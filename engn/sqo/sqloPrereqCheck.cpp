@@ -12,71 +12,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
-
-/* --- Run settings --- */
-
-int bClient;
-int debug;
-int strictFlag;
-int vastdw;
-int usname;
-char uname1[255];
-int sqllib;
-int isPort;
-int servicePort;
-int isfcmstart;
-int fcmstart;
-int partitions = 1;
-int issvcnm;
-char svcnm[255];
-int bCustomInputFile;
-char szInputXMLFile[256];
-int bCustomReportFile;
-char szReportFile[256];
-int bGUIReportFile;
-char szGUIReportFile[256];
-int bCheckLatestRelease;
-int bNonShareGrid;
-int bPrintSummary;
-int bCheckSpecificRelease;
-char szInputVersion[30];
-int bCheckForAllKVXVesion;
-
-int bShareGrid;
-int bOrigShareGrid;
-int bPCSupportedPlatform = 1;
-int bnoStdRtk;
-int bEtchostError;
-char szPlatform[30];
-char szProcessor[30];
-char szNetworkType[256];
-char szNetname[256];
-char szinstPathName[257];
-char szPrereqCatFilePath[256];
-char szRuntimePath[1025];
-char IIHName[255];
-char addCmd[255];
-char addFiles[255];
-char tbDiskName[255];
-
-int bHostList;
-int bHostName;
-int bDiskList, bDiskName;
-int bInstList, bInstName;
-int bNetList, bNetName;
-int bTbDiskName;
-int bUDAPL;
-int bMHCA;
-int bCustomNetworkType;
-int bAdapterListFile;
-int bOSSH;
-int bNonIB;
-int bInputInstanceHome;
-char szInputHome[256];
-int bInputInstallPath;
-char szInputInstallPath[256];
-char szInputDistro[256];
+#include "sqloCommand.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
 versionList *preqVersionList;
 
@@ -273,12 +211,12 @@ static Step readCommandLine(int argc, char **argv, int *pRc) {
 
 /* Composes the instance's configuration directory below a directory. 0 when it does not exist. */
 static int findConfiguration(const char *pDirectory, const char *pSubdirectory) {
-    formatText(szinstPathName, sizeof szinstPathName, "%s%s/cfg/", pDirectory, pSubdirectory);
+    formatText(szinstPathName, "%s%s/cfg/", pDirectory, pSubdirectory);
     return pathExists(szinstPathName);
 }
 
 static void setCatalogBase(const char *pDirectory) {
-    formatText(szPrereqCatFilePath, sizeof szPrereqCatFilePath, "%s/sqllib", pDirectory);
+    formatText(szPrereqCatFilePath, "%s/sqllib", pDirectory);
 }
 
 /* The instance is that of the user named by KVXINSTANCE. What was composed stays, also when it does not exist. */
@@ -290,11 +228,8 @@ static int findInstanceByUser(void) {
     copyText(szinstName, pInstance);
 
     int bIsInstancePathFound = 0;
-    const struct passwd *pUser;
     setpwent();
-    do
-        pUser = getpwent();
-    while (pUser != NULL && strcmp(pUser->pw_name, szinstName) != 0);
+    const struct passwd *pUser = nextUserNamed(szinstName);
     if (pUser != NULL && findConfiguration(pUser->pw_dir, "/sqllib")) {
         debugTrace("KVX Instance path found: %s \n", pUser->pw_dir);
         setCatalogBase(pUser->pw_dir);
@@ -308,7 +243,7 @@ static int findInstanceByUser(void) {
  * catalog base doubles the word "sqllib"; the catalogs there lie one directory deeper. */
 static void findInstanceByCommand(void) {
     char szbuffer[2048];
-    if (!firstLineOf("which kvx 2> /dev/null", szbuffer, sizeof szbuffer))
+    if (!firstLineOf("which kvx 2> /dev/null", szbuffer))
         return;
     cutNewline(szbuffer);
     if (strstr(szbuffer, "no kvx in") != NULL || strstr(szbuffer, "Command not found") != NULL ||
@@ -345,7 +280,7 @@ void sqloSetRuntimeLocation(const char *pPath) {
         else if (debug)
             fprintf(stderr, "Failed to open output file from %s\n", pInvocation);
     } else
-        formatText(szRuntimePath, sizeof szRuntimePath, "%.*s", (int)(pName - pInvocation - 1), pInvocation);
+        formatText(szRuntimePath, "%.*s", (int)(pName - pInvocation - 1), pInvocation);
     debugTrace("szRuntimePath => '%s'\n", szRuntimePath);
 }
 
@@ -368,7 +303,7 @@ static void findInstance(void) {
 static void findInputFile(void) {
     if (bCustomInputFile)
         return;
-    formatText(szInputXMLFile, sizeof szInputXMLFile, "%s%s", szinstPathName, pInputFileName);
+    formatText(szInputXMLFile, "%s%s", szinstPathName, pInputFileName);
     if (sqloFileExists(szInputXMLFile))
         return;
     debugTrace("KVXprereqs.xml not found in %s\n", szinstPathName);
@@ -432,7 +367,7 @@ int sqloRetrieveSupportedVersion(void) {
         return RC_INPUT;
     char szLine[256];
     int status = RC_OK;
-    while (status == RC_OK && readLine(pFile, szLine, sizeof szLine))
+    while (status == RC_OK && readLine(pFile, szLine))
         status = addLevelOfLine(szLine);
     if (status == RC_OK && (ferror(pFile) || preqVersionList == NULL))
         status = RC_INPUT;
@@ -920,12 +855,6 @@ static void watchChildren(void) {
     signal(SIGCHLD, SIG_DFL);
 }
 
-static void findHostName(void) {
-    if (gethostname(IIHName, sizeof IIHName) != 0)
-        IIHName[0] = '\0';
-    IIHName[sizeof IIHName - 1] = '\0';
-}
-
 static Step readLevelList(int *pRc) {
     if (sqloValidateInputXML() != RC_OK)
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
@@ -975,7 +904,7 @@ struct networkTypeRow {
 };
 
 /* "SINGLE_IB_PORT_CLUSTER" alone has its one adapter on every kind of network. */
-static const networkTypeRow networkTypes[] = {
+static constexpr networkTypeRow networkTypes[] = {
     {"SINGLE_PORT_CLUSTER", 1, NULL, 1, 0},
     {"MULTI_PORT_CLUSTER", 1, NULL, 1, 1},
     {"SINGLE_ROCE_PORT_CLUSTER", 0, "10GE", 1, 1},
@@ -983,6 +912,8 @@ static const networkTypeRow networkTypes[] = {
     {"SINGLE_IB_PORT_CLUSTER", 0, "InfiniBand", 0, 0},
     {"MULTI_IB_PORT_CLUSTER", 0, "InfiniBand", 1, 1},
 };
+
+static_assert(sizeof networkTypes == 6 * sizeof *networkTypes, "one, or several, adapters of each kind, and of any");
 
 static const networkTypeRow *findNetworkType(void) {
     for (const networkTypeRow &row : networkTypes)
@@ -1040,23 +971,26 @@ static void composeRemoteArguments(void) {
         const char *pArguments;
         const char *pFile;
     } rows[] = {
-        {1, "-o  /tmp/kvxprereq/crptrmt.txt ", ""},
-        {bShareGrid, "-p ", ""},
-        {bCheckLatestRelease, "-l ", ""},
-        {bCheckSpecificRelease, "-v ", ""},
-        {bCheckSpecificRelease, szInputVersion, ""},
-        {bCheckSpecificRelease, "  ", ""},
-        {bGUIReportFile, "-gui /tmp/kvxprereq/guirmt.txt ", ""},
-        {bNetList, "-nfile /tmp/kvxprereq/nl.txt  ", "/tmp/nl.txt  "},
-        {bDiskList, "-dfile /tmp/kvxprereq/dl.txt  ", "/tmp/dl.txt  "},
-        {bInstName, "-ifile /tmp/kvxprereq/il.txt  ", "/tmp/il.txt  "},
-        {strictFlag, "-strict ", ""},
+        {1, "-o  /tmp/kvxprereq/crptrmt.txt ", NULL},
+        {bShareGrid, "-p ", NULL},
+        {bCheckLatestRelease, "-l ", NULL},
+        {bCheckSpecificRelease, "-v ", NULL},
+        {bCheckSpecificRelease, szInputVersion, NULL},
+        {bCheckSpecificRelease, "  ", NULL},
+        {bGUIReportFile, "-gui /tmp/kvxprereq/guirmt.txt ", NULL},
+        {bNetList, "-nfile /tmp/kvxprereq/nl.txt  ", pNetListPath},
+        {bDiskList, "-dfile /tmp/kvxprereq/dl.txt  ", pDiskListPath},
+        {bInstName, "-ifile /tmp/kvxprereq/il.txt  ", pUserListPath},
+        {strictFlag, "-strict ", NULL},
     };
-    for (const auto &row : rows)
-        if (row.bWanted) {
+    for (const auto &row : rows) {
+        if (row.bWanted)
             appendText(addCmd, row.pArguments);
+        if (row.bWanted && row.pFile != NULL) {
             appendText(addFiles, row.pFile);
+            appendText(addFiles, "  ");
         }
+    }
 }
 
 /* Runs the program on every other host. What the run here came to does not count. */
@@ -1071,11 +1005,11 @@ static int runOnAllHosts(void) {
 /* Removes the list files that the run used. */
 static void removeListFiles(void) {
     if (bNetList)
-        unlink("/tmp/nl.txt");
+        unlink(pNetListPath);
     if (bDiskList)
-        unlink("/tmp/dl.txt");
+        unlink(pDiskListPath);
     if (bInstName)
-        unlink("/tmp/il.txt");
+        unlink(pUserListPath);
 }
 
 /* Checks the levels on this host. */
@@ -1112,7 +1046,7 @@ static int runProgram(int argc, char **argv) {
     int rc = RC_OK;
     fillStandardDescriptors();
     watchChildren();
-    findHostName();
+    findHostName(IIHName, sizeof IIHName);
     findInstance();
     sqloSetRuntimeLocation(argv[0]);
     sqloInitLocale(NULL);

@@ -7,10 +7,11 @@
 #include <string.h>
 #include <time.h>
 
-#include "sqloCommon.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
 // clang-format off
-const char *const ppszTagName[PREREQ_SLOTS] = {
+constexpr const char *const ppszTagName[PREREQ_SLOTS] = {
     /*   0 */ "KVXLevel", "platform", "OSVersion", "OSRelease", "OSMinorRelease", "Processor", "LinuxDistro",
     /*   7 */ "RHELVersion", "RHELSP", "SLES", "SLESVersion", "SLESSP", "UBUNTUVersion", "IAVersion", "IASP",
     /*  15 */ "CNTVersion", "CNTSP", "MHCA", "HCANetwork", "RHEL", "MinOSVersion", "MinOSRelease",
@@ -38,7 +39,9 @@ const char *const ppszTagName[PREREQ_SLOTS] = {
     /* 131 */ "MinRoceCX2FlexROM", "MinRoceCX2ROM", "LastTag",
 };
 // clang-format on
-static_assert(LastTag == 133, "ppszTagName holds one name for each tag");
+static_assert(ppszTagName[LastTag] != nullptr && ppszTagName[LastTag + 1] == nullptr &&
+                  ppszTagName[LastTag][0] == 'L' && ppszTagName[LastTag][4] == 'T',
+              "every tag has a name, and the sentinel's is the last");
 
 char *ppszPREREQ[PREREQ_SLOTS];
 node *pStackTop;
@@ -63,6 +66,22 @@ int setPrereq(int tag, const char *pText) {
         return RC_NO_MEMORY;
     ppszPREREQ[tag] = pCopy;
     return RC_OK;
+}
+
+/* --- Minimums in three parts --- */
+
+const char *minimumOrZero(Tag tag) {
+    return ppszPREREQ[tag] == NULL ? "0" : ppszPREREQ[tag];
+}
+
+int meetsMinimum(const threePartLevel &found, const Tag (&minimum)[3]) {
+    for (int part = 0; part < 3; part++) {
+        int foundNumber = leadingNumber(found.ppszPart[part]);
+        int requiredNumber = leadingNumber(minimumOrZero(minimum[part]));
+        if (foundNumber != requiredNumber)
+            return foundNumber > requiredNumber;
+    }
+    return 1;
 }
 
 /* --- Version comparison --- */
@@ -260,8 +279,8 @@ static int storeValue(const scannedLine &line, const char *pBegin, size_t beginL
 /* Takes a line with a known tag: a value, or a section whose condition decides whether it is read. */
 static int takeTag(const scannedLine &line, int *pbSkipping) {
     char szBegin[30], szEnd[30];
-    formatText(szBegin, sizeof szBegin, "<%s>", ppszTagName[line.tag]);
-    formatText(szEnd, sizeof szEnd, "</%s>", ppszTagName[line.tag]);
+    formatText(szBegin, "<%s>", ppszTagName[line.tag]);
+    formatText(szEnd, "</%s>", ppszTagName[line.tag]);
     const char *pBegin = strstr(line.pText, szBegin);
     const char *pEnd = strstr(line.pText, szEnd);
     if (pBegin != NULL && pEnd != NULL)
@@ -304,7 +323,7 @@ static int takeLine(const char *pText, int *pbSkipping) {
 /* Reads on until a line holds the pattern. 0 when none does. */
 static int findLine(FILE *pFile, const char *pPattern) {
     char szLine[256];
-    while (readLine(pFile, szLine, sizeof szLine))
+    while (readLine(pFile, szLine))
         if (strstr(szLine, pPattern) != NULL)
             return 1;
     return 0;
@@ -314,14 +333,14 @@ static int findLine(FILE *pFile, const char *pPattern) {
 static int scanLevel(FILE *pFile, const char *pLevel) {
     static const char *const pPlatformStop = "</platform>";
     char szLevel[30], szPlatformStart[30], szLine[256];
-    formatText(szLevel, sizeof szLevel, "<KVXLevel value=\"%s\">", pLevel);
-    formatText(szPlatformStart, sizeof szPlatformStart, "<platform value=\"%s\">", pPlatformName);
+    formatText(szLevel, "<KVXLevel value=\"%s\">", pLevel);
+    formatText(szPlatformStart, "<platform value=\"%s\">", pPlatformName);
     if (!findLine(pFile, szLevel) || !findLine(pFile, szPlatformStart))
         return RC_OK;
 
     int bSkipping = 0;
     int status = RC_OK;
-    while (status == RC_OK && readLine(pFile, szLine, sizeof szLine)) {
+    while (status == RC_OK && readLine(pFile, szLine)) {
         if (strstr(szLine, pPlatformStop) != NULL) {
             debugTrace("Finishing reading XML for platform %s\n", pPlatformStop);
             break;

@@ -10,18 +10,15 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
+#include "sqloPrereqDefs.h"
 
 int kshntp;
 int isNTP;
 char szNTPMessages[1024];
 
 typedef char toolLine[256]; // a line of a tool's output, read in pieces of this size
-
-/* A number of the prerequisites; one that is not given is 0. */
-static const char *numberOrZero(int tag) {
-    return ppszPREREQ[tag] == NULL ? "0" : ppszPREREQ[tag];
-}
 
 /* --- Tools --- */
 
@@ -44,7 +41,7 @@ int sqloCheckTools(void) {
 typedef char mapsPath[32];
 
 static FILE *openMaps(mapsPath &szMaps) {
-    formatText(szMaps, sizeof szMaps, "/proc/%d/maps", (int)getpid());
+    formatText(szMaps, "/proc/%d/maps", (int)getpid());
     return fopen(szMaps, "re");
 }
 
@@ -60,9 +57,7 @@ static int findMapping(FILE *pMaps, const char *pText, char (&szPath)[256]) {
 
 /* Writes the texts that a library holds into the capture file. */
 static int captureStrings(captureFile *pCapture, const char *pLibrary) {
-    commandText szCommand;
-    formatCommand(szCommand, "strings %s > %s 2>&1 ", pLibrary, pCapture->szPath);
-    return runIntoCapture(pCapture, szCommand);
+    return captureOutput(pCapture, "strings %s > %s 2>&1 ", pLibrary);
 }
 
 /* --- C++ runtime --- */
@@ -79,7 +74,7 @@ static void askFileKind(const char *pLibrary) {
 static int findSymbolVersion(captureFile *pCapture) {
     const char *pRequired = ppszPREREQ[CPPVersionString];
     toolLine szLine, szCurrent = "";
-    while (readCapture(pCapture, szLine, sizeof szLine)) {
+    while (readCapture(pCapture, szLine)) {
         cutLastCharacter(szLine);
         if (strstr(szLine, "CXXABI") != NULL)
             copyText(szCurrent, szLine);
@@ -108,7 +103,6 @@ static int judgeCppRuntime(void) {
     askFileKind(szLibrary);
 
     captureFile capture;
-    nameCapture(&capture);
     int status = captureStrings(&capture, szLibrary);
     int bMet = 1;
     if (!openCapture(&capture) || status != 0)
@@ -170,65 +164,48 @@ int sqloCheckLibNuma(void) {
 
 enum Verdict { NOT_JUDGED, MET, NOT_MET };
 
-/* The level in a library's "release version" line; what the line does not hold is null. */
-struct libraryLevel {
-    const char *pVersion, *pMajorRelease, *pMinorRelease;
-};
-
-/* Finds the line and splits it, newline and all, from "release version" on. */
-static libraryLevel findReleaseVersion(captureFile *pCapture, toolLine &szLine) {
-    libraryLevel level = {NULL, NULL, NULL};
-    while (readCapture(pCapture, szLine, sizeof szLine)) {
+/* Finds the library's "release version" line and splits it, newline and all, from there on. */
+static threePartLevel findReleaseVersion(captureFile *pCapture, toolLine &szLine) {
+    threePartLevel level = {{NULL, NULL, NULL}};
+    while (readCapture(pCapture, szLine)) {
         char *pStart = strstr(szLine, "release version");
         if (pStart == NULL)
             continue;
         char *pRest = NULL;
         strtok_r(pStart, " ", &pRest);
         strtok_r(NULL, " ", &pRest);
-        level.pVersion = strtok_r(NULL, ". ", &pRest);
-        level.pMajorRelease = strtok_r(NULL, ".", &pRest);
-        level.pMinorRelease = strtok_r(NULL, " ", &pRest);
+        level.ppszPart[0] = strtok_r(NULL, ". ", &pRest);
+        level.ppszPart[1] = strtok_r(NULL, ".", &pRest);
+        level.ppszPart[2] = strtok_r(NULL, " ", &pRest);
         break;
     }
     return level;
 }
 
-static int meetsLevel(const libraryLevel &found) {
-    const char *const ppFound[] = {found.pVersion, found.pMajorRelease, found.pMinorRelease};
-    const int required[] = {LibCVersion, LibCMajorRelease, LibCMinorRelease};
-    for (int i = 0; i < 3; i++) {
-        int foundNumber = leadingNumber(ppFound[i]);
-        int requiredNumber = leadingNumber(numberOrZero(required[i]));
-        if (foundNumber != requiredNumber)
-            return foundNumber > requiredNumber;
-    }
-    return 1;
-}
-
-static Verdict judgeLibraryLevel(const libraryLevel &level, messageText &szDetail) {
-    if (level.pVersion == NULL)
+static Verdict judgeLibraryLevel(const threePartLevel &level, messageText &szDetail) {
+    const char *const *ppszPart = level.ppszPart;
+    if (ppszPart[0] == NULL)
         return NOT_JUDGED;
-    if (level.pMajorRelease == NULL || level.pMinorRelease == NULL)
+    if (ppszPart[1] == NULL || ppszPart[2] == NULL)
         return NOT_MET;
     char szMajor[10], szMinor[10];
-    formatText(szMajor, sizeof szMajor, "%d", leadingNumber(level.pMajorRelease));
-    formatText(szMinor, sizeof szMinor, "%d", leadingNumber(level.pMinorRelease));
-    logText(szDetail, MSG_GLIBC_FOUND, level.pVersion, szMajor, szMinor);
-    return meetsLevel(level) ? MET : NOT_MET;
+    formatText(szMajor, "%d", leadingNumber(ppszPart[1]));
+    formatText(szMinor, "%d", leadingNumber(ppszPart[2]));
+    logText(szDetail, MSG_GLIBC_FOUND, ppszPart[0], szMajor, szMinor);
+    return meetsMinimum(level, {LibCVersion, LibCMajorRelease, LibCMinorRelease}) ? MET : NOT_MET;
 }
 
 /* Judges one mapped file; one without a level is not the C library. */
 static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, messageText &szDetail) {
     reportText(MSG_GLIBC_LOCATED, pLibrary);
     captureFile capture;
-    nameCapture(&capture);
     captureStrings(&capture, pLibrary);
     Verdict verdict = NOT_MET;
     if (!openCapture(&capture))
         reportText(MSG_GLIBC_STRINGS_FAILED);
     else {
-        logText(szRequired, MSG_GLIBC_REQUIRED, numberOrZero(LibCVersion), numberOrZero(LibCMajorRelease),
-                numberOrZero(LibCMinorRelease));
+        logText(szRequired, MSG_GLIBC_REQUIRED, minimumOrZero(LibCVersion), minimumOrZero(LibCMajorRelease),
+                minimumOrZero(LibCMinorRelease));
         toolLine szLine;
         verdict = judgeLibraryLevel(findReleaseVersion(&capture, szLine), szDetail);
     }
@@ -260,15 +237,13 @@ static const char *const pUbuntuPamPattern = "/lib/i386-linux-gnu/libpam.so*";
 
 /* Is one of the pattern's files a 32-bit library? What ldd says of them stays in the capture file. */
 static int has32BitPam(const char *pPattern) {
-    commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "ldd %s > %s 2>&1", patternWord(pPattern), capture.szPath);
-    if (runIntoCapture(&capture, szCommand) != 0) {
+    if (captureOutput(&capture, "ldd %s > %s 2>&1", patternWord(pPattern)) != 0) {
         debugTrace("   Failed to locate library %s on the system.\n", pPamPattern);
         return 0;
     }
     debugTrace("   Successfully loaded libpam.so.");
+    commandText szCommand;
     formatCommand(szCommand, "file -L %s ", patternWord(pPattern));
     return outputHolds(szCommand, "32");
 }
@@ -320,7 +295,7 @@ static const char *suffix32Bit(void) {
 static suffixedName addSuffix(const char *pPackage, int b32Bit) {
     suffixedName package;
     const char *pSuffix = b32Bit == 1 ? suffix32Bit() : b32Bit == 0 ? "x86_64" : "noarch";
-    package.bWhole = formatText(package.szText, sizeof package.szText, "%s.%s", textOrEmpty(pPackage), pSuffix);
+    package.bWhole = formatText(package.szText, "%s.%s", textOrEmpty(pPackage), pSuffix);
     return package;
 }
 
@@ -336,12 +311,9 @@ static QueryAnswer answerOf(int status) {
 static QueryAnswer queryInstalled(const suffixedName &package) {
     if (!package.bWhole)
         return NOT_INSTALLED;
-    commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", package.szText,
-                  capture.szPath);
-    QueryAnswer answer = answerOf(runIntoCapture(&capture, szCommand));
+    QueryAnswer answer = answerOf(captureOutput(
+        &capture, "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l %s 2>&1 > %s", (const char *)package.szText));
     dropCapture(&capture);
     return answer;
 }
@@ -416,7 +388,7 @@ static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture
     if (request.pMinRelease == NULL)
         return MET;
     toolLine szRelease;
-    readCapture(pCapture, szRelease, sizeof szRelease);
+    readCapture(pCapture, szRelease);
     int order = sqloCompareVersionStrings(request.pMinRelease, szRelease);
     if (order == VERSION_UNREADABLE) {
         reportUnreadableVersion(szPackage);
@@ -432,8 +404,8 @@ static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture
  * one, line break included, is too old, and one that is not numeric goes by its release. */
 static Verdict judgePackage(const packageRequest &request, captureFile *pCapture, messageText &szDetail) {
     toolLine szPackage, szVersion;
-    readCapture(pCapture, szPackage, sizeof szPackage);
-    readCapture(pCapture, szVersion, sizeof szVersion);
+    readCapture(pCapture, szPackage);
+    readCapture(pCapture, szVersion);
     int order = sqloCompareVersionStrings(request.pMinVersion, szVersion);
     int bTextIsLower = kshntp && order == VERSION_EQUAL && strcmp(request.pMinVersion, szVersion) > 0;
     char szVersionToken[100];
@@ -453,7 +425,7 @@ static Verdict judgePackage(const packageRequest &request, captureFile *pCapture
  * reason to fail. */
 static Verdict matchRunningKernel(void) {
     toolLine szKernel = "";
-    firstLineOf("uname -r ", szKernel, sizeof szKernel);
+    firstLineOf("uname -r ", szKernel);
     cutNewline(szKernel);
     commandText szCommand;
     captureFile capture;
@@ -466,7 +438,7 @@ static Verdict matchRunningKernel(void) {
         if (!openCapture(&capture))
             reportText(MSG_CAPTURE_NOT_READABLE);
         toolLine szLine;
-        while (verdict == NOT_MET && readCapture(&capture, szLine, sizeof szLine)) {
+        while (verdict == NOT_MET && readCapture(&capture, szLine)) {
             cutNewline(szLine);
             if (strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
                 reportText(MSG_KERNEL_DEVEL_MATCHED, szLine, szKernel);
@@ -542,16 +514,13 @@ int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *m
 /* Finds the path of a command. 0 when `which` does not know it or its path is too long to be asked for; -1, with 33546,
  * when its answer cannot be read. */
 static int findCommand(const char *pCommand, toolLine &szPath) {
-    commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "which %s >> /dev/null  2>&1  > %s", pCommand, capture.szPath);
-    int result = runIntoCapture(&capture, szCommand) == 0 ? 1 : 0;
+    int result = captureOutput(&capture, "which %s >> /dev/null  2>&1  > %s", pCommand) == 0 ? 1 : 0;
     if (result == 1 && !openCapture(&capture)) {
         reportText(MSG_CAPTURE_NOT_READABLE, pCommand);
         result = -1;
     }
-    readCapture(&capture, szPath, sizeof szPath);
+    readCapture(&capture, szPath);
     if (strlen(szPath) == sizeof szPath - 1 && result == 1)
         result = 0;
     cutLastCharacter(szPath);
@@ -579,7 +548,7 @@ int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *rel
 /* Opens a check on a package of a group. */
 static void startGroupCheck(const char *pGroup, const suffixedName &package) {
     char szTitle[256];
-    formatText(szTitle, sizeof szTitle, "%s: %s", pGroup, package.szText);
+    formatText(szTitle, "%s: %s", pGroup, package.szText);
     startCheck(szTitle);
 }
 
@@ -678,7 +647,7 @@ static int namesMellanoxOfed(captureFile *pCapture) {
     if (!openCapture(pCapture))
         reportText(MSG_CAPTURE_NOT_READABLE);
     toolLine szLine;
-    while (readCapture(pCapture, szLine, sizeof szLine))
+    while (readCapture(pCapture, szLine))
         if (strstr(szLine, "MLNX_OFED_LINUX") != NULL)
             return 1;
     return 0;
@@ -688,11 +657,8 @@ int sqloCheckMellanoxLINUX(void) {
     if (!isOfedValidationEnabled())
         return RC_FAILED;
     static const char *const pOfedInfo = "/usr/bin/ofed_info";
-    commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "(%s | head -2) >> /dev/null  2>&1  > %s", pOfedInfo, capture.szPath);
-    int status = runIntoCapture(&capture, szCommand);
+    int status = captureOutput(&capture, "(%s | head -2) >> /dev/null  2>&1  > %s", pOfedInfo);
     int bPresent = 0;
     if (wasKilled(status))
         reportText(MSG_COMMAND_NOT_RUN, pOfedInfo);
@@ -754,7 +720,7 @@ static int isSELinuxDisabled(captureFile *pCapture, messageText &szDetail) {
         return 0;
     }
     toolLine szLine;
-    readCapture(pCapture, szLine, sizeof szLine);
+    readCapture(pCapture, szLine);
     closeCapture(pCapture);
     int bDisabled = strncmp(szLine, "Disabled", strlen("Disabled")) == 0;
     messageText szState;
@@ -774,8 +740,7 @@ int sqloCheckSELinuxEnabled(void) {
     startCheck(MSG_TITLE_SELINUX);
     commandText szCommand;
     captureFile capture;
-    nameCapture(&capture);
-    formatCommand(szCommand, "%s 2>&1 > %s", pGetenforce, capture.szPath);
+    composeCaptured(&capture, szCommand, "%s 2>&1 > %s", pGetenforce);
     debugTrace("   Executing command: %s\n", szCommand);
     if (wasKilled(runIntoCapture(&capture, szCommand))) {
         reportText(MSG_COMMAND_KILLED, szCommand);
@@ -788,13 +753,12 @@ int sqloCheckSELinuxEnabled(void) {
 }
 
 int sqloCheckMHCA(void) {
-    enum { PROBE_INFINIBAND = 1, PROBE_10GE = 3, PROBE_UNDEFINED = 5 };
     commandText szCommand;
     formatCommand(szCommand, "./kvxprereqcheckoss %s", szNetname);
     int answer = exitCode(runCommand(szCommand));
-    setPrereq(HCANetwork, answer == PROBE_10GE ? "10GE" : answer == PROBE_INFINIBAND ? "InfiniBand" : "Undefined");
+    setPrereq(HCANetwork, answer == ADAPTER_10GE ? "10GE" : answer == ADAPTER_INFINIBAND ? "InfiniBand" : "Undefined");
     debugTrace("HCANetwork : %s\n", textOrEmpty(ppszPREREQ[HCANetwork]));
-    return answer == PROBE_UNDEFINED ? RC_FAILED : RC_OK;
+    return answer == ADAPTER_UNDEFINED ? RC_FAILED : RC_OK;
 }
 
 /* The raw status is compared, not the exit code, so every host answers -1; the package rule counts on it. */
@@ -821,7 +785,7 @@ static int findVexScript(commandText &szCommand) {
     static const char *const pInTmp = "/tmp/vexha/prereqVEX";
     for (const char *pBelow : ppszBelowRuntime) {
         char szScript[sizeof szRuntimePath + 32];
-        formatText(szScript, sizeof szScript, "%s%s", szRuntimePath, pBelow);
+        formatText(szScript, "%s%s", szRuntimePath, pBelow);
         if (access(szScript, F_OK) == 0) {
             formatCommand(szCommand, "%s%s > /dev/null 2>&1", szRuntimePath, pBelow);
             return 1;
@@ -847,10 +811,7 @@ static int endVexCheck(int result) {
 
 static void traceShortHostName(void) {
     char szHost[255];
-    if (gethostname(szHost, sizeof szHost) != 0)
-        szHost[0] = '\0';
-    szHost[sizeof szHost - 1] = '\0';
-    szHost[strcspn(szHost, ".")] = '\0';
+    findShortHostName(szHost);
     debugTrace("Current Host = %s\n", szHost);
 }
 

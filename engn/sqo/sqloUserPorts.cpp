@@ -12,7 +12,8 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
+#include "sqloCommand.h"
+#include "sqloMessages.h"
 
 typedef char userText[256];
 
@@ -70,11 +71,8 @@ static int endUserBlock(const char *pFormat, ...) {
 
 /* Walks the password database. */
 static int findListedUser(const char *pUser, userAccount *pAccount) {
-    const struct passwd *pEntry;
     setpwent();
-    do
-        pEntry = getpwent();
-    while (pEntry != NULL && strcmp(pEntry->pw_name, pUser) != 0);
+    const struct passwd *pEntry = nextUserNamed(pUser);
     if (pEntry != NULL) {
         const struct group *pGroup = getgrgid(pEntry->pw_gid);
         copyText(pAccount->pseudoUser, pEntry->pw_name);
@@ -103,7 +101,7 @@ static int readGetent(const char *pFormat, const char *pKey, captureFile *pCaptu
 /* Names getent's output file after the user, who must not lead it out of the directory. */
 static void nameGetentOutput(captureFile *pCapture, const char *pPrefix, const char *pUser) {
     userText szTmpfile;
-    formatText(szTmpfile, sizeof szTmpfile, "%s%s.out", pPrefix, pUser);
+    formatText(szTmpfile, "%s%s.out", pPrefix, pUser);
     for (char *p = strchr(szTmpfile, '/'); p != NULL; p = strchr(p, '/'))
         *p = '_';
     nameCaptureAt(pCapture, "%s", szTmpfile);
@@ -140,7 +138,7 @@ static int findServedUser(const char *pUser, userAccount *pAccount) {
         return endUserBlock("ERROR: Failed to find the user entry for the user - %s.", pUser);
 
     char szGroupId[12];
-    formatText(szGroupId, sizeof szGroupId, "%d", groupId);
+    formatText(szGroupId, "%d", groupId);
     nameGetentOutput(&capture, "pseudo_user_group_", pUser);
     if (!readGetent("getent group %s > %s", szGroupId, &capture, szOutput))
         return endUserBlock("ERROR: Failed to open the file %s to get the user group data for UNIX Pseudo user - %s.",
@@ -264,7 +262,7 @@ static int judgeUser(const char *pUser, int checkSqllib) {
 
 int sqloValidateUserProfile(const char *usrname, int checkSqllib) {
     userText szTitle;
-    formatText(szTitle, sizeof szTitle, "User specific checks for %s", usrname);
+    formatText(szTitle, "User specific checks for %s", usrname);
     startCheck(szTitle);
     if (judgeUser(usrname, checkSqllib))
         return passCheck();
@@ -331,18 +329,18 @@ static void nameFcmPort(char (&KVX_svce)[20], const char *pService, long long di
     if (distance > 0 && distance == nPartitions)
         copyText(lPartition, "_END");
     else if (distance > 0)
-        formatText(lPartition, sizeof lPartition, "_%lld", distance);
-    formatText(KVX_svce, sizeof KVX_svce, "KVX_%s", pService);
+        formatText(lPartition, "_%lld", distance);
+    formatText(KVX_svce, "KVX_%s", pService);
     appendText(KVX_svce, lPartition);
 }
 
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
     char szTitle[256];
-    formatText(szTitle, sizeof szTitle, "Service Port and FCM Ports usage for %s", svcName);
+    formatText(szTitle, "Service Port and FCM Ports usage for %s", svcName);
     startCheck(szTitle);
 
     char kvxc_svce[15];
-    formatText(kvxc_svce, sizeof kvxc_svce, "kvxc_%s", svcName);
+    formatText(kvxc_svce, "kvxc_%s", svcName);
     int iRC = checkPort(serviceKind, svcPort, kvxc_svce, svcName);
     for (long long distance = 0; fcmCheck && distance <= nPartitions; distance++) {
         char KVX_svce[20];
@@ -372,7 +370,7 @@ static int readUmask(char (&szMask)[256]) {
     }
     if (status != 0)
         debugTrace("   Failed to execute umask on the machine. ");
-    int bRead = status == 0 && readCapture(&capture, szMask, sizeof szMask);
+    int bRead = status == 0 && readCapture(&capture, szMask);
     closeCapture(&capture);
     return bRead;
 }

@@ -1,5 +1,6 @@
 /*
- * What every source file uses: bounded texts, numbers, the debug trace, and commands run through the shell.
+ * Commands run through the shell: their words, the runner, the capture files; who owns a file; the host's name and
+ * users.
  */
 #include <errno.h>
 #include <fcntl.h>
@@ -11,79 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "sqloCommon.h"
-
-/* --- Bounded texts --- */
-
-char *safeStrNCat(char *str, const char *src, int size) {
-    int length = (int)strnlen(str, (size_t)size);
-    if (length < size)
-        iStrncpy(str + length, src, size - length);
-    return str;
-}
-
-char *iStrncpy(char *destination, const char *source, int size) {
-    if (size < 1)
-        return destination;
-    size_t length = strnlen(source, (size_t)size - 1);
-    memcpy(destination, source, length);
-    destination[length] = '\0';
-    destination[size - 1] = '\0';
-    return destination;
-}
-
-int formatText(char *szTo, size_t size, const char *pFormat, ...) {
-    va_list arguments;
-    va_start(arguments, pFormat);
-    int length = vsnprintf(szTo, size, pFormat, arguments);
-    va_end(arguments);
-    return length >= 0 && (size_t)length < size;
-}
-
-int readLine(FILE *pFile, char *szLine, size_t size) {
-    if (fgets_unlocked(szLine, (int)size, pFile) == NULL)
-        return 0;
-    cutNewline(szLine);
-    return 1;
-}
-
-void cutNewline(char *szText) {
-    szText[strcspn(szText, "\n")] = '\0';
-}
-
-void cutLastCharacter(char *szText) {
-    size_t length = strlen(szText);
-    if (length > 0)
-        szText[length - 1] = '\0';
-}
-
-const char *textOrEmpty(const char *pText) {
-    return pText == NULL ? "" : pText;
-}
-
-/* --- Numbers --- */
-
-int isDecimalDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-int leadingNumber(const char *pText) {
-    long number = strtol(textOrEmpty(pText), NULL, 10);
-    if (number > INT_MAX)
-        return INT_MAX;
-    return number < INT_MIN ? INT_MIN : (int)number;
-}
-
-/* --- Debug trace --- */
-
-void debugTrace(const char *pFormat, ...) {
-    if (!debug)
-        return;
-    va_list arguments;
-    va_start(arguments, pFormat);
-    vprintf(pFormat, arguments);
-    va_end(arguments);
-}
+#include "sqloCommand.h"
 
 /* --- Files --- */
 
@@ -254,11 +183,10 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     char szPath[sizeof pCapture->szPath];
     va_list arguments;
     va_start(arguments, pFormat);
-    int length = vsnprintf(szPath, sizeof szPath, pFormat, arguments);
+    int bFits = formatArguments(szPath, sizeof szPath, pFormat, arguments);
     va_end(arguments);
-    int bFits = length >= 0 && (size_t)length < sizeof szPath;
     const char *pHere = szPath[0] == '-' ? "./" : ""; // or the name would look like an option
-    if (!bFits || !formatText(pCapture->szPath, sizeof pCapture->szPath, "%s%s", pHere, szPath))
+    if (!bFits || !formatText(pCapture->szPath, "%s%s", pHere, szPath))
         pCapture->szPath[0] = '\0';
     pCapture->bOurs = 0;
     pCapture->pFile = NULL;
@@ -323,4 +251,23 @@ FILE *createOwnFile(const char *pPath) {
     if (pFile == NULL)
         close(descriptor);
     return pFile;
+}
+
+/* --- This host --- */
+
+void findHostName(char *szHost, size_t size) {
+    if (gethostname(szHost, size) != 0)
+        szHost[0] = '\0';
+    szHost[size - 1] = '\0';
+}
+
+void cutDomain(char *szName) {
+    szName[strcspn(szName, ".")] = '\0';
+}
+
+const struct passwd *nextUserNamed(const char *pName) {
+    const struct passwd *pEntry = getpwent();
+    while (pEntry != NULL && strcmp(pEntry->pw_name, pName) != 0)
+        pEntry = getpwent();
+    return pEntry;
 }

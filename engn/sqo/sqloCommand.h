@@ -1,0 +1,156 @@
+/*
+ * Commands run through the shell, the capture files that their output goes to, who owns a file, and what the host knows
+ * of itself: its name and its users.
+ */
+#ifndef SQLO_COMMAND_H
+#define SQLO_COMMAND_H
+
+#include "sqloText.h"
+
+#include <pwd.h>
+
+/* --- Shell commands --- */
+
+/* Room for a finished command: more than two of the longest paths, quoted. */
+typedef char commandText[16384];
+
+/* A word of a command. A constant pattern stands as it is, for the shell to expand; everything else comes from outside
+ * and is made one inert word; an empty one leaves nothing. */
+struct shellWord {
+    const char *pText;
+    int bPattern;
+};
+
+inline shellWord patternWord(const char *pPattern) {
+    return {pPattern, 1};
+}
+inline shellWord toWord(shellWord word) {
+    return word;
+}
+inline shellWord toWord(const char *pText) {
+    return {pText, 0};
+}
+
+/* 1 when a text holds nothing that any shell would read as more than a word. */
+int isPlainWord(const char *pText);
+
+/* Composes a command from a format that knows only "%s", the next word, and "%%". 1 when done; 0, with an empty
+ * command, when it does not fit or a word cannot stand at its place without becoming syntax or an option. */
+int composeCommand(commandText &szCommand, const char *pFormat, const shellWord *pWords, int wordCount);
+
+template <typename... Words> int formatCommand(commandText &szCommand, const char *pFormat, Words... words) {
+    const shellWord list[] = {toWord(words)..., {NULL, 0}};
+    return composeCommand(szCommand, pFormat, list, (int)sizeof...(words));
+}
+
+/* The status of a command that is not run: that of exit code 2. */
+const int COMMAND_NOT_RUN = 2 << 8;
+
+/* Runs a command and returns the status of system. The empty command, one that could not be composed, is not run. */
+int runCommand(const commandText &szCommand);
+
+/* 1 when a status tells that the command was ended by a signal or could not be run at all. */
+int wasKilled(int status);
+
+/* The exit code in a status. */
+int exitCode(int status);
+
+/* Runs a command through a pipe and reads the first line of its output, newline included. 0, with an empty line,
+ * when there is none. */
+int firstLineOf(const char *pCommand, char *szLine, size_t size);
+
+template <size_t N> int firstLineOf(const char *pCommand, char (&szLine)[N]) {
+    return firstLineOf(pCommand, szLine, N);
+}
+
+/* Runs a command through a pipe until a line of its output (a long one in pieces of 255 characters) holds a text. 0
+ * when none does. A command that could not be composed prints nothing. */
+int outputHolds(const commandText &szCommand, const char *pText);
+
+/* --- Capture files: where a command's output goes to be read back --- */
+
+struct captureFile {
+    char szPath[4096]; // empty when the path would be too long
+    int bOurs;         // 1 once the file was created by us
+    FILE *pFile;       // open for reading, or null
+};
+
+/* The directory for temporary files. */
+const char *temporaryDirectory(void);
+
+/* Names a capture file in the temporary directory, after the process id plus an offset. */
+void nameCapture(captureFile *pCapture, int idOffset = 0);
+
+/* Names a capture file by a path of its own, made one that does not begin with a hyphen. */
+void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
+
+/* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
+ * removed and the file created anew. Where that is not possible standard error says so, and the command is not run: it
+ * would write to whatever someone puts there meanwhile. */
+int runIntoCapture(captureFile *pCapture, const commandText &szCommand);
+
+/* Names a capture file and composes a command that writes into it: the file's path is the format's last word. */
+template <typename... Words>
+int composeCaptured(captureFile *pCapture, commandText &szCommand, const char *pFormat, Words... words) {
+    nameCapture(pCapture);
+    return formatCommand(szCommand, pFormat, words..., (const char *)pCapture->szPath);
+}
+
+/* The same, and runs it. */
+template <typename... Words> int captureOutput(captureFile *pCapture, const char *pFormat, Words... words) {
+    commandText szCommand;
+    composeCaptured(pCapture, szCommand, pFormat, words...);
+    return runIntoCapture(pCapture, szCommand);
+}
+
+/* Opens a capture file that was named before for reading, or from the start again. 0 when it cannot be opened or is
+ * not ours. */
+int openCapture(captureFile *pCapture);
+
+/* Reads a line, newline included. 0 with an empty line at the end, or when the file is not open. */
+int readCapture(captureFile *pCapture, char *szLine, size_t size);
+
+template <size_t N> int readCapture(captureFile *pCapture, char (&szLine)[N]) {
+    return readCapture(pCapture, szLine, N);
+}
+
+void closeCapture(captureFile *pCapture);
+
+/* Closes it, and removes it when it is ours. */
+void dropCapture(captureFile *pCapture);
+
+/* --- Files --- */
+
+/* The list files of a cluster's run, which the hosts share. */
+constexpr const char *pHostListPath = "/tmp/hl.txt";
+constexpr const char *pNetListPath = "/tmp/nl.txt";
+constexpr const char *pDiskListPath = "/tmp/dl.txt";
+constexpr const char *pUserListPath = "/tmp/il.txt";
+
+/* Creates a file at a fixed name for writing, made ours like a capture file. Null when that is not possible. */
+FILE *createOwnFile(const char *pPath);
+
+/* 1 when a path names something. */
+int pathExists(const char *pPath);
+
+/* 1 when a path names a file or directory, not a link, that is ours and nobody else's to write. */
+int isOnlyOurs(const char *pPath);
+
+/* --- This host --- */
+
+/* This host's name, empty when it cannot be told. */
+void findHostName(char *szHost, size_t size);
+
+/* Cuts a host name at its first point. */
+void cutDomain(char *szName);
+
+/* This host's name up to its first point. */
+template <size_t N> void findShortHostName(char (&szHost)[N]) {
+    findHostName(szHost, N);
+    cutDomain(szHost);
+}
+
+/* The next entry of the password database, from where it stands, with a name. Null when there is none. */
+const struct passwd *nextUserNamed(const char *pName);
+
+#endif
