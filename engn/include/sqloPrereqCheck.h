@@ -39,18 +39,19 @@ enum Status {
     RC_MESSAGE_TRUNCATED = 23, // message cut to fit its buffer
 };
 
-/* The catalog's messages, with their tokens in push order; [tokens] are not given by every caller. */
+/* The catalog's messages, with their tokens in push order; [tokens] are not given by every caller. Above its text the
+ * catalog repeats the name and this list. */
 enum MessageNumber {
-    MSG_SEVERITY_WARNING = 30017,           // none; a token of 30055
-    MSG_SEVERITY_ERROR = 30018,             // none; a token of 30055
-    MSG_STATE_ENABLED = 30019,              // none; a token of 30098
-    MSG_STATE_DISABLED = 30020,             // none; a token of 30098
-    MSG_TITLE_OS_LEVEL = 30021,             // none; a token of 30053
-    MSG_TITLE_DISTRIBUTION = 30022,         // none; a token of 30053
-    MSG_TITLE_LIBSTDCXX = 30023,            // none; a token of 30053
-    MSG_TITLE_GLIBC = 30025,                // none; a token of 30053
-    MSG_TITLE_LIBAIO = 30026,               // none; a token of 30053
-    MSG_TITLE_SELINUX = 30040,              // none; a token of 30053
+    MSG_SEVERITY_WARNING = 30017,           // none; a token of MSG_CHECK_FAILED
+    MSG_SEVERITY_ERROR = 30018,             // none; a token of MSG_CHECK_FAILED
+    MSG_STATE_ENABLED = 30019,              // none; a token of MSG_SELINUX_STATE
+    MSG_STATE_DISABLED = 30020,             // none; a token of MSG_SELINUX_STATE
+    MSG_TITLE_OS_LEVEL = 30021,             // none; a token of MSG_CHECK_HEADING
+    MSG_TITLE_DISTRIBUTION = 30022,         // none; a token of MSG_CHECK_HEADING
+    MSG_TITLE_LIBSTDCXX = 30023,            // none; a token of MSG_CHECK_HEADING
+    MSG_TITLE_GLIBC = 30025,                // none; a token of MSG_CHECK_HEADING
+    MSG_TITLE_LIBAIO = 30026,               // none; a token of MSG_CHECK_HEADING
+    MSG_TITLE_SELINUX = 30040,              // none; a token of MSG_CHECK_HEADING
     MSG_LEVEL_BANNER = 30041,               // product level, "Linux"
     MSG_KERNEL_REQUIRED = 30046,            // version, release, minor release
     MSG_KERNEL_FOUND = 30047,               // version, release, minor release
@@ -59,7 +60,7 @@ enum MessageNumber {
     MSG_REQUIRED_WITH_RELEASE = 30052,      // name, version[, release]
     MSG_CHECK_HEADING = 30053,              // title
     MSG_CHECK_PASSED = 30054,               // none
-    MSG_CHECK_FAILED = 30055,               // severity word (30018 or 30017, or empty)
+    MSG_CHECK_FAILED = 30055,               // severity word (MSG_SEVERITY_ERROR or MSG_SEVERITY_WARNING, or empty)
     MSG_PACKAGE_FOUND_RELEASE = 30056,      // version, release
     MSG_VERSION_FOUND = 30057,              // version
     MSG_LIBSTDCXX_LOCATED = 30058,          // library path
@@ -73,8 +74,8 @@ enum MessageNumber {
     MSG_REQUIREMENT_NOT_MET = 30095,        // [package]
     MSG_UBUNTU_FOUND = 30096,               // release
     MSG_UBUNTU_REQUIRED = 30097,            // "UBUNTU"[, version]
-    MSG_SELINUX_STATE = 30098,              // state word (30019 or 30020)
-    MSG_USAGE_FIRST = 30099,                // none; the usage texts run to 30109, then 30151, 30152, 30110
+    MSG_SELINUX_STATE = 30098,              // state word (MSG_STATE_ENABLED or MSG_STATE_DISABLED)
+    MSG_USAGE_FIRST = 30099,                // none; displayHelp tells the order of the usage texts
     MSG_USAGE_ARGUMENTS = 30100,            // none
     MSG_USAGE_SELECTION = 30101,            // none
     MSG_USAGE_CLUSTERED = 30102,            // none
@@ -93,7 +94,7 @@ enum MessageNumber {
     MSG_FREE_SPACE_MET = 30132,             // directory, host
     MSG_PING_ANSWERED = 30133,              // network name, host
     MSG_REMOTE_RUN_HEADING = 30136,         // remote host
-    MSG_LEVEL_FAILED = 30137,               // "Client" or "Server", label (30161) or empty, product level
+    MSG_LEVEL_FAILED = 30137,               // "Client" or "Server", label (MSG_CLUSTERED_LABEL) or empty, product level
     MSG_LEVEL_BANNER_CLUSTERED = 30150,     // product level, "Linux"
     MSG_USAGE_ENVIRONMENT = 30151,          // none
     MSG_USAGE_EXIT_STATUS = 30152,          // none
@@ -101,10 +102,10 @@ enum MessageNumber {
     MSG_ADAPTER_10GE = 30156,               // network name, host
     MSG_ADAPTER_OTHER = 30159,              // network name, host
     MSG_REQUIRED_VERSION = 30160,           // name, version
-    MSG_CLUSTERED_LABEL = 30161,            // none; a token of 30137
+    MSG_CLUSTERED_LABEL = 30161,            // none; a token of MSG_LEVEL_FAILED
     MSG_UDAPL_TEST_STARTED = 30180,         // adapter list file
     MSG_KERNEL_DEVEL_MATCHED = 30184,       // kernel package line, running kernel release
-    MSG_TITLE_LIBNUMA = 30186,              // none; a token of 30053
+    MSG_TITLE_LIBNUMA = 30186,              // none; a token of MSG_CHECK_HEADING
     MSG_TIME_SERVICE_MISSING = 30187,       // none
     MSG_FILE_NOT_OPENED = 33501,            // path
     MSG_BAD_OPTION = 33503,                 // none
@@ -501,11 +502,12 @@ extern errorMsg *pErrorList;            // failures of the level being checked, 
 extern summaryNode *pPrereqSummaryList; // checked levels, in checking order
 
 /* Appends a newline to the caller's buffer, which needs room for it, and writes the text to the report: to szReportFile
- * with "-o" (33531 on standard error when it cannot be written), else to standard output unless "-s" or "-l" silences
- * it. 0, or -1 for null. */
+ * with "-o" (MSG_REPORT_NOT_WRITABLE on standard error when it cannot be written), else to standard output unless "-s"
+ * or "-l" silences it. 0, or -1 for null. */
 int logMessage(char *pText);
 
-/* Appends the text as it is to the GUI report file when there is one; 33531 as for logMessage. 0, or -1 for null. */
+/* Appends the text as it is to the GUI report file when there is one; MSG_REPORT_NOT_WRITABLE as for logMessage. 0, or
+ * -1 for null. */
 int logGUIMessage(const char *pText);
 
 /* Writes a remote host's report line as logMessage does, without adding a newline. 0, or -1 for null. */
@@ -514,8 +516,9 @@ int logRemoteMessage(const char *pText);
 /* Records a failure of the level being checked, cut to 512 characters. 0, or -1 for null. */
 int sqloUpdateErrorList(const char *pMessage);
 
-/* Writes the level's verdict (30137 with its failures under 30082, or 33533) to the report, with "-l" without "-s" a
- * bad one to standard error too, and moves the failures into the summary list. 0, or -1 for null. */
+/* Writes the level's verdict (MSG_LEVEL_FAILED with its failures under MSG_FAILURES_FOLLOW, or MSG_LEVEL_PASSED) to the
+ * report, with "-l" without "-s" a bad one to standard error too, and moves the failures into the summary list. 0, or
+ * -1 for null. */
 int sqloWriteSummaryToReport(const char *pLevel);
 
 /* Prints every level's verdict and failures to standard error. Always 0. */
@@ -535,32 +538,35 @@ extern struct utsname name;                       // the kernel's identification
 extern char *pVersion, *pRelease, *pMinorRelease; // parts of the last split kernel release, null when missing
 
 /* Finds the distribution, sets linuxDistro and stores release and service pack under its tags (none for Ubuntu). RC_OK,
- * or RC_INPUT with 33505 on standard error when it is none of the supported ones; linuxDistro is then 0. */
+ * or RC_INPUT with MSG_DISTRIBUTION_UNSUPPORTED on standard error when it is none of the supported ones; linuxDistro is
+ * then 0. */
 int sqloGetLinuxDistributions(void);
 
 /* Reads the release file of the distribution found, RHEL, SUSE, INSPUR or CENTOS; later lines overwrite, and what is
- * missing leaves its tag alone. RC_OK, or -1 when it cannot be opened (33501 in the report when bReport is 1) or the
- * severity is none. */
+ * missing leaves its tag alone. RC_OK, or -1 when it cannot be opened (MSG_FILE_NOT_OPENED in the report when bReport
+ * is 1) or the severity is none. */
 int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport);
 
 /* Reads a SUSE release from /etc/os-release, whatever the path. Without a point in the version there is no service
  * pack; the newline of the line stays at its end, behind the part that stands there. Always 0. */
 int sqloGetSuSERelease(const char *pPath, int severity, int bReport);
 
-/* Level check of the distribution found, against the level's minimums; no caller. 33596 is reported when the run was
- * given another distribution's name. 0 meets, also when no distribution was found; -1 does not, as on a CENTOS or
- * INSPUR host without a minimum for it (33555). */
+/* Level check of the distribution found, against the level's minimums; no caller. MSG_DISTRIBUTION_MISMATCH is reported
+ * when the run was given another distribution's name. 0 meets, also when no distribution was found; -1 does not, as on
+ * a CENTOS or INSPUR host without a minimum for it (MSG_LEVEL_UNSUPPORTED). */
 int sqloCheckLinuxDistributions(void);
 
 /* Does a release with its service pack meet the required ones? A null requirement is met, a missing service pack only
- * when none is required. 0, or -1 with an entry in the error list. 30050, 30051, with bReport 33508 for an unreadable
- * release. The heading is the caller's; the severity is not used. */
+ * when none is required. 0, or -1 with an entry in the error list. Reports MSG_DISTRIBUTION_REQUIRED,
+ * MSG_DISTRIBUTION_FOUND and, with bReport, MSG_VERSION_UNREADABLE for an unreadable release. The heading is the
+ * caller's; the severity is not used. */
 int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequiredSP, const char *pFoundVersion,
                              const char *pFoundSP, int severity, int bReport);
 
 /* Does the Ubuntu release in a file meet the required one? Sets isUbuntu14. 0 meets, -1 does not or cannot tell. A file
- * that cannot be opened (33501 with bReport), or without a release while bReport is 0, closes the block with 30054 and
- * still answers -1. 30096, 30097, 33508, 33509. The severity is not used. */
+ * that cannot be opened (MSG_FILE_NOT_OPENED with bReport), or without a release while bReport is 0, closes the block
+ * with MSG_CHECK_PASSED and still answers -1. Reports MSG_UBUNTU_FOUND, MSG_UBUNTU_REQUIRED, MSG_VERSION_UNREADABLE,
+ * MSG_VERSION_SOURCE. The severity is not used. */
 int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int severity, int bReport);
 
 /* Turns every letter into upper case in place. No caller. */
@@ -574,14 +580,14 @@ int sqloGetOSLevel(void);
 int sqloIsOS64bit(void);
 
 /* Does the kernel's level meet MinOSVersion, MinOSRelease, MinOSMinorRelease (0 when absent)? A whole check block with
- * 30046, 30047 or 33544. 0 meets, -1 does not. */
+ * MSG_KERNEL_REQUIRED, MSG_KERNEL_FOUND or MSG_KERNEL_LEVEL_MALFORMED. 0 meets, -1 does not. */
 int sqloCheckOSLevel(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Software checks (sqloSoftware.cpp). The checks write a block to the report and their failures to the error list.
  * msgLevel is a Severity; with any other value a check fails at once, queries nothing and names no severity. emitErrors
- * is 1 when a package that is not installed is reported by a text of its own, not by 30095. Package, file, version
- * and release texts may be null where said.
+ * is 1 when a package that is not installed is reported by a text of its own, not by MSG_REQUIREMENT_NOT_MET. Package,
+ * file, version and release texts may be null where said.
  * ------------------------------------------------------------------------------------------------------------- */
 
 extern int kshntp;               // 1 from the first sqlocheckNtpChronyKsh on: see sqloCheckPackageLINUX
@@ -593,38 +599,43 @@ int sqloCheckTools(void);
 
 /* Does the C++ runtime CPPLibName load (absent, it is the program itself, which does), and does the one that the
  * program uses hold the line CPPVersionString (absent, no line is)? 0, also when it is not mapped under its usual name
- * or cannot be looked into (33512); else -1. 30023, 30058 to 30060, 33510, 33511. */
+ * or cannot be looked into (MSG_STRINGS_FAILED); else -1. Reports MSG_TITLE_LIBSTDCXX, MSG_LIBSTDCXX_LOCATED,
+ * MSG_LIBSTDCXX_REQUIRED, MSG_LIBSTDCXX_FOUND, MSG_LIBRARY_NOT_LOADED, MSG_MAPS_NOT_OPENED. */
 int sqloCheckLibStdCPlusPlus(void);
 
-/* Does libaio.so.1 load? 0 with 33553, or -1 with 33552 and 33520. */
+/* Does libaio.so.1 load? 0 with MSG_LIBAIO_LOADED, or -1 with MSG_LOADER_ERROR and MSG_LIBAIO_MISSING. */
 int sqloCheckLibAio(void);
 
-/* Does libnuma.so.1 load? 0 with 33610, or -1 with 33552 and 33609. No caller. */
+/* Does libnuma.so.1 load? 0 with MSG_LIBNUMA_LOADED, or -1 with MSG_LOADER_ERROR and MSG_LIBNUMA_MISSING. No caller. */
 int sqloCheckLibNuma(void);
 
 /* Is the C library that the program uses at least LibCVersion, LibCMajorRelease, LibCMinorRelease (0 when absent)? 0,
- * also when no mapped file tells a level; else -1. 30025, 30064 to 30066, 33515, 33548. */
+ * also when no mapped file tells a level; else -1. Reports MSG_TITLE_GLIBC, MSG_GLIBC_LOCATED, MSG_GLIBC_REQUIRED,
+ * MSG_GLIBC_FOUND, MSG_GLIBC_MAPS_NOT_OPENED, MSG_GLIBC_STRINGS_FAILED. */
 int sqloCheckGlibC(void);
 
-/* Is there a 32-bit libpam? Always 0: a missing one is a warning, with 33514 in the report and the error list. Leaves
- * ldd's output in the capture file. */
+/* Is there a 32-bit libpam? Always 0: a missing one is a warning, with MSG_LIBPAM_32BIT_MISSING in the report and the
+ * error list. Leaves ldd's output in the capture file. */
 int sqloCheckLibPAM(void);
 
 /* Is a package, or the one that owns a file, installed, and is it at least minVersion and minRelease? Give packageID or
- * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel;
- * a mismatch leaves two entries. While isNTP is set the failure goes to szNTPMessages instead of the error list. Once
+ * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel; a
+ * mismatch leaves two entries. While isNTP is set the failure goes to szNTPMessages instead of the error list. Once
  * kshntp is set, which nothing undoes, an equal version whose text sorts below the required one fails, and one that is
- * not numeric goes by its release; so the shells of later levels are judged otherwise than those of the first.
- * 0 or -1. 30052, 30056, 30057, 30085, 30160, 30184, 33506 to 33509, 33546, 33547, 33608. */
+ * not numeric goes by its release; so the shells of later levels are judged otherwise than those of the first. 0 or -1.
+ * Reports MSG_REQUIRED_WITH_RELEASE, MSG_PACKAGE_FOUND_RELEASE, MSG_VERSION_FOUND, MSG_PACKAGE_FOUND,
+ * MSG_REQUIRED_VERSION, MSG_KERNEL_DEVEL_MATCHED, MSG_QUERY_KILLED, MSG_PACKAGE_NOT_INSTALLED, MSG_VERSION_UNREADABLE,
+ * MSG_VERSION_SOURCE, MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN, MSG_KERNEL_DEVEL_UNMATCHED. */
 int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *minVersion, const char *minRelease,
                           int msgLevel, int emitErrors);
 
 /* The same, as a warning, for the package that owns a command, or a file of that name. Sets kshntp. -1 also when the
- * search for the command cannot be read (33546). */
+ * search for the command cannot be read (MSG_CAPTURE_NOT_READABLE). */
 int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *release);
 
 /* Is a package of a group (its name is the title) installed for an architecture: b32Bit 1 32-bit, 0 x86_64, else
- * noarch? 0 or -1. 30085, 33506, 33535 to 33537, 33547. */
+ * noarch? 0 or -1. Reports MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_IB_SUPPORT_MISSING, MSG_HPN_MISSING,
+ * MSG_RDMA_IB_MISSING, MSG_COMMAND_NOT_RUN. */
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel, int emitErrors);
 
 /* The same for the package of a Mellanox library, whose file name is the title, with a text of its own when it is
@@ -632,19 +643,22 @@ int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, in
 int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                                   int emitErrors);
 
-/* Is a package installed? 0 or -1, without a report but for a killed query (33506). packageName is not used. */
+/* Is a package installed? 0 or -1, without a report but for a killed query (MSG_QUERY_KILLED). packageName is not
+ * used. */
 int sqloCheckPackagePresenceLinux(const char *packageName, const char *rpmPkgName, int b32Bit);
 
-/* 0 when KVXMLNXOFED enables the Mellanox stack's validation and the stack is there, else -1. 33546, 33547. */
+/* 0 when KVXMLNXOFED enables the Mellanox stack's validation and the stack is there, else -1. Reports
+ * MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN. */
 int sqloCheckMellanoxLINUX(void);
 
 /* Is the SCSI generic utilities package, or the one that owns a file, installed? Either may be null; the reservation
- * tool's own package is verified too. 0, or RC_SG_PACKAGE with the closing line as the entry. 30085, 33506, 33507.
- * No caller. */
+ * tool's own package is verified too. 0, or RC_SG_PACKAGE with the closing line as the entry. Reports
+ * MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_PACKAGE_NOT_INSTALLED. No caller. */
 int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors);
 
 /* Is SELinux disabled? 0, also without getenforce (nothing is reported then); -1 when it is not or cannot be told, and
- * the capture file then stays. 30040, 30098, 33516, 33546, 33562, 33563. */
+ * the capture file then stays. Reports MSG_TITLE_SELINUX, MSG_SELINUX_STATE, MSG_COMMAND_KILLED,
+ * MSG_CAPTURE_NOT_READABLE, MSG_SELINUX_UNREADABLE, MSG_SELINUX_ENABLED. */
 int sqloCheckSELinuxEnabled(void);
 
 /* What the adapter probe answers about a network name, as its exit code. */
@@ -666,13 +680,13 @@ int sqloCheckMHCA(void);
  * 1; never 0. The 32-bit rule of the Mellanox packages then always applies. */
 int verifyVMware(void);
 
-/* Does the cluster automation's own script pass? 0, also when there is no script (33613); else -1, as without
- * bShareGrid. 33612 when it fails. Its section goes to the GUI report. No caller. */
+/* Does the cluster automation's own script pass? 0, also when there is no script (MSG_VEX_SCRIPT_MISSING); else -1, as
+ * without bShareGrid. Reports MSG_VEX_SCRIPT_FAILED when it fails. Its section goes to the GUI report. No caller. */
 int checkprereqVEX(int msgLevel, int emitErrors);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Instance user and ports (sqloUserPorts.cpp). Each writes its block to the report and its errors to the error list
- * too: 30053, 30054 or 30055, and the lines between.
+ * too: MSG_CHECK_HEADING, MSG_CHECK_PASSED or MSG_CHECK_FAILED, and the lines between.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Does the account meet an instance's rules: name and primary group of at most 8 characters, no shared group, shell
@@ -686,16 +700,19 @@ int sqloValidateUserProfile(const char *usrname, int checkSqllib);
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions);
 
 /* Is the shell's umask at most the given one, as decimal numbers? 0 or -1; the closing line is then the error list's
- * entry. 30052, 30057. Its file, named after the temporary directory and the process id, stays. */
+ * entry. Reports MSG_REQUIRED_WITH_RELEASE, MSG_VERSION_FOUND. Its file, named after the temporary directory and the
+ * process id, stays. */
 int sqloValidateUmsk(const char *umask);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Network adapters and RDMA (sqloNetwork.cpp). A fault goes to the report, the error list and the GUI report unless
- * said otherwise, 33506 and 33546 to the report only; the sections are marked in the GUI report.
+ * said otherwise, MSG_QUERY_KILLED and MSG_CAPTURE_NOT_READABLE to the report only; the sections are marked in the GUI
+ * report.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Is the module option log_mtts_per_seg set to 7 where the distribution keeps it? 0, also on a distribution that has no
- * such file and, with no closing line, where the Mellanox stack sets it; else -1. 33588, 33593. */
+ * such file and, with no closing line, where the Mellanox stack sets it; else -1. Reports MSG_MODPROBE_OPTION_MISSING,
+ * MSG_MODPROBE_OPTION_WRONG. */
 int sqloValidateModProbe(void);
 
 /* Does the last line of a file that sets the option to 7 or to 3 set it to 7? Other settings are passed over, and lines
@@ -710,25 +727,28 @@ char *sqoFlipFile(const char *modprobe);
 /* Both texts in one heap text that is the caller's, as the arguments stay; null when memory runs out. */
 char *sqoConcat(const char *reversedFile, const char *currentLine);
 
-/* Is the distribution's RDMA service installed and enabled? 0 or -1. 30125, 30127, 33506, 33564, 33566. */
+/* Is the distribution's RDMA service installed and enabled? 0 or -1. Reports MSG_SERVICE_INSTALLED,
+ * MSG_SERVICE_ENABLED, MSG_QUERY_KILLED, MSG_SERVICE_NOT_INSTALLED, MSG_SERVICE_NOT_ENABLED. */
 int sqloCheckForRDMAStatus(void);
 
 /* The same for the service of the Mellanox stack. */
 int sqloCheckForOpenibdStatus(void);
 
 /* Is a service switched on? 0, also when the service manager does not list it or cannot be asked; -1 when it is off, is
- * listed only in another letter case, or the query was killed. 30127, 33506, 33566. */
+ * listed only in another letter case, or the query was killed. Reports MSG_SERVICE_ENABLED, MSG_QUERY_KILLED,
+ * MSG_SERVICE_NOT_ENABLED. */
 int sqloCheckForOpenibdRDMAEnablement(const char *serviceName);
 
 /* Classifies every network name with the adapter probe; the last answer decides bNonIB, which an empty list leaves
- * alone. A failure is a warning; a name that is not on an adapter for the cluster (33598) fails only without a uDAPL
- * configuration file. A block that passed has no closing line. 30155, 30156, 30159, 33580, 33598 to 33601. No caller.
- */
+ * alone. A failure is a warning; a name that is not on an adapter for the cluster (MSG_ADAPTER_NOT_CLUSTER_READY) fails
+ * only without a uDAPL configuration file. A block that passed has no closing line. Reports MSG_ADAPTER_INFINIBAND,
+ * MSG_ADAPTER_10GE, MSG_ADAPTER_OTHER, MSG_DAT_CONF_MISSING, MSG_ADAPTER_NOT_CLUSTER_READY, MSG_ADAPTER_UNDEFINED,
+ * MSG_ADAPTER_PROBE_FAILED, MSG_RUNTIME_CHECK_FAILED. No caller. */
 void sqloValidateAdapter(void);
 
 /* Runs the connectivity tool of the current directory over an adapter list file, with the program placed on every host
- * meanwhile, and reports its log when it fails, as a warning. Of the tool's exit code the low seven bits count. 30180,
- * 33546, 33607 (report and error list). No caller. */
+ * meanwhile, and reports its log when it fails, as a warning. Of the tool's exit code the low seven bits count. Reports
+ * MSG_UDAPL_TEST_STARTED, MSG_CAPTURE_NOT_READABLE, MSG_UDAPL_TEST_FAILED (report and error list). No caller. */
 void sqloValidateAdapterUsingRocmc(const char *adapterFile);
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -806,23 +826,23 @@ int updateNetNames(const char *netName);
 const char *getSSHCmd(void);
 const char *getSCPCmd(void);
 
-/* Does every network name answer a ping? 0 or -1, as a warning. 30133, 33572. */
+/* Does every network name answer a ping? 0 or -1, as a warning. Reports MSG_PING_ANSWERED, MSG_PING_UNANSWERED. */
 int checkPingTest(void);
 
 /* Is every host reachable by the product's own remote shell, or else by ssh? 0 or -1. Sets isSSH. Its own shell writes
  * no message for a host; when it reaches all, a line is added to its configuration file, if there is one. */
 int checkkvxSSHToAll(void);
 
-/* Is every host reachable by ssh? 0 or -1. Sets isSSH. 30128, 33567. */
+/* Is every host reachable by ssh? 0 or -1. Sets isSSH. Reports MSG_SSH_REACHABLE, MSG_SSH_UNREACHABLE. */
 int checkSSHToAll(void);
 
 /* Packs the program and its companions and places them on every other host. A host that cannot be reached is reported
- * (33587, report only) and marked. 1 when done, -1 when a command could not be run; the hosts behind that one stay as
- * they were. */
+ * (MSG_SSH_PLACING_FAILED, report only) and marked. 1 when done, -1 when a command could not be run; the hosts behind
+ * that one stay as they were. */
 int placePrereqBinaries(void);
 
 /* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed or a fetch
- * could not be run. 30136. */
+ * could not be run. Reports MSG_REMOTE_RUN_HEADING. */
 int runPrereqBinaries(void);
 
 /* Removes what was placed, here with the list files too, and there. 0, or -1 when a removal could not be run; when that
@@ -830,12 +850,13 @@ int runPrereqBinaries(void);
 int removePrereqBinaries(void);
 
 /* Does every user exist here, with the expected UID and GID? 0 or -1. With bInstList what was found goes to
- * /tmp/il.txt; when that cannot be created no user is checked: -1. 33581, 33584. */
+ * /tmp/il.txt; when that cannot be created no user is checked: -1. Reports MSG_USER_MISSING, MSG_USER_ID_MISMATCH. */
 int sqloValidateUsers(void);
 
 /* Is /etc/hosts, which stays open until the exit, consistent with the expected names? 0, or -1 with bEtchostError set
- * and without the closing marker. 33574, 33575 (for a second name on a line not in the error list), 33592; 33542 on
- * standard error only. No caller. */
+ * and without the closing marker. Reports MSG_ETC_HOSTS_ENTRY_MISSING, MSG_ETC_HOSTS_DUPLICATE (for a second name on a
+ * line not in the error list), MSG_ETC_HOSTS_LOOPBACK; on standard error only MSG_ETC_HOSTS_NOT_OPENED. No caller.
+ */
 int sqloValidateEtcHosts(void);
 
 /* Adds an expected name at the front unless its short name is known. The name is not null. RC_OK or RC_NO_MEMORY. Its
@@ -845,34 +866,36 @@ int updateEtcHostInfo(const char *hostNameorIP);
 /* Marks every expected name as not yet claimed. Always 0. */
 int resetEtcHosts(void);
 
-/* Was every expected name claimed? 0, or -1 with 33574 for each that was not. */
+/* Was every expected name claimed? 0, or -1 with MSG_ETC_HOSTS_ENTRY_MISSING for each that was not. */
 int checkMissingEntries(void);
 
-/* Is a name on a loopback line none of the expected ones? 0, or -1 with 33592. */
+/* Is a name on a loopback line none of the expected ones? 0, or -1 with MSG_ETC_HOSTS_LOOPBACK. */
 int checkLoopBack(const char *hostName);
 
-/* Has no earlier line claimed a name with this address? 0, or -1 with 33575. */
+/* Has no earlier line claimed a name with this address? 0, or -1 with MSG_ETC_HOSTS_DUPLICATE. */
 int checkIPAddress(const char *IPAddr);
 
-/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; 33575 when it
- * was claimed before. */
+/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; reports
+ * MSG_ETC_HOSTS_DUPLICATE when it was claimed before. */
 int checkHostName(const char *IPAddr, const char *hostName);
 
 /* Is there this much free space, in kilobytes, in the file system of a directory? 0 or -1. level is a Severity: a
- * shortage is an error (33571), or a warning (33594) that does not go to the GUI report; with any other level it is not
- * reported. A df that fails shows only in the closing line. 30132, 33546, 33547. */
+ * shortage is an error (MSG_FREE_SPACE_SHORT), or a warning (MSG_FREE_SPACE_LOW) that does not go to the GUI report;
+ * with any other level it is not reported. A df that fails shows only in the closing line. Reports MSG_FREE_SPACE_MET,
+ * MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN. */
 int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level);
 
 /* Are all shared disks present, by name or by expected identifier? 0, or -1 when one is missing; a name that does not
  * begin with "/" fails only the report's closing line. With bDiskList what was found goes to /tmp/dl.txt. The capture
- * file stays, and open. A disk is examined again for as long as its lookup is killed. 30131, 33570; 33546 and 33547 in
- * the report only. */
+ * file stays, and open. A disk is examined again for as long as its lookup is killed. Reports
+ * MSG_DISK_FOUND and MSG_DISK_NOT_FOUND, and in the report only MSG_CAPTURE_NOT_READABLE and MSG_COMMAND_NOT_RUN. */
 int sqloValidateDisk(void);
 
 /* Can tbDiskName, off which a trailing "/" is cut, serve as tiebreaker: known everywhere by one identifier, with a
  * passed reservation test of each other host with this one, and of this one with its neighbour in the list? 0 or -1; a
  * failed test shows only in the closing line. Places the program on every host, and removes it once the pairs were
- * tested; runs the probe of the current directory. There is no marker in the GUI report. 33507, 33570. */
+ * tested; runs the probe of the current directory. There is no marker in the GUI report. Reports
+ * MSG_PACKAGE_NOT_INSTALLED, MSG_DISK_NOT_FOUND. */
 int sqloValidateTbDisk(void);
 
 /* Looks up a disk's identifier (bIsGetDevId 1, into pszDevId) or the name that an identifier has (into pszDevName),
