@@ -28,10 +28,24 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
 endif()
 check_pie_supported(LANGUAGES CXX)
 
+# The linker's shortcut for thread-local variables of shared libraries calls into the loader, as only C library 2.22 and
+# later have it. The static C++ runtime is what uses such variables.
+set(KVX_STATIC_RUNTIME)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "ppc64le")
+    set(KVX_STATIC_RUNTIME LINKER:--no-tls-get-addr-optimize)
+endif()
+
 # --as-needed: the program has to start, and to tell, where the C++ runtime is missing that a level asks for; of that
 # runtime it uses nothing but what the compiler writes into it.
 function(harden target)
     target_compile_options(${target} PRIVATE ${KVX_WARNINGS} ${KVX_HARDENING})
     set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE ON)
     target_link_options(${target} PRIVATE LINKER:--as-needed,-z,relro,-z,now,-z,noexecstack)
+endfunction()
+
+# A program that goes with kvxprereqcheck: it brings the C++ runtime with it, so that it needs no more of a host than the
+# C library, the oldest that its compiler can build for.
+function(companion target)
+    harden(${target})
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc ${KVX_STATIC_RUNTIME})
 endfunction()
