@@ -394,6 +394,45 @@ extern char szXMLTagName[TAG_NAME_LENGTH + 1]; // name of the element being read
 /* The tag whose element name is exactly pName, or -1: null, unknown, or the sentinel's name. */
 int sqloGetTagIndex(const char *pName);
 
+const int PREREQ_LINE_SIZE = 256; // room of one line; what does not fit is a line of its own
+
+/* Where the reader of a level stands in the file. */
+enum ReaderPlace {
+    PLACE_FILE = 0,    // in front of the level's section
+    PLACE_LEVEL = 1,   // behind the level's line, in front of a platform section
+    PLACE_SECTION = 2, // in the platform section
+    PLACE_BEHIND = 3,  // behind it: no further line counts
+};
+
+/* What a line did. */
+enum LineEffect {
+    LINE_OUTSIDE,      // stands outside the platform section, or begins or ends it
+    LINE_UNKNOWN,      // names no tag
+    LINE_IGNORED,      // names one, but neither holds an element nor opens a section with a condition
+    LINE_VALUE,        // its text was stored
+    LINE_EMPTY,        // its element is empty, or ends before it begins
+    LINE_SECTION_READ, // opens a section whose condition holds
+    LINE_SKIP_BEGINS,  // opens a section that is skipped; shareGrid does so in a skipped one, too
+    LINE_SKIPPED,      // stands in a skipped section
+    LINE_SKIP_ENDS,    // closes it
+};
+
+/* The reader of one level, between two lines. */
+struct prereqReader {
+    int place;            // a ReaderPlace
+    char szNextStart[30]; // what the line that leads to the next place holds
+    int bSkipping;        // in a skipped section
+    int effect;           // of the last line, a LineEffect
+    int tag;              // that the last line names, or -1
+};
+
+/* Sets a reader in front of the file's first line. */
+void sqloBeginPrereqLines(prereqReader *pReader, const char *pLevel);
+
+/* Takes the next line, without its newline and at most PREREQ_LINE_SIZE - 1 characters long: stores its value, or
+ * decides whether the section that it opens is read. RC_OK, RC_NO_MEMORY. */
+int sqloTakePrereqLine(prereqReader *pReader, const char *pLine);
+
 /* Fills ppszPREREQ with what szInputXMLFile states for the level on Linux, and writes the level's banner to the report.
  * szPlatform and the slots KVXLevel, platform, Processor and, when it is known, LinuxDistro are set first, also when
  * the file cannot be opened. RC_OK, also when the file does not hold the level; RC_INPUT; RC_NO_MEMORY. */

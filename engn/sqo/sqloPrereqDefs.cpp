@@ -251,8 +251,9 @@ static int beginsUnwantedShareGrid(const scannedLine &line) {
     return line.tag == shareGrid && !line.bEndTag && !bShareGrid && !bNonIB;
 }
 
-static int beginSkipping(int tag, int *pbSkipping) {
-    *pbSkipping = 1;
+static int beginSkipping(prereqReader *pReader, int tag) {
+    pReader->bSkipping = 1;
+    pReader->effect = LINE_SKIP_BEGINS;
     return sqloPushToSkipNodeStack(tag);
 }
 
@@ -262,8 +263,10 @@ static int endsSkippedSection(const scannedLine &line) {
 
 /* Stores the text between begin and end pattern. The distance is that of the patterns as they were formatted: the
  * longest tag's are cut, so its text begins with the rest of its name. */
-static int storeValue(const scannedLine &line, const char *pBegin, size_t beginLength, const char *pEnd) {
+static int storeValue(prereqReader *pReader, const scannedLine &line, const char *pBegin, size_t beginLength,
+                      const char *pEnd) {
     if (pEnd - pBegin <= (ptrdiff_t)beginLength) {
+        pReader->effect = LINE_EMPTY;
         debugTrace("PREREQ[%s] is N/A\n", ppszTagName[line.tag]);
         return RC_OK;
     }
@@ -272,44 +275,52 @@ static int storeValue(const scannedLine &line, const char *pBegin, size_t beginL
     if (pText == NULL)
         return RC_NO_MEMORY;
     ppszPREREQ[line.tag] = pText;
+    pReader->effect = LINE_VALUE;
     debugTrace(" ==>Adding  PREREQ[%s]=%s\n", ppszTagName[line.tag], pText);
     return RC_OK;
 }
 
 /* Takes a line with a known tag: a value, or a section whose condition decides whether it is read. */
-static int takeTag(const scannedLine &line, int *pbSkipping) {
+static int takeTag(prereqReader *pReader, const scannedLine &line) {
     char szBegin[30], szEnd[30];
     formatText(szBegin, "<%s>", ppszTagName[line.tag]);
     formatText(szEnd, "</%s>", ppszTagName[line.tag]);
     const char *pBegin = strstr(line.pText, szBegin);
     const char *pEnd = strstr(line.pText, szEnd);
     if (pBegin != NULL && pEnd != NULL)
-        return storeValue(line, pBegin, strlen(szBegin), pEnd);
-    if (pEnd != NULL || !line.bAttribute || !sqloProcessConditionStmt(line.pText, line.tag))
+        return storeValue(pReader, line, pBegin, strlen(szBegin), pEnd);
+    pReader->effect = LINE_IGNORED;
+    if (pEnd != NULL || !line.bAttribute)
+        return RC_OK;
+    pReader->effect = LINE_SECTION_READ;
+    if (!sqloProcessConditionStmt(line.pText, line.tag))
         return RC_OK;
     debugTrace("=== Skip tag BEGIN ===");
     debugTrace("   push to stack = %s \n", ppszTagName[line.tag]);
-    return beginSkipping(line.tag, pbSkipping);
+    return beginSkipping(pReader, line.tag);
 }
 
 /* Takes one line of the platform's section. */
-static int takeLine(const char *pText, int *pbSkipping) {
+static int takeSectionLine(prereqReader *pReader, const char *pText) {
     debugTrace("Scanning line : %s\n", pText);
     scannedLine line = scanLine(pText);
+    pReader->tag = line.tag;
+    pReader->effect = pReader->bSkipping ? LINE_SKIPPED : LINE_UNKNOWN;
     if (beginsUnwantedShareGrid(line)) {
         debugTrace("=== Skip tag BEGIN ===");
         debugTrace("   Pushing XML Tag to stack %s\n", ppszTagName[line.tag]);
-        int status = beginSkipping(line.tag, pbSkipping);
+        int status = beginSkipping(pReader, line.tag);
         if (status != RC_OK)
             return status;
     }
-    if (*pbSkipping && endsSkippedSection(line)) {
-        *pbSkipping = 0;
+    if (pReader->bSkipping && endsSkippedSection(line)) {
+        pReader->bSkipping = 0;
+        pReader->effect = LINE_SKIP_ENDS;
         sqloPopSkipNodeStack();
         debugTrace("=== END skip tag RESUME === ");
         return RC_OK;
     }
-    if (*pbSkipping) {
+    if (pReader->bSkipping) {
         debugTrace("   Skipping =>%s\n", pText);
         return RC_OK;
     }
@@ -317,36 +328,40 @@ static int takeLine(const char *pText, int *pbSkipping) {
         debugTrace("No Matching tag found Skipping =>%s\n", pText);
         return RC_OK;
     }
-    return takeTag(line, pbSkipping);
+    return takeTag(pReader, line);
 }
 
-/* Reads on until a line holds the pattern. 0 when none does. */
-static int findLine(FILE *pFile, const char *pPattern) {
-    char szLine[256];
-    while (readLine(pFile, szLine))
-        if (strstr(szLine, pPattern) != NULL)
-            return 1;
-    return 0;
+void sqloBeginPrereqLines(prereqReader *pReader, const char *pLevel) {
+    *pReader = {};
+    formatText(pReader->szNextStart, "<KVXLevel value=\"%s\">", pLevel);
+    pReader->tag = -1;
 }
 
-/* Finds the level, then the next platform section that stands anywhere behind it, and takes its lines. */
-static int scanLevel(FILE *pFile, const char *pLevel) {
+int sqloTakePrereqLine(prereqReader *pReader, const char *pLine) {
     static const char *const pPlatformStop = "</platform>";
-    char szLevel[30], szPlatformStart[30], szLine[256];
-    formatText(szLevel, "<KVXLevel value=\"%s\">", pLevel);
-    formatText(szPlatformStart, "<platform value=\"%s\">", pPlatformName);
-    if (!findLine(pFile, szLevel) || !findLine(pFile, szPlatformStart))
-        return RC_OK;
+    if (pReader->place == PLACE_SECTION && strstr(pLine, pPlatformStop) == NULL)
+        return takeSectionLine(pReader, pLine);
 
-    int bSkipping = 0;
-    int status = RC_OK;
-    while (status == RC_OK && readLine(pFile, szLine)) {
-        if (strstr(szLine, pPlatformStop) != NULL) {
-            debugTrace("Finishing reading XML for platform %s\n", pPlatformStop);
-            break;
-        }
-        status = takeLine(szLine, &bSkipping);
+    pReader->effect = LINE_OUTSIDE;
+    pReader->tag = -1;
+    if (pReader->place == PLACE_SECTION) {
+        debugTrace("Finishing reading XML for platform %s\n", pPlatformStop);
+        pReader->place = PLACE_BEHIND;
+    } else if (pReader->place != PLACE_BEHIND && strstr(pLine, pReader->szNextStart) != NULL) {
+        formatText(pReader->szNextStart, "<platform value=\"%s\">", pPlatformName);
+        pReader->place++;
     }
+    return RC_OK;
+}
+
+/* Takes the file's lines until the level's platform section has ended. */
+static int scanLevel(FILE *pFile, const char *pLevel) {
+    prereqReader reader;
+    sqloBeginPrereqLines(&reader, pLevel);
+    char szLine[PREREQ_LINE_SIZE];
+    int status = RC_OK;
+    while (status == RC_OK && reader.place != PLACE_BEHIND && readLine(pFile, szLine))
+        status = sqloTakePrereqLine(&reader, szLine);
     return status;
 }
 
