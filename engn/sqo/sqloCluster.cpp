@@ -224,8 +224,8 @@ static void formatRemoteCommand(boundedCommand *pCommand, const char *pFormat, W
 
 /* Runs a command whose exit code does not matter. RC_FAILED, with a trace in the given spelling, when it could not be
  * executed. */
-static int executeBounded(const boundedCommand &command, const char *pCouldNot) {
-    if (!wasKilled(runCommand(command.szText)))
+static int executeBounded(const boundedCommand &command, CommandKind kind, const char *pCouldNot) {
+    if (!wasKilled(runCommand(command.szText, kind)))
         return RC_OK;
     debugTrace("%s execute command %s\n", pCouldNot, command.szShown);
     return RC_FAILED;
@@ -264,7 +264,7 @@ static int testShell(hostInfo *pHost, const char *pShell, nameText &szHost) {
                         "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
                         "2>/dev/null 1>/dev/null ",
                         pShell, szHost);
-    pHost->isSSH = runCommand(command.szText) == 0;
+    pHost->isSSH = runCommand(command.szText, ATTACHED_COMMAND) == 0;
     return pHost->isSSH;
 }
 
@@ -367,7 +367,7 @@ static int packBinaries(void) {
     debugTrace("szcmd --> %s\n", command.szShown);
     if (!claimArchive(pProgramArchive) || !claimArchive(pVexArchive))
         command.szText[0] = '\0';
-    int result = executeBounded(command, "Couldnot");
+    int result = executeBounded(command, LOCAL_COMMAND, "Couldnot");
     dropEmptyArchive(pProgramArchive);
     dropEmptyArchive(pVexArchive);
     return result;
@@ -386,7 +386,7 @@ static int testBeforePlacing(hostInfo *pHost, const nameText &szHost) {
                         "%s  -o StrictHostKeyChecking=no -o ConnectTimeout=30 -o BatchMode=yes %s hostname "
                         "2>/dev/null 1>/dev/null",
                         getSSHCmd(), szHost);
-    if (runCommand(command.szText) == 0)
+    if (runCommand(command.szText, ATTACHED_COMMAND) == 0)
         return 1;
     logRemoteRule();
     reportText(MSG_SSH_PLACING_FAILED, szHost);
@@ -401,7 +401,7 @@ static int makeRemoteDirectories(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s 'mkdir /tmp/kvxprereq /tmp/vexha' 2>/dev/null 1>/dev/null", getSSHCmd(),
                         szHost);
-    return executeBounded(command, "Could not");
+    return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
 /* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
@@ -428,7 +428,7 @@ static int copyBinaries(const nameText &szHost) {
     formatRemoteCommand(&command, pFormat, pFirstCopy, patternWord(addFiles), szHost, pFirstShell, szHost, pSecondCopy,
                         szHost, pSecondShell, szHost);
     debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szShown);
-    return executeBounded(command, "Could not");
+    return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
 /* Places the files on one host. A host that cannot be reached is no failure; a command that cannot be run is. */
@@ -498,7 +498,7 @@ static int runOnHost(const nameText &szHost) {
     debugTrace("-------> %s\n", command.szShown);
     if (!bInert)
         command.szText[0] = '\0';
-    int status = runIntoCapture(&output, command.szText);
+    int status = runIntoCapture(&output, command.szText, ATTACHED_COMMAND);
     dropCapture(&output);
     if (wasKilled(status))
         debugTrace("Could not execute command %s\n", command.szShown);
@@ -512,7 +512,7 @@ static int fetchReport(const nameText &szHost, const char *pFormat, const char *
     captureFile report;
     nameCaptureAt(&report, "%s", pPath);
     formatRemoteCommand(&command, pFormat, getSCPCmd(), szHost);
-    int status = runIntoCapture(&report, command.szText);
+    int status = runIntoCapture(&report, command.szText, ATTACHED_COMMAND);
     if (wasKilled(status))
         debugTrace("Couldnot execute command %s\n", command.szShown);
     openCapture(&report);
@@ -559,7 +559,7 @@ int runPrereqBinaries(void) {
 static int removeFromHost(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s rm -Rf /tmp/kvxprereq /tmp/vexha", getSSHCmd(), szHost);
-    return executeBounded(command, "Couldnot");
+    return executeBounded(command, ATTACHED_COMMAND, "Couldnot");
 }
 
 int removePrereqBinaries(void) {
@@ -571,7 +571,7 @@ int removePrereqBinaries(void) {
     boundedCommand command;
     formatRemoteCommand(&command, "rm /tmp/kvxprereq.tar /tmp/vexha.tar /tmp/hl.txt %s 2>/dev/null 1>/dev/null",
                         patternWord(addFiles));
-    if (executeBounded(command, "Couldnot") != RC_OK)
+    if (executeBounded(command, LOCAL_COMMAND, "Couldnot") != RC_OK)
         return RC_FAILED;
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
         if (nameOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && removeFromHost(szHost) != RC_OK)
@@ -943,7 +943,7 @@ int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId
         cutLastCharacter(pszDevId);
     nameLetteredCapture(&capture, "b");
     composeDeviceLookup(szCommand, capture, pszHostName, pszDevName, pszDevId, bIsGetDevId, bIsRemote);
-    int status = runIntoCapture(&capture, szCommand);
+    int status = runIntoCapture(&capture, szCommand, bIsRemote == 1 ? ATTACHED_COMMAND : LOCAL_COMMAND);
     int result = wasKilled(status) ? RC_FAILED : RC_OK;
     if (status == 0) {
         if (openCapture(&capture))
@@ -970,7 +970,8 @@ int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRe
                       pszTbDiskName, capture.szPath);
     char szPolicy[512] = "";
     int type = RC_FAILED;
-    if (runIntoCapture(&capture, szCommand) == 0 && openCapture(&capture)) {
+    if (runIntoCapture(&capture, szCommand, isRemote == 1 ? ATTACHED_COMMAND : LOCAL_COMMAND) == 0 &&
+        openCapture(&capture)) {
         readCapture(&capture, szPolicy);
         cutLastCharacter(szPolicy);
         type = strcmp(szPolicy, "no_reserve") == 0 ? 1 : -1;
@@ -1044,6 +1045,10 @@ static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
     nameCapture(&capture);
     formatDiskLookup(&command, disk, capture);
     int status = runIntoCapture(&capture, command.szText);
+    if (status == COMMAND_TIMED_OUT) {
+        reportMissingDisk(disk.szName); // asked again, it would hang again
+        return DISK_MISSING;
+    }
     if (wasKilled(status)) {
         reportText(MSG_COMMAND_NOT_RUN, "Shared Disk");
         return DISK_NOT_EXAMINED;
@@ -1054,6 +1059,7 @@ static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
     }
     if (!openCapture(&capture))
         reportText(MSG_CAPTURE_NOT_READABLE);
+    leaveCapture(&capture);
     return noteDisk(&capture, disk, pList);
 }
 
@@ -1173,7 +1179,7 @@ static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nam
         formatCommand(szCommand, "./kvxprereqcheckoss -tbcheck %s,%s,%s,%s,%s", szLocal, szHost, tbDiskName, szDisk,
                       pszDevId);
     }
-    pRecord->reserveStatus = exitCode(runCommand(szCommand));
+    pRecord->reserveStatus = exitCode(runCommand(szCommand, ATTACHED_COMMAND));
 }
 
 static int testTbPairs(tbdiskInfo *pRecords, const nameText &szLocal, const char *pszDevId) {

@@ -5,11 +5,17 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <linux/fs.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "sqloCommand.h"
@@ -124,13 +130,227 @@ int composeCommand(commandText &szCommand, const char *pFormat, const shellWord 
     return command.bFits;
 }
 
+/* --- Files to be removed when a signal ends the run --- */
+
+/* A slot is filled before its file is created, so that there is no moment in which a file is left behind. */
+struct ownFile {
+    char szPath[4096];
+    volatile sig_atomic_t bUsed;
+};
+
+static ownFile ownFiles[16]; // more than ever exist at once
+
+static ownFile *findOwnFile(const char *pPath) {
+    for (ownFile &file : ownFiles)
+        if (file.bUsed && strcmp(file.szPath, pPath) == 0)
+            return &file;
+    return NULL;
+}
+
+static void noteOwnFile(const char *pPath) {
+    if (findOwnFile(pPath) != NULL)
+        return;
+    for (ownFile &file : ownFiles)
+        if (!file.bUsed) {
+            copyText(file.szPath, pPath);
+            file.bUsed = 1;
+            return;
+        }
+}
+
+static void forgetOwnFile(const char *pPath) {
+    ownFile *pFile = findOwnFile(pPath);
+    if (pFile != NULL)
+        pFile->bUsed = 0;
+}
+
+/* --- Signals. The handlers use nothing but what is safe in one. --- */
+
+static const int endingSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE};
+
+static volatile sig_atomic_t commandId;     // process id of the running command, 0 when none runs
+static volatile sig_atomic_t commandTarget; // whom to signal: its group, or the process alone in our group
+static volatile sig_atomic_t bLimitPassed;  // the running command's time is up
+
+/* Waits until a command, and all of its group, is gone. 0 when it is still there after the time. */
+static int waitForEnd(int id, int target, int milliseconds) {
+    const int pause = 10;
+    for (int waited = 0; waited <= milliseconds; waited += pause) {
+        waitpid(id, NULL, WNOHANG);
+        if (kill(target, 0) != 0)
+            return 1;
+        poll(NULL, 0, pause);
+    }
+    return 0;
+}
+
+/* Asks a command to end, and ends it where it does not. SIGCONT: a stopped one could not hear. */
+static void stopCommand(int id, int target, int milliseconds) {
+    kill(target, SIGTERM);
+    kill(target, SIGCONT);
+    if (waitForEnd(id, target, milliseconds))
+        return;
+    kill(target, SIGKILL);
+    waitForEnd(id, target, 100); // what even that does not end is left behind
+}
+
+static void endRun(int number) {
+    if (commandId != 0)
+        stopCommand(commandId, commandTarget, 1000);
+    for (const ownFile &file : ownFiles)
+        if (file.bUsed)
+            unlink(file.szPath);
+    signal(number, SIG_DFL);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, number);
+    sigprocmask(SIG_UNBLOCK, &set, NULL);
+    raise(number);
+}
+
+/* Strikes again until it is noticed: the first may fall between a test and the wait behind it. */
+static void noteLimit(int) {
+    bLimitPassed = 1;
+    alarm(1);
+}
+
+static sigset_t handledSignals(void) {
+    sigset_t set;
+    sigemptyset(&set);
+    for (int number : endingSignals)
+        sigaddset(&set, number);
+    sigaddset(&set, SIGALRM);
+    return set;
+}
+
+/* No system call is begun again behind a handler: whoever waits looks at bLimitPassed. */
+static void catchSignal(int number, void (*pHandler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = pHandler;
+    action.sa_mask = handledSignals();
+    sigaction(number, &action, NULL);
+}
+
+/* A parent that ignores its children's ends would have every command count as not run. */
+void watchSignals(void) {
+    signal(SIGCHLD, SIG_DFL);
+    for (int number : endingSignals) {
+        struct sigaction before;
+        if (sigaction(number, NULL, &before) == 0 && before.sa_handler != SIG_IGN)
+            catchSignal(number, endRun);
+    }
+}
+
 /* --- Shell commands. What was printed so far goes out first, so that a child's output follows it. --- */
 
-int runCommand(const commandText &szCommand) {
+static const unsigned FIRST_LIMIT = 300, LATER_LIMIT = 30; // seconds; a host where one tool hangs has more of them
+static const int STOPPING_TIME = 5000;                     // milliseconds
+
+static int bTimedOutBefore;
+
+/* Starts the clock of a local command. */
+static void startLimit(CommandKind kind) {
+    bLimitPassed = 0;
+    catchSignal(SIGALRM, noteLimit);
+    if (kind == LOCAL_COMMAND)
+        alarm(bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT);
+}
+
+/* A command in a group of its own must not be stopped for using the terminal; what is ignored now stays so in it. */
+struct terminalSignals {
+    void (*pInput)(int), (*pOutput)(int);
+};
+
+static terminalSignals ignoreTerminal(CommandKind kind) {
+    if (kind == ATTACHED_COMMAND)
+        return {SIG_ERR, SIG_ERR};
+    return {signal(SIGTTIN, SIG_IGN), signal(SIGTTOU, SIG_IGN)};
+}
+
+static void restoreTerminal(const terminalSignals &before) {
+    if (before.pInput != SIG_ERR)
+        signal(SIGTTIN, before.pInput);
+    if (before.pOutput != SIG_ERR)
+        signal(SIGTTOU, before.pOutput);
+}
+
+/* Starts the shell on a command, with its output into a descriptor unless that is -1. An error number, 0 when done. */
+static int spawnShell(const char *pCommand, CommandKind kind, int output, const sigset_t &mask, pid_t *pId) {
+    const char *const ppszArguments[] = {"sh", "-c", pCommand, NULL};
+    posix_spawnattr_t attributes;
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_init(&attributes);
+    posix_spawn_file_actions_init(&actions);
+    posix_spawnattr_setflags(&attributes, kind == LOCAL_COMMAND ? POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP
+                                                                : POSIX_SPAWN_SETSIGMASK);
+    posix_spawnattr_setsigmask(&attributes, &mask);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    if (output >= 0)
+        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    int error = posix_spawn(pId, "/bin/sh", &actions, &attributes, const_cast<char *const *>(ppszArguments), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    posix_spawnattr_destroy(&attributes);
+    return error;
+}
+
+/* Starts a command. RC_OK, or what system would tell of the failure: -1 without a process, the status of exit code 127
+ * without a shell. Signals wait until the command is known to their handler. */
+static int startCommand(const char *pCommand, CommandKind kind, int output) {
+    fflush(stdout);
+    sigset_t handled = handledSignals(), mask;
+    sigprocmask(SIG_BLOCK, &handled, &mask);
+    sigdelset(&mask, SIGALRM);
+    terminalSignals terminal = ignoreTerminal(kind);
+    pid_t id = 0;
+    int error = spawnShell(pCommand, kind, output, mask, &id);
+    restoreTerminal(terminal);
+    if (error == 0) {
+        commandTarget = kind == LOCAL_COMMAND ? -id : id;
+        commandId = id;
+        startLimit(kind);
+    }
+    sigprocmask(SIG_SETMASK, &mask, NULL);
+    if (error == 0)
+        return RC_OK;
+    errno = error;
+    return error == EAGAIN || error == ENOMEM ? -1 : 127 << 8;
+}
+
+/* Waits for the running command, without taking its process id back, for as long as its time is not up. */
+static int awaitEnd(void) {
+    siginfo_t information;
+    while (!bLimitPassed)
+        if (waitid(P_PID, (id_t)commandId, &information, WEXITED | WNOWAIT) == 0 || errno != EINTR)
+            return 1;
+    return 0;
+}
+
+static void endTimedOut(const char *pCommand) {
+    fprintf(stderr, "Ended, because it took more than %u seconds: %s\n", bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT,
+            pCommand);
+    bTimedOutBefore = 1;
+    stopCommand(commandId, commandTarget, STOPPING_TIME);
+}
+
+/* Waits for the running command and returns its status. What one that ended left running is left alone. */
+static int finishCommand(const char *pCommand) {
+    int status = -1;
+    int bEnded = awaitEnd();
+    alarm(0);
+    if (!bEnded)
+        endTimedOut(pCommand);
+    pid_t id = commandId;
+    commandId = 0;
+    if (!bEnded)
+        return COMMAND_TIMED_OUT;
+    return waitpid(id, &status, 0) == id ? status : -1;
+}
+
+int runCommand(const commandText &szCommand, CommandKind kind) {
     if (szCommand[0] == '\0')
         return COMMAND_NOT_RUN;
-    fflush(stdout);
-    return system(szCommand);
+    int status = startCommand(szCommand, kind, -1);
+    return status == RC_OK ? finishCommand(szCommand) : status;
 }
 
 int wasKilled(int status) {
@@ -141,9 +361,29 @@ int exitCode(int status) {
     return (status >> 8) & 0xff;
 }
 
+/* --- Pipes --- */
+
+/* Starts a command whose output is read through a pipe. Null when it cannot be started. */
 static FILE *openPipe(const char *pCommand) {
-    fflush(stdout);
-    return popen(pCommand, "re");
+    int ends[2];
+    if (pCommand[0] == '\0' || pipe2(ends, O_CLOEXEC) != 0)
+        return NULL;
+    FILE *pPipe = fdopen(ends[0], "r");
+    int bStarted = pPipe != NULL && startCommand(pCommand, LOCAL_COMMAND, ends[1]) == RC_OK;
+    close(ends[1]);
+    if (bStarted)
+        return pPipe;
+    if (pPipe != NULL)
+        fclose(pPipe);
+    else
+        close(ends[0]);
+    return NULL;
+}
+
+/* Closes the pipe and waits for its command. 1 when that ended in time. */
+static int closePipe(FILE *pPipe, const char *pCommand) {
+    fclose(pPipe);
+    return finishCommand(pCommand) != COMMAND_TIMED_OUT;
 }
 
 int firstLineOf(const char *pCommand, char *szLine, size_t size) {
@@ -152,20 +392,21 @@ int firstLineOf(const char *pCommand, char *szLine, size_t size) {
     if (pPipe == NULL)
         return 0;
     int bRead = fgets(szLine, (int)size, pPipe) != NULL;
-    pclose(pPipe);
-    return bRead;
+    if (closePipe(pPipe, pCommand) && bRead)
+        return 1;
+    szLine[0] = '\0';
+    return 0;
 }
 
 int outputHolds(const commandText &szCommand, const char *pText) {
-    FILE *pPipe = szCommand[0] == '\0' ? NULL : openPipe(szCommand);
+    FILE *pPipe = openPipe(szCommand);
     if (pPipe == NULL)
         return 0;
     char szLine[256];
     int bHolds = 0;
     while (!bHolds && fgets(szLine, sizeof szLine, pPipe) != NULL)
         bHolds = strstr(szLine, pText) != NULL;
-    pclose(pPipe);
-    return bHolds;
+    return closePipe(pPipe, szCommand) && bHolds;
 }
 
 /* --- Capture files --- */
@@ -192,18 +433,60 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     pCapture->pFile = NULL;
 }
 
-/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read.
- * Returns a descriptor, or -1. */
+/* Moves a directory out of a name's way, to a name that nobody knew: it is its owner's, and may be full. Where the
+ * system can, a file of ours takes its place in one step. Returns that file's descriptor; or -1, with the name free for
+ * a moment or still taken. */
+static int moveAside(const char *pPath) {
+    char szAside[PATH_MAX + 8];
+    formatText(szAside, "%s.XXXXXX", pPath);
+    int descriptor = mkostemp(szAside, O_CLOEXEC);
+    if (descriptor < 0)
+        return -1;
+    if (syscall(SYS_renameat2, AT_FDCWD, szAside, AT_FDCWD, pPath, RENAME_EXCHANGE) == 0)
+        return descriptor;
+    close(descriptor);
+    unlink(szAside);
+    rename(pPath, szAside);
+    return -1;
+}
+
+/* Is an open file the one that a name stands for? */
+static int isAtPath(int descriptor, const char *pPath) {
+    struct stat opened, named;
+    return fstat(descriptor, &opened) == 0 && lstat(pPath, &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
+}
+
+/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read, and
+ * who plants again is met again. Returns a descriptor, or -1. */
 static int claimPath(const char *pPath) {
-    unlink(pPath);
-    return open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    noteOwnFile(pPath);
+    for (int attempt = 0; attempt < 100; attempt++) {
+        unlink(pPath);
+        int descriptor = open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (descriptor < 0 && errno == EEXIST)
+            descriptor = moveAside(pPath);
+        else if (descriptor < 0)
+            break;
+        if (descriptor >= 0 && isAtPath(descriptor, pPath))
+            return descriptor;
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    forgetOwnFile(pPath);
+    return -1;
+}
+
+static void printFileError(const char *pWhat, const char *pPath) {
+    const char *pReason = strerror(errno);
+    fflush(stdout);
+    fprintf(stderr, "%s %s: %s\n", pWhat, pPath, pReason);
 }
 
 static int claimCapture(captureFile *pCapture) {
     int descriptor = claimPath(pCapture->szPath);
     if (descriptor < 0) {
-        fflush(stdout);
-        fprintf(stderr, "Cannot create %s: %s\n", pCapture->szPath, strerror(errno));
+        printFileError("Cannot create", pCapture->szPath);
         return 0;
     }
     close(descriptor);
@@ -211,10 +494,42 @@ static int claimCapture(captureFile *pCapture) {
     return 1;
 }
 
-int runIntoCapture(captureFile *pCapture, const commandText &szCommand) {
+/* Can one more block be appended to a file, which keeps its size? A file size limit must not end the run. */
+static int hasRoomForMore(int descriptor) {
+    static const char block[4096] = "";
+    struct stat status;
+    if (fstat(descriptor, &status) != 0)
+        return 0;
+    void (*pBefore)(int) = signal(SIGXFSZ, SIG_IGN);
+    int bRoom = pwrite(descriptor, block, sizeof block, status.st_size) == (ssize_t)sizeof block;
+    int error = errno;
+    signal(SIGXFSZ, pBefore);
+    int bRestored = ftruncate(descriptor, status.st_size) == 0;
+    errno = error;
+    return bRoom && bRestored;
+}
+
+/* Tools do not tell that their output was cut. Where nothing more can be written now, it may have been. */
+static int isWhole(const captureFile *pCapture) {
+    int descriptor = open(pCapture->szPath, O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return 0;
+    errno = ENOSPC; // also for less than a block
+    int bWhole = hasRoomForMore(descriptor);
+    if (!bWhole)
+        printFileError("Cannot write all of", pCapture->szPath);
+    close(descriptor);
+    return bWhole;
+}
+
+int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind) {
     if (pCapture->szPath[0] == '\0' || szCommand[0] == '\0' || !claimCapture(pCapture))
         return COMMAND_NOT_RUN;
-    return runCommand(szCommand);
+    int status = runCommand(szCommand, kind);
+    if (wasKilled(status) || isWhole(pCapture))
+        return status;
+    dropCapture(pCapture);
+    return COMMAND_NOT_RUN;
 }
 
 int openCapture(captureFile *pCapture) {
@@ -238,8 +553,15 @@ void closeCapture(captureFile *pCapture) {
 
 void dropCapture(captureFile *pCapture) {
     closeCapture(pCapture);
-    if (pCapture->bOurs)
+    if (pCapture->bOurs) {
         unlink(pCapture->szPath);
+        forgetOwnFile(pCapture->szPath);
+    }
+    pCapture->bOurs = 0;
+}
+
+void leaveCapture(captureFile *pCapture) {
+    forgetOwnFile(pCapture->szPath);
     pCapture->bOurs = 0;
 }
 

@@ -45,9 +45,20 @@ template <typename... Words> int formatCommand(commandText &szCommand, const cha
 
 /* The status of a command that is not run: that of exit code 2. */
 const int COMMAND_NOT_RUN = 2 << 8;
+/* The status of a command that ran out of time: killed, and exit code 2, so that both ways to judge one fail. */
+const int COMMAND_TIMED_OUT = COMMAND_NOT_RUN | 9;
 
-/* Runs a command and returns the status of system. The empty command, one that could not be composed, is not run. */
-int runCommand(const commandText &szCommand);
+/* How a command runs. A local one has a process group of its own and a time limit. One that may ask for a password, or
+ * works on other hosts, stays in ours, which has the terminal, and takes the time that it takes. */
+enum CommandKind { LOCAL_COMMAND, ATTACHED_COMMAND };
+
+/* Makes ready to run commands: a signal that ends the run (SIGINT, SIGQUIT, SIGTERM, SIGHUP or SIGPIPE, unless it was
+ * ignored) ends the running command too and removes the files that are ours. */
+void watchSignals(void);
+
+/* Runs a command and returns the status of system, or COMMAND_TIMED_OUT. The empty command, one that could not be
+ * composed, is not run. */
+int runCommand(const commandText &szCommand, CommandKind kind = LOCAL_COMMAND);
 
 /* 1 when a status tells that the command was ended by a signal or could not be run at all. */
 int wasKilled(int status);
@@ -85,9 +96,10 @@ void nameCapture(captureFile *pCapture, int idOffset = 0);
 void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 /* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
- * removed and the file created anew. Where that is not possible standard error says so, and the command is not run: it
- * would write to whatever someone puts there meanwhile. */
-int runIntoCapture(captureFile *pCapture, const commandText &szCommand);
+ * removed, a directory moved aside, and the file created anew. Where that is not possible standard error says so, and
+ * the command is not run: it would write to whatever someone puts there meanwhile. Where the file has no room for what
+ * the command writes, its output counts for nothing, as if it had not run. */
+int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind = LOCAL_COMMAND);
 
 /* Names a capture file and composes a command that writes into it: the file's path is the format's last word. */
 template <typename... Words>
@@ -119,6 +131,9 @@ void closeCapture(captureFile *pCapture);
 /* Closes it, and removes it when it is ours. */
 void dropCapture(captureFile *pCapture);
 
+/* Leaves it where it is, and open if it is, for whoever wants to look at it. */
+void leaveCapture(captureFile *pCapture);
+
 /* --- Files --- */
 
 /* The list files of a cluster's run, which the hosts share. */
@@ -127,7 +142,8 @@ constexpr const char *pNetListPath = "/tmp/nl.txt";
 constexpr const char *pDiskListPath = "/tmp/dl.txt";
 constexpr const char *pUserListPath = "/tmp/il.txt";
 
-/* Creates a file at a fixed name for writing, made ours like a capture file. Null when that is not possible. */
+/* Creates a file at a fixed name for writing, made ours like a capture file; a signal that ends the run removes it.
+ * Null when that is not possible. */
 FILE *createOwnFile(const char *pPath);
 
 /* 1 when a path names something. */

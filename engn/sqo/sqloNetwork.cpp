@@ -335,7 +335,7 @@ static const probeMeaning &probeAdapter(const netNames *pNet) {
     copyField(szName, pNet->netName);
     commandText szCommand;
     formatCommand(szCommand, "./kvxprereqcheckoss %s", szName);
-    const probeMeaning &meaning = meaningOf(exitCode(runCommand(szCommand)));
+    const probeMeaning &meaning = meaningOf(exitCode(runCommand(szCommand, ATTACHED_COMMAND)));
     bNonIB = meaning.bNonIB;
     if (meaning.bFault)
         reportFault<LONG_MESSAGE_SIZE>(meaning.message, szName, IIHName);
@@ -399,7 +399,7 @@ static int runConnectivityTool(const char *pDirectory, const char *adapterFile, 
                   "2>&1 > %s ",
                   adapterFile, pCapture->szPath);
     debugTrace(" Invoking kvxrocmc with options : %s \n", szCommand);
-    int code = exitCode(runIntoCapture(pCapture, szCommand));
+    int code = exitCode(runIntoCapture(pCapture, szCommand, ATTACHED_COMMAND));
     debugTrace(" The status of uDAPL network connectivity validation using the adapter list file %s:%d\n ", adapterFile,
                code);
     return code;

@@ -4,7 +4,6 @@
  */
 #include <fcntl.h>
 #include <pwd.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -850,11 +849,6 @@ static void fillStandardDescriptors(void) {
         close(descriptor);
 }
 
-/* A parent that ignores its children's ends would have every command count as not run. */
-static void watchChildren(void) {
-    signal(SIGCHLD, SIG_DFL);
-}
-
 static Step readLevelList(int *pRc) {
     if (sqloValidateInputXML() != RC_OK)
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
@@ -1045,7 +1039,7 @@ static void checkOutput(void) {
 static int runProgram(int argc, char **argv) {
     int rc = RC_OK;
     fillStandardDescriptors();
-    watchChildren();
+    watchSignals();
     findHostName(IIHName, sizeof IIHName);
     findInstance();
     sqloSetRuntimeLocation(argv[0]);

@@ -227,6 +227,8 @@ int sqloCheckGlibC(void) {
     while (verdict == NOT_JUDGED && findMapping(pMaps, "libc", szLibrary))
         verdict = judgeCLibrary(szLibrary, szRequired, szDetail);
     fclose(pMaps);
+    if (verdict == NOT_JUDGED)
+        reportText(MSG_GLIBC_STRINGS_FAILED);
     return verdict == NOT_MET ? failCheck(SEVERITY_ERROR, szRequired, szDetail) : passCheck();
 }
 
@@ -238,7 +240,9 @@ static const char *const pUbuntuPamPattern = "/lib/i386-linux-gnu/libpam.so*";
 /* Is one of the pattern's files a 32-bit library? What ldd says of them stays in the capture file. */
 static int has32BitPam(const char *pPattern) {
     captureFile capture;
-    if (captureOutput(&capture, "ldd %s > %s 2>&1", patternWord(pPattern)) != 0) {
+    int status = captureOutput(&capture, "ldd %s > %s 2>&1", patternWord(pPattern));
+    leaveCapture(&capture);
+    if (status != 0) {
         debugTrace("   Failed to locate library %s on the system.\n", pPamPattern);
         return 0;
     }
@@ -749,13 +753,14 @@ int sqloCheckSELinuxEnabled(void) {
         dropCapture(&capture);
         return passCheck();
     }
-    return failCheck(SEVERITY_ERROR, "", szDetail); // the capture file stays, for inspection
+    leaveCapture(&capture);
+    return failCheck(SEVERITY_ERROR, "", szDetail);
 }
 
 int sqloCheckMHCA(void) {
     commandText szCommand;
     formatCommand(szCommand, "./kvxprereqcheckoss %s", szNetname);
-    int answer = exitCode(runCommand(szCommand));
+    int answer = exitCode(runCommand(szCommand, ATTACHED_COMMAND));
     setPrereq(HCANetwork, answer == ADAPTER_10GE ? "10GE" : answer == ADAPTER_INFINIBAND ? "InfiniBand" : "Undefined");
     debugTrace("HCANetwork : %s\n", textOrEmpty(ppszPREREQ[HCANetwork]));
     return answer == ADAPTER_UNDEFINED ? RC_FAILED : RC_OK;
@@ -824,7 +829,7 @@ static Verdict runVexScript(messageText &szText, int msgLevel, int emitErrors) {
         return NOT_JUDGED;
     }
     debugTrace("szCmd --> %s\n", szCommand);
-    if (runCommand(szCommand) == 0)
+    if (runCommand(szCommand, ATTACHED_COMMAND) == 0)
         return MET;
     if (emitErrors == 1)
         reportVexFault(szText, MSG_VEX_SCRIPT_FAILED, 0);

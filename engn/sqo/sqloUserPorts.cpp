@@ -95,6 +95,7 @@ static int readGetent(const char *pFormat, const char *pKey, captureFile *pCaptu
     size_t length = fread(szOutput, 1, sizeof szOutput - 1, pCapture->pFile);
     szOutput[length] = '\0';
     closeCapture(pCapture);
+    leaveCapture(pCapture);
     return 1;
 }
 
@@ -372,6 +373,7 @@ static int readUmask(char (&szMask)[256]) {
         debugTrace("   Failed to execute umask on the machine. ");
     int bRead = status == 0 && readCapture(&capture, szMask);
     closeCapture(&capture);
+    leaveCapture(&capture);
     return bRead;
 }
 
