@@ -14,7 +14,7 @@ install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
 # Every locale has a catalog of its own, equal as most are: the program takes one locale's directory to another host.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${KVX_PRIVATE_DIR})
 
-# Packages hold their manual pages compressed, without name and time in them.
+# Packages hold their manual pages compressed, without name and time in them, with the version in the footer.
 file(GLOB KVX_PAGE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.[1-9])
 set(KVX_PAGES)
 foreach(source ${KVX_PAGE_SOURCES})
@@ -24,8 +24,8 @@ foreach(source ${KVX_PAGE_SOURCES})
     add_custom_command(
         OUTPUT ${compressed}
         COMMAND ${CMAKE_COMMAND} -E make_directory ${KVX_INSTALLED}
-        COMMAND gzip -9nc ${source} > ${compressed}
-        DEPENDS ${source}
+        COMMAND sed "s/^[.]Os$/& kvxprereqcheck ${PROJECT_VERSION}/" ${source} | gzip -9n > ${compressed}
+        DEPENDS ${source} CMakeLists.txt
         COMMENT "Compressing ${page}"
         VERBATIM)
     list(APPEND KVX_PAGES ${compressed})
