@@ -526,10 +526,10 @@ int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandK
     if (pCapture->szPath[0] == '\0' || szCommand[0] == '\0' || !claimCapture(pCapture))
         return COMMAND_NOT_RUN;
     int status = runCommand(szCommand, kind);
-    if (wasKilled(status) || isWhole(pCapture))
+    if (isWhole(pCapture))
         return status;
     dropCapture(pCapture);
-    return COMMAND_NOT_RUN;
+    return wasKilled(status) ? status : COMMAND_NOT_RUN;
 }
 
 int openCapture(captureFile *pCapture) {
