@@ -28,8 +28,8 @@ static runResult run(const string &script, const std::map<string, string> &env =
     return runProgram(host, {"/bin/sh", "-c", names + script}, env);
 }
 
-// What a command prints without and with a translation of its own, of an unknown language and without any.
-static const string inLanguages = "for language in en_US.UTF-8 de_DE.UTF-8 eo.utf8 xx_YY.none ''; do "
+// What a command prints in languages without a translation, in an unknown one and without any.
+static const string inLanguages = "for language in en_US.UTF-8 sv_SE.UTF-8 eo.utf8 xx_YY.none ''; do "
                                   "KVXLANG=$language kvxprereqcheck -help; done; ";
 
 static string helpInLanguages() {

@@ -1,0 +1,189 @@
+// The translations: catalogs that the program can show, in every directory that a locale name can lead to.
+#include "support.h"
+
+#include <filesystem>
+#include <iconv.h>
+#include <nl_types.h>
+#include <regex>
+#include <set>
+
+namespace fs = std::filesystem;
+using std::string;
+typedef std::map<int, string> numberedTexts;
+
+static numberedTexts textsOf(const string &directory) {
+    numberedTexts texts;
+    const nl_catd catalog = catopen((directory + "/kvxistring.cat").c_str(), NL_CAT_LOCALE);
+    EXPECT_NE(catalog, reinterpret_cast<nl_catd>(-1)) << directory;
+    for (int number = 30000; number < 34000; number++)
+        if (const char *pText = catgets(catalog, 1, number, nullptr))
+            texts[number] = pText;
+    catclose(catalog);
+    return texts;
+}
+
+// The text in another code set; nothing where it has no such form.
+static string converted(string text, const string &from, const string &to) {
+    const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
+    EXPECT_NE(conversion, reinterpret_cast<iconv_t>(-1)) << from << " to " << to;
+    string result(4 * text.size() + 16, '\0');
+    char *pFrom = text.data(), *pTo = result.data();
+    size_t left = text.size(), room = result.size();
+    if (iconv(conversion, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1))
+        room = result.size();
+    iconv_close(conversion);
+    result.resize(result.size() - room);
+    return result;
+}
+
+static string codeSetOf(const string &directory) {
+    const string name = directory.substr(directory.find('.') + 1);
+    return name == "utf8" ? "UTF-8" : name == "cp943" ? "IBM943" : name == "cp1386" ? "GBK" : name;
+}
+
+// The per-cent signs of a text with what follows each: those that end a character would stand out.
+static std::multiset<string> placeholders(const string &text, bool bOnce) {
+    static const std::regex sign("%(\\d*|.)");
+    std::multiset<string> found;
+    for (std::sregex_iterator i(text.begin(), text.end(), sign); i != std::sregex_iterator(); ++i)
+        if (!bOnce || found.count(i->str()) == 0)
+            found.insert(i->str());
+    return found;
+}
+
+static bool isUsage(int number) {
+    return (number >= MSG_USAGE_FIRST && number <= MSG_USAGE_LAST) || number == MSG_USAGE_ENVIRONMENT ||
+           number == MSG_USAGE_EXIT_STATUS;
+}
+
+// The language of a directory, as its source's directory is named.
+static string languageOf(const string &directory) {
+    for (const auto &entry : fs::directory_iterator(KVX_SOURCE_DIR "/locale")) {
+        const string language = entry.path().filename();
+        if (entry.is_directory() && std::regex_match(directory, std::regex(language + "[._].*")))
+            return language;
+    }
+    return "English";
+}
+
+TEST(Languages, EveryDirectoryHasAllTextsInItsCodeSet) {
+    const string locales = KVX_PROGRAM_DIR "/locale/";
+    const numberedTexts english = textsOf(locales + "en_US.iso88591");
+    std::map<string, numberedTexts> whole; // a language in UTF-8
+    std::set<string> directories;
+    for (const prereqlmap_t &row : prereqLocmap)
+        directories.insert(row.map);
+    for (const string &directory : directories) {
+        const numberedTexts texts = textsOf(locales + directory);
+        const string language = languageOf(directory), codeSet = codeSetOf(directory);
+        if (language == "English") {
+            EXPECT_EQ(texts, english) << directory;
+            continue;
+        }
+        if (whole[language].empty())
+            whole[language] = textsOf(locales + directory.substr(0, directory.find('.')) + ".utf8");
+        ASSERT_EQ(texts.size(), english.size()) << directory;
+        size_t same = 0;
+        for (const auto &[number, text] : texts) {
+            const string expected = converted(whole[language][number], "UTF-8", codeSet), where = directory + " ";
+            const size_t tokens = std::min<size_t>(placeholders(text, false).size(), 3);
+            EXPECT_EQ(placeholders(text, true), placeholders(english.at(number), true)) << where << number;
+            EXPECT_LT(text.size() + 40 * tokens, isUsage(number) ? 1000U : 256U) << where << number;
+            EXPECT_NE(converted(text, codeSet, "UTF-8"), "") << where << number;
+            if (!expected.empty())
+                EXPECT_EQ(text, expected) << where << number;
+            same += text == english.at(number);
+        }
+        EXPECT_LT(same, english.size() / 4) << directory;
+    }
+}
+
+// What a user sets, the language that he gets, and its code set.
+TEST(Languages, AUserGetsHisOwn) {
+    const string ask = "cd '" KVX_PROGRAM_DIR "' && ./kvxprereqcheck -help";
+    const auto helpIn = [&](const string &locale) {
+        return capture([&] { (void)!system(("export KVXLANG=" + locale + "; " + ask).c_str()); }).out;
+    };
+    const string english = helpIn("C");
+    EXPECT_NE(english.find("-partitions"), string::npos);
+    const char *rows[][4] = {
+        {"de", "de_DE.UTF-8", "de_DE", "ISO-8859-1"},       {"de", "de_AT.utf8", "de_CH.CP850", "CP850"},
+        {"de", "de_LU.UTF-8", "de_DE@euro", "ISO-8859-15"}, {"fr", "fr_FR.UTF-8", "fr_CA.CP863", "CP863"},
+        {"es", "es_MX.UTF-8", "es_AR.cp1252", "CP1252"},    {"it", "it_IT.UTF-8", "it_CH.ISO-8859-1", "ISO-8859-1"},
+        {"pt_BR", "pt_BR.UTF-8", "pt_BR", "ISO-8859-1"},    {"ja", "ja_JP.UTF-8", "ja_JP.eucJP", "EUC-JP"},
+        {"ja", "ja_JP.utf8", "ja_JP.SJIS", "SHIFT_JIS"},    {"ko", "ko_KR.UTF-8", "ko_KR.EUC-KR", "EUC-KR"},
+        {"zh_CN", "zh_CN.UTF-8", "zh_SG.GBK", "GBK"},       {"zh_CN", "zh_SG.UTF-8", "zh_CN.GB18030", "GB18030"},
+        {"zh_TW", "zh_TW.UTF-8", "zh_TW.Big5", "BIG5"},     {"zh_TW", "zh_HK.UTF-8", "zh_HK", "BIG5-HKSCS"}};
+    for (const auto &[pLanguage, pWhole, pOther, pCodeSet] : rows) {
+        if (!fs::exists(string(KVX_SOURCE_DIR "/locale/") + pLanguage))
+            continue;
+        EXPECT_TRUE(helpIn(pWhole) != english) << pWhole;
+        EXPECT_TRUE(converted(helpIn(pOther), pCodeSet, "UTF-8") == helpIn(pWhole)) << pOther;
+    }
+    for (const char *pLocale : {"pt_PT.UTF-8", "de", "de_US.UTF-8", "zh_MO.UTF-8", "sv_SE.UTF-8"})
+        EXPECT_TRUE(helpIn(pLocale) == english) << pLocale;
+}
+
+// A project of two texts and a usage text, whose translation serves xx_AA in three code sets.
+struct smallProject {
+    scratchDirectory directory;
+    string errors;
+
+    explicit smallProject(const string &translation) {
+        writeFile(directory.path + "/engn/sqo/sqloLocaleTable.cpp",
+                  "{\"\", \"en_US.iso88591\",\n{\"\", \"xx_AA.utf8\",\n{\"\", \"xx_AA.iso88591\",\n"
+                  "{\"\", \"xx_AA.iso885915\",\n{\"\", \"xx_AA.none\",\n{\"\", \"xxx_AA.utf8\",\n");
+        writeFile(directory.path + "/locale/en_US.iso88591/kvxistring.msg",
+                  "30053 \"%1 is %2\"\n30054 \"passed\"\n30102 \"  -a    first\\n   -b   \\\nsecond\"\n");
+        writeFile(directory.path + "/CMakeLists.txt", "project(small VERSION 2.5 LANGUAGES CXX)\n");
+        writeFile(directory.path + "/locale/xx/kvxistring.msg", translation);
+        const string make = "cd " + directory.path +
+                            " && mkdir scripts && cp '" KVX_SOURCE_DIR "/scripts/make-catalogs' scripts && "
+                            "scripts/make-catalogs out";
+        int status = 0;
+        errors = capture([&] { status = system(make.c_str()); }).err;
+        EXPECT_EQ(fs::exists(directory.path + "/out"), status == 0) << errors;
+    }
+    string text(const string &locale, int number) const {
+        return textsOf(directory.path + "/out/" + locale)[number];
+    }
+};
+
+TEST(Languages, WhatTheProgramCouldNotShowStopsTheBuild) {
+    const string most(135, 'x');
+    for (const auto &[translation, error] : std::vector<std::pair<string, string>>{
+             {"30053 \"%2\"", "xx, message 30053: shows other tokens than the English text, which has: %1 %2"},
+             {"30053 \"%2 %10\"", "xx, message 30053: a digit follows a placeholder"},
+             {"30054 \"100% met\"", "xx, message 30054: a per-cent sign that begins no placeholder"},
+             {"30054 \"x\\n\"", "xx, message 30054: ends in a newline"},
+             {"30054 x", "xx, message 30054: the text does not stand in quotation marks"},
+             {"30055 \"x\"", "xx, message 30055: is not among the English ones"},
+             {"30054 \"x\"\n30054 \"y\"", "xx, message 30054: stands there twice"},
+             {"30102 \"  -a     first\"",
+              "message 30102: a word begins in column 9, where none does in the English text"},
+             {"30102 \"  日   first\"",
+              "message 30102: a word begins in column 7, where none does in the English text"},
+             {"30102 \"" + most.substr(0, 80) + "\"", "message 30102: a line is 80 columns wide, more than 79"},
+             {"30053 \"" + most + most.substr(0, 37) + "%1%2\"",
+              "xx in UTF-8, message 30053: 256 bytes with its tokens, 1 too many"},
+             {"30054 \"" + most + most.substr(0, 119) + "é\"",
+              "xx in UTF-8, message 30054: 256 bytes with its tokens, 1 too many"},
+             {"30054 \"日\"", "xx in iso88591, message 30054: the code set lacks 日; write \"$ plainer: 日 = ...\""},
+             {"30054 \"\xe9\"", "kvxistring.msg is not UTF-8"}})
+        EXPECT_NE(smallProject(translation + "\n").errors.find(error), string::npos) << error;
+}
+
+TEST(Languages, PlainerSpellingsAndEnglishStandIn) {
+    const smallProject project("$ plainer: € = EUR\n$ plainer: „ = \\\"\n$ stays English in: none\n"
+                               "30053 \"%2: %1\"\n30054 \"„€\\\\é\"\n");
+    EXPECT_EQ(project.errors, "");
+    EXPECT_EQ(project.text("xx_AA.utf8", 30054), "„€\\é");
+    EXPECT_EQ(project.text("xx_AA.iso885915", 30054), "\"\xa4\\\xe9");
+    EXPECT_EQ(project.text("xx_AA.iso88591", 30054), "\"EUR\\\xe9");
+    EXPECT_EQ(project.text("xx_AA.utf8", 30053), "%2: %1");
+    EXPECT_EQ(project.text("xx_AA.utf8", 30102), "  -a    first\n   -b   second");
+    for (const char *pLocale : {"xx_AA.none", "xxx_AA.utf8", "en_US.iso88591"})
+        EXPECT_EQ(project.text(pLocale, 30054), "passed") << pLocale;
+    EXPECT_EQ(smallProject("30054 \"x\"\n").errors,
+              "make-catalogs: iconv does not know none; xx_AA.none stays English\n");
+}
