@@ -1,0 +1,71 @@
+// What ends a run, or one of its commands, from outside: signals, time limits, the terminal.
+#include "support.h"
+
+#include <csignal>
+
+#include "privateHost.h"
+
+using std::string;
+typedef std::vector<std::pair<string, string>> fileList;
+
+// A clustered pass of the installed program on a host with these tools; "strike NUMBER" sends the program a signal.
+static runResult run(const fileList &tools, const string &shell = "exec \"$@\"", const string &strike = "") {
+    privateHost host;
+    host.layers = {KVX_SOURCE_DIR "/samples/hosts/rhel"};
+    host.binds = {KVX_SOURCE_DIR, KVX_PROGRAM_DIR};
+    host.files = {{"/fakes/strike", "#!/bin/sh\np=$$; until grep -qx kvxprereqcheck /proc/$p/comm; do "
+                                    "p=$(cut -d' ' -f4 /proc/$p/stat); done; kill -$1 $p\n"},
+                  {"/fakes/linger", "#!/bin/sh\ntrap '' TERM; echo $$ >> /lingering; while :; do sleep 1; done\n"}};
+    for (const auto &[name, body] : tools)
+        host.files.emplace_back("/fakes/" + name, "#!/bin/sh\n" + body + "\n");
+    const string end =
+        "\nstatus=$?; for id in $(cat /lingering); do grep -q '^[^)]*) [^Z]' /proc/$id/stat && echo left\n"
+        "done 2> /dev/null; rm -f /lingering; exit $status";
+    return runProgram(host,
+                      {"/bin/bash", "-c", "(" + shell + ")" + end, "run", KVX_PROGRAM_DIR "/kvxprereqcheck", "-v",
+                       "12.1", "-f", KVX_SOURCE_DIR "/samples/KVXprereqs.xml"},
+                      {{"LD_PRELOAD", KVX_PROGRAM_DIR "/tests/libpreload.so"}, {"STRIKE", strike}});
+}
+
+// In a command that does not listen, in a pipe, and between two commands: the run ends by the signal, its command ends,
+// and nothing is left.
+TEST(Signals, EndTheRunWithItsCommand) {
+    for (int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE})
+        for (const fileList &tools : {fileList{{"rpm", "strike $NUMBER; linger & linger"}},
+                                      {{"which", "strike $NUMBER; exec sleep 1000"}},
+                                      {}}) {
+            const string which = std::to_string(number);
+            const runResult r = run(tools, "export NUMBER=" + which + "; exec \"$@\"", tools.empty() ? which : "");
+            EXPECT_EQ(r.status, 128 + number);
+            EXPECT_EQ(r.out.find("left"), string::npos) << r.out;
+            EXPECT_EQ(r.changed, std::set<string>());
+        }
+}
+
+TEST(Signals, ThatWereIgnoredAtTheStartStaySo) {
+    const runResult r = run({{"rpm", "strike HUP; exit 1"}}, "trap '' HUP; exec \"$@\"");
+    EXPECT_LT(r.status, 128) << r.err;
+}
+
+// One that sleeps and one that does not listen; what a tool that ended left running goes on.
+TEST(HungTools, CountAsFailed) {
+    const string once = "[ -e /once.${0##*/} ] && exit 1; touch /once.${0##*/}; "; // one of each kind is enough
+    const runResult r = run(
+        {{"strings", once + "exec sleep 1000"}, {"df", once + "linger"}, {"rpm", "(sleep 2; touch /late) & exit 1"}},
+        "\"$@\"; s=$?; sleep 2; exit $s");
+    EXPECT_EQ(r.status, 255); // free space
+    EXPECT_NE(r.err.find("more than 300 seconds: strings"), string::npos) << r.err;
+    EXPECT_NE(r.err.find("more than 30 seconds: df"), string::npos) << r.err;
+    EXPECT_EQ(r.out.find("left"), string::npos) << r.out;
+    EXPECT_EQ(r.changed.count("/late"), 1U);
+}
+
+// A local command is in the background of the terminal: it may use it all the same, whatever that wants.
+TEST(Terminal, DoesNotStopACommand) {
+    const runResult r =
+        run({{"rpm", "echo x > /dev/tty; read x < /dev/tty; touch /reached; exit 1"}},
+            "mkdir -p /dev/pts; mount -t devpts -o newinstance,ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx\n"
+            "printf '\"%s\" ' \"$@\" > /command; script -qec 'stty tostop; sh /command' /log < /dev/null");
+    EXPECT_EQ(r.changed.count("/reached"), 1U) << r.out << r.err;
+    EXPECT_EQ(r.out.find("more than"), string::npos) << r.out;
+}
