@@ -1,65 +1,56 @@
-// The settings and operations that a line of a case can name.
-#include "checkSupport.h"
+// The settings and operations that a case can name.
+#include "support.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
+#include <sstream>
+#include <sys/personality.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using std::vector;
 
-#define SETTING(setting)                                                                                               \
-    { #setting, &setting }
-static const std::map<string, int *> numbers = {SETTING(bClient),
-                                                SETTING(debug),
-                                                SETTING(strictFlag),
-                                                SETTING(vastdw),
-                                                SETTING(usname),
-                                                SETTING(sqllib),
-                                                SETTING(isPort),
-                                                SETTING(servicePort),
-                                                SETTING(isfcmstart),
-                                                SETTING(fcmstart),
-                                                SETTING(partitions),
-                                                SETTING(issvcnm),
-                                                SETTING(bCustomInputFile),
-                                                SETTING(bCustomReportFile),
-                                                SETTING(bGUIReportFile),
-                                                SETTING(bCheckLatestRelease),
-                                                SETTING(bNonShareGrid),
-                                                SETTING(bPrintSummary),
-                                                SETTING(bCheckSpecificRelease),
-                                                SETTING(bCheckForAllKVXVesion),
-                                                SETTING(bShareGrid),
-                                                SETTING(bnoStdRtk),
-                                                SETTING(bNonIB),
-                                                SETTING(bHostList),
-                                                SETTING(bHostName),
-                                                SETTING(bDiskName),
-                                                SETTING(bInstName),
-                                                SETTING(bNetName),
-                                                SETTING(bTbDiskName),
-                                                SETTING(bMHCA),
-                                                SETTING(bCustomNetworkType),
-                                                SETTING(bInputInstanceHome),
-                                                SETTING(bInputInstallPath),
-                                                SETTING(linuxDistro),
-                                                SETTING(isUbuntu14),
-                                                SETTING(kshntp),
-                                                SETTING(isNTP)};
-#undef SETTING
-#define SETTING(setting)                                                                                               \
-    {                                                                                                                  \
-#setting, {                                                                                                    \
-            setting, sizeof setting                                                                                    \
-        }                                                                                                              \
-    }
+int kvxMain(int argc, char **argv);
+
+// --- Settings ---
+
+// clang-format off
+#define N(setting) {#setting, &setting}
+static const std::map<string, int *> numbers = {
+    N(bClient), N(debug), N(strictFlag), N(vastdw), N(usname), N(sqllib), N(isPort), N(servicePort), N(isfcmstart),
+    N(fcmstart), N(partitions), N(issvcnm), N(bCustomInputFile), N(bCustomReportFile), N(bGUIReportFile), N(kshntp),
+    N(bCheckLatestRelease), N(bNonShareGrid), N(bPrintSummary), N(bCheckSpecificRelease), N(bCheckForAllKVXVesion),
+    N(bShareGrid), N(bnoStdRtk), N(bNonIB), N(bHostList), N(bHostName), N(bDiskName), N(bDiskList), N(bInstName),
+    N(bInstList), N(bNetName), N(bNetList), N(bTbDiskName), N(bMHCA), N(bUDAPL), N(bCustomNetworkType), N(isUbuntu14),
+    N(bInputInstanceHome), N(bInputInstallPath), N(bAdapterListFile), N(bEtchostError), N(isNTP), N(linuxDistro)};
+#define T(setting) {#setting, {setting, sizeof setting}}
 static const std::map<string, std::pair<char *, size_t>> texts = {
-    SETTING(uname1),          SETTING(svcnm),          SETTING(szReportFile),
-    SETTING(szGUIReportFile), SETTING(szInputVersion), SETTING(szRuntimePath),
-    SETTING(szInputDistro),   SETTING(szInputHome),    SETTING(szInputInstallPath),
-    SETTING(IIHName),         SETTING(szNTPMessages),  SETTING(name.release),
-    SETTING(name.machine)};
-#undef SETTING
+    T(uname1), T(svcnm), T(szReportFile), T(szGUIReportFile), T(szInputVersion), T(szRuntimePath), T(szInputDistro),
+    T(szInputHome), T(szInputInstallPath), T(IIHName), T(szNTPMessages), T(name.release), T(name.machine), T(addCmd),
+    T(addFiles), T(szInputXMLFile), T(szNetworkType), T(tbDiskName), T(szLocale), T(szPrereqCatFilePath)};
+// clang-format on
+
+// A list, its words parted by commas: "users" as NAME or NAME:UID:GID, "disks" as DISK or DISK:ID.
+static void fillList(const string &list, const string &words) {
+    std::istringstream in(words);
+    for (string word; std::getline(in, word, ',');) {
+        const size_t colon = word.find(':'), second = word.find(':', colon + 1);
+        const string first = word.substr(0, colon), rest = colon == word.npos ? "" : word.substr(colon + 1);
+        const int gid = second == word.npos ? 0 : atoi(word.c_str() + second + 1);
+        if (list == "hosts")
+            updateHostList(word.c_str());
+        else if (list == "nets")
+            updateNetNames(word.c_str());
+        else if (list == "expected")
+            updateEtcHostInfo(word.c_str());
+        else if (list == "disks")
+            updateDiskList(first.c_str(), rest.c_str(), !rest.empty());
+        else
+            updateUserList(first.c_str(), atoi(rest.c_str()), gid, !rest.empty());
+    }
+}
 
 std::map<string, string> settings() {
     std::map<string, string> all;
@@ -69,25 +60,47 @@ std::map<string, string> settings() {
         all[name] = string(text.first, strnlen(text.first, text.second));
     for (int tag = 0; tag < LastTag; tag++)
         all[ppszTagName[tag]] = ppszPREREQ[tag] == nullptr ? "" : ppszPREREQ[tag];
+    all["linuxDistro"] = ppszDistroName[linuxDistro];
     return all;
 }
 
+bool isSetting(const string &word) {
+    const size_t length = word.find('=');
+    const auto isNamePart = [](char c) { return isalnum(c) || c == '.' || c == '_'; };
+    return length > 0 && length != word.npos && std::all_of(word.data(), word.data() + length, isNamePart);
+}
+
 void applySetting(const string &setting) {
+    static const vector<string> variables = {"ANSWER",    "GIVEN", "KVXINSTANCE", "KVXLANG",         "KVXMLNXOFED",
+                                             "KVXTMPDIR", "LANG",  "PATH",        "LD_LIBRARY_PATH", "REAL"},
+                                lists = {"hosts", "users", "disks", "nets", "expected"};
     const size_t at = setting.find('=');
     const string name = setting.substr(0, at), text = replaced(setting.substr(at + 1), {{"\\\\n", "\n"}});
-    if (const auto number = numbers.find(name); number != numbers.end())
+    const auto isOneOf = [&name](const vector<string> &all) { return std::count(all.begin(), all.end(), name) > 0; };
+    const auto distro = std::find(ppszDistroName, ppszDistroName + DISTRO_COUNT, text);
+    if (name == "linuxDistro" && distro != ppszDistroName + DISTRO_COUNT)
+        linuxDistro = static_cast<int>(distro - ppszDistroName), setValue(LinuxDistro, text);
+    else if (const auto number = numbers.find(name); number != numbers.end())
         *number->second = std::stoi(text);
     else if (const auto array = texts.find(name); array != texts.end())
         iStrncpy(array->second.first, text.c_str(), static_cast<int>(array->second.second));
     else if (const int tag = sqloGetTagIndex(name.c_str()); tag >= 0)
         setValue(static_cast<Tag>(tag), text);
+    else if (name == "bits")
+        personality(text == "32" ? PER_LINUX32 : PER_LINUX);
     else if (name == "cd")
         std::filesystem::current_path(text);
     else if (name == "umask")
         umask(static_cast<mode_t>(std::stoi(text, nullptr, 8)));
-    else
+    else if (isOneOf(variables))
         setenv(name.c_str(), text.c_str(), 1);
+    else if (isOneOf(lists))
+        fillList(name, text);
+    else
+        ADD_FAILURE() << "no such setting: " << name;
 }
+
+// --- Operations ---
 
 typedef char **words;
 
@@ -95,27 +108,40 @@ static int number(const char *pWord, int otherwise = 1) {
     return pWord == nullptr ? otherwise : atoi(pWord);
 }
 
-template <int (*operation)()> static int withHost(words w) {
+static int show(const string &text) {
+    return puts(text.c_str()), NO_STATUS;
+}
+
+template <int (*call)()> static int plain(words) {
+    return call();
+}
+
+template <int (*call)()> static int withHost(words w) {
     updateHostList(w[0]);
     preqHostInfo->isSSH = bGUIReportFile = 1;
-    return operation();
+    return call();
 }
 
 // Program, library and tool lie in a directory, which is the current one.
-template <int (*operation)()> static int inDirectory(words w) {
+template <int (*call)()> static int inDirectory(words w) {
     applySetting(string("szRuntimePath=") + w[0]);
-    return std::filesystem::current_path(w[0]), operation();
+    return std::filesystem::current_path(w[0]), call();
 }
 
+// A device's identifier or the name that an identifier has, with a stale file under the name of the capture file.
 static int device(words w) {
     char szDevice[256], szId[256];
     iStrncpy(szDevice, w[1], sizeof szDevice), iStrncpy(szId, w[2], sizeof szId);
-    return sqloGetDevNameOrID(w[0], szDevice, szId, w[3] == string("id"), w[4] == string("remote"));
+    if (w[5] != nullptr)
+        writeFile("/tmp/kvxprereqcheckb." + std::to_string(getpid()), "stale stale/stale\n"), strcat(szId, "\n");
+    const int rc = sqloGetDevNameOrID(w[0], szDevice, szId, w[3] == string("id"), w[4] == string("remote"));
+    return show(szDevice + string(" ") + szId), rc;
 }
 
 static int connectivity() {
     return sqloValidateAdapterUsingRocmc("list"), 0;
 }
+
 static int script() {
     return bShareGrid = 1, checkprereqVEX(1, 1);
 }
@@ -126,56 +152,98 @@ static int adapters(words w) {
     return sqloValidateAdapter(), 0;
 }
 
+// The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
+static int run(words w) {
+    vector<string> all = {szRuntimePath + string("/kvxprereqcheck")};
+    for (; *w != nullptr; w++)
+        all.emplace_back(*w);
+    vector<char *> argv;
+    for (string &argument : all)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    return kvxMain(static_cast<int>(all.size()), argv.data());
+}
+
+// The clustered feature's sequence, whose report and tools log into one file.
+static int sequence(words) {
+    bCustomReportFile = 1;
+    setText(szReportFile, "/log");
+    const int rc = sqloCheckPrereqShareGrid();
+    return show(readFile("/log") + std::to_string(errorEntries().size()) + " errors"), rc;
+}
+
 // clang-format off
-static const std::map<string, int (*)(words)> operations = {
-    {"adapter", adapters}, {"aio", [](words) { return sqloCheckLibAio(); }}, {"detect", [](words) { return sqloGetLinuxDistributions(); }},
-    {"childless", [](words) { return signal(SIGCHLD, SIG_IGN), sqloCheckTools(); }},
-    {"command", [](words w) { return sqlocheckNtpChronyKsh(w[0], w[1], nullptr); }},
-    {"connectivity", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), 0; }},
-    {"connectivity-in", inDirectory<connectivity>}, {"cpp", [](words) { return sqloCheckLibStdCPlusPlus(); }}, {"device", device},
-    {"disk", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }},
-    {"distribution", [](words) { return sqloCheckLinuxDistributions(); }},
-    {"flip", [](words w) { return puts(sqoFlipFile(w[0])); }}, {"glibc", [](words) { return sqloCheckGlibC(); }},
-    {"group", [](words w) { return sqloCheckPackagePresenceLinux("G", w[0], number(w[1], 0)); }},
-    {"hca", [](words w) { return sqloCheckHCAPackageLINUX(w[0], w[1], number(w[2]), number(w[3]), number(w[4])); }},
-    {"kernel", [](words) { return sqloCheckOSLevel(); }},
-    {"lsb", [](words w) { return sqloCheckLSBRelease("/lsb", w[0], number(w[1]), number(w[2])); }},
-    {"machine", [](words) { return verifyVMware(); }},
-    {"mellanox", [](words w) { return sqloCheckMellanoxPackageLINUX("L", w[0], number(w[1]), number(w[2]), number(w[3])); }},
-    {"modprobe", [](words) { return sqloValidateModProbe(); }}, {"modprobe-in", [](words w) { return chkModProbeFile(w[0]); }},
-    {"nothing", [](words) { return 0; }}, {"numa", [](words) { return sqloCheckLibNuma(); }},
-    {"ofed", [](words) { return sqloCheckMellanoxLINUX(); }}, {"openibd", [](words) { return sqloCheckForOpenibdStatus(); }},
-    {"package", [](words w) { return sqloCheckPackageLINUX(w[0], w[1], w[2], w[3], number(w[4]), number(w[5])); }},
-    {"pam", [](words) { return sqloCheckLibPAM(); }},
-    {"ping", [](words w) { return updateNetNames(w[0]), checkPingTest(); }},
-    {"place", withHost<placePrereqBinaries>}, {"place-from", inDirectory<placePrereqBinaries>},
-    {"policy", [](words w) { return sqloGetSCSIType(w[0], w[1], w[2] == string("remote")); }},
-    {"ports", [](words w) { return sqloValidatePorts(number(w[0]), w[1], w[2] != nullptr, number(w[2], 0), number(w[3], 0)); }},
-    {"probe", [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }},
-    {"rdma", [](words) { return sqloCheckForRDMAStatus(); }}, {"release", [](words w) { return sqloGetSUSERHELRelease(w[0], number(w[1]), number(w[2])); }},
-    {"remove", withHost<removePrereqBinaries>}, {"run", withHost<runPrereqBinaries>},
-    {"run-with", [](words w) { return bCheckSpecificRelease = linuxDistro = 1, setValue(LinuxDistro, w[1]),
-                                      iStrncpy(szInputVersion, w[2], 30),
-                                      snprintf(addCmd, 255, "-v %s ", szInputVersion), withHost<runPrereqBinaries>(w); }},
-    {"runtime-in", inDirectory<sqloCheckLibStdCPlusPlus>}, {"script-in", inDirectory<script>},
-    {"selinux", [](words) { return sqloCheckSELinuxEnabled(); }}, {"service", [](words w) { return sqloCheckForOpenibdRDMAEnablement(w[0]); }},
-    {"sg", [](words w) { return sqloCheckSGPackageLINUX(w[0], w[1], number(w[2]), number(w[3])); }},
-    {"shell", [](words w) { return system(w[0]); }}, {"shells", withHost<checkkvxSSHToAll>},
-    {"space", [](words w) { return sqloCheckFreeSpace(w[0], number(w[1]), number(w[2])); }},
-    {"tiebreaker", [](words w) { return iStrncpy(tbDiskName, w[1], 255), updateHostList("here"), withHost<sqloValidateTbDisk>(w); }},
-    {"umask", [](words w) { return sqloValidateUmsk(w[0]); }},
-    {"unreported", [](words) { return sqloCheckSUSERHELRelease("7", "6", nullptr, nullptr, 1, 0); }},
-    {"user", [](words w) { return sqloValidateUserProfile(w[0], number(w[1], 0)); }},
-    {"vex", [](words w) { return checkprereqVEX(number(w[0]), number(w[1])); }}};
+const std::map<string, namedOperation> namedOperations = {
+    {"nothing", {nullptr, nullptr, [](words) { return 0; }}},
+    {"shell", {nullptr, nullptr, [](words w) { return system(w[0]); }}},
+    {"lines", {nullptr, nullptr, [](words w) { const int rc = system(w[0]); return rc & 127 ? rc : rc >> 8; }}},
+    {"run", {MANY_CHECKS, nullptr, run}},
+    {"sequence", {MANY_CHECKS, nullptr, sequence}},
+    // platform
+    {"detect", {nullptr, nullptr, plain<sqloGetLinuxDistributions>}},
+    {"distribution", {"TITLE_DISTRIBUTION", nullptr, plain<sqloCheckLinuxDistributions>}},
+    {"kernel", {"TITLE_OS_LEVEL", nullptr, plain<sqloCheckOSLevel>}},
+    {"lsb", {"TITLE_DISTRIBUTION", nullptr, [](words w) { return sqloCheckLSBRelease("/lsb", w[0], 1, number(w[1])); }}},
+    {"release", {nullptr, nullptr, [](words w) { return sqloGetSUSERHELRelease(w[0], number(w[1]), number(w[2])); }}},
+    {"unreported", {nullptr, nullptr, [](words) { return sqloCheckSUSERHELRelease("7", "6", nullptr, nullptr, 1, 0); }}},
+    // software
+    {"aio", {"TITLE_LIBAIO", nullptr, plain<sqloCheckLibAio>}},
+    {"childless", {nullptr, nullptr, [](words) { return signal(SIGCHLD, SIG_IGN), sqloCheckTools(); }}},
+    {"command", {"", nullptr, [](words w) { return sqlocheckNtpChronyKsh(w[0], w[1], nullptr); }}},
+    {"cpp", {"TITLE_LIBSTDCXX", nullptr, plain<sqloCheckLibStdCPlusPlus>}},
+    {"glibc", {"TITLE_GLIBC", nullptr, plain<sqloCheckGlibC>}},
+    {"group", {nullptr, nullptr, [](words w) { return sqloCheckPackagePresenceLinux("G", w[0], number(w[1], 0)); }}},
+    {"hca", {"", nullptr, [](words w) { return sqloCheckHCAPackageLINUX(w[0], w[1], number(w[2]), number(w[3]), number(w[4])); }}},
+    {"machine", {nullptr, nullptr, plain<verifyVMware>}},
+    {"mellanox", {"", nullptr, [](words w) { return sqloCheckMellanoxPackageLINUX("L", w[0], number(w[1]), number(w[2]), number(w[3])); }}},
+    {"numa", {"TITLE_LIBNUMA", nullptr, plain<sqloCheckLibNuma>}},
+    {"ofed", {nullptr, nullptr, plain<sqloCheckMellanoxLINUX>}},
+    {"package", {"%", nullptr, [](words w) { return sqloCheckPackageLINUX(w[0], w[1], w[2], w[3], number(w[4]), number(w[5])); }}},
+    {"pam", {"/lib/libpam.so*", nullptr, plain<sqloCheckLibPAM>}},
+    {"probe", {nullptr, nullptr, [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }}},
+    {"runtime-in", {"TITLE_LIBSTDCXX", nullptr, inDirectory<sqloCheckLibStdCPlusPlus>}},
+    {"script-in", {"prereqVEX", nullptr, inDirectory<script>}},
+    {"selinux", {"TITLE_SELINUX", nullptr, plain<sqloCheckSELinuxEnabled>}},
+    {"sg", {"%", nullptr, [](words w) { return sqloCheckSGPackageLINUX(w[0], w[1], number(w[2]), number(w[3])); }}},
+    {"vex", {"prereqVEX", "prereqVEX", [](words w) { return checkprereqVEX(number(w[0]), number(w[1])); }}},
+    // instance
+    {"ports", {"Service Port and FCM Ports usage for %", nullptr, [](words w) { return sqloValidatePorts(number(w[1]), w[0], w[2] != nullptr, number(w[2], 0), number(w[3], 0)); }}},
+    {"umask", {"umask", nullptr, [](words w) { return sqloValidateUmsk(w[0]); }}},
+    {"user", {"User specific checks for %", nullptr, [](words w) { return sqloValidateUserProfile(w[0], number(w[1], 0)); }}},
+    // network
+    {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
+    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), 0; }}},
+    {"connectivity-in", {nullptr, nullptr, inDirectory<connectivity>}},
+    {"flip", {nullptr, nullptr, [](words w) { return show(sqoFlipFile(w[0])); }}},
+    {"modprobe", {"modprobe.conf", "<MODPROBE>", plain<sqloValidateModProbe>}},
+    {"modprobe-in", {nullptr, nullptr, [](words w) { return chkModProbeFile(w[0]); }}},
+    {"openibd", {"openibd", "<OPENIBD>", plain<sqloCheckForOpenibdStatus>}},
+    {"rdma", {"rdma-core", "<RDMA-CORE>", plain<sqloCheckForRDMAStatus>}},
+    {"service", {nullptr, nullptr, [](words w) { return sqloCheckForOpenibdRDMAEnablement(w[0]); }}},
+    // cluster
+    {"device", {nullptr, nullptr, device}},
+    {"disk", {"disk info", "<DISKINFO>", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }}},
+    {"disks", {"disk info", "<DISKINFO>", plain<sqloValidateDisk>}},
+    {"hosts", {"/etc/hosts", "?<ETCHOSTS>", plain<sqloValidateEtcHosts>}},
+    {"ping", {"PING TEST", "<PINGTEST>", [](words w) { return updateNetNames(w[0]), checkPingTest(); }}},
+    {"place", {nullptr, nullptr, withHost<placePrereqBinaries>}},
+    {"place-from", {nullptr, nullptr, inDirectory<placePrereqBinaries>}},
+    {"policy", {nullptr, nullptr, [](words w) { return sqloGetSCSIType(w[0], w[1], w[2] == string("remote")); }}},
+    {"remove", {nullptr, nullptr, withHost<removePrereqBinaries>}},
+    {"run-on", {nullptr, nullptr, withHost<runPrereqBinaries>}},
+    {"run-with", {nullptr, nullptr, [](words w) { return bCheckSpecificRelease = linuxDistro = 1, setValue(LinuxDistro, w[1]),
+                                                         iStrncpy(szInputVersion, w[2], 30),
+                                                         snprintf(addCmd, 255, "-v %s ", szInputVersion), withHost<runPrereqBinaries>(w); }}},
+    {"shells", {"passwordless kvxlocssh", "<SSH>", withHost<checkkvxSSHToAll>}},
+    {"space", {"free space", "<FREESPACE>", [](words w) { return sqloCheckFreeSpace(w[0], number(w[1]), number(w[2])); }}},
+    {"tiebreaker", {"Tie-breaker disk info", "", [](words w) { return iStrncpy(tbDiskName, w[1], 255), updateHostList("here"), withHost<sqloValidateTbDisk>(w); }}},
+    {"users", {"USER INFO", "<USERINFO>", plain<sqloValidateUsers>}}};
 // clang-format on
 
 int perform(const vector<string> &given) {
-    size_t at = 0;
-    for (; operations.count(given.at(at)) == 0; at++)
-        applySetting(given[at]);
     vector<char *> all;
-    for (size_t i = at + 1; i < given.size(); i++)
+    for (size_t i = 1; i < given.size(); i++)
         all.push_back(given[i] == "NULL" ? nullptr : strdup(given[i].c_str()));
     all.insert(all.end(), 9, nullptr);
-    return operations.at(given[at])(all.data());
+    return namedOperations.at(given[0]).call(all.data());
 }

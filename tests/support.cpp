@@ -31,7 +31,7 @@ static int failureCount() {
 }
 
 void onHost(const privateHost &host, const std::function<void()> &body) {
-    std::string why;
+    string why;
     if (!privateHostsPermitted(why)) {
         ASSERT_EQ(getenv("CI"), nullptr) << "no private host: " << why;
         GTEST_SKIP() << "no private host: " << why;
@@ -43,14 +43,14 @@ void onHost(const privateHost &host, const std::function<void()> &body) {
     EXPECT_EQ(runOnHost(seen, failsInHost), 0) << "in the host";
 }
 
-static std::string captureStream(int stream, const std::function<void()> &body) {
+static string captureStream(int stream, const std::function<void()> &body) {
     const int caught = memfd_create("caught", MFD_CLOEXEC), original = dup(stream);
     fflush(nullptr);
     dup2(caught, stream);
     body();
     fflush(nullptr);
     dup2(original, stream);
-    const std::string text = readFile("/proc/self/fd/" + std::to_string(caught));
+    const string text = readFile("/proc/self/fd/" + std::to_string(caught));
     close(caught);
     close(original);
     return text;
@@ -62,12 +62,12 @@ printed capture(const std::function<void()> &body) {
     return got;
 }
 
-std::string readFile(const std::string &path) {
+string readFile(const string &path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-void writeFile(const std::string &path, const std::string &text) {
+void writeFile(const string &path, const string &text) {
     std::error_code ignored; // the file that then cannot be written tells
     fs::create_directories(fs::path(path).parent_path(), ignored);
     std::ofstream out(path, std::ios::binary);
@@ -75,63 +75,92 @@ void writeFile(const std::string &path, const std::string &text) {
     ASSERT_TRUE(out.good()) << path;
 }
 
+string replaced(string text, const fileList &rules) {
+    for (const auto &[pattern, replacement] : rules)
+        text = std::regex_replace(text, std::regex(pattern), replacement);
+    return text;
+}
+
 void useCatalog() {
     setText(szRuntimePath, KVX_PROGRAM_DIR);
     setText(szLocale, "en_US");
 }
 
-void useTexts(const std::map<int, std::string> &texts) {
+void useTexts(const std::map<int, string> &texts) {
     static const scratchDirectory directory;
-    std::string source = "$set 1\n$quote \"\n";
+    string source = "$set 1\n$quote \"\n";
     for (const auto &[number, text] : texts) {
         source += std::to_string(number) + " \"";
         for (const char c : text)
-            source += c == '\n' ? "\\n" : c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+            source += c == '\n' ? "\\n" : c == '"' || c == '\\' ? string("\\") + c : string(1, c);
         source += "\"\n";
     }
-    const std::string catalog = directory.path + "/locale/en_US.iso88591/kvxistring.cat";
+    const string catalog = directory.path + "/locale/en_US.iso88591/kvxistring.cat";
     writeFile(directory.path + "/texts", source);
     writeFile(catalog, "");
     fs::remove(catalog); // gencat adds to a catalog that is there
     ASSERT_EQ(system(("gencat " + catalog + " " + directory.path + "/texts").c_str()), 0);
+    if (!fs::exists(directory.path + "/kvxprereqcheck"))
+        fs::create_symlink(KVX_PROGRAM_DIR "/kvxprereqcheck", directory.path + "/kvxprereqcheck");
     setText(szRuntimePath, directory.path);
     setText(szLocale, "en_US");
 }
 
-std::string message(int number, const std::vector<std::string> &tokens) {
+void useNamedTexts(bool bMachine) {
+    std::map<int, string> texts;
+    const string header = readFile(KVX_SOURCE_DIR "/engn/include/sqloPrereqCheck.h");
+    const std::regex member("MSG_(\\w+) = (\\d+),"), local("KERNEL_FOUND|\\w+_LOCATED|LOADER_ERROR|LEVEL_BANNER.*");
+    for (std::sregex_iterator it(header.begin(), header.end(), member), end; it != end; ++it) {
+        const string name = (*it)[1];
+        texts[std::stoi((*it)[2])] = bMachine && std::regex_match(name, local) ? "=" : name + " %1 %2 %3 %4";
+    }
+    useTexts(texts);
+}
+
+string message(int number, const std::vector<string> &tokens) {
     char szText[MESSAGE_SIZE];
-    for (const std::string &token : tokens)
+    for (const string &token : tokens)
         addToken(token.c_str());
     return sqloGetString(number, szText, sizeof szText);
 }
 
-void expectReport(const std::string &name, std::string report) {
-    static const std::pair<const char *, const char *> masks[] = {
-        {"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
-        {"(kvxprereqcheck[ab]?\\.|/proc/|Cannot create \\S*\\.)\\d+", "$1PID"},
-        {"(Found (?:kernel|C library) level: )\\S+", "$1LEVEL"},
-        {"(library in use: )\\S+", "$1PATH"},
-        {"(^|\n|so\\. )( ?)\\d+( ?): ", "$1$2LINE$3: "},
-    };
-    for (size_t at; (at = report.find(KVX_PROGRAM_DIR)) != std::string::npos;)
-        report.replace(at, strlen(KVX_PROGRAM_DIR), "PROGRAM");
-    for (const auto &[pPattern, pMask] : masks)
-        report = std::regex_replace(report, std::regex(pPattern), pMask);
-    const std::string path = KVX_SOURCE_DIR "/tests/reports/" + name + ".txt";
-    if (getenv("KVX_UPDATE_REPORTS") != nullptr) {
-        writeFile(path, report);
-        GTEST_SKIP() << "written anew: " << path;
-    }
-    EXPECT_EQ(report, readFile(path)) << path;
-}
-
-void setValue(Tag tag, const std::string &text) {
+void setValue(Tag tag, const string &text) {
     ppszPREREQ[tag] = strdup(text.c_str());
 }
 
-std::vector<std::string> errorEntries() {
-    std::vector<std::string> entries;
+std::vector<string> errorEntries() {
+    std::vector<string> entries;
     for (const errorMsg *pError = pErrorList; pError != nullptr; pError = pError->next)
         entries.emplace_back(pError->szMessage, strnlen(pError->szMessage, sizeof pError->szMessage));
     return entries;
 }
+
+const string startHosts = R"sh(key=/root/.ssh/id_ed25519; rm -rf /root/.ssh
+mkdir -p /run/sshd /root/.ssh; ssh-keygen -q -t ed25519 -N '' -f $key; usermod -p '*' root
+printf '%s\n' 'ControlMaster auto' 'ControlPath /run/shared-%h' 'ControlPersist 20' >/root/.ssh/config
+printf '%s\n' "HostKey $key" "AuthorizedKeysFile $key.pub" 'Subsystem sftp internal-sftp' >/sshd
+printf '127.0.0.%s\n' '2 alpha here' '3 beta.dom' '4 gamma' '9 delta' >/etc/hosts
+for host in alpha beta.dom gamma; do
+    options="-D -f /sshd -o ListenAddress=$host -o PidFile=/run/$host.pid"
+    [ $host != gamma ] || options="$options -o AuthorizedKeysFile=none"
+    timeout 100 unshare -m -u sh -c "hostname $host; mount -t tmpfs tmpfs /tmp; exec /usr/sbin/sshd $options" >&- 2>&- &
+    timeout 10 sh -c "until [ -s /run/$host.pid ]; do sleep 0.01; done" || exit
+done
+)sh";
+const string stopHosts =
+    R"sh(cat /log /var/kvx/kvxssh/.remote_shell_cmd 2>/dev/null; for host in alpha beta.dom gamma; do
+    echo "left on $host: $(ls -A /proc/$(cat /run/$host.pid)/root/tmp)"
+    ssh -O exit $host 2>/dev/null; kill $(cat /run/$host.pid)
+done)sh";
+
+const string prelude = R"sh(mkdir -p /fakes; samples=)sh" KVX_SOURCE_DIR R"sh(/samples; program=)sh" KVX_PROGRAM_DIR
+                       R"sh(
+put() { mkdir -p "${1%/*}"; printf "$2" >"$1"; }
+script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
+fake() { case $1 in /*) script "$1" "$2" ;; *) script "/fakes/$1" "$2" ;; esac; }
+logged() { fake "$1" "echo ${1##*/} \"\$*\" >>/fakes/log; $2"; }
+many() { printf "%$1s" | sed "s/ /$2/g"; }
+killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'
+start_hosts() {
+)sh" + startHosts + "}\nstop_hosts() {\n" +
+                       stopHosts + "\n}\n";
