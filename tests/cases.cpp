@@ -89,9 +89,18 @@ static string joined(const vector<string> &lines, const string &between) {
     return all;
 }
 
-// A text of the program's own is as good as its beginning.
+// What the program says in texts of its own, shorter.
 static string cut(const string &line) {
-    return line.size() > 70 && !std::regex_search(line, std::regex("^[A-Z_]+ ")) ? line.substr(0, 50) + "..." : line;
+    static const fileList abbreviations = {{"^The (Service|FCM) Port Number - ", "$1 "},
+                                           {"^ERROR: The (Service|FCM) Port Number - ", "$1 "},
+                                           {" is available for (\\S+) to use\\.", " free for $1"},
+                                           {" is assigned to (\\S+) KVX service", " is $1"},
+                                           {" is in use and assigned to (\\S+) service", " used by $1"},
+                                           {"^ERROR: There already exists a service - (\\S+) assigned to", "$1 has"},
+                                           {"^=+$", "="},
+                                           {"^Total number of required user checks: (.)\\.", "of $1"},
+                                           {"^(\\w+:.{35}).*", "$1..."}};
+    return replaced(line, abbreviations);
 }
 
 struct outcome {
@@ -111,6 +120,22 @@ static string takeClosing(vector<string> *pLines) {
         return "stays open";
     pLines->pop_back();
     return found->second;
+}
+
+// Without what every user's block says; lines that tell of a passed part as their number.
+static vector<string> counted(const vector<string> &lines) {
+    static const std::regex passed(".* Check - Passed\\."),
+        usual("sqllib Check - Skipped\\.|Details of .*|SUCCESS: All required User checks .*");
+    vector<string> all;
+    int count = 0;
+    for (const string &line : lines)
+        if (std::regex_match(line, passed))
+            count++;
+        else if (!std::regex_match(line, usual))
+            all.push_back(line);
+    if (count > 0)
+        all.insert(all.begin(), std::to_string(count) + " passed");
+    return all;
 }
 
 // The lines, those of the error list marked, and what is only there.
@@ -145,10 +170,11 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
         got.report.erase(got.report.begin());
     }
     const string closing = title.empty() ? "no block" : takeClosing(&got.report);
+    got.report = counted(got.report);
     const bool bFailed = closing != "passes" && !title.empty();
     const int usual = bFailed ? -1 : 0;
-    const string all = (got.status == usual ? "" : std::to_string(got.status) + " ") + closing +
-                       (title == usualTitle || title.empty() ? "" : " (" + title + ")") +
+    const string all = (got.status == usual || got.status == NO_STATUS ? "" : std::to_string(got.status) + " ") +
+                       closing + (title == usualTitle || title.empty() ? "" : " (" + title + ")") +
                        marked(got.report, got.errors, bFailed && closing != "stays open");
     if (what.pMarker == nullptr)
         return all;
@@ -192,7 +218,8 @@ static string manyAnswer(const outcome &got) {
 }
 
 static string plainAnswer(const outcome &got) {
-    const string lines = marked(got.report, got.errors, false);
+    const string gui = joined(linesOf(got.gui), "|"),
+                 lines = marked(got.report, got.errors, false) + (gui.empty() ? "" : " gui: " + gui);
     if (got.status == NO_STATUS)
         return lines.empty() ? "" : lines.substr(2);
     return std::to_string(got.status) + lines;
@@ -202,11 +229,12 @@ static string plainAnswer(const outcome &got) {
 static string changesOfHost() {
     string all;
     for (const string &path : filesChangedOnHost()) {
-        const string text = fs::is_regular_file(path) ? joined(linesOf(readFile(path)), "|").substr(0, 300) : "";
+        const string text = fs::is_regular_file(path) ? joined(linesOf(readFile(path)), "|") : "";
         if (path == "/fakes/log")
             all = " ran: " + text + all;
-        else if (path.find("/rpm/") == path.npos && path != "/gui" && path != "/log")
-            all += " left " + path + (text.empty() ? "" : ": " + text);
+        else if (path.find("/rpm/") == path.npos && path.rfind("/run/", 0) != 0 && path != "/gui" && path != "/log" &&
+                 path != "/report")
+            all += " left " + path + (text.empty() ? "" : ": " + text.substr(0, 60));
     }
     return all;
 }
@@ -229,6 +257,7 @@ static string answerHere(const string &call, bool bRaw) {
     rememberHost();
     outcome got = {};
     const printed shown = capture([&] { got.status = perform(words); });
+    const printed after = capture([] { system("[ ! -x /after ] || /after"); });
     if (bRaw)
         return shown.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
                (readFile("/gui").empty() ? "" : "GUI report:\n" + readFile("/gui")) + "status " +
@@ -242,19 +271,22 @@ static string answerHere(const string &call, bool bRaw) {
     if (!shown.err.empty())
         all += " {" + joined(linesOf(shown.err), ", ") + "}";
     for (const auto &[name, text] : settings())
-        all += text == before.at(name) || bMany ? "" : " " + name + "=" + text;
-    return all + changesOfHost();
+        all += text == before.at(name) || bMany || words[0] == "everywhere" ? "" : " " + name + "=" + text;
+    for (const hostInfo *pHost = preqHostInfo; pHost != nullptr; pHost = pHost->next)
+        all += pHost->isSSH ? "" : string(" without ") + string(pHost->hostName, strnlen(pHost->hostName, 9));
+    all += (after.out.empty() ? "" : " after: " + joined(linesOf(after.out), "|")) + changesOfHost();
+    return all.size() < 2500 ? all : all.substr(0, 200) + " of " + std::to_string(all.size());
 }
 
 static string maskedHere(const string &answer, bool bRaw) {
     return replaced(answer, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
-                             {string("GLIBC_FOUND ") + gnu_get_libc_version(), "GLIBC_FOUND OWN"},
                              {"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
                              {szRuntimePath, "RUNTIME"},
                              {"USAGE_FIRST\\W+USAGE_ARGUMENTS[\\w\\W]*USAGE_LAST", "usage"},
                              {bRaw ? "KERNEL_FOUND .*" : "$^", "KERNEL_FOUND"},
                              {"sh: [^,}]*", "sh: ..."},
-                             {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"}});
+                             {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
+                             {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}});
 }
 
 static string answerOf(const oneCase &given, bool bRaw) {
@@ -317,9 +349,9 @@ static void compare(const oneCase &given) {
         writeFile(path, got);
     else if (bUpdate)
         line.written = wrapped(line.text.substr(0, line.text.rfind(sign)) + sign + got);
+    const size_t end = line.text.rfind(sign), shell = std::min(line.text.find(":: "), end);
     ADD_FAILURE_AT((directory + given.file).c_str(), line.number)
-        << given.call << line.text.substr(std::min(line.text.find(":: "), line.text.rfind(sign)))
-        << "\nexpected: " << (bRaw ? given.expected : expected)
+        << given.call << line.text.substr(shell, end - shell) << "\nexpected: " << (bRaw ? given.expected : expected)
         << "\ngot:      " << (bRaw ? "\n" + differences(expected, got) : got);
 }
 

@@ -149,7 +149,7 @@ static int script() {
 static int adapters(words w) {
     for (; *w != nullptr; w++)
         updateNetNames(*w);
-    return sqloValidateAdapter(), 0;
+    return sqloValidateAdapter(), NO_STATUS;
 }
 
 // The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
@@ -162,6 +162,38 @@ static int run(words w) {
         argv.push_back(argument.data());
     argv.push_back(nullptr);
     return kvxMain(static_cast<int>(all.size()), argv.data());
+}
+
+// On every host of the list, and what it was told to do there.
+static int runEverywhere(words w) {
+    bHostList = 1;
+    const int rc = run(w);
+    return show(string("[") + addCmd + "] [" + addFiles + "]"), rc;
+}
+
+static int placeRunAndRemove(words) {
+    const int placed = placePrereqBinaries(), ran = runPrereqBinaries();
+    return show("placed " + std::to_string(placed) + ", ran " + std::to_string(ran)), removePrereqBinaries();
+}
+
+template <typename Record> static string names(const Record *pFirst, char (Record::*field)[255]) {
+    string all;
+    for (; pFirst != nullptr; pFirst = pFirst->next)
+        all += "[" + string(pFirst->*field, strnlen(pFirst->*field, 255)) + "]";
+    return all;
+}
+
+// Adds the words to every list, and shows what the lists then hold.
+static int lists(words w) {
+    for (; *w != nullptr; w++) {
+        const char *pName = *w == string("-") ? nullptr : *w, *pId = strlen(*w) == 1 ? nullptr : *w;
+        printf("%d%d%d%d ", updateHostList(pName), updateNetNames(pName), updateUserList(pName, 7, 8, 1),
+               updateDiskList(pName, pId, 1));
+    }
+    return show(names(preqHostInfo, &hostInfo::hostName) + names(preqNetNames, &netNames::netName) +
+                names(preqUserInfo, &userInfo::userName) + names(preqDiskInfo, &diskInfo::diskName) +
+                names(preqDiskInfo, &diskInfo::diskID) + std::to_string(preqHostInfo->isSSH) +
+                std::to_string(preqUserInfo->UID) + std::to_string(preqUserInfo->GID));
 }
 
 // The clustered feature's sequence, whose report and tools log into one file.
@@ -212,7 +244,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"user", {"User specific checks for %", nullptr, [](words w) { return sqloValidateUserProfile(w[0], number(w[1], 0)); }}},
     // network
     {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
-    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), 0; }}},
+    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), NO_STATUS; }}},
     {"connectivity-in", {nullptr, nullptr, inDirectory<connectivity>}},
     {"flip", {nullptr, nullptr, [](words w) { return show(sqoFlipFile(w[0])); }}},
     {"modprobe", {"modprobe.conf", "<MODPROBE>", plain<sqloValidateModProbe>}},
@@ -224,7 +256,15 @@ const std::map<string, namedOperation> namedOperations = {
     {"device", {nullptr, nullptr, device}},
     {"disk", {"disk info", "<DISKINFO>", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }}},
     {"disks", {"disk info", "<DISKINFO>", plain<sqloValidateDisk>}},
+    {"everywhere", {nullptr, nullptr, runEverywhere}},
     {"hosts", {"/etc/hosts", "?<ETCHOSTS>", plain<sqloValidateEtcHosts>}},
+    {"hosts-again", {"/etc/hosts", nullptr, [](words) { sqloValidateEtcHosts(), resetEtcHosts(); return sqloValidateEtcHosts(); }}},
+    {"lists", {nullptr, nullptr, lists}},
+    {"remote", {nullptr, nullptr, placeRunAndRemove}},
+    {"remote-commands", {nullptr, nullptr, [](words) { return show(string(getSSHCmd()) + " " + getSCPCmd()); }}},
+    {"pings", {"PING TEST", "<PINGTEST>", plain<checkPingTest>}},
+    {"all-shells", {"passwordless kvxlocssh", "<SSH>", plain<checkkvxSSHToAll>}},
+    {"tiebreaker-disk", {"Tie-breaker disk info", "", plain<sqloValidateTbDisk>}},
     {"ping", {"PING TEST", "<PINGTEST>", [](words w) { return updateNetNames(w[0]), checkPingTest(); }}},
     {"place", {nullptr, nullptr, withHost<placePrereqBinaries>}},
     {"place-from", {nullptr, nullptr, inDirectory<placePrereqBinaries>}},

@@ -137,7 +137,8 @@ std::vector<string> errorEntries() {
 
 const string startHosts = R"sh(key=/root/.ssh/id_ed25519; rm -rf /root/.ssh
 mkdir -p /run/sshd /root/.ssh; ssh-keygen -q -t ed25519 -N '' -f $key; usermod -p '*' root
-printf '%s\n' 'ControlMaster auto' 'ControlPath /run/shared-%h' 'ControlPersist 20' >/root/.ssh/config
+printf '%s\n' 'ControlMaster auto' 'ControlPath /run/shared-%h' 'ControlPersist 20' 'UserKnownHostsFile /dev/null' \
+    'LogLevel ERROR' >/root/.ssh/config
 printf '%s\n' "HostKey $key" "AuthorizedKeysFile $key.pub" 'Subsystem sftp internal-sftp' >/sshd
 printf '127.0.0.%s\n' '2 alpha here' '3 beta.dom' '4 gamma' '9 delta' >/etc/hosts
 for host in alpha beta.dom gamma; do
@@ -155,12 +156,12 @@ done)sh";
 
 const string prelude = R"sh(mkdir -p /fakes; samples=)sh" KVX_SOURCE_DIR R"sh(/samples; program=)sh" KVX_PROGRAM_DIR
                        R"sh(
-put() { mkdir -p "${1%/*}"; printf "$2" >"$1"; }
+put() { case $1 in /*/* | [!/]*/*) mkdir -p "${1%/*}" ;; esac; printf "$2" >"$1"; }
 script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
 fake() { case $1 in /*) script "$1" "$2" ;; *) script "/fakes/$1" "$2" ;; esac; }
 logged() { fake "$1" "echo ${1##*/} \"\$*\" >>/fakes/log; $2"; }
 many() { printf "%$1s" | sed "s/ /$2/g"; }
 killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'
 start_hosts() {
-)sh" + startHosts + "}\nstop_hosts() {\n" +
-                       stopHosts + "\n}\n";
+)sh" + startHosts + "}\nstop_hosts='" +
+                       stopHosts + "'\n";
