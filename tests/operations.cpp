@@ -246,7 +246,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
     {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), NO_STATUS; }}},
     {"connectivity-in", {nullptr, nullptr, inDirectory<connectivity>}},
-    {"flip", {nullptr, nullptr, [](words w) { return show(sqoFlipFile(w[0])); }}},
+    {"flip", {nullptr, nullptr, [](words w) { const string all = sqoFlipFile(w[0]); return show(all.size() < 1000 ? all : std::to_string(all.size())); }}},
     {"modprobe", {"modprobe.conf", "<MODPROBE>", plain<sqloValidateModProbe>}},
     {"modprobe-in", {nullptr, nullptr, [](words w) { return chkModProbeFile(w[0]); }}},
     {"openibd", {"openibd", "<OPENIBD>", plain<sqloCheckForOpenibdStatus>}},
