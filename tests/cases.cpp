@@ -31,6 +31,11 @@ struct oneCase {
 };
 
 static const string directory = KVX_SOURCE_DIR "/tests/cases/", sign = " => ";
+// The whole usage text, by the names of its messages.
+static const string usage = replaced("FIRST ARGUMENTS SELECTION CLUSTERED FILES_GIVEN OUTPUT INSTANCE INSTANCE_USER "
+                                     "INSTANCE_PORTS GENERAL FILES ENVIRONMENT EXIT_STATUS LAST ",
+                                     {{"(\\w+) ", "USAGE_$1 *\n"}});
+static const char *const date = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}";
 static std::map<string, vector<caseLine>> files;
 static string wantedCase; // only cases that hold this text, or whose place it is
 static bool bUpdate;
@@ -226,15 +231,17 @@ static string plainAnswer(const outcome &got) {
 }
 
 // What the host has got since it was remembered, with the texts.
-static string changesOfHost() {
+static string changesOfHost(bool bWhole) {
+    const string usual = bWhole ? "/tmp/kvxprereqcheck." + std::to_string(getpid()) : "";
     string all;
     for (const string &path : filesChangedOnHost()) {
         const string text = fs::is_regular_file(path) ? joined(linesOf(readFile(path)), "|") : "";
         if (path == "/fakes/log")
             all = " ran: " + text + all;
         else if (path.find("/rpm/") == path.npos && path.rfind("/run/", 0) != 0 && path != "/gui" && path != "/log" &&
-                 path != "/report")
-            all += " left " + path + (text.empty() ? "" : ": " + text.substr(0, 60));
+                 path != "/report" && path != usual)
+            all += (fs::exists(fs::symlink_status(path)) ? " left " : " removed ") + path +
+                   (text.empty() ? "" : ": " + text.substr(0, 60));
     }
     return all;
 }
@@ -262,48 +269,55 @@ static string answerHere(const string &call, bool bRaw) {
         return shown.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
                (readFile("/gui").empty() ? "" : "GUI report:\n" + readFile("/gui")) + "status " +
                std::to_string(got.status) + "\n";
-    got.report = linesOf(shown.out), got.gui = readFile("/gui");
+    got.report = linesOf(replaced(shown.out, {{" \\d+ : Cateory .*\n", ""}, {usage, "usage\n"}, {date, ""}})),
+    got.gui = readFile("/gui");
     for (const string &entry : errorEntries())
         for (vector<string> lines = linesOf(entry); !lines.empty(); lines.pop_back())
             got.errors.insert(got.errors.begin(), lines.back());
+    const bool bWhole = words[0] == "run" || words[0] == "everywhere" || words[0] == "network-type";
     const bool bMany = what.pTitle != nullptr && what.pTitle == string(MANY_CHECKS);
     string all = what.pTitle == nullptr ? plainAnswer(got) : bMany ? manyAnswer(got) : blockAnswer(what, words, got);
     if (!shown.err.empty())
         all += " {" + joined(linesOf(shown.err), ", ") + "}";
     for (const auto &[name, text] : settings())
-        all += text == before.at(name) || bMany || words[0] == "everywhere" ? "" : " " + name + "=" + text;
+        all += text == before.at(name) || bMany || bWhole ? "" : " " + name + "=" + text;
     for (const hostInfo *pHost = preqHostInfo; pHost != nullptr; pHost = pHost->next)
         all += pHost->isSSH ? "" : string(" without ") + string(pHost->hostName, strnlen(pHost->hostName, 9));
-    all += (after.out.empty() ? "" : " after: " + joined(linesOf(after.out), "|")) + changesOfHost();
+    all += (after.out.empty() ? "" : " after: " + joined(linesOf(after.out), "|")) + changesOfHost(bWhole);
     return all.size() < 2500 ? all : all.substr(0, 200) + " of " + std::to_string(all.size());
 }
 
-static string maskedHere(const string &answer, bool bRaw) {
-    return replaced(answer, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
-                             {"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
-                             {szRuntimePath, "RUNTIME"},
-                             {"USAGE_FIRST\\W+USAGE_ARGUMENTS[\\w\\W]*USAGE_LAST", "usage"},
-                             {bRaw ? "KERNEL_FOUND .*" : "$^", "KERNEL_FOUND"},
-                             {"sh: [^,}]*", "sh: ..."},
-                             {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
-                             {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}});
+static string masked(const string &answer, const string &runtime) {
+    struct utsname own = {};
+    uname(&own);
+    fileList masks = {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
+                      {"(/kvxprereqcheck\\.)\\d+", "$1PID"},
+                      {"KERNEL_FOUND " + replaced(own.release, {{"-.*", ""}, {"\\.", " "}}), "KERNEL_FOUND OWN"},
+                      {date, "DATE"},
+                      {runtime, "RUNTIME"},
+                      {usage, "usage\n"},
+                      {"sh: [^,}]*", "sh: ..."},
+                      {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
+                      {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}};
+    return replaced(answer, masks);
 }
 
 static string answerOf(const oneCase &given, bool bRaw) {
+    const string runtime = szRuntimePath;
     privateHost host;
     host.hostName = "here.dom";
-    host.binds = {szRuntimePath};
+    host.binds = {runtime};
     host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info", "/etc/modprobe.d", "/etc/os-release",
                     "/etc/dat.conf",        "/etc/ofed",          "/etc/rdma",       "/var/kvx"};
     host.ownNetwork = given.setUp.find("# own network") != string::npos;
     if (given.setUp.find("# rpm database") != string::npos)
         host.layers = {KVX_PROGRAM_DIR "/tests/rpm-host"};
-    const string setUp = "runtime=" + string(szRuntimePath) + "\n" + prelude + given.setUp + "\n:";
+    const string setUp = "runtime=" + runtime + "\n" + prelude + given.setUp + "\n:";
     return capture([&] {
                onHost(host, [&] {
                    EXPECT_EQ(system(expanded(setUp).c_str()), 0);
                    setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
-                   const string answer = maskedHere(answerHere(expanded(given.call), bRaw), bRaw);
+                   const string answer = masked(answerHere(expanded(given.call), bRaw), runtime);
                    std::cout << (bRaw ? answer : shortened(joined(linesOf(answer), "|"))) << std::flush;
                });
            })

@@ -152,6 +152,10 @@ static int adapters(words w) {
     return sqloValidateAdapter(), NO_STATUS;
 }
 
+static string textOf(Tag tag) {
+    return ppszPREREQ[tag] == nullptr ? "" : ppszPREREQ[tag];
+}
+
 // The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
 static int run(words w) {
     vector<string> all = {szRuntimePath + string("/kvxprereqcheck")};
@@ -162,6 +166,14 @@ static int run(words w) {
         argv.push_back(argument.data());
     argv.push_back(nullptr);
     return kvxMain(static_cast<int>(all.size()), argv.data());
+}
+
+// What a run makes of a network type.
+static int networkType(words w) {
+    setText(szNetworkType, w[0]), bCustomNetworkType = 1;
+    char *argument[] = {nullptr};
+    string refused = capture([&] { run(argument); }).err;
+    return show(refused.empty() ? textOf(HCANetwork) + " " + textOf(MHCA) : refused);
 }
 
 // On every host of the list, and what it was told to do there.
@@ -196,6 +208,88 @@ static int lists(words w) {
                 std::to_string(preqUserInfo->UID) + std::to_string(preqUserInfo->GID));
 }
 
+// --- Single functions: what they answer to each word ---
+
+static string each(words w, const std::function<string(const char *)> &answer) {
+    string all;
+    for (; *w != nullptr; w++)
+        all += (all.empty() ? "" : " ") + answer(*w == string("NULL!") ? nullptr : *w);
+    return all;
+}
+
+static string order(const char *pRequired, const char *pFound) {
+    const char *const ppszOrders[] = {"higher", "equal", "lower", "unreadable"};
+    return ppszOrders[sqloCompareVersionStrings(pRequired, pFound)];
+}
+
+// A condition in a line, or a whole line.
+static string condition(const char *pText) {
+    const string line = pText[0] == '<' ? pText : "<RHEL value=\"" + string(pText) + "\">";
+    return sqloProcessConditionStmt(line.c_str(), RHEL) ? "fails" : "holds";
+}
+
+// Copies and appends within a buffer of 8 bytes.
+static int copies(words w) {
+    char szText[] = "\0\0\0\0\0\0\0\0#";
+    strncpy(szText, w[0], 8);
+    string all = string(safeStrNCat(szText, w[1], 8), strnlen(szText, 8));
+    return show(all + " " + iStrncpy(szText, w[1], 8) + szText[8]);
+}
+
+// The text 1 of the catalog, fetched twice into a buffer of a size.
+static int text(words w) {
+    const int size = number(w[0]);
+    string buffer(300, 'x'), all;
+    for (int round = 0; round < 2; round++) {
+        for (words token = w + 1; *token != nullptr; token++)
+            addToken(*token == string("NULL!") ? nullptr : *token);
+        all += sqloGetString(1, buffer.data(), size) + string(1, buffer[static_cast<size_t>(size)]) + "|";
+    }
+    return show(all + std::to_string(totalTokens));
+}
+
+static int retrieve(words w) {
+    string buffer(300, 'x');
+    const int rc = sqloRetrieveNLString(number(w[1]), buffer.data(), number(w[2]), w[0]);
+    return show(buffer.c_str() + string(1, buffer[static_cast<size_t>(number(w[2]))])), rc;
+}
+
+// Sends each sink its text.
+static int sinks(words) {
+    char szLine[8] = "line";
+    return logMessage(szLine), logRemoteMessage("remote"), logGUIMessage("gui"), show(szLine);
+}
+
+// Levels with their failures, as LEVEL:FAILURE,...; then the summary, when it is asked for.
+static int summary(words w) {
+    for (; *w != nullptr; w++) {
+        const string level = string(*w).substr(0, string(*w).find(':'));
+        std::istringstream in(string(*w).substr(std::min(level.size() + 1, strlen(*w))));
+        for (string failure; std::getline(in, failure, ',');)
+            sqloUpdateErrorList(failure.c_str());
+        sqloWriteSummaryToReport(level.c_str());
+    }
+    return bPrintSummary ? sqloPrintSummary() : 0;
+}
+
+static int levels(words w) {
+    const int rc = sqloRetrieveSupportedVersion();
+    string all;
+    for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
+        all += string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)) + " ";
+    all += each(w, [](const char *pLevel) {
+        return applySetting(string("szInputVersion=") + pLevel), validateInputVersion() == 0 ? "known" : "unknown";
+    });
+    return show(all), rc;
+}
+
+static int prepare(words) {
+    for (char *&pValue : ppszPREREQ)
+        pValue = szInputVersion;
+    sqloPreparePrereqCheck();
+    return show(std::to_string(std::count(ppszPREREQ, ppszPREREQ + PREREQ_SLOTS, szInputVersion)) + " " + szPlatform);
+}
+
 // The clustered feature's sequence, whose report and tools log into one file.
 static int sequence(words) {
     bCustomReportFile = 1;
@@ -210,7 +304,26 @@ const std::map<string, namedOperation> namedOperations = {
     {"shell", {nullptr, nullptr, [](words w) { return system(w[0]); }}},
     {"lines", {nullptr, nullptr, [](words w) { const int rc = system(w[0]); return rc & 127 ? rc : rc >> 8; }}},
     {"run", {MANY_CHECKS, nullptr, run}},
+    {"network-type", {nullptr, nullptr, networkType}},
+    {"options", {nullptr, nullptr, run}},
     {"sequence", {MANY_CHECKS, nullptr, sequence}},
+    // single functions
+    {"catalog", {nullptr, nullptr, [](words) { return show(message(1)); }}},
+    {"conditions", {nullptr, nullptr, [](words w) { return show(each(w, condition)); }}},
+    {"copies", {nullptr, nullptr, copies}},
+    {"exists", {nullptr, nullptr, [](words w) { return show(each(w, [](const char *p) { return sqloFileExists(p) ? "yes" : "no"; })); }}},
+    {"language", {nullptr, nullptr, [](words) { return sqloInitLocale(nullptr), NO_STATUS; }}},
+    {"levels", {nullptr, nullptr, levels}},
+    {"locales", {nullptr, nullptr, [](words w) { return show(each(w, sqloNormalizedLocaleDir)); }}},
+    {"location", {nullptr, nullptr, [](words w) { return sqloSetRuntimeLocation(w[0]), show(sqloGetRuntimeLocation(nullptr)); }}},
+    {"prepare", {nullptr, nullptr, prepare}},
+    {"read", {nullptr, nullptr, [](words w) { return sqloReadPrereqFromXML(w[0]); }}},
+    {"retrieve", {nullptr, nullptr, retrieve}},
+    {"sinks", {nullptr, nullptr, sinks}},
+    {"summary", {nullptr, nullptr, summary}},
+    {"tags", {nullptr, nullptr, [](words w) { return show(each(w, [](const char *p) { return std::to_string(sqloGetTagIndex(p)); })); }}},
+    {"text", {nullptr, nullptr, text}},
+    {"versions", {nullptr, nullptr, [](words w) { return show(each(w + 1, [w](const char *p) { return order(w[0] == string("NULL!") ? nullptr : w[0], p); })); }}},
     // platform
     {"detect", {nullptr, nullptr, plain<sqloGetLinuxDistributions>}},
     {"distribution", {"TITLE_DISTRIBUTION", nullptr, plain<sqloCheckLinuxDistributions>}},
