@@ -35,6 +35,7 @@ static const string directory = KVX_SOURCE_DIR "/tests/cases/", sign = " => ";
 static const string usage = replaced("FIRST ARGUMENTS SELECTION CLUSTERED FILES_GIVEN OUTPUT INSTANCE INSTANCE_USER "
                                      "INSTANCE_PORTS GENERAL FILES ENVIRONMENT EXIT_STATUS LAST ",
                                      {{"(\\w+) ", "USAGE_$1 *\n"}});
+static const char *const trace = " \\d+ : Cateory .*\n"; // of every message
 static const char *const date = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}";
 static std::map<string, vector<caseLine>> files;
 static string wantedCase; // only cases that hold this text, or whose place it is
@@ -191,11 +192,23 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
     return all + (linesOf(got.gui) == linesOf(joined(gui, "\n")) ? "" : " gui: " + joined(linesOf(got.gui), "|"));
 }
 
-// Every check by the last word of its title, with its sign; of a level's summary whether it is good, or how many lines
-// follow a bad one.
+// A check by its title and the package or directory that a tool was asked about, as far as that is another word.
+static string checkName(const string &title) {
+    static const fileList names = {{"^TITLE_|^/.*/", ""},
+                                   {"^(User|Service) .*", "$1"},
+                                   {"^Infiniband Support Package: ", "ib:"},
+                                   {"^High Performance Networking Package: ", "hpn:"},
+                                   {"^RDMA Infiniband Package: ", "rdma:"},
+                                   {"^\\S+so\\S*: ", ""}};
+    return replaced(title, names);
+}
+
+// Every check with its sign; of a level's summary whether it is good, or how many lines follow a bad one; and the lines
+// outside of blocks. A "?" begins what a tool was asked about.
 static string manyAnswer(const outcome &got) {
     string all;
     int failures = -1;
+    bool bOpen = false;
     const auto endLevel = [&] { all += failures < 0 ? "" : " " + std::to_string(failures) + " lines", failures = -1; };
     for (const string &line : got.report) {
         const string name = line.substr(0, line.find(' ')), rest = name == line ? "" : line.substr(name.size() + 1);
@@ -204,21 +217,26 @@ static string manyAnswer(const outcome &got) {
         else if (failures >= 0)
             failures++;
         else if (name == "LEVEL_BANNER" || name == "LEVEL_BANNER_CLUSTERED")
-            all += (all.empty() ? "" : " ") + replaced(rest, {{" Linux", ""}}) + (name == "LEVEL_BANNER" ? ":" : "+:");
+            all += " " + replaced(rest, {{" Linux", ""}}) + (name == "LEVEL_BANNER" ? ":" : "+:");
         else if (name == "CHECK_HEADING")
-            all += " " + replaced(rest, {{"^TITLE_", ""}, {"^(User|Service) .*", "$1"}, {"^/.*/", ""}});
+            all += " " + checkName(rest), bOpen = true;
         else if (name == "CHECK_PASSED")
-            all += "+";
+            all += "+", bOpen = false;
         else if (name == "CHECK_FAILED")
-            all += rest.empty() ? "-" : "-" + rest.substr(9, 1);
+            all += rest.empty() ? "-" : "-" + rest.substr(9, 1), bOpen = false;
         else if (name == "LEVEL_PASSED")
             all += " met";
         else if (name == "LEVEL_FAILED")
-            all += " failed for " + rest.substr(0, rest.rfind(' ')), failures = 0;
-        else if (name[0] == '?' || name == "KVX" || name == "Current" || all.empty() || name == "TIME_SERVICE_MISSING")
-            all += " " + line;
+            all += " failed for " + rest.substr(0, rest.find(' ')), failures = 0;
+        else if (line[0] == '?' || !bOpen)
+            all += " " + cut(line);
     }
     endLevel();
+    static const fileList shorter = {{" free space \\?", " "},
+                                     {"([ :])(\\S+) \\?\\2([-+])", "$1$2$3"},
+                                     {" /tmp\\+ /var\\+ /usr\\+|( free space\\+){3}", " space+"},
+                                     {" OS_LEVEL\\+ LIBSTDCXX\\+ LIBAIO\\+", " host+"}};
+    all = replaced(all, shorter);
     return all.substr(all[0] == ' ') + (got.status == 0 ? "" : "; exit " + std::to_string(got.status & 255));
 }
 
@@ -260,27 +278,31 @@ static string answerHere(const string &call, bool bRaw) {
     bGUIReportFile = what.pMarker != nullptr;
     for (const string &setting : given)
         applySetting(setting);
+    const bool bWhole = std::regex_match(words[0], std::regex("run|options|everywhere|network-type"));
+    const bool bMany = what.pTitle != nullptr && what.pTitle == string(MANY_CHECKS);
     const auto before = settings();
     rememberHost();
     outcome got = {};
     const printed shown = capture([&] { got.status = perform(words); });
     const printed after = capture([] { system("[ ! -x /after ] || /after"); });
     if (bRaw)
-        return shown.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
+        return replaced(shown.out, {{trace, ""},
+                                    {"([^ \n]) +\n", "$1\n"},
+                                    {"([^ \n]) +\n", "$1\n"},
+                                    {"(.*profile Check.*\n)(.*bashrc Check.*\n)", "$2$1"}}) +
+               after.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
                (readFile("/gui").empty() ? "" : "GUI report:\n" + readFile("/gui")) + "status " +
                std::to_string(got.status) + "\n";
-    got.report = linesOf(replaced(shown.out, {{" \\d+ : Cateory .*\n", ""}, {usage, "usage\n"}, {date, ""}})),
+    got.report = linesOf(replaced(shown.out, {{bWhole ? trace : "$.", ""}, {usage, "usage\n"}, {date, ""}})),
     got.gui = readFile("/gui");
     for (const string &entry : errorEntries())
         for (vector<string> lines = linesOf(entry); !lines.empty(); lines.pop_back())
             got.errors.insert(got.errors.begin(), lines.back());
-    const bool bWhole = words[0] == "run" || words[0] == "everywhere" || words[0] == "network-type";
-    const bool bMany = what.pTitle != nullptr && what.pTitle == string(MANY_CHECKS);
     string all = what.pTitle == nullptr ? plainAnswer(got) : bMany ? manyAnswer(got) : blockAnswer(what, words, got);
     if (!shown.err.empty())
         all += " {" + joined(linesOf(shown.err), ", ") + "}";
     for (const auto &[name, text] : settings())
-        all += text == before.at(name) || bMany || bWhole ? "" : " " + name + "=" + text;
+        all += text == before.at(name) || (bWhole && words[0] != "options") ? "" : " " + name + "=" + text;
     for (const hostInfo *pHost = preqHostInfo; pHost != nullptr; pHost = pHost->next)
         all += pHost->isSSH ? "" : string(" without ") + string(pHost->hostName, strnlen(pHost->hostName, 9));
     all += (after.out.empty() ? "" : " after: " + joined(linesOf(after.out), "|")) + changesOfHost(bWhole);

@@ -295,7 +295,7 @@ static int sequence(words) {
     bCustomReportFile = 1;
     setText(szReportFile, "/log");
     const int rc = sqloCheckPrereqShareGrid();
-    return show(readFile("/log") + std::to_string(errorEntries().size()) + " errors"), rc;
+    return show(readFile("/log") + std::to_string(errorEntries().size())), rc;
 }
 
 // clang-format off

@@ -160,7 +160,7 @@ put() { case $1 in /*/* | [!/]*/*) mkdir -p "${1%/*}" ;; esac; printf "$2" >"$1"
 script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
 fake() { case $1 in /*) script "$1" "$2" ;; *) script "/fakes/$1" "$2" ;; esac; }
 logged() { fake "$1" "echo ${1##*/} \"\$*\" >>/fakes/log; $2"; }
-host() { cp -R $samples/hosts/$1/. /; fake ldd; fake file 'echo ELF 32-bit'; fake /usr/sbin/getenforce 'echo Disabled'; }
+host() { cp -R $samples/hosts/$1/. /; fake ldd; fake file 'echo ELF 32-bit'; fake /usr/sbin/getenforce 'echo Disabled'; cd /; }
 level() { printf '<KVXLevel value="%s">\n<platform value="Linux">\n' $1
 printf "${2-<CPPVersionString>CXXABI_1.3</CPPVersionString>\\n}</platform>\\n</KVXLevel>\\n"; } >>/KVXprereqs.xml
 many() { printf "%$1s" | sed "s/ /$2/g"; }
