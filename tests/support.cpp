@@ -118,7 +118,7 @@ void useNamedTexts(bool bMachine) {
 }
 
 string message(int number, const std::vector<string> &tokens) {
-    char szText[MESSAGE_SIZE];
+    char szText[1024];
     for (const string &token : tokens)
         addToken(token.c_str());
     return sqloGetString(number, szText, sizeof szText);

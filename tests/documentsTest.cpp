@@ -1,0 +1,140 @@
+// Header, catalog, usage, manual pages, completion and sample in step with the program.
+#include "support.h"
+
+#include <algorithm>
+#include <regex>
+#include <set>
+
+typedef std::set<string> words;
+
+// What a command prints that is run in the source directory.
+static string shell(const string &command) {
+    return capture([&] { EXPECT_NE(system(("cd '" KVX_SOURCE_DIR "' && " + command).c_str()), -1); }).out;
+}
+
+static words found(const string &text, const char *pPattern, const char *pFormat = "$1") {
+    const std::regex pattern(pPattern);
+    words all;
+    for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match)
+        all.insert(match->format(pFormat));
+    return all;
+}
+
+static const char *const header = "cat engn/include/*.h", *const english = "cat locale/en_US.iso88591/kvxistring.msg";
+
+TEST(Messages, StandInHeaderAndCatalogWithTheSameTokens) {
+    const words inHeader = found(shell(header), "(MSG_\\w+) = (\\d+), *// ([^\n]*)", "$1 $2 $3");
+    EXPECT_GT(inHeader.size(), 100U);
+    EXPECT_EQ(found(shell(english), "\n\\$ (MSG_\\w+): ([^\n]*)\n(?:\\$[^\n]*\n)*(\\d+) \"", "$1 $3 $2"), inHeader);
+    EXPECT_EQ(found(shell(english), "\n(\\d+) \""), found(shell(header), "MSG_\\w+ = (\\d+),"));
+}
+
+TEST(Messages, ShowTokensThatTheyHaveAndFitTheirBuffers) {
+    useCatalog();
+    for (const string &row : found(shell(header), "MSG_(\\w+) = (\\d+), *// ([^\n]*)", "$2 $3; $1")) {
+        const string tokens = row.substr(6), text = message(std::stoi(row), std::vector<string>(9, string(1, 1)));
+        const long stated = tokens.rfind("none", 0) == 0 ? 0 : 1 + std::count(tokens.begin(), tokens.end(), ',');
+        const long shown = std::count(text.begin(), text.end(), 1);
+        EXPECT_LE(shown, stated) << row;
+        EXPECT_LT(text.size() + 40 * static_cast<size_t>(shown), row.find("; USAGE_") == row.npos ? 256U : 1000U)
+            << row;
+        EXPECT_TRUE(std::regex_match(text, std::regex("[\1 -~\n]*[\1-~]"))) << row; // ASCII, no newline at the end
+    }
+}
+
+TEST(Statuses, StandInHeaderUsageAndManual) {
+    words statuses = found(shell(header), "RC_\\w+ = (1?\\d),");
+    statuses.insert("255"); // RC_FAILED; those from 21 on do not get out
+    const string manual = shell("sed '1,/Sh EXIT/d;/Sh EXAM/,$d' man/*.1");
+    EXPECT_EQ(found(manual, "\\.It (\\d+)"), statuses);
+    const string rendered =
+        "mandoc -Tascii man/kvxprereqcheck.1 | sed 's/.\b//g' | sed -n '/^EXIT/,/These come/p' | tr -s ' \n' ' '";
+    const auto lower = [](string text) {
+        std::transform(text.begin(), text.end(), text.begin(), tolower);
+        return text;
+    };
+    useCatalog();
+    EXPECT_EQ(found(lower(message(MSG_USAGE_EXIT_STATUS)), "\n +(\\d+) +([^\n]*)", "$1 $2"),
+              found(lower(shell(rendered)), " (\\d+) ([^.]*)\\.", "$1 $2"));
+}
+
+// The spellings in the rows of the option table that a rule is found in.
+static words spellings(const string &rule) {
+    return found(shell("grep '{{\"-.*" + rule + "' engn/sqo/sqloPrereqCheck.cpp"), "\"-([^\"]+)");
+}
+
+TEST(Manual, AgreesWithCode) {
+    EXPECT_EQ(shell("mandoc -Tlint -Wall man/* 2>&1 | grep -v -e 'manual not found' -e mandoc.db"), "");
+    EXPECT_GE(spellings("").size(), 30U);
+    const std::pair<string, string> options[] = {{"", ""}, {" Ar ", "[YE]_VALUE"}, {"any case", "ANY_CASE"}};
+    for (const auto &[mark, rule] : options)
+        EXPECT_EQ(found(shell("grep '^.It Fl.*" + mark + "' man/*.1"), R"(Fl (?:\\&)?(\S+))"), spellings(rule)) << rule;
+    EXPECT_EQ(found(shell("grep 'It Ev' man/*.1"), "(\\w+)\n"), found(shell("cat engn/sqo/*"), "getenv\\(\"(\\w+)"));
+}
+
+TEST(Manual, HasEveryTagWhereItBelongs) {
+    const words tags(ppszTagName, ppszTagName + LastTag);
+    const char *const pNames = "(?:\\.Va|It Va| ,) (\\w+)";
+    EXPECT_EQ(found(shell("sed '1,/Sh TAGS/d' man/*.5"), pNames), tags);
+    words unread = tags; // code without its strings and comments
+    const string code = shell("sed 's/\"[^\"]*\"//g;s|//.*||;s|/\\*.*\\*/||;s|/\\*.*||;/^ \\* /d' engn/sqo/*.cpp");
+    for (const string &word : found(code, "(\\w+)"))
+        unread.erase(word);
+    EXPECT_EQ(found(shell("sed '1,/that nothing reads/d;/Sh EXAM/,$d' man/*.5"), pNames), unread);
+}
+
+TEST(Manual, ExampleRunsAsStated) {
+    onHost({}, [] {});
+    const string example = shell("mandoc -Tascii man/*.5 | sed -n '/<KVXpre/,/<.KVXpre/p'");
+    words ends;
+    for (const string name : {"rhel", "suse"}) {
+        const privateHost host = {
+            {KVX_SOURCE_DIR "/samples/hosts/" + name}, "", {KVX_PROGRAM_DIR}, false, false, {}, {{"/f", example}}};
+        const runResult got = runProgram(host, {KVX_PROGRAM_DIR "/kvxprereqcheck", "-f", "/f", "-i", "-v", "11.5"});
+        ends.insert(std::to_string(got.status) + (name == "rhel" ? " on RHEL" : " on SUSE"));
+    }
+    EXPECT_EQ(ends, found(shell("tr '\\n' ' ' <man/KVXprereqs.xml.5"), "status (\\d+ on [A-Z]+)"));
+}
+
+// What the last word of a command line is completed to.
+static words completed(const string &line) {
+    const string call = "COMP_WORDS=(p \"$@\"); COMP_CWORD=$#; _kvxprereqcheck; echo \"${COMPREPLY[@]}\"";
+    return found(shell("bash -c '. completions/kvxprereqcheck; " + call + "' bash " + line), "(\\S+)");
+}
+
+TEST(Completion, KnowsOptionsAndLevels) {
+    for (const string &spelling : spellings(""))
+        EXPECT_EQ(completed("'-" + spelling + "'").count("-" + spelling), 1U) << spelling;
+    EXPECT_EQ(completed("-SERV"), words{"-service"});
+    const scratchDirectory directory; // a level is no command
+    writeFile(directory.path + "/f", "<KVXLevel value=\"2.1\">\n<KVXLevel value=\"$(id)\">\n");
+    EXPECT_EQ(completed("-f " + directory.path + "/f -v ''"), words{"2.1"});
+}
+
+TEST(Locales, TableHoldsTogether) {
+    words names, rows;
+    std::map<string, string> directories;
+    for (const prereqlmap_t &row : prereqLocmap) {
+        const string locale = row.name, map = row.map, encode = row.encode;
+        EXPECT_TRUE(names.insert(locale).second) << locale << " stands twice";
+        EXPECT_EQ(map.substr(0, map.find('.')), row.shortmap) << locale;
+        EXPECT_EQ(map.find(".utf8") != map.npos, encode == "UTF8") << locale;
+        const string language = locale.substr(0, locale.find_first_of("_.@"));
+        const string territory = language == "zh" || language == "pt" ? row.shortmap : "";
+        EXPECT_EQ(directories.emplace(language + territory + encode, map).first->second, map) << locale;
+        rows.insert(locale + " " + map + " " + std::to_string(row.cs) + " " + encode + " " + row.shortmap);
+    }
+    for (const char *pRow : {"ES_AR.UTF8 es_ES.utf8 2 UTF8 es_ES", "ja_JP.EUCJP ja_JP.eucJP 2 EUCJIS ja_JP",
+                             "en_US.UTF8 en_US.iso88591 2 ASCII en_US", "ar_EG.ISO88596 ar_AA.iso88596 1 8859_6 ar_AA"})
+        EXPECT_EQ(rows.count(pRow), 1U) << pRow;
+    for (int c = 0; c < 256; c++)
+        EXPECT_EQ(sqlocmap2[c], c >= 'a' && c <= 'z' ? c - 32 : c);
+}
+
+// Three names stand in another order than their members.
+TEST(Tags, StandInTheOrderOfTheirMembers) {
+    string members = shell("sed -n '/^enum Tag {/,/}/p' engn/include/*.h");
+    members = std::regex_replace(members, std::regex(R"(/\*.*?\*/|enum Tag \{|[\s}])"), "");
+    for (int tag = 0; tag < LastTag; members.erase(0, members.find(',') + 1), tag++)
+        EXPECT_TRUE(members.substr(0, members.find(',')) == ppszTagName[tag] || (tag >= 76 && tag <= 78)) << tag;
+}
