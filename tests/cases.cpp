@@ -328,7 +328,7 @@ static string answerOf(const oneCase &given, bool bRaw) {
     const string runtime = szRuntimePath;
     privateHost host;
     host.hostName = "here.dom";
-    host.binds = {runtime};
+    host.binds = {runtime, KVX_SOURCE_DIR "/samples"};
     host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info", "/etc/modprobe.d", "/etc/os-release",
                     "/etc/dat.conf",        "/etc/ofed",          "/etc/rdma",       "/var/kvx"};
     host.ownNetwork = given.setUp.find("# own network") != string::npos;
