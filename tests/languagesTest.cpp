@@ -106,17 +106,15 @@ TEST(Languages, AUserGetsHisOwn) {
     };
     const string english = helpIn("C");
     EXPECT_NE(english.find("-partitions"), string::npos);
-    const char *rows[][4] = {
-        {"de", "de_DE.UTF-8", "de_DE", "ISO-8859-1"},       {"de", "de_AT.utf8", "de_CH.CP850", "CP850"},
-        {"de", "de_LU.UTF-8", "de_DE@euro", "ISO-8859-15"}, {"fr", "fr_FR.UTF-8", "fr_CA.CP863", "CP863"},
-        {"es", "es_MX.UTF-8", "es_AR.cp1252", "CP1252"},    {"it", "it_IT.UTF-8", "it_CH.ISO-8859-1", "ISO-8859-1"},
-        {"pt_BR", "pt_BR.UTF-8", "pt_BR", "ISO-8859-1"},    {"ja", "ja_JP.UTF-8", "ja_JP.eucJP", "EUC-JP"},
-        {"ja", "ja_JP.utf8", "ja_JP.SJIS", "SHIFT_JIS"},    {"ko", "ko_KR.UTF-8", "ko_KR.EUC-KR", "EUC-KR"},
-        {"zh_CN", "zh_CN.UTF-8", "zh_SG.GBK", "GBK"},       {"zh_CN", "zh_SG.UTF-8", "zh_CN.GB18030", "GB18030"},
-        {"zh_TW", "zh_TW.UTF-8", "zh_TW.Big5", "BIG5"},     {"zh_TW", "zh_HK.UTF-8", "zh_HK", "BIG5-HKSCS"}};
-    for (const auto &[pLanguage, pWhole, pOther, pCodeSet] : rows) {
-        if (!fs::exists(string(KVX_SOURCE_DIR "/locale/") + pLanguage))
-            continue;
+    const char *rows[][3] = {
+        {"de_DE.UTF-8", "de_DE", "ISO-8859-1"},       {"de_AT.utf8", "de_CH.CP850", "CP850"},
+        {"de_LU.UTF-8", "de_DE@euro", "ISO-8859-15"}, {"fr_FR.UTF-8", "fr_CA.CP863", "CP863"},
+        {"es_MX.UTF-8", "es_AR.cp1252", "CP1252"},    {"it_IT.UTF-8", "it_CH.ISO-8859-1", "ISO-8859-1"},
+        {"pt_BR.UTF-8", "pt_BR", "ISO-8859-1"},       {"ja_JP.UTF-8", "ja_JP.eucJP", "EUC-JP"},
+        {"ja_JP.utf8", "ja_JP.SJIS", "SHIFT_JIS"},    {"ko_KR.UTF-8", "ko_KR.EUC-KR", "EUC-KR"},
+        {"zh_CN.UTF-8", "zh_SG.GBK", "GBK"},          {"zh_SG.UTF-8", "zh_CN.GB18030", "GB18030"},
+        {"zh_TW.UTF-8", "zh_TW.Big5", "BIG5"},        {"zh_HK.UTF-8", "zh_HK", "BIG5-HKSCS"}};
+    for (const auto &[pWhole, pOther, pCodeSet] : rows) {
         EXPECT_TRUE(helpIn(pWhole) != english) << pWhole;
         EXPECT_TRUE(converted(helpIn(pOther), pCodeSet, "UTF-8") == helpIn(pWhole)) << pOther;
     }
