@@ -291,7 +291,7 @@ int sqloFileExists(const char *pPath);
 
 /* One level that the prerequisites file offers. */
 struct versionList {
-    char szVersion[10]; // field: the first ten characters of the level
+    char szVersion[10]; // field: of a longer level the first ten characters
     versionList *next;  // older or equal level
 };
 
@@ -317,8 +317,9 @@ int sqloPreparePrereqCheck(void);
 /* RC_OK when szInputXMLFile opens for reading, else RC_INPUT. The file stays open until the exit. */
 int sqloValidateInputXML(void);
 
-/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text.
- * RC_OK; RC_INPUT when the file cannot be opened or names no level; RC_NO_MEMORY. */
+/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text. A level
+ * of more characters than its field holds is left out, which a line on standard error tells. RC_OK; RC_INPUT when the
+ * file cannot be opened or offers no level; RC_NO_MEMORY. */
 int sqloRetrieveSupportedVersion(void);
 
 /* Inserts a level behind all that are higher or equal. RC_OK, RC_FAILED for null, RC_NO_MEMORY. */

@@ -348,26 +348,49 @@ int sqloUpdatePreqVersionList(const char *pVer) {
     return RC_OK;
 }
 
-/* Adds the level that a line names, if it does: the line's first quoted text. */
-static int addLevelOfLine(char *szLine) {
+/* Cuts the level that a line names, if it does, out of it: the line's first quoted text. */
+static const char *levelOfLine(char *szLine) {
     if (strstr(szLine, "<KVXLevel") == NULL)
-        return RC_OK;
+        return NULL;
     char *pOpening = strchr(szLine, '"');
     char *pClosing = pOpening == NULL ? NULL : strchr(pOpening + 1, '"');
     if (pClosing == NULL)
-        return RC_OK;
+        return NULL;
     *pClosing = '\0';
-    return sqloUpdatePreqVersionList(pOpening + 1);
+    return pOpening + 1;
+}
+
+/* Adds a level. One that its field would cut is left out: cut, it names a section that the file does not have, and a
+ * level without requirements passes. */
+static int addLevel(const char *pLevel, int lineNumber) {
+    const int room = sizeof(versionList::szVersion);
+    if (strlen(pLevel) <= (size_t)room)
+        return sqloUpdatePreqVersionList(pLevel);
+    char szFile[sizeof szInputXMLFile], szLevel[PREREQ_LINE_SIZE];
+    copyText(szFile, szInputXMLFile);
+    copyText(szLevel, pLevel);
+    hideControls(szFile);
+    hideControls(szLevel);
+    fflush(stdout);
+    fprintf(stderr, "%s, line %d: level \"%s\" is left out, it has more than %d characters\n", szFile, lineNumber,
+            szLevel, room);
+    return RC_OK;
 }
 
 int sqloRetrieveSupportedVersion(void) {
     FILE *pFile = fopen(szInputXMLFile, "re");
     if (pFile == NULL)
         return RC_INPUT;
-    char szLine[256];
+    char szLine[PREREQ_LINE_SIZE];
+    int lineNumber = 1;
     int status = RC_OK;
-    while (status == RC_OK && readLine(pFile, szLine))
-        status = addLevelOfLine(szLine);
+    while (status == RC_OK && readLine(pFile, szLine)) {
+        int bWhole = strlen(szLine) < sizeof szLine - 1; // else more of the line follows
+        const char *pLevel = levelOfLine(szLine);
+        if (pLevel != NULL)
+            status = addLevel(pLevel, lineNumber);
+        lineNumber += bWhole;
+    }
     if (status == RC_OK && (ferror(pFile) || preqVersionList == NULL))
         status = RC_INPUT;
     fclose(pFile);

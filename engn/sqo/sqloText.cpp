@@ -58,6 +58,12 @@ void cutLastCharacter(char *szText) {
         szText[length - 1] = '\0';
 }
 
+void hideControls(char *szText) {
+    for (; *szText != '\0'; szText++)
+        if ((unsigned char)*szText < ' ' || *szText == '\177')
+            *szText = '?';
+}
+
 const char *textOrEmpty(const char *pText) {
     return pText == NULL ? "" : pText;
 }

@@ -61,6 +61,9 @@ void cutNewline(char *szText);
 /* Cuts the last character, whatever it is, of a text that has one. */
 void cutLastCharacter(char *szText);
 
+/* Turns control characters, which a terminal would obey, into "?". */
+void hideControls(char *szText);
+
 const char *textOrEmpty(const char *pText);
 
 /* --- Numbers --- */
