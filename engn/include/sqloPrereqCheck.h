@@ -314,7 +314,8 @@ char *sqloGetRuntimeLocation(char *pRuntimePath);
  * gave, and the adapter values. Always 0. */
 int sqloPreparePrereqCheck(void);
 
-/* RC_OK when szInputXMLFile opens for reading, else RC_INPUT. The file stays open until the exit. */
+/* RC_OK when szInputXMLFile is a regular file or a block device, which each level can read anew, and opens for reading;
+ * else RC_INPUT. The file stays open until the exit. */
 int sqloValidateInputXML(void);
 
 /* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text. A level

@@ -311,9 +311,15 @@ static void findInputFile(void) {
 
 /* --- Product levels --- */
 
+/* Does a path name what can be read from its start again, as every level does? Opening a FIFO would wait. */
+static int canBeReadAgain(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
+}
+
 int sqloValidateInputXML(void) {
     static FILE *pInput; // open until the exit
-    pInput = fopen(szInputXMLFile, "re");
+    pInput = canBeReadAgain(szInputXMLFile) ? fopen(szInputXMLFile, "re") : NULL;
     return pInput == NULL ? RC_INPUT : RC_OK;
 }
 
