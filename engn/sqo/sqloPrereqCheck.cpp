@@ -59,7 +59,7 @@ enum Option {
 };
 
 enum MatchRule { EXACT, ANY_CASE };
-enum ValueRule { NO_VALUE, ANY_VALUE, FILE_VALUE }; // a FILE_VALUE must not begin with '-'
+enum ValueRule { NO_VALUE, ANY_VALUE, FILE_VALUE }; // a FILE_VALUE must not begin with '-' and is not cut
 
 /* One option, in the order in which arguments are compared; what a missing or bad value shows (0: only the usage text)
  * and ends the run with. */
@@ -111,8 +111,15 @@ static const optionRow &findOption(const char *pArgument) {
     return unknownOption;
 }
 
+/* A path that does not fit would name another file when it was cut. */
+static int isUsablePath(const char *pPath) {
+    static_assert(sizeof szInputXMLFile == sizeof szReportFile && sizeof szReportFile == sizeof szGUIReportFile,
+                  "what fits one path's field fits all");
+    return pPath[0] != '-' && strlen(pPath) < sizeof szReportFile;
+}
+
 static int isUsableValue(const optionRow &row, const char *pValue) {
-    return pValue != NULL && (row.value == ANY_VALUE || pValue[0] != '-');
+    return pValue != NULL && (row.value == ANY_VALUE || isUsablePath(pValue));
 }
 
 template <size_t N> static void setText(int *pbGiven, char (&szSetting)[N], const char *pValue) {
@@ -302,8 +309,7 @@ static void findInstance(void) {
 static void findInputFile(void) {
     if (bCustomInputFile)
         return;
-    formatText(szInputXMLFile, "%s%s", szinstPathName, pInputFileName);
-    if (sqloFileExists(szInputXMLFile))
+    if (formatText(szInputXMLFile, "%s%s", szinstPathName, pInputFileName) && sqloFileExists(szInputXMLFile))
         return;
     debugTrace("KVXprereqs.xml not found in %s\n", szinstPathName);
     copyText(szInputXMLFile, pInputFileName);
