@@ -21,10 +21,10 @@ typedef char userText[256];
 static void reportLine(int bError, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 static void reportLine(int bError, const char *pFormat, ...) {
-    messageText szMesgBuffer;
+    char szMesgBuffer[LONG_MESSAGE_SIZE + LOG_ROOM];
     va_list arguments;
     va_start(arguments, pFormat);
-    vsnprintf(szMesgBuffer, MESSAGE_SIZE, pFormat, arguments);
+    vsnprintf(szMesgBuffer, LONG_MESSAGE_SIZE, pFormat, arguments);
     va_end(arguments);
     logMessage(szMesgBuffer);
     if (bError)
@@ -273,10 +273,14 @@ int sqloValidateUserProfile(const char *usrname, int checkSqllib) {
 
 /* --- Service and FCM ports --- */
 
+/* Room for every name that a service or FCM port is expected to have, and a character more: what is cut to it is none
+ * of them. */
+typedef char serviceName[sizeof svcnm + sizeof "kvxc_" + sizeof "_2147483647"];
+
 /* A service of the database, copied out of the library's own memory. */
 struct knownService {
     int bFound;
-    char szName[256]; // official name
+    serviceName szName; // official name
     int port;
 };
 
@@ -325,14 +329,13 @@ static int checkPort(const portKind &kind, long long port, const char *pExpected
 }
 
 /* Names the FCM port at a distance from the first: the plain name, one with a number, or that of the range's end. */
-static void nameFcmPort(char (&KVX_svce)[20], const char *pService, long long distance, int nPartitions) {
+static void nameFcmPort(serviceName &KVX_svce, const char *pService, long long distance, int nPartitions) {
     char lPartition[13] = "";
     if (distance > 0 && distance == nPartitions)
         copyText(lPartition, "_END");
     else if (distance > 0)
         formatText(lPartition, "_%lld", distance);
-    formatText(KVX_svce, "KVX_%s", pService);
-    appendText(KVX_svce, lPartition);
+    formatText(KVX_svce, "KVX_%s%s", pService, lPartition);
 }
 
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
@@ -340,11 +343,11 @@ int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmSta
     formatText(szTitle, "Service Port and FCM Ports usage for %s", svcName);
     startCheck(szTitle);
 
-    char kvxc_svce[15];
+    serviceName kvxc_svce;
     formatText(kvxc_svce, "kvxc_%s", svcName);
     int iRC = checkPort(serviceKind, svcPort, kvxc_svce, svcName);
     for (long long distance = 0; fcmCheck && distance <= nPartitions; distance++) {
-        char KVX_svce[20];
+        serviceName KVX_svce;
         nameFcmPort(KVX_svce, svcName, distance, nPartitions);
         if (checkPort(fcmKind, fcmStartPort + distance, KVX_svce, KVX_svce) != RC_OK)
             iRC = RC_FAILED;
