@@ -732,7 +732,8 @@ int checkprereqVEX(int msgLevel, int emitErrors);
 
 /* Does the account meet an instance's rules: name and primary group of at most 8 characters, no shared group, shell
  * start-up files, with checkSqllib no "sqllib" in its home? 0 or -1. A user whom the password database does not list is
- * looked up through getent, whose files pseudo_user_*.out stay in the current directory. */
+ * looked up through getent, whose files pseudo_user_*.out stay in the current directory; a name that cannot be part of
+ * a file's name fails, and makes none. */
 int sqloValidateUserProfile(const char *usrname, int checkSqllib);
 
 /* Are the service port and, with fcmCheck, the nPartitions + 1 FCM ports from fcmStartPort on free, or registered under

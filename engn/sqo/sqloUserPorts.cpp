@@ -16,12 +16,13 @@
 #include "sqloMessages.h"
 
 typedef char userText[256];
+typedef char reportedLine[LONG_MESSAGE_SIZE + LOG_ROOM];
 
 /* Writes a line to the report, and to the error list, where it then carries the newline that logging appended. */
 static void reportLine(int bError, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 static void reportLine(int bError, const char *pFormat, ...) {
-    char szMesgBuffer[LONG_MESSAGE_SIZE + LOG_ROOM];
+    reportedLine szMesgBuffer;
     va_list arguments;
     va_start(arguments, pFormat);
     vsnprintf(szMesgBuffer, LONG_MESSAGE_SIZE, pFormat, arguments);
@@ -58,10 +59,10 @@ static void noteUserCheck(userFindings *pFindings, int *pbPassed, int bPassed, c
 static int endUserBlock(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
 
 static int endUserBlock(const char *pFormat, ...) {
-    messageText szMesgBuffer;
+    reportedLine szMesgBuffer;
     va_list arguments;
     va_start(arguments, pFormat);
-    vsnprintf(szMesgBuffer, MESSAGE_SIZE, pFormat, arguments);
+    vsnprintf(szMesgBuffer, LONG_MESSAGE_SIZE, pFormat, arguments);
     va_end(arguments);
     sqloUpdateErrorList(szMesgBuffer);
     reportLine(0, "   ");
@@ -83,10 +84,13 @@ static int findListedUser(const char *pUser, userAccount *pAccount) {
     return pEntry != NULL;
 }
 
-/* Runs getent into a file of the current directory, which stays, and reads what fits. 0 when it cannot be opened. */
+/* Runs getent into a file of the current directory, which stays, and reads what fits. 0 when it cannot be opened, or
+ * would not stand in that directory. */
 static int readGetent(const char *pFormat, const char *pKey, captureFile *pCapture, userText &szOutput) {
     commandText szCommand;
     szOutput[0] = '\0';
+    if (strchr(pCapture->szPath, '/') != NULL)
+        return 0;
     if (!formatCommand(szCommand, pFormat, pKey, pCapture->szPath))
         return 1; // a key that would be an option has no entry
     runIntoCapture(pCapture, szCommand);
@@ -97,15 +101,6 @@ static int readGetent(const char *pFormat, const char *pKey, captureFile *pCaptu
     closeCapture(pCapture);
     leaveCapture(pCapture);
     return 1;
-}
-
-/* Names getent's output file after the user, who must not lead it out of the directory. */
-static void nameGetentOutput(captureFile *pCapture, const char *pPrefix, const char *pUser) {
-    userText szTmpfile;
-    formatText(szTmpfile, "%s%s.out", pPrefix, pUser);
-    for (char *p = strchr(szTmpfile, '/'); p != NULL; p = strchr(p, '/'))
-        *p = '_';
-    nameCaptureAt(pCapture, "%s", szTmpfile);
 }
 
 /* Takes name, group id and home out of a password line. Empty fields are skipped, so they shift what follows. */
@@ -130,7 +125,7 @@ static int splitPasswordLine(char *pLine, userAccount *pAccount) {
 static int findServedUser(const char *pUser, userAccount *pAccount) {
     captureFile capture;
     userText szOutput;
-    nameGetentOutput(&capture, "pseudo_user_", pUser);
+    nameCaptureAt(&capture, "pseudo_user_%s.out", pUser);
     if (!readGetent("getent passwd %s > %s", pUser, &capture, szOutput))
         return endUserBlock("ERROR: Failed to open the file %s to get the user data for UNIX Pseudo user - %s.",
                             capture.szPath, pUser);
@@ -140,7 +135,7 @@ static int findServedUser(const char *pUser, userAccount *pAccount) {
 
     char szGroupId[12];
     formatText(szGroupId, "%d", groupId);
-    nameGetentOutput(&capture, "pseudo_user_group_", pUser);
+    nameCaptureAt(&capture, "pseudo_user_group_%s.out", pUser);
     if (!readGetent("getent group %s > %s", szGroupId, &capture, szOutput))
         return endUserBlock("ERROR: Failed to open the file %s to get the user group data for UNIX Pseudo user - %s.",
                             capture.szPath, pUser);
