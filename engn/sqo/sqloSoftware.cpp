@@ -249,7 +249,7 @@ static int has32BitPam(const char *pPattern) {
     debugTrace("   Successfully loaded libpam.so.");
     commandText szCommand;
     formatCommand(szCommand, "file -L %s ", patternWord(pPattern));
-    return outputHolds(szCommand, "32");
+    return outputHolds(szCommand, "32-bit"); // a build id may hold the number
 }
 
 int sqloCheckLibPAM(void) {
