@@ -797,24 +797,22 @@ static void traceName(const char *pAddress, char *pName) {
 /* A line of /etc/hosts that is being examined. */
 struct hostsLine {
     const char *pAddress;
-    int bMatched;         // a cluster host has claimed the line
-    const char *pMatched; // by this name
+    const char *pMatched; // the cluster host's name that has claimed the line last, or null
 };
 
 /* Is a name another spelling of the host that has claimed the line? */
 static int isAlias(const hostsLine &line, const char *pName) {
-    return line.bMatched && isSameShortName(line.pMatched, pName);
+    return line.pMatched != NULL && isSameShortName(line.pMatched, pName);
 }
 
-/* Examines a name, no alias, on a line that is no loopback line. */
+/* Examines a name, no alias, on a line that is no loopback line. A line that is claimed stays so. */
 static int examineName(hostsLine *pLine, const char *pName) {
     int result = RC_OK;
-    if (pLine->bMatched) {
+    if (pLine->pMatched != NULL) {
         reportSecondName(pName);
         result = RC_FAILED;
     }
-    pLine->bMatched = checkHostName(pLine->pAddress, pName);
-    if (pLine->bMatched)
+    if (checkHostName(pLine->pAddress, pName))
         pLine->pMatched = pName;
     return result;
 }
@@ -824,7 +822,7 @@ static int examineHostsLine(char *szLine) {
     char *pNames = splitHostsLine(szLine);
     if (pNames == NULL)
         return RC_OK;
-    hostsLine line = {szLine, 0, NULL};
+    hostsLine line = {szLine, NULL};
     int bLoopback = isLoopbackAddress(szLine);
     int result = bLoopback ? RC_OK : checkIPAddress(szLine);
     char *pRest = NULL;
