@@ -879,16 +879,17 @@ int checkkvxSSHToAll(void);
 int checkSSHToAll(void);
 
 /* Packs the program and its companions and places them on every other host. A host that cannot be reached is reported
- * (MSG_SSH_PLACING_FAILED, report only) and marked. 1 when done, -1 when a command could not be run; the hosts behind
- * that one stay as they were. */
+ * (MSG_SSH_PLACING_FAILED, report only) and marked. Where an archive or a list file that goes there is not our own,
+ * nothing is copied, which a line on standard error tells; it counts as a copy that failed. 1 when done, -1 when a
+ * command could not be run; the hosts behind that one stay as they were. */
 int placePrereqBinaries(void);
 
 /* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed or a fetch
  * could not be run. Reports MSG_REMOTE_RUN_HEADING. */
 int runPrereqBinaries(void);
 
-/* Removes what was placed, here with the list files too, and there. 0, or -1 when a removal could not be run; when that
- * is the one here, the other hosts are left alone. */
+/* Removes what was placed, here with the list files too, and there; what is not our own here stays. 0, or -1 when a
+ * removal could not be run; when that is the one here, the other hosts are left alone. */
 int removePrereqBinaries(void);
 
 /* Does every user exist here, with the expected UID and GID? 0 or -1. With bInstList what was found goes to

@@ -329,18 +329,14 @@ int checkSSHToAll(void) {
 
 static const char *const pProgramArchive = "/tmp/kvxprereq.tar";
 static const char *const pVexArchive = "/tmp/vexha.tar";
-
-/* Takes away a link of either kind or a stranger's file that would be sent to the hosts. */
-static void clearForeignFile(const char *pPath) {
-    struct stat status;
-    if (lstat(pPath, &status) == 0 && (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1))
-        unlink(pPath);
-}
+static const char *const ppszPlaced[] = {pProgramArchive, pVexArchive,   pHostListPath,
+                                         pNetListPath,    pDiskListPath, pUserListPath};
 
 /* Makes sure that an archive will be written to a file of ours. One that is there stays: it is used when packing fails.
  * 0 when that is not possible. */
 static int claimArchive(const char *pPath) {
-    clearForeignFile(pPath);
+    if (isForeignFile(pPath))
+        unlink(pPath);
     if (isOnlyOurs(pPath))
         return 1;
     FILE *pFile = createOwnFile(pPath);
@@ -404,13 +400,25 @@ static int makeRemoteDirectories(const nameText &szHost) {
     return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
-/* Copies the archives, the host list unless the adapters come from a file and there is none, and the other list files,
- * and unpacks them there. */
+/* Does a file go to the hosts? The archives do, the host list unless the adapters come from a file and there is none,
+ * and another list when the run used it. */
+static int isSent(const char *pFile) {
+    if (pFile == pHostListPath)
+        return !bAdapterListFile || sqloFileExists(pHostListPath);
+    return pFile == pProgramArchive || pFile == pVexArchive || strstr(addFiles, pFile) != NULL;
+}
+
+/* The first file that is to go to the hosts and is not ours to send, or null. */
+static const char *findForeignFile(void) {
+    for (const char *pFile : ppszPlaced)
+        if (isSent(pFile) && isForeignFile(pFile))
+            return pFile;
+    return NULL;
+}
+
+/* Copies the archives and the lists, and unpacks the archives there. Nothing is copied where one of them is foreign. */
 static int copyBinaries(const nameText &szHost) {
-    static const char *const ppszLists[] = {pHostListPath, pNetListPath, pDiskListPath, pUserListPath};
-    for (const char *pList : ppszLists)
-        clearForeignFile(pList);
-    int bWithoutList = bAdapterListFile && !sqloFileExists(pHostListPath);
+    int bWithoutList = !isSent(pHostListPath);
     const char *pFormat =
         bWithoutList ? "%s /tmp/kvxprereq.tar %s %s:/tmp/kvxprereq 2>/dev/null 1>/dev/null && %s %s ' cd "
                        "/tmp/kvxprereq ; tar -xf kvxprereq.tar  2>/dev/null 1>/dev/null' && %s /tmp/vexha.tar "
@@ -428,6 +436,12 @@ static int copyBinaries(const nameText &szHost) {
     formatRemoteCommand(&command, pFormat, pFirstCopy, patternWord(addFiles), szHost, pFirstShell, szHost, pSecondCopy,
                         szHost, pSecondShell, szHost);
     debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szShown);
+    const char *pForeign = findForeignFile();
+    if (pForeign != NULL) {
+        fflush(stdout);
+        fprintf(stderr, "%s is not this user's own file: nothing is copied to %s\n", pForeign, szHost);
+        command.szText[0] = '\0';
+    }
     return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
@@ -562,16 +576,32 @@ static int removeFromHost(const nameText &szHost) {
     return executeBounded(command, ATTACHED_COMMAND, "Couldnot");
 }
 
+/* Cuts a word out of a text that holds it. */
+static void cutOut(char *szText, const char *pWord) {
+    char *pFound = strstr(szText, pWord);
+    if (pFound != NULL)
+        memmove(pFound, pFound + strlen(pWord), strlen(pFound + strlen(pWord)) + 1);
+}
+
+/* Removes here what was placed, and leaves alone what is foreign. */
+static int removeHere(void) {
+    char szPlaced[REMOTE_COMMAND_SIZE];
+    formatText(szPlaced, "%s %s %s %s", pProgramArchive, pVexArchive, pHostListPath, addFiles);
+    for (const char *pFile : ppszPlaced)
+        if (isForeignFile(pFile))
+            cutOut(szPlaced, pFile);
+    boundedCommand command;
+    formatRemoteCommand(&command, "rm %s 2>/dev/null 1>/dev/null", patternWord(szPlaced));
+    return executeBounded(command, LOCAL_COMMAND, "Couldnot");
+}
+
 int removePrereqBinaries(void) {
     nameText szLocal, szHost;
     int result = RC_OK;
     findShortHostName(szLocal);
     debugTrace("removePrereqBinaries ENTRY\n");
     debugTrace("Current Host = %s\n", szLocal);
-    boundedCommand command;
-    formatRemoteCommand(&command, "rm /tmp/kvxprereq.tar /tmp/vexha.tar /tmp/hl.txt %s 2>/dev/null 1>/dev/null",
-                        patternWord(addFiles));
-    if (executeBounded(command, LOCAL_COMMAND, "Couldnot") != RC_OK)
+    if (removeHere() != RC_OK)
         return RC_FAILED;
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next)
         if (nameOtherHost(pHost, szLocal, szHost) && pHost->isSSH == 1 && removeFromHost(szHost) != RC_OK)

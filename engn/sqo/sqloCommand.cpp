@@ -33,6 +33,17 @@ int isOnlyOurs(const char *pPath) {
            (status.st_mode & S_IWOTH) == 0 && (status.st_gid == getegid() || (status.st_mode & S_IWGRP) == 0);
 }
 
+int isForeignFile(const char *pPath) {
+    struct stat status;
+    return lstat(pPath, &status) == 0 &&
+           (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_nlink != 1);
+}
+
+void removeOwnFile(const char *pPath) {
+    if (!isForeignFile(pPath))
+        unlink(pPath);
+}
+
 int sqloFileExists(const char *pPath) {
     char szPath[PATH_MAX];
     const char *pStart = textOrEmpty(pPath);

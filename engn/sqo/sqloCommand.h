@@ -152,6 +152,13 @@ int pathExists(const char *pPath);
 /* 1 when a path names a file or directory, not a link, that is ours and nobody else's to write. */
 int isOnlyOurs(const char *pPath);
 
+/* 1 when a path names what somebody else may have put there: a link of either kind, a file that is not ours, or no file
+ * at all but a directory or the like. 0 when it names nothing. */
+int isForeignFile(const char *pPath);
+
+/* Removes a file, unless it is foreign. */
+void removeOwnFile(const char *pPath);
+
 /* --- This host --- */
 
 /* This host's name, empty when it cannot be told. */

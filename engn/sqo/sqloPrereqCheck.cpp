@@ -1034,11 +1034,11 @@ static int runOnAllHosts(void) {
 /* Removes the list files that the run used. */
 static void removeListFiles(void) {
     if (bNetList)
-        unlink(pNetListPath);
+        removeOwnFile(pNetListPath);
     if (bDiskList)
-        unlink(pDiskListPath);
+        removeOwnFile(pDiskListPath);
     if (bInstName)
-        unlink(pUserListPath);
+        removeOwnFile(pUserListPath);
 }
 
 /* Checks the levels on this host. */
