@@ -1187,8 +1187,17 @@ static void freeTbDisks(tbdiskInfo *pRecords) {
     }
 }
 
+/* Does a command hold the commas of its list of five words, and no more? A disk's name, which may be another host's
+ * answer, and an identifier can bring some along. */
+static int isListOfFive(const commandText &szCommand) {
+    int commas = 0;
+    for (const char *p = strchr(szCommand, ','); p != NULL; p = strchr(p + 1, ','))
+        commas++;
+    return commas == 4;
+}
+
 /* Tests one pair: another host with this one, or this one with the host behind it or, at the end, before it. A host
- * without a partner is not tested. */
+ * without a partner is not tested; a pair whose words would not stay apart fails. */
 static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nameText &szLocal, const char *pszDevId) {
     nameText szHost;
     diskText szDisk;
@@ -1207,6 +1216,8 @@ static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nam
         formatCommand(szCommand, "./kvxprereqcheckoss -tbcheck %s,%s,%s,%s,%s", szLocal, szHost, tbDiskName, szDisk,
                       pszDevId);
     }
+    if (!isListOfFive(szCommand))
+        szCommand[0] = '\0';
     pRecord->reserveStatus = exitCode(runCommand(szCommand, ATTACHED_COMMAND));
 }
 

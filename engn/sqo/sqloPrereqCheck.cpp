@@ -1041,8 +1041,19 @@ static void removeListFiles(void) {
         removeOwnFile(pUserListPath);
 }
 
+/* Says so, once for the run, when no command's output has a place that it can be read back from. */
+static void checkTemporaryDirectory(void) {
+    captureFile capture;
+    nameCapture(&capture);
+    if (capture.szPath[0] != '\0')
+        return;
+    fflush(stdout);
+    fputs("The path in KVXTMPDIR is too long: no command that writes a file there is run\n", stderr);
+}
+
 /* Checks the levels on this host. */
 static Step checkHere(int *pRc) {
+    checkTemporaryDirectory();
     if (checkSelectedLevels(pRc) == RUN_ENDS)
         return RUN_ENDS;
     if (bPrintSummary)
