@@ -51,4 +51,12 @@ set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     /usr/share/man /usr/share/man/man1 /usr/share/man/man5
     /usr/share/bash-completion /usr/share/bash-completion/completions)
 
-include(CPack)
+# rpmbuild reads its directory's name as words of the shell and as macros.
+if(PROJECT_BINARY_DIR MATCHES [=[[][ "'`$\\(){}<>|&;*?!#%]]=])
+    add_custom_target(package
+        COMMAND ${CMAKE_COMMAND} -E echo "No packages here: this directory has blanks or characters of the shell or rpm in its name."
+        COMMAND ${CMAKE_COMMAND} -E false
+        VERBATIM)
+else()
+    include(CPack)
+endif()
