@@ -13,7 +13,7 @@ struct PackageFiles : testing::Test {
         onHost({}, [] {});
     }
 };
-typedef PackageFiles Installation, Archive, Starter, PackagedProgram;
+typedef PackageFiles Build, Installation, Archive, Starter, PackagedProgram;
 
 static const string packages = KVX_PROGRAM_DIR "/tests/packages";
 static const string unpack = "at() { mkdir -p \"$1\"; tar -xzf $tgz -C \"$1\" --strip-components=1; }; ";
@@ -35,6 +35,18 @@ static const string inLanguages = "for language in en_US.UTF-8 sv_SE.UTF-8 eo.ut
 static string helpInLanguages() {
     const string help = capture(displayHelp).out;
     return help + help + help + help + help;
+}
+
+TEST_F(Build, TakesItsDirectorysNameForNoCode) {
+    const string place = "/b/a b'$HOME`touch /ran`(c)";
+    const runResult r = run("mkdir -p \"$D\"; cd \"$D\"; ln -s " KVX_SOURCE_DIR " source; "
+                            "{ cmake -S source -B build && cmake --build build --target catalogs installed; } >log || "
+                            "cat log; ls build/locale build/installed | grep -c 'it_IT.utf8\\|gz'; "
+                            "cmake --build build --target package 2>/dev/null",
+                            {{"D", place}});
+    EXPECT_TRUE(std::regex_match(r.out, std::regex("3\nNo packages here: .*\n"))) << r.out;
+    for (const string &path : r.changed)
+        EXPECT_TRUE(place.find(path) == 0 || path.find(place) == 0) << path;
 }
 
 TEST_F(Installation, RunsAndGoesWithoutATrace) {
