@@ -259,7 +259,9 @@ static string changesOfHost(bool bWhole) {
         else if (path.find("/rpm/") == path.npos && path.rfind("/run/", 0) != 0 && path != "/gui" && path != "/log" &&
                  path != "/report" && path != usual)
             all += (fs::exists(fs::symlink_status(path)) ? " left " : " removed ") + path +
-                   (text.empty() ? "" : ": " + text.substr(0, 60));
+                   (text.empty()       ? ""
+                    : text.size() > 60 ? ": ..."
+                                       : ": " + text);
     }
     return all;
 }
@@ -384,8 +386,8 @@ static void compare(const oneCase &given) {
     if (bUpdate && bRaw)
         writeFile(path, got);
     else if (bUpdate)
-        line.written = wrapped(line.text.substr(0, line.text.rfind(sign)) + sign + got);
-    const size_t end = line.text.rfind(sign), shell = std::min(line.text.find(":: "), end);
+        line.written = wrapped(line.text.substr(0, line.text.find(sign)) + sign + got);
+    const size_t end = line.text.find(sign), shell = std::min(line.text.find(":: "), end);
     ADD_FAILURE_AT((directory + given.file).c_str(), line.number)
         << given.call << line.text.substr(shell, end - shell) << "\nexpected: " << (bRaw ? given.expected : expected)
         << "\ngot:      " << (bRaw ? "\n" + differences(expected, got) : got);
@@ -443,7 +445,7 @@ static void addTests(const string &file) {
             ofTest.words += text.substr(2) + " ";
         else if (!text.empty() && text[0] != '#' && isWanted(file, lines[i])) {
             const string all = ofTest.words + text;
-            const size_t answer = all.rfind(sign), shell = std::min(all.find(":: "), answer);
+            const size_t answer = all.find(sign), shell = std::min(all.find(":: "), answer);
             const string setUp = shell == answer ? "" : all.substr(shell + 3, answer - shell - 3);
             const string expected = answer == string::npos ? "" : all.substr(answer + sign.size());
             cases.push_back({file, all.substr(0, shell), ofTest.setUp + setUp, expected, i});
