@@ -165,6 +165,13 @@ static string marked(const vector<string> &lines, const vector<string> &errors, 
     return (all.empty() ? "" : ": " + all) + joined(others, "") + (bUsual && errors.empty() ? " unlisted" : "");
 }
 
+// The packages of a group by a shorter name.
+static string shortTitle(const string &title) {
+    return replaced(title, {{"^Infiniband Support Package: ", "ib:"},
+                            {"^High Performance Networking Package: ", "hpn:"},
+                            {"^RDMA Infiniband Package: ", "rdma:"}});
+}
+
 static string blockAnswer(const namedOperation &what, const vector<string> &words, outcome got) {
     string usualTitle = what.pTitle, title;
     if (const size_t at = usualTitle.find('%'); at != string::npos) {
@@ -180,7 +187,7 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
     const bool bFailed = closing != "passes" && !title.empty();
     const int usual = bFailed ? -1 : 0;
     const string all = (got.status == usual || got.status == NO_STATUS ? "" : std::to_string(got.status) + " ") +
-                       closing + (title == usualTitle || title.empty() ? "" : " (" + title + ")") +
+                       closing + (title == usualTitle || title.empty() ? "" : " (" + shortTitle(title) + ")") +
                        marked(got.report, got.errors, bFailed && closing != "stays open");
     if (what.pMarker == nullptr)
         return all;
@@ -194,13 +201,8 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
 
 // A check by its title and the package or directory that a tool was asked about, as far as that is another word.
 static string checkName(const string &title) {
-    static const fileList names = {{"^TITLE_|^/.*/", ""},
-                                   {"^(User|Service) .*", "$1"},
-                                   {"^Infiniband Support Package: ", "ib:"},
-                                   {"^High Performance Networking Package: ", "hpn:"},
-                                   {"^RDMA Infiniband Package: ", "rdma:"},
-                                   {"^\\S+so\\S*: ", ""}};
-    return replaced(title, names);
+    static const fileList names = {{"^TITLE_|^/.*/", ""}, {"^(User|Service) .*", "$1"}, {"^\\S+so\\S*: ", ""}};
+    return replaced(shortTitle(title), names);
 }
 
 // Every check with its sign; of a level's summary whether it is good, or how many lines follow a bad one; and the lines
@@ -315,7 +317,7 @@ static string masked(const string &answer, const string &runtime) {
     struct utsname own = {};
     uname(&own);
     fileList masks = {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
-                      {"(/kvxprereqcheck\\.)\\d+", "$1PID"},
+                      {"/tmp/kvxprereqcheck\\.(PID|\\d+)", "capture"},
                       {"KERNEL_FOUND " + replaced(own.release, {{"-.*", ""}, {"\\.", " "}}), "KERNEL_FOUND OWN"},
                       {date, "DATE"},
                       {runtime, "RUNTIME"},
@@ -386,7 +388,7 @@ static void compare(const oneCase &given) {
     if (bUpdate && bRaw)
         writeFile(path, got);
     else if (bUpdate)
-        line.written = wrapped(line.text.substr(0, line.text.find(sign)) + sign + got);
+        line.text = line.text.substr(0, line.text.find(sign)) + sign + got;
     const size_t end = line.text.find(sign), shell = std::min(line.text.find(":: "), end);
     ADD_FAILURE_AT((directory + given.file).c_str(), line.number)
         << given.call << line.text.substr(shell, end - shell) << "\nexpected: " << (bRaw ? given.expected : expected)
@@ -458,7 +460,7 @@ static void writeUpdates() {
     for (const auto &[file, lines] : files) {
         string all;
         for (const caseLine &line : lines)
-            all += line.written + "\n";
+            all += (line.written.find_first_of("#!*") == 0 ? line.written : wrapped(line.text)) + "\n";
         if (all != readFile(directory + file))
             writeFile(directory + file, all);
     }
