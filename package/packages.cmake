@@ -31,16 +31,27 @@ set(CPACK_ARCHIVE_UID 0)
 set(CPACK_ARCHIVE_GID 0)
 
 # A package depends on what the program is linked with, no more: of tools and libraries that a host lacks the program has
-# to tell. Tools that every level's checks call are recommended.
+# to tell. Tools that every level's checks call are recommended. A release names the oldest C library that it is made for.
+set(KVX_OLDEST_LIBC "" CACHE STRING "Lowest level of the C library that the .deb asks for; found out where empty")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz) # the catalogs are equal files
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(KVX_OLDEST_LIBC)
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= ${KVX_OLDEST_LIBC})")
+else()
+    set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+endif()
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "binutils, file")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "rpm, openssh-client, iputils-ping, bsdextrautils, dmidecode")
 
+if(CMAKE_CROSSCOMPILING)
+    set(CPACK_RPM_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+    string(REPLACE ppc64le ppc64el CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
+endif()
+
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_COMPRESSION_TYPE xz) # which the oldest rpm of a supported host reads
 set(CPACK_RPM_PACKAGE_LICENSE Proprietary)
 set(CPACK_RPM_PACKAGE_GROUP "Applications/System")
 set(CPACK_RPM_PACKAGE_SUMMARY "Check whether a host meets a database product's prerequisites")
