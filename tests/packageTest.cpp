@@ -105,6 +105,7 @@ TEST_F(Archive, WorksWhereverItIsUnpacked) {
 TEST_F(Starter, PassesEverythingOn) {
     const string program =
         "printf '#!/bin/sh\\n"
+        "[ \"$*\" != -h ] || exit 0\\n"
         "echo $0 $$ $#; for a; do printf \"<%%s>\" \"$a\"; done; env | sort | grep -v -e ^_ -e ^ASAN\\n"
         "cat; cat <&3; echo out >&4; exit 42\\n' > /opt/x/lib/kvxprereq/kvxprereqcheck; ";
     const string start = "cd /opt; sh -c 'echo $$; exec ./x/bin/kvxprereqcheck "
@@ -114,6 +115,16 @@ TEST_F(Starter, PassesEverythingOn) {
     const std::regex shape("(\\d+)\n/opt/x/lib/kvxprereq/kvxprereqcheck \\1 6\n<><-n><a  b><\\*><x\ny><\\\\>"
                            "HOME=/root\nOLDPWD=/\nPATH=/usr/bin:/bin\nPWD=/opt\nself=mine\nthree\nfour\n42 out\n");
     EXPECT_TRUE(std::regex_match(r.out, shape)) << r.out;
+}
+
+TEST_F(Starter, TellsThatTheProgramCannotBeStarted) {
+    const string program = "/opt/x/lib/kvxprereq/kvxprereqcheck";
+    for (const string broken : {"printf '\\177ELF' > $p", "rm $p", "printf '#!/bin/sh\\nexit 1' > $p"})
+        EXPECT_EQ(run(unpack + "at /opt/x; p=" + program + "; " + broken + "; /opt/x/bin/kvxprereqcheck; echo $?").out,
+                  "kvxprereqcheck: " + program +
+                      " does not start here: it is missing, or made for another "
+                      "architecture or C library.\n2\n")
+            << broken;
 }
 
 TEST_F(PackagedProgram, NeedsNothingButWhatOldHostsHave) {
