@@ -28,11 +28,12 @@ if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
 endif()
 check_pie_supported(LANGUAGES CXX)
 
-# The linker's shortcut for thread-local variables of shared libraries calls into the loader, as only C library 2.22 and
-# later have it. The static C++ runtime is what uses such variables.
+# What a linker for ppc64le has to be told of the static C++ runtime. Its thread-local variables must be reached without a
+# shortcut that calls into the loader of C library 2.22 or later. And functions for threads, which libraries before 2.34 lack,
+# must all be looked up at the start: the runtime looks for one of them and then calls others.
 set(KVX_STATIC_RUNTIME)
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "ppc64le")
-    set(KVX_STATIC_RUNTIME LINKER:--no-tls-get-addr-optimize)
+    set(KVX_STATIC_RUNTIME LINKER:--no-tls-get-addr-optimize,-z,dynamic-undefined-weak)
 endif()
 
 # --as-needed: the program has to start, and to tell, where the C++ runtime is missing that a level asks for; of that
