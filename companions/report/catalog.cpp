@@ -1,0 +1,259 @@
+#include "catalog.h"
+
+#include "sqloLiterals.h"
+#include "sqloPrereqCheck.h"
+
+#include <algorithm>
+#include <memory>
+#include <nl_types.h>
+#include <numeric>
+#include <stdexcept>
+#include <type_traits>
+
+namespace report {
+
+static constexpr int messageSet = 1;
+
+static bool isTitle(int message) {
+    static constexpr std::array titles{MSG_TITLE_OS_LEVEL, MSG_TITLE_DISTRIBUTION, MSG_TITLE_LIBSTDCXX, MSG_TITLE_GLIBC,
+                                       MSG_TITLE_LIBAIO,   MSG_TITLE_SELINUX,      MSG_TITLE_LIBNUMA};
+    return std::count(titles.begin(), titles.end(), message) > 0;
+}
+
+// Titles and words stand only within other messages, and the usage text in no report.
+static bool isLine(int message) {
+    static constexpr std::array words{MSG_SEVERITY_WARNING, MSG_SEVERITY_ERROR,  MSG_STATE_ENABLED,
+                                      MSG_STATE_DISABLED,   MSG_CLUSTERED_LABEL, MSG_USAGE_ENVIRONMENT,
+                                      MSG_USAGE_EXIT_STATUS};
+    return !isTitle(message) && std::count(words.begin(), words.end(), message) == 0 &&
+           (message < MSG_USAGE_FIRST || message > MSG_USAGE_LAST);
+}
+
+static bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Neither the line breaks around a text nor the blanks in front of it are part of its line.
+static std::string_view lineOf(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \n"), text.size()));
+    const size_t lineBreak = text.find_last_of('\n');
+    if (lineBreak != std::string_view::npos && isBlank(text.substr(lineBreak)))
+        text = lineOf(text.substr(0, lineBreak));
+    return text;
+}
+
+catalog::catalog(const std::string &path, const std::string &codeSetName) : ownCodeSet(codeSetName) {
+    const auto close = [](nl_catd opened) { catclose(opened); };
+    const nl_catd opened = catopen(path.c_str(), NL_CAT_LOCALE);
+    if (opened == nl_catd(-1))
+        throw std::runtime_error("no message catalog: " + path);
+    const std::unique_ptr<std::remove_pointer_t<nl_catd>, decltype(close)> closing(opened, close);
+    for (int message = MSG_SEVERITY_WARNING; message <= MSG_VEX_SCRIPT_MISSING; message++) {
+        static const char *const pNone = "";
+        const char *pText = catgets(opened, messageSet, message, pNone);
+        if (pText != pNone && *pText != '\0')
+            texts.emplace(message, pText);
+    }
+    for (const auto &[message, text] : texts)
+        if (isLine(message))
+            addPatterns(message);
+    addLiterals();
+
+    std::stable_sort(patterns.begin(), patterns.end(),
+                     [](const pattern &a, const pattern &b) { return a.literalLength > b.literalLength; });
+    for (const pattern &one : patterns)
+        for (size_t byte = 0; byte < byFirst.size(); byte++)
+            if (one.literals[0].empty() || static_cast<unsigned char>(one.literals[0][0]) == byte)
+                byFirst[byte].push_back(&one);
+}
+
+const std::string &catalog::text(int message) const {
+    static const std::string none;
+    const auto found = texts.find(message);
+    return found == texts.end() ? none : found->second;
+}
+
+int catalog::titleMessage(std::string_view title) const {
+    for (const auto &[message, text] : texts)
+        if (text == title && isTitle(message))
+            return message;
+    return 0;
+}
+
+// Tokens that can only be one of a few words are written out: what stands around them may not tell where they begin.
+void catalog::addPatterns(int message) {
+    const std::string &own = text(message);
+    if (message == MSG_CHECK_FAILED) {
+        for (const std::string &severity : {text(MSG_SEVERITY_ERROR), text(MSG_SEVERITY_WARNING), std::string()})
+            addPattern(message, own, {{1, severity}});
+    } else if (message == MSG_LEVEL_FAILED) {
+        for (const char *pKind : {clientWord, serverWord})
+            for (const std::string &label : {text(MSG_CLUSTERED_LABEL), std::string()})
+                addPattern(message, own, {{1, pKind}, {2, label}});
+    } else if (message == MSG_SELINUX_STATE) {
+        for (const int state : {MSG_STATE_ENABLED, MSG_STATE_DISABLED})
+            addPattern(message, own, {{1, text(state)}});
+    } else
+        addPattern(message, own, {});
+}
+
+// As the program substitutes them: a per-cent sign that begins no placeholder is dropped.
+void catalog::addPattern(int message, std::string_view text, const std::map<int, std::string> &fixed) {
+    pattern made;
+    made.message = message;
+    made.literals.emplace_back();
+    text = lineOf(text);
+    for (size_t at = 0; at < text.size();) {
+        const char c = text[at++];
+        if (c != '%') {
+            made.literals.back() += c;
+            continue;
+        }
+        size_t number = 0;
+        for (; at < text.size() && isDigit(text[at]) && number < 100; at++)
+            number = number * 10 + static_cast<size_t>(text[at] - '0');
+        if (number == 0)
+            continue;
+        if (made.tokens.size() < number)
+            made.tokens.resize(number);
+        if (const auto word = fixed.find(static_cast<int>(number)); word != fixed.end()) {
+            made.literals.back() += word->second;
+            made.tokens[number - 1] = word->second;
+        } else {
+            made.literals.emplace_back();
+            made.places.push_back(number - 1);
+        }
+    }
+    for (const std::string &literal : made.literals)
+        made.literalLength += literal.size();
+    if (made.literalLength > 0)
+        patterns.push_back(std::move(made));
+}
+
+void catalog::addLiterals() {
+    for (const std::string_view format : ppszLiterals) {
+        std::string text;
+        int tokens = 0;
+        for (size_t at = 0; at < format.size(); at++) {
+            text += format[at];
+            if (format[at] != '%')
+                continue;
+            text += std::to_string(++tokens);
+            at = format.find_first_of("sd", at);
+        }
+        addPattern(0, text, {});
+    }
+}
+
+// Whether a pattern's literal parts stand in a line in their order; each token takes as little as it can.
+static bool matches(const pattern &one, std::string_view line, std::vector<std::string_view> &tokens) {
+    const std::string &first = one.literals.front(), &last = one.literals.back();
+    if (one.places.empty())
+        return line == first;
+    if (line.size() < one.literalLength || line.compare(0, first.size(), first) != 0 ||
+        line.compare(line.size() - last.size(), last.size(), last) != 0)
+        return false;
+    line.remove_prefix(first.size());
+    line.remove_suffix(last.size());
+    tokens.clear();
+    for (size_t i = 1; i + 1 < one.literals.size(); i++) {
+        const size_t at = line.find(one.literals[i]);
+        if (at == std::string_view::npos)
+            return false;
+        tokens.push_back(line.substr(0, at));
+        line.remove_prefix(at + one.literals[i].size());
+    }
+    tokens.push_back(line);
+    return true;
+}
+
+const pattern *catalog::find(std::string_view line, std::vector<std::string_view> &tokens) const {
+    if (!line.empty())
+        for (const pattern *pOne : byFirst[static_cast<unsigned char>(line[0])])
+            if (matches(*pOne, line, tokens))
+                return pOne;
+    return nullptr;
+}
+
+size_t catalog::weigh(std::string_view line) const {
+    std::vector<std::string_view> tokens;
+    const pattern *pFound = find(line, tokens);
+    return pFound == nullptr ? 0 : pFound->literalLength;
+}
+
+explanation catalog::explain(std::string_view line) const {
+    std::vector<std::string_view> found;
+    explanation result;
+    result.pPattern = find(line, found);
+    if (result.pPattern == nullptr)
+        return result;
+    const pattern &one = *result.pPattern;
+    result.tokens.assign(one.tokens.begin(), one.tokens.end());
+    result.fixed.assign(one.tokens.size(), true);
+    for (size_t i = one.places.size(); i-- > 0;) { // the first of a token's places counts
+        result.tokens[one.places[i]] = found[i];
+        result.fixed[one.places[i]] = false;
+    }
+    return result;
+}
+
+// Whether there is a line that both patterns explain: a walk through both at once, a token standing for any text.
+static bool overlap(const pattern &a, const pattern &b) {
+    const auto flatten = [](const pattern &one) {
+        std::vector<int> signs;
+        for (size_t i = 0; i < one.literals.size(); i++) {
+            if (i > 0)
+                signs.push_back(-1);
+            for (const char c : one.literals[i])
+                signs.push_back(static_cast<unsigned char>(c));
+        }
+        return signs;
+    };
+    const std::vector<int> left = flatten(a), right = flatten(b);
+    std::vector<bool> reached(right.size() + 1), next;
+    reached[0] = true;
+    for (size_t i = 0;; i++) {
+        for (size_t j = 0; j < right.size(); j++)
+            if (reached[j] && (right[j] < 0 || (i < left.size() && left[i] < 0)))
+                reached[j + 1] = true;
+        if (i == left.size())
+            return reached[right.size()];
+        next.assign(right.size() + 1, false);
+        for (size_t j = 0; j <= right.size(); j++) {
+            if (!reached[j])
+                continue;
+            if (left[i] < 0 || (j < right.size() && right[j] < 0))
+                next[j] = true;
+            else if (j < right.size() && right[j] == left[i])
+                next[j + 1] = true;
+        }
+        reached.swap(next);
+    }
+}
+
+std::vector<std::string> catalog::faults() const {
+    std::vector<std::string> found;
+    const auto name = [](const pattern &one) {
+        return one.message == 0 ? "the program's own \"" + one.literals[0] + "...\"" : std::to_string(one.message);
+    };
+    for (const auto &[message, text] : texts) {
+        if (!ownCodeSet.holds(text))
+            found.push_back(std::to_string(message) + " is not in the catalog's code set");
+        if (isLine(message) && lineOf(text).find('\n') != std::string_view::npos)
+            found.push_back(std::to_string(message) + " has more than one line");
+        if (isTitle(message) && titleMessage(text) != message)
+            found.push_back(std::to_string(message) + " is the same title as " + std::to_string(titleMessage(text)));
+    }
+    for (size_t i = 0; i < patterns.size(); i++) {
+        const pattern &one = patterns[i];
+        for (size_t part = 1; part + 1 < one.literals.size(); part++)
+            if (one.literals[part].empty())
+                found.push_back(name(one) + " has two tokens side by side");
+        for (size_t j = i + 1; j < patterns.size() && patterns[j].literalLength == one.literalLength; j++)
+            if (overlap(one, patterns[j]))
+                found.push_back(name(one) + " and " + name(patterns[j]) + " can both have written the same line");
+    }
+    return found;
+}
+
+} // namespace report

@@ -1,0 +1,213 @@
+#include "text.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+
+namespace report {
+
+static bool isAscii(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0x80U) == 0; });
+}
+
+static std::string escapedByte(char c) {
+    std::array<char, 8> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "\\x%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    return buffer.data();
+}
+
+static char32_t decode(std::string_view text, size_t length) {
+    static constexpr std::array<unsigned, 5> leadBits{0, 0x7F, 0x1F, 0x0F, 0x07};
+    char32_t code = static_cast<unsigned char>(text[0]) & leadBits[length];
+    for (size_t i = 1; i < length; i++)
+        code = code << 6U | (static_cast<unsigned char>(text[i]) & 0x3FU);
+    return code;
+}
+
+size_t characterLength(std::string_view text) {
+    if (text.empty())
+        return 0;
+    const auto lead = static_cast<unsigned char>(text[0]);
+    const size_t length = lead < 0x80                   ? 1
+                          : lead >= 0xC2 && lead < 0xE0 ? 2
+                          : (lead & 0xF0U) == 0xE0      ? 3
+                          : lead >= 0xF0 && lead < 0xF5 ? 4
+                                                        : 0;
+    if (length == 0 || text.size() < length)
+        return 0;
+    for (size_t i = 1; i < length; i++)
+        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80)
+            return 0;
+    static constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+    const char32_t code = decode(text, length);
+    return code < smallest[length] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000) ? 0 : length;
+}
+
+// Copies a text, with its bytes that are no UTF-8 escaped. False when there was one.
+static bool copyUtf8(std::string_view text, std::string &result) {
+    bool bValid = true;
+    while (!text.empty()) {
+        const size_t length = characterLength(text);
+        if (length == 0)
+            result += escapedByte(text[0]);
+        else
+            result.append(text, 0, length);
+        bValid = bValid && length > 0;
+        text.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return bValid;
+}
+
+// Where iconv's name differs from the directory's.
+static std::string iconvName(const std::string &name) {
+    static constexpr std::array<std::array<const char *, 2>, 4> names{
+        {{"cp943", "IBM943"}, {"cp1386", "GBK"}, {"koi8t", "KOI8-T"}, {"georgianps", "GEORGIAN-PS"}}};
+    for (const auto &[pDirectory, pIconv] : names)
+        if (name == pDirectory)
+            return pIconv;
+    return name;
+}
+
+codeSet::codeSet(const std::string &name) : isUtf8(name == "utf8" || name == "UTF-8") {
+    if (!isUtf8)
+        converter = iconv_open("UTF-8", iconvName(name).c_str());
+}
+
+codeSet::~codeSet() {
+    if (converter != iconv_t(-1))
+        iconv_close(converter);
+}
+
+bool codeSet::convert(std::string_view text, std::string &result) const {
+    if (isUtf8 || converter == iconv_t(-1))
+        return copyUtf8(text, result);
+    bool bValid = true;
+    iconv(converter, nullptr, nullptr, nullptr, nullptr);
+    auto *pFrom = const_cast<char *>(text.data()); // iconv's interface; it does not write there
+    size_t left = text.size();
+    while (left > 0) {
+        std::array<char, 1024> buffer{};
+        char *pTo = buffer.data();
+        size_t room = buffer.size();
+        const bool bStopped = iconv(converter, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1) && errno != E2BIG;
+        result.append(buffer.data(), buffer.size() - room);
+        if (bStopped) {
+            result += escapedByte(*pFrom++);
+            left--;
+            bValid = false;
+        }
+    }
+    return bValid;
+}
+
+std::string codeSet::toUtf8(std::string_view text) const {
+    std::string result;
+    if (isAscii(text))
+        result = text;
+    else
+        convert(text, result);
+    return result;
+}
+
+std::string codeSet::hostTextToUtf8(std::string_view text) const {
+    std::string result;
+    if (isAscii(text) || copyUtf8(text, result))
+        return std::string(text);
+    return toUtf8(text);
+}
+
+bool codeSet::holds(std::string_view text) const {
+    std::string ignored;
+    return isAscii(text) || convert(text, ignored);
+}
+
+// Characters that change the direction or the order of what follows, or cannot be seen at all.
+static bool isHiddenControl(char32_t code) {
+    return (code >= 0x80 && code < 0xA0) || code == 0x061C || (code >= 0x200B && code <= 0x200F) ||
+           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
+           (code & 0xFFFEU) == 0xFFFE;
+}
+
+std::string visible(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const size_t length = characterLength(text);
+        const char32_t code = length == 0 ? 0 : decode(text, length);
+        if (code == '\t')
+            result += ' ';
+        else if (code < 0x20 || code == 0x7F)
+            result += escapedByte(text[0]);
+        else if (isHiddenControl(code)) {
+            std::array<char, 12> buffer{};
+            std::snprintf(buffer.data(), buffer.size(), "\\u%04X", static_cast<unsigned>(code));
+            result += buffer.data();
+        } else
+            result.append(text, 0, length);
+        text.remove_prefix(std::max<size_t>(length, 1));
+    }
+    return result;
+}
+
+// East Asian characters take two columns, combining marks none.
+static size_t columnsOf(char32_t code) {
+    struct range {
+        char32_t first, last;
+    };
+    static constexpr std::array<range, 9> wide{{{0x1100, 0x115F},
+                                                {0x2E80, 0x303E},
+                                                {0x3041, 0xA4CF},
+                                                {0xAC00, 0xD7A3},
+                                                {0xF900, 0xFAFF},
+                                                {0xFE30, 0xFE6F},
+                                                {0xFF00, 0xFF60},
+                                                {0xFFE0, 0xFFE6},
+                                                {0x1F300, 0x3FFFD}}};
+    if (code >= 0x300 && code < 0x370)
+        return 0;
+    return std::any_of(wide.begin(), wide.end(), [=](range r) { return code >= r.first && code <= r.last; }) ? 2 : 1;
+}
+
+size_t columns(std::string_view text) {
+    size_t sum = 0;
+    for (size_t length = 0; !text.empty(); text.remove_prefix(length)) {
+        length = std::max<size_t>(characterLength(text), 1);
+        sum += columnsOf(decode(text, length));
+    }
+    return sum;
+}
+
+std::vector<std::string> wrap(std::string_view text, size_t width) {
+    std::vector<std::string> lines;
+    while (!text.empty()) {
+        size_t end = 0, taken = 0, blank = 0;
+        while (end < text.size()) {
+            const size_t length = std::max<size_t>(characterLength(text.substr(end)), 1);
+            const size_t needed = columnsOf(decode(text.substr(end), length));
+            if (text[end] == ' ')
+                blank = end;
+            if (taken + needed > width)
+                break;
+            taken += needed;
+            end += length;
+        }
+        if (end < text.size() && blank > 0)
+            end = blank;
+        end = std::max<size_t>(end, std::max<size_t>(characterLength(text), 1));
+        lines.emplace_back(text.substr(0, end));
+        text = withoutLeadingBlanks(text.substr(end));
+    }
+    return lines;
+}
+
+std::string_view withoutLeadingBlanks(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+    return text;
+}
+
+bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+} // namespace report

@@ -1,0 +1,54 @@
+// Texts on their way from a host to a reader's eye: to UTF-8, and with nothing in them that a screen would obey.
+#ifndef REPORT_TEXT_H
+#define REPORT_TEXT_H
+
+#include <iconv.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace report {
+
+// The code set of a catalog.
+class codeSet {
+public:
+    // By the name that a locale directory ends in, such as "eucJP". One that iconv does not know holds only ASCII.
+    explicit codeSet(const std::string &name);
+    codeSet(const codeSet &) = delete;
+    codeSet &operator=(const codeSet &) = delete;
+    ~codeSet();
+
+    // What the catalog says, in UTF-8. A byte that is no character shows as \xNN, here and below.
+    std::string toUtf8(std::string_view text) const;
+    // What a host says: hosts have paths and names in UTF-8 whatever the catalog's code set is.
+    std::string hostTextToUtf8(std::string_view text) const;
+    // Whether all of a text is made of the code set's characters.
+    bool holds(std::string_view text) const;
+
+private:
+    bool convert(std::string_view text, std::string &result) const;
+
+    iconv_t converter = iconv_t(-1);
+    bool isUtf8 = false;
+};
+
+// The length of the UTF-8 character at the start of a text, 0 when there is none.
+size_t characterLength(std::string_view text);
+
+// A UTF-8 text without what screens and XML do not bear: control characters and those that turn the direction of
+// writing show as \xNN and \uNNNN. Tabulators become blanks.
+std::string visible(std::string_view text);
+
+// The columns that a UTF-8 text takes on a screen.
+size_t columns(std::string_view text);
+
+// Breaks a text into lines of so many columns, at blanks where there are any.
+std::vector<std::string> wrap(std::string_view text, size_t width);
+
+// A text without its leading blanks.
+std::string_view withoutLeadingBlanks(std::string_view text);
+bool isBlank(std::string_view text);
+
+} // namespace report
+
+#endif

@@ -1,0 +1,31 @@
+// The forms in which what was read is shown.
+#ifndef REPORT_WRITERS_H
+#define REPORT_WRITERS_H
+
+#include "report.h"
+
+#include <memory>
+#include <ostream>
+
+namespace report {
+
+// Takes one host after the other.
+class writer {
+public:
+    writer() = default;
+    writer(const writer &) = delete;
+    writer &operator=(const writer &) = delete;
+    virtual ~writer() = default;
+    virtual void add(host one) = 0;
+    virtual void finish() = 0;
+};
+
+// JSON and JUnit go out host by host; a table and a page show the worst hosts first and wait for the last one.
+std::unique_ptr<writer> jsonWriter(std::ostream &out);
+std::unique_ptr<writer> junitWriter(std::ostream &out);
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour);
+std::unique_ptr<writer> htmlWriter(std::ostream &out);
+
+} // namespace report
+
+#endif
