@@ -197,38 +197,12 @@ explanation catalog::explain(std::string_view line) const {
     return result;
 }
 
-// Whether there is a line that both patterns explain: a walk through both at once, a token standing for any text.
-static bool overlap(const pattern &a, const pattern &b) {
-    const auto flatten = [](const pattern &one) {
-        std::vector<int> signs;
-        for (size_t i = 0; i < one.literals.size(); i++) {
-            if (i > 0)
-                signs.push_back(-1);
-            for (const char c : one.literals[i])
-                signs.push_back(static_cast<unsigned char>(c));
-        }
-        return signs;
-    };
-    const std::vector<int> left = flatten(a), right = flatten(b);
-    std::vector<bool> reached(right.size() + 1), next;
-    reached[0] = true;
-    for (size_t i = 0;; i++) {
-        for (size_t j = 0; j < right.size(); j++)
-            if (reached[j] && (right[j] < 0 || (i < left.size() && left[i] < 0)))
-                reached[j + 1] = true;
-        if (i == left.size())
-            return reached[right.size()];
-        next.assign(right.size() + 1, false);
-        for (size_t j = 0; j <= right.size(); j++) {
-            if (!reached[j])
-                continue;
-            if (left[i] < 0 || (j < right.size() && right[j] < 0))
-                next[j] = true;
-            else if (j < right.size() && right[j] == left[i])
-                next[j + 1] = true;
-        }
-        reached.swap(next);
-    }
+// The line that a text makes of tokens which have nothing in common with any text.
+static std::string plainLine(const pattern &one) {
+    std::string line = one.literals[0];
+    for (size_t i = 1; i < one.literals.size(); i++)
+        line += '\1' + one.literals[i];
+    return line;
 }
 
 std::vector<std::string> catalog::faults() const {
@@ -244,14 +218,14 @@ std::vector<std::string> catalog::faults() const {
         if (isTitle(message) && titleMessage(text) != message)
             found.push_back(std::to_string(message) + " is the same title as " + std::to_string(titleMessage(text)));
     }
-    for (size_t i = 0; i < patterns.size(); i++) {
-        const pattern &one = patterns[i];
+    std::vector<std::string_view> ignored;
+    for (const pattern &one : patterns) {
         for (size_t part = 1; part + 1 < one.literals.size(); part++)
             if (one.literals[part].empty())
                 found.push_back(name(one) + " has two tokens side by side");
-        for (size_t j = i + 1; j < patterns.size() && patterns[j].literalLength == one.literalLength; j++)
-            if (overlap(one, patterns[j]))
-                found.push_back(name(one) + " and " + name(patterns[j]) + " can both have written the same line");
+        for (const pattern &other : patterns)
+            if (&other != &one && other.literalLength == one.literalLength && matches(other, plainLine(one), ignored))
+                found.push_back(name(one) + " and " + name(other) + " can have written the same line");
     }
     return found;
 }
