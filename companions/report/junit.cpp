@@ -1,6 +1,150 @@
+// The form for build servers: each pass of a host is a suite, each check a case.
+#include "markup.h"
+#include "text.h"
 #include "writers.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <map>
+
 namespace report {
-std::unique_ptr<writer> junitWriter(std::ostream &out) {
-    return jsonWriter(out);
+
+std::string escaped(std::string_view text) {
+    std::string result;
+    for (const char c : visible(text)) {
+        switch (c) {
+        case '&': result += "&amp;"; break;
+        case '<': result += "&lt;"; break;
+        case '>': result += "&gt;"; break;
+        case '"': result += "&quot;"; break;
+        case '\'': result += "&#39;"; break;
+        default: result += c;
+        }
+    }
+    return result;
 }
+
+namespace {
+
+// The report's time, which the C locale wrote, as the readers want it; none when it is something else.
+std::string timestampOf(const pass &one) {
+    std::tm time{};
+    std::array<char, 32> text{};
+    const char *pEnd = one.time ? strptime(one.time->c_str(), "%a %b %d %H:%M:%S %Y", &time) : nullptr;
+    if (pEnd == nullptr || *pEnd != '\0')
+        return "";
+    std::strftime(text.data(), text.size(), " timestamp=\"%Y-%m-%dT%H:%M:%S\"", &time);
+    return text.data();
+}
+
+std::string joined(const std::vector<std::string> &lines) {
+    std::string text;
+    for (const std::string &line : lines)
+        text += (text.empty() ? "" : "\n") + escaped(line);
+    return text;
+}
+
+struct testCase {
+    std::string name, element, message; // element: failure, error or none
+    std::vector<std::string> lines;
+};
+
+testCase caseOf(const check &one) {
+    static constexpr std::array elements{"", "", "failure", "error"};
+    static constexpr std::array messages{"", "", "requirement not met", "no result: the report was cut off"};
+    const auto result = static_cast<size_t>(one.result);
+    testCase made{one.title.empty() ? "(not in a check)" : one.title, elements[result], messages[result], {}};
+    if (one.result == checkResult::warning)
+        made.lines.emplace_back("WARNING: requirement not met");
+    for (const line &text : one.lines)
+        made.lines.push_back(text.text);
+    return made;
+}
+
+class junitOutput : public writer {
+public:
+    explicit junitOutput(std::ostream &stream) : out(stream) {
+        out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites name=\"kvxprereqcheck\">\n";
+    }
+
+    void add(host one) override {
+        for (const pass &now : one.passes)
+            addPass(one, now);
+        addRun(one);
+    }
+
+    void finish() override {
+        out << "</testsuites>\n";
+    }
+
+private:
+    void addPass(const host &one, const pass &now) {
+        std::vector<testCase> cases;
+        std::map<std::string, int> used;
+        for (const check &made : now.checks) {
+            cases.push_back(caseOf(made));
+            if (const int count = ++used[cases.back().name]; count > 1) // readers tell cases apart by their names
+                cases.back().name += " (" + std::to_string(count) + ")";
+        }
+        // what a summary tells without its checks
+        const bool bTold =
+            std::any_of(cases.begin(), cases.end(), [](const testCase &made) { return !made.element.empty(); });
+        if (now.result == passResult::incomplete)
+            cases.push_back({"verdict", "error", "no verdict: the report was cut off", {}});
+        else if (!bTold) {
+            testCase verdict{"verdict", now.result == passResult::failed ? "failure" : "", "prerequisites not met", {}};
+            for (const entry &text : now.entries)
+                verdict.lines.push_back(text.text);
+            cases.push_back(std::move(verdict));
+        }
+        addSuite(one.name + ", level " + nameOf(now), one.name, timestampOf(now), cases);
+    }
+
+    // The run as a whole: what no check shows.
+    void addRun(const host &one) {
+        testCase run{"run", "", "", one.errors};
+        const auto hasFailed = [](const pass &now) { return now.result == passResult::failed; };
+        if (one.result == hostResult::unknown) {
+            run.element = "error";
+            run.message = one.reason.value_or("not known whether the prerequisites are met");
+        } else if (one.result == hostResult::failed && std::none_of(one.passes.begin(), one.passes.end(), hasFailed)) {
+            run.element = "failure";
+            run.message = "exit status " + std::to_string(one.status.value_or(0));
+        }
+        addSuite(one.name, one.name, "", {run});
+    }
+
+    void addSuite(const std::string &name, const std::string &hostName, const std::string &timestamp,
+                  const std::vector<testCase> &cases) {
+        const auto count = [&](const char *pElement) {
+            return std::count_if(cases.begin(), cases.end(),
+                                 [=](const testCase &one) { return one.element == pElement; });
+        };
+        out << "<testsuite name=\"" << escaped(name) << "\" hostname=\"" << escaped(hostName) << "\" tests=\""
+            << cases.size() << "\" failures=\"" << count("failure") << "\" errors=\"" << count("error")
+            << "\" skipped=\"0\" time=\"0\"" << timestamp << ">\n";
+        for (const testCase &one : cases) {
+            out << "<testcase classname=\"" << escaped(name) << "\" name=\"" << escaped(one.name) << "\" time=\"0\"";
+            const std::string text = joined(one.lines);
+            if (!one.element.empty())
+                out << "><" << one.element << " message=\"" << escaped(one.message) << "\" type=\"prerequisite\">"
+                    << text << "</" << one.element << "></testcase>\n";
+            else if (!text.empty())
+                out << "><system-out>" << text << "</system-out></testcase>\n";
+            else
+                out << "/>\n";
+        }
+        out << "</testsuite>\n";
+    }
+
+    std::ostream &out;
+};
+
+} // namespace
+
+std::unique_ptr<writer> junitWriter(std::ostream &out) {
+    return std::make_unique<junitOutput>(out);
+}
+
 } // namespace report

@@ -442,18 +442,19 @@ void readPasses(std::string_view text, const catalog *pTexts, std::vector<pass> 
 }
 
 // -l and -s write their verdicts to standard error and leave a report without passes, or none.
-void readSummary(std::string_view errors, const catalog *pTexts, std::vector<pass> &passes) {
+void readSummary(std::string_view errors, const catalog *pTexts, host &one) {
     std::vector<pass> told;
     readPasses(errors, pTexts, told);
-    const auto isNone = [](const pass &one) { return one.result == passResult::incomplete; };
+    const auto isNone = [](const pass &now) { return now.result == passResult::incomplete; };
     told.erase(std::remove_if(told.begin(), told.end(), isNone), told.end());
     if (told.empty())
         return;
     nameLevels(told);
     told[0].checks.clear(); // lines of standard error, which are kept as such
-    if (!passes.empty())
-        told[0].checks = std::move(passes[0].checks);
-    passes = std::move(told);
+    if (!one.passes.empty())
+        told[0].checks = std::move(one.passes[0].checks);
+    one.passes = std::move(told);
+    one.bOnlySummary = true;
 }
 
 } // namespace
@@ -474,7 +475,7 @@ host readHost(const material &given, languages &known) {
     readPasses(given.report, pTexts, one.passes);
     const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
     if (std::none_of(one.passes.begin(), one.passes.end(), hasLevel))
-        readSummary(given.errors, pTexts, one.passes);
+        readSummary(given.errors, pTexts, one);
     dropRepeated(one.passes);
     for (pass &now : one.passes)
         judgePass(now, one.status);

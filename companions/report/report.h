@@ -51,7 +51,8 @@ struct host {
     std::optional<std::string> reason;
     std::vector<std::string> errors;
     std::vector<pass> passes;
-    std::string language; // of the report's texts, such as "de-DE"; empty when no catalog explains it
+    bool bOnlySummary = false; // the passes were read from standard error
+    std::string language;      // of the report's texts, such as "de-DE"; empty when no catalog explains it
 };
 
 const char *nameOf(checkResult result);

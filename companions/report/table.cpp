@@ -1,6 +1,149 @@
+// The form for a terminal: a matrix of hosts and levels, and under each host what is wrong there.
+#include "outline.h"
+#include "text.h"
 #include "writers.h"
+
+#include <algorithm>
+#include <array>
+
 namespace report {
-std::unique_ptr<writer> tableWriter(std::ostream &out, bool) {
-    return jsonWriter(out);
+
+namespace {
+
+constexpr size_t screenWidth = 80, hostWidth = 18, resultWidth = 8, indent = 11;
+
+enum colour { plain, red, yellow, green, bold };
+
+const char *wordOf(const pass *pOne) {
+    static constexpr std::array words{"ok", "warn", "cut", "FAIL"};
+    return pOne == nullptr ? "-" : words[static_cast<size_t>(pOne->result)];
 }
+
+colour colourOf(const pass *pOne) {
+    static constexpr std::array colours{green, yellow, red, red};
+    return pOne == nullptr ? plain : colours[static_cast<size_t>(pOne->result)];
+}
+
+colour colourOf(hostResult result) {
+    static constexpr std::array colours{green, yellow, red, red};
+    return colours[static_cast<size_t>(result)];
+}
+
+std::string inCapitals(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
+    return text;
+}
+
+class tableOutput : public writer {
+public:
+    tableOutput(std::ostream &stream, bool bInColour) : out(stream), bColour(bInColour) {
+    }
+
+    void add(host one) override {
+        levels.add(one);
+        hosts.push_back(std::move(one));
+    }
+
+    void finish() override {
+        sortWorstFirst(hosts);
+        out << countsOf(hosts) << "\n\n";
+        showHead();
+        for (const host &one : hosts) {
+            out << '\n';
+            showHost(one);
+        }
+        if (levels.bClustered)
+            out << "\nOf a level's two results the second is with the clustered feature.\n";
+    }
+
+private:
+    // Pads a text, which may be coloured, to a width.
+    std::string cell(const std::string &text, size_t width, colour shade) const {
+        static constexpr std::array codes{"", "\033[31m", "\033[33m", "\033[32m", "\033[1m"};
+        const std::string padding(width - std::min(width, columns(text)), ' ');
+        return bColour && shade != plain ? codes[shade] + text + "\033[0m" + padding : text + padding;
+    }
+
+    // Writes the cells of a row, as many in a line as the screen holds; the first line has begun.
+    template <typename Cell> void showCells(size_t count, Cell cellAt) {
+        const size_t width = levels.bClustered ? 10 : 8, inLine = (screenWidth - hostWidth - resultWidth - 2) / width;
+        std::string line;
+        for (size_t i = 0; i < count; i++) {
+            if (i > 0 && i % inLine == 0) {
+                put(line);
+                line.assign(hostWidth + resultWidth + 2, ' ');
+            }
+            line += cellAt(i, width);
+        }
+        put(line);
+    }
+
+    // Writes a line without the blanks at its end.
+    void put(std::string_view line) {
+        const size_t end = line.find_last_not_of(' ');
+        out << line.substr(0, end == std::string_view::npos ? 0 : end + 1) << '\n';
+    }
+
+    void showHead() {
+        out << cell("HOST", hostWidth + 1, bold) << cell("RESULT", resultWidth + 1, bold);
+        showCells(levels.names.size(),
+                  [this](size_t i, size_t width) { return cell(visible(levels.names[i]) + " ", width, bold); });
+    }
+
+    void showHost(const host &one) {
+        const std::string name = visible(one.name);
+        out << cell(name, hostWidth + 1, bold);
+        if (columns(name) > hostWidth)
+            out << '\n' << std::string(hostWidth + 1, ' ');
+        out << cell(one.result == hostResult::passed ? nameOf(one.result) : inCapitals(nameOf(one.result)),
+                    resultWidth + 1, colourOf(one.result));
+        const auto row = rowOf(one, levels);
+        showCells(row.size(), [&](size_t i, size_t width) {
+            const auto [pPlain, pClustered] = row[i];
+            const std::string first = cell(wordOf(pPlain), 5, colourOf(pPlain));
+            return levels.bClustered ? first + cell(wordOf(pClustered), width - 5, colourOf(pClustered))
+                                     : first + std::string(width - 5, ' ');
+        });
+        for (const std::string &note : notesOf(one))
+            showWrapped(note, 2);
+        for (const problem &now : problemsOf(one))
+            showProblem(now, one);
+    }
+
+    void showProblem(const problem &now, const host &one) {
+        static constexpr std::array severities{"", "WARNING", "ERROR", "OPEN"};
+        static constexpr std::array colours{plain, yellow, red, red};
+        const auto severity = static_cast<size_t>(now.severity);
+        out << "  " << cell(severities[severity], indent - 2, colours[severity]);
+        showWrapped(now.title, indent, true);
+        for (const problem::detail &text : now.details) {
+            const bool bEverywhere = text.passes.size() == now.passes.size();
+            showWrapped((bEverywhere ? "" : namesOf(text.passes, one) + ": ") + text.text, indent);
+        }
+        if (one.passes.size() > 1 && !now.namesItsPasses())
+            showWrapped("In " + namesOf(now.passes, one) + ".", indent);
+    }
+
+    void showWrapped(const std::string &text, size_t margin, bool bBegun = false) {
+        for (const std::string &line : wrap(visible(text), screenWidth - margin)) {
+            out << (bBegun ? "" : std::string(margin, ' ')) << line << '\n';
+            bBegun = false;
+        }
+        if (bBegun)
+            out << '\n';
+    }
+
+    std::ostream &out;
+    bool bColour;
+    std::vector<host> hosts;
+    levelColumns levels;
+};
+
+} // namespace
+
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour) {
+    return std::make_unique<tableOutput>(out, bColour);
+}
+
 } // namespace report

@@ -1,0 +1,15 @@
+// What JUnit's XML and the page's HTML share: outside texts in them.
+#ifndef REPORT_MARKUP_H
+#define REPORT_MARKUP_H
+
+#include <string>
+#include <string_view>
+
+namespace report {
+
+// A text as the content of an element or of a quoted attribute.
+std::string escaped(std::string_view text);
+
+} // namespace report
+
+#endif

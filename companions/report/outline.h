@@ -1,0 +1,57 @@
+// What people look for in reports: the worst first, each fault once.
+#ifndef REPORT_OUTLINE_H
+#define REPORT_OUTLINE_H
+
+#include "report.h"
+
+#include <array>
+#include <map>
+
+namespace report {
+
+// A check that did not pass, in all passes where it did not.
+struct problem {
+    struct detail {
+        std::string text;
+        std::vector<const pass *> passes; // those that have this line
+    };
+    checkResult severity = checkResult::error;
+    std::string title;
+    std::vector<const pass *> passes;
+    std::vector<detail> details; // those of all its passes first
+
+    // Whether the details say of each pass that it is one of several.
+    bool namesItsPasses() const;
+};
+
+// The problems of a host: errors, checks without a result, warnings. A pass that shows no checks, as in a summary, has
+// its entries as problems.
+std::vector<problem> problemsOf(const host &one);
+
+// The names of passes, "all passes" where these are all of several.
+std::string namesOf(const std::vector<const pass *> &passes, const host &one);
+
+// What else is to be said of a host: why it is unknown, what its status means, what standard error said.
+std::vector<std::string> notesOf(const host &one);
+
+// Failed hosts first, passed ones last, equal ones by their names.
+void sortWorstFirst(std::vector<host> &hosts);
+
+// "3 hosts: 1 failed, 1 unknown, 1 with warnings, 0 passed".
+std::string countsOf(const std::vector<host> &hosts);
+
+// The levels of all hosts, in the order in which they were met, with their columns in a matrix.
+struct levelColumns {
+    std::vector<std::string> names;
+    std::map<std::string, size_t> places;
+    bool bClustered = false; // whether a pass with the clustered feature was made
+
+    void add(const host &one);
+};
+
+// A host's row: for each level the pass without and the one with the clustered feature, null where none was made.
+std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels);
+
+} // namespace report
+
+#endif
