@@ -1,6 +1,267 @@
+// The form for people: one page without a script, which needs nothing from elsewhere.
+#include "markup.h"
+#include "outline.h"
 #include "writers.h"
+
+#include <array>
+
 namespace report {
-std::unique_ptr<writer> htmlWriter(std::ostream &out) {
-    return jsonWriter(out);
+
+namespace {
+
+const char *const pStyle = R"(
+:root { color-scheme: light dark; --back: #fff; --raised: #f6f8fa; --text: #1b1f24; --quiet: #4d5661; --line: #d0d7de;
+  --link: #0a58ca; --failed: #a3160e; --failed-back: #fdecea; --unknown: #5b2f91; --unknown-back: #f3ecfa;
+  --warning: #6f4700; --warning-back: #fff3d1; --passed: #14602c; --passed-back: #e5f4e9; }
+@media (prefers-color-scheme: dark) {
+  :root { --back: #14171b; --raised: #1c2026; --text: #e3e6ea; --quiet: #adb4be; --line: #3a414a; --link: #8ab8ff;
+    --failed: #ffb4ab; --failed-back: #45150f; --unknown: #dcc2ff; --unknown-back: #33224d; --warning: #ffd27a;
+    --warning-back: #3b2a00; --passed: #93dda7; --passed-back: #11351d; } }
+* { box-sizing: border-box; }
+body { margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 76rem; background: var(--back); color: var(--text);
+  font: 1rem/1.5 system-ui, -apple-system, "Segoe UI", Roboto, "Noto Sans", sans-serif; }
+h1 { margin: 0 0 .75rem; font-size: 1.75rem; line-height: 1.2; }
+h2 { margin: 2.25rem 0 .75rem; font-size: 1.25rem; }
+h3 { display: inline; margin: 0; font-size: 1.0625rem; overflow-wrap: anywhere; }
+p { margin: .5rem 0; }
+a { color: var(--link); }
+:focus-visible { outline: 3px solid var(--link); outline-offset: 2px; border-radius: 3px; }
+.failed { --own: var(--failed); --own-back: var(--failed-back); }
+.unknown, .incomplete, .open { --own: var(--unknown); --own-back: var(--unknown-back); }
+.warning { --own: var(--warning); --own-back: var(--warning-back); }
+.passed { --own: var(--passed); --own-back: var(--passed-back); }
+.none { --own: var(--quiet); --own-back: transparent; }
+.counts { display: flex; flex-wrap: wrap; gap: .75rem; margin: 0; padding: 0; list-style: none; }
+.counts li { min-width: 8.5rem; padding: .5rem .9rem; border: 1px solid var(--line); border-left: 5px solid var(--own);
+  border-radius: 6px; background: var(--raised); }
+.counts strong { display: block; color: var(--own); font-size: 1.625rem; line-height: 1.2; font-variant-numeric: tabular-nums; }
+.scroll { overflow-x: auto; }
+table { border-collapse: collapse; font-size: .9375rem; }
+caption { padding-bottom: .5rem; color: var(--quiet); text-align: left; }
+th, td { padding: .35rem .6rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }
+thead th { background: var(--raised); }
+tbody th { font-weight: 600; white-space: normal; overflow-wrap: anywhere; min-width: 9rem; }
+.level { border-left: 1px solid var(--line); }
+.word { display: inline-block; padding: .05rem .5rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
+  color: var(--own); font-size: .875rem; font-weight: 600; white-space: nowrap; }
+.none .word { padding: 0; font-weight: 400; }
+.host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }
+summary { cursor: pointer; }
+.host > summary { padding: .6rem .9rem; background: var(--raised); border-radius: 0 6px 6px 0; }
+.host > summary .word { margin: 0 .5rem; }
+.host > summary span:last-child { color: var(--quiet); }
+.inside { padding: .25rem 1rem 1rem; scroll-margin-top: 4rem; }
+pre { margin: .25rem 0 .75rem; padding: .5rem .75rem; overflow-x: auto; background: var(--raised); border-radius: 4px;
+  font: .875rem/1.45 ui-monospace, "DejaVu Sans Mono", monospace; }
+.notes { margin: .5rem 0; padding-left: 1.25rem; }
+.findings { margin: .75rem 0; padding: 0; list-style: none; }
+.findings > li { margin: 0 0 .9rem; }
+.findings b { overflow-wrap: anywhere; }
+.findings ul { margin: .2rem 0 0; padding-left: 1.25rem; list-style: none; overflow-wrap: anywhere; }
+.where { color: var(--quiet); font-size: .875rem; }
+.inside > details { margin-top: .75rem; }
+.inside > details > summary { color: var(--link); }
+footer { margin-top: 2.5rem; color: var(--quiet); font-size: .875rem; }
+@media print {
+  body { max-width: none; padding: 0; font-size: 10pt; }
+  .host, .findings > li, tr { break-inside: avoid; }
+  .word { border-color: currentColor; }
+  .scroll { overflow: visible; }
+  details::details-content { content-visibility: visible; block-size: auto; }
 }
+)";
+
+// Beside every colour stands its word, beside every word a sign.
+const char *signOf(const std::string &word) {
+    return word == "passed"                      ? "\u2713"
+           : word == "warning"                   ? "\u25b2"
+           : word == "failed" || word == "error" ? "\u2715"
+                                                 : "?";
+}
+
+std::string styleOf(checkResult result) {
+    return result == checkResult::error ? "failed" : nameOf(result);
+}
+
+std::string badge(const std::string &word) {
+    return std::string("<span class=\"word\"><span aria-hidden=\"true\">") + signOf(word) + "</span> " + word +
+           "</span>";
+}
+
+class htmlOutput : public writer {
+public:
+    explicit htmlOutput(std::ostream &stream) : out(stream) {
+    }
+
+    void add(host one) override {
+        hosts.push_back(std::move(one));
+    }
+
+    void finish() override {
+        sortWorstFirst(hosts);
+        levels = levelColumns(hosts);
+        out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+               "<meta name=\"color-scheme\" content=\"light dark\">\n<title>Prerequisites: "
+            << countsOf(hosts) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
+        showCounts();
+        out << "<main>\n";
+        showMatrix();
+        out << "<h2>What was found</h2>\n";
+        for (size_t i = 0; i < hosts.size(); i++)
+            showHost(hosts[i], i);
+        out << "</main>\n<footer><p>Read by kvxprereqreport from what kvxprereqcheck reported.</p></footer>\n</body>\n</html>\n";
+    }
+
+private:
+    void showCounts() {
+        static constexpr std::array shown{hostResult::failed, hostResult::unknown, hostResult::warning,
+                                          hostResult::passed};
+        static constexpr std::array words{"passed", "with warnings", "unknown", "failed"};
+        out << "<header>\n<h1>Prerequisites of "
+            << (hosts.size() == 1 ? escaped(hosts[0].name) : std::to_string(hosts.size()) + " hosts")
+            << "</h1>\n<ul class=\"counts\">\n";
+        for (const hostResult result : shown) {
+            size_t count = 0;
+            for (const host &one : hosts)
+                count += one.result == result ? 1 : 0;
+            out << "<li class=\"" << (count == 0 ? "none" : nameOf(result)) << "\"><strong>" << count << "</strong> "
+                << words[static_cast<size_t>(result)] << "</li>\n";
+        }
+        out << "</ul>\n</header>\n";
+    }
+
+    void showMatrix() {
+        const char *const pSpan = levels.bClustered ? " colspan=\"2\"" : "";
+        out << "<h2 id=\"levels\">Hosts by level</h2>\n"
+               "<div class=\"scroll\" role=\"region\" aria-labelledby=\"levels\" tabindex=\"0\">\n<table>\n"
+            << "<caption>The result of each host, and that of each product level"
+            << (levels.bClustered ? ", without and with the clustered feature" : "")
+            << "</caption>\n<thead>\n<tr><th scope=\"col\"" << (levels.bClustered ? " rowspan=\"2\"" : "")
+            << ">Host</th><th scope=\"col\"" << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Result</th>";
+        for (const std::string &name : levels.names)
+            out << "<th class=\"level\" scope=\"" << (levels.bClustered ? "colgroup" : "col") << "\"" << pSpan << ">"
+                << escaped(name) << "</th>";
+        out << "</tr>\n";
+        if (levels.bClustered) {
+            out << "<tr>";
+            for (size_t i = 0; i < levels.names.size(); i++)
+                out << "<th class=\"level\" scope=\"col\">plain</th><th scope=\"col\">clustered</th>";
+            out << "</tr>\n";
+        }
+        out << "</thead>\n<tbody>\n";
+        for (size_t i = 0; i < hosts.size(); i++) {
+            const std::string result = nameOf(hosts[i].result);
+            out << "<tr><th scope=\"row\"><a href=\"#host-" << i + 1 << "\">" << escaped(hosts[i].name)
+                << "</a></th><td class=\"" << result << "\">" << badge(result) << "</td>";
+            for (const auto &[pPlain, pClustered] : rowOf(hosts[i], levels)) {
+                showCell(pPlain, " level");
+                if (levels.bClustered)
+                    showCell(pClustered, "");
+            }
+            out << "</tr>\n";
+        }
+        out << "</tbody>\n</table>\n</div>\n";
+    }
+
+    void showCell(const pass *pOne, const char *pMore) {
+        if (pOne == nullptr)
+            out << "<td class=\"none" << pMore << "\"><span class=\"word\">not checked</span></td>";
+        else
+            out << "<td class=\"" << nameOf(pOne->result) << pMore << "\">" << badge(nameOf(pOne->result)) << "</td>";
+    }
+
+    // The worst hosts are unfolded, as long as they are few.
+    void showHost(const host &one, size_t place) {
+        constexpr size_t fewHosts = 20;
+        const std::string result = nameOf(one.result);
+        const std::vector<finding> findings = findingsOf(one);
+        std::array<size_t, 4> counts{};
+        for (const finding &now : findings)
+            counts[static_cast<size_t>(now.result)]++;
+        const bool bUnfolded = hosts.size() == 1 || (one.result >= hostResult::unknown && place < fewHosts);
+        out << "<details class=\"host " << result << "\"" << (bUnfolded ? " open" : "") << ">\n<summary><h3>"
+            << escaped(one.name) << "</h3> " << badge(result) << " <span>" << counts[2]
+            << (counts[2] == 1 ? " error, " : " errors, ") << counts[1]
+            << (counts[1] == 1 ? " warning, " : " warnings, ") << counts[0]
+            << " passed</span></summary>\n<div class=\"inside\" id=\"host-" << place + 1 << "\">\n";
+        const std::vector<std::string> notes = notesOf(one);
+        if (!notes.empty()) {
+            out << "<ul class=\"notes\">\n";
+            for (const std::string &note : notes)
+                out << "<li>" << escaped(note) << "</li>\n";
+            out << "</ul>\n";
+        }
+        const std::vector<std::string> errors = errorsOf(one);
+        if (!errors.empty()) {
+            out << "<p>Standard error:</p>\n<pre role=\"region\" tabindex=\"0\" aria-label=\"Standard error of "
+                << escaped(one.name) << "\">";
+            for (const std::string &text : errors)
+                out << escaped(text) << '\n';
+            out << "</pre>\n";
+        }
+        const size_t passed = counts[0];
+        const size_t others = findings.size() - passed;
+        showFindings(one, findings, 0, others);
+        if (passed > 0) {
+            out << "<details>\n<summary>Passed checks (" << passed << ")</summary>\n";
+            showFindings(one, findings, others, findings.size());
+            out << "</details>\n";
+        }
+        showPasses(one);
+        out << "</div>\n</details>\n";
+    }
+
+    void showFindings(const host &one, const std::vector<finding> &findings, size_t from, size_t end) {
+        if (from == end)
+            return;
+        out << "<ul class=\"findings\"";
+        if (!one.language.empty() && one.language != "en-US")
+            out << " lang=\"" << escaped(one.language) << "\"";
+        out << ">\n";
+        for (size_t i = from; i < end; i++) {
+            const finding &now = findings[i];
+            out << "<li class=\"" << styleOf(now.result) << "\">" << badge(nameOf(now.result)) << " <b>"
+                << escaped(now.title) << "</b>";
+            if (one.passes.size() > 1 && !now.namesItsPasses())
+                out << " <span class=\"where\">" << escaped(namesOf(now.passes, one)) << "</span>";
+            if (!now.details.empty()) {
+                out << "\n<ul>\n";
+                for (const finding::detail &text : now.details) {
+                    out << "<li>" << escaped(text.text);
+                    if (text.passes.size() < now.passes.size())
+                        out << " <span class=\"where\">" << escaped(namesOf(text.passes, one)) << "</span>";
+                    out << "</li>\n";
+                }
+                out << "</ul>";
+            }
+            out << "</li>\n";
+        }
+        out << "</ul>\n";
+    }
+
+    void showPasses(const host &one) {
+        if (one.passes.empty())
+            return;
+        out << "<details>\n<summary>Passes (" << one.passes.size()
+            << ")</summary>\n<div class=\"scroll\" role=\"region\" aria-label=\"Passes of " << escaped(one.name)
+            << "\" tabindex=\"0\">\n<table>\n<thead><tr><th scope=\"col\">Level</th><th scope=\"col\">Result</th><th scope=\"col\">Time</th></tr></thead>\n<tbody>\n";
+        for (const pass &now : one.passes)
+            out << "<tr><th scope=\"row\">" << escaped(nameOf(now)) << "</th><td class=\"" << nameOf(now.result)
+                << "\">" << badge(nameOf(now.result)) << "</td><td>" << escaped(now.time.value_or(""))
+                << "</td></tr>\n";
+        out << "</tbody>\n</table>\n</div>\n</details>\n";
+    }
+
+    std::ostream &out;
+    std::vector<host> hosts;
+    levelColumns levels;
+};
+
+} // namespace
+
+std::unique_ptr<writer> htmlWriter(std::ostream &out) {
+    return std::make_unique<htmlOutput>(out);
+}
+
 } // namespace report

@@ -30,7 +30,7 @@ namespace {
 // The report's time, which the C locale wrote, as the readers want it; none when it is something else.
 std::string timestampOf(const pass &one) {
     std::tm time{};
-    std::array<char, 32> text{};
+    std::array<char, 64> text{};
     const char *pEnd = one.time ? strptime(one.time->c_str(), "%a %b %d %H:%M:%S %Y", &time) : nullptr;
     if (pEnd == nullptr || *pEnd != '\0')
         return "";
@@ -40,8 +40,14 @@ std::string timestampOf(const pass &one) {
 
 std::string joined(const std::vector<std::string> &lines) {
     std::string text;
-    for (const std::string &line : lines)
-        text += (text.empty() ? "" : "\n") + escaped(line);
+    for (const std::string &line : lines) {
+        text += text.empty() ? "" : "\n";
+        for (size_t at = 0; at <= line.size();) { // an entry may have two lines
+            const size_t end = std::min(line.find('\n', at), line.size());
+            text += (at > 0 ? "\n" : "") + escaped(std::string_view(line).substr(at, end - at));
+            at = end + 1;
+        }
+    }
     return text;
 }
 
@@ -87,12 +93,12 @@ private:
             if (const int count = ++used[cases.back().name]; count > 1) // readers tell cases apart by their names
                 cases.back().name += " (" + std::to_string(count) + ")";
         }
-        // what a summary tells without its checks
+        // what no check shows, as in a summary
         const bool bTold =
             std::any_of(cases.begin(), cases.end(), [](const testCase &made) { return !made.element.empty(); });
         if (now.result == passResult::incomplete)
             cases.push_back({"verdict", "error", "no verdict: the report was cut off", {}});
-        else if (!bTold) {
+        else if (now.checks.empty() || (now.result == passResult::failed && !bTold)) {
             testCase verdict{"verdict", now.result == passResult::failed ? "failure" : "", "prerequisites not met", {}};
             for (const entry &text : now.entries)
                 verdict.lines.push_back(text.text);

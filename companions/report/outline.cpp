@@ -7,8 +7,9 @@
 
 namespace report {
 
-static int rank(checkResult severity) {
-    return severity == checkResult::error ? 0 : severity == checkResult::open ? 1 : 2;
+static int rank(checkResult result) {
+    static constexpr std::array ranks{3, 2, 0, 1};
+    return ranks[static_cast<size_t>(result)];
 }
 
 // An entry that stands in no check of its pass.
@@ -23,67 +24,65 @@ static void note(std::vector<const pass *> &passes, const pass &one) {
         passes.push_back(&one);
 }
 
-// Problems by severity and title, in the order in which they were met.
+// Findings by result and title, in the order in which they were met.
 namespace {
-class problemList {
+class findingList {
 public:
-    void add(checkResult severity, const std::string &title, const pass &in) {
-        const auto [place, bNew] = known.insert({{rank(severity), title}, found.size()});
+    void add(checkResult result, const std::string &title, const pass &in) {
+        const auto [place, bNew] = known.insert({{rank(result), title}, found.size()});
         if (bNew)
-            found.push_back({severity, title, {}, {}});
+            found.push_back({result, title, {}, {}});
         last = place->second;
         note(found[last].passes, in);
     }
 
-    // A line of the problem added last.
+    // A line of the finding added last.
     void addDetail(const std::string &text, const pass &in) {
-        std::vector<problem::detail> &details = found[last].details;
+        std::vector<finding::detail> &details = found[last].details;
         const auto [place, bNew] = knownDetails.insert({{last, text}, details.size()});
         if (bNew)
             details.push_back({text, {}});
         note(details[place->second].passes, in);
     }
 
-    std::vector<problem> sorted() {
-        for (problem &one : found)
+    std::vector<finding> sorted() {
+        for (finding &one : found)
             std::stable_partition(one.details.begin(), one.details.end(),
-                                  [&](const problem::detail &now) { return now.passes.size() == one.passes.size(); });
+                                  [&](const finding::detail &now) { return now.passes.size() == one.passes.size(); });
         std::stable_sort(found.begin(), found.end(),
-                         [](const problem &a, const problem &b) { return rank(a.severity) < rank(b.severity); });
+                         [](const finding &a, const finding &b) { return rank(a.result) < rank(b.result); });
         return std::move(found);
     }
 
 private:
-    std::vector<problem> found;
+    std::vector<finding> found;
     std::map<std::pair<int, std::string>, size_t> known;
     std::map<std::pair<size_t, std::string>, size_t> knownDetails;
     size_t last = 0;
 };
 } // namespace
 
-std::vector<problem> problemsOf(const host &one) {
-    problemList problems;
+std::vector<finding> findingsOf(const host &one) {
+    findingList findings;
     for (const pass &in : one.passes) {
         for (const check &now : in.checks) {
-            if (now.result == checkResult::passed)
-                continue;
-            problems.add(now.result, now.title.empty() ? "not in a check" : now.title, in);
+            findings.add(now.result, now.title.empty() ? "not in a check" : now.title, in);
             for (const line &text : now.lines)
-                problems.addDetail(text.text, in);
+                findings.addDetail(text.text, in);
         }
         for (const entry &now : in.entries)
             if (standsAlone(now, in)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
-                problems.add(in.result == passResult::warning ? checkResult::warning : checkResult::error,
+                findings.add(in.result == passResult::warning ? checkResult::warning : checkResult::error,
                              now.text.substr(0, end), in);
                 if (end < now.text.size())
-                    problems.addDetail(now.text.substr(end + 1), in);
+                    findings.addDetail(now.text.substr(end + 1), in);
             }
     }
-    return problems.sorted();
+    return findings.sorted();
 }
 
-bool problem::namesItsPasses() const {
+bool finding::namesItsPasses() const {
     std::set<const pass *> named;
     for (const detail &now : details)
         if (now.passes.size() < passes.size())
@@ -115,10 +114,16 @@ std::vector<std::string> notesOf(const host &one) {
         notes.emplace_back("No check failed, but the run did; standard error tells why.");
     if (one.status.value_or(0) != 0)
         notes.push_back("Exit status " + std::to_string(*one.status));
-    if (!one.bOnlySummary)
-        for (const std::string &text : one.errors)
-            notes.push_back("Standard error: " + text);
     return notes;
+}
+
+std::vector<std::string> errorsOf(const host &one) {
+    std::vector<std::string> lines;
+    std::set<std::string> seen;
+    for (const std::string &text : one.errors)
+        if (!one.bOnlySummary && seen.insert(text).second)
+            lines.push_back(text);
+    return lines;
 }
 
 void sortWorstFirst(std::vector<host> &hosts) {
@@ -141,12 +146,34 @@ static std::string levelOf(const pass &one) {
     return one.level.value_or("?");
 }
 
-void levelColumns::add(const host &one) {
-    for (const pass &now : one.passes) {
-        if (places.insert({levelOf(now), names.size()}).second)
-            names.push_back(levelOf(now));
-        bClustered = bClustered || now.clustered.value_or(false);
-    }
+// Compares names by their numbers, as 11.5 and 9.8; what is no number is the oldest.
+static bool isNewer(const std::string &a, const std::string &b) {
+    const auto numbersOf = [](const std::string &name) {
+        std::vector<std::string> numbers; // as texts, which may be longer than any number
+        for (size_t at = 0; (at = name.find_first_of("0123456789", at)) != std::string::npos;) {
+            const size_t start = std::min(name.find_first_not_of('0', at), name.size());
+            at = std::min(name.find_first_not_of("0123456789", start), name.size());
+            numbers.push_back(name.substr(start, at - start));
+        }
+        return numbers;
+    };
+    const std::vector<std::string> left = numbersOf(a), right = numbersOf(b);
+    for (size_t i = 0; i < std::min(left.size(), right.size()); i++)
+        if (left[i] != right[i])
+            return std::make_pair(left[i].size(), left[i]) > std::make_pair(right[i].size(), right[i]);
+    return std::make_pair(left.size(), a) > std::make_pair(right.size(), b);
+}
+
+levelColumns::levelColumns(const std::vector<host> &hosts) {
+    for (const host &one : hosts)
+        for (const pass &now : one.passes) {
+            if (places.insert({levelOf(now), 0}).second)
+                names.push_back(levelOf(now));
+            bClustered = bClustered || now.clustered.value_or(false);
+        }
+    std::sort(names.begin(), names.end(), isNewer);
+    for (size_t i = 0; i < names.size(); i++)
+        places[names[i]] = i;
 }
 
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels) {

@@ -9,13 +9,13 @@
 
 namespace report {
 
-// A check that did not pass, in all passes where it did not.
-struct problem {
+// A check with one result, in all passes where it came to that.
+struct finding {
     struct detail {
         std::string text;
         std::vector<const pass *> passes; // those that have this line
     };
-    checkResult severity = checkResult::error;
+    checkResult result = checkResult::error;
     std::string title;
     std::vector<const pass *> passes;
     std::vector<detail> details; // those of all its passes first
@@ -24,15 +24,18 @@ struct problem {
     bool namesItsPasses() const;
 };
 
-// The problems of a host: errors, checks without a result, warnings. A pass that shows no checks, as in a summary, has
-// its entries as problems.
-std::vector<problem> problemsOf(const host &one);
+// What was found on a host: errors, checks without a result, warnings, and passed checks at the end. An entry that
+// stands in no check, as all do in a summary, is a finding of its own.
+std::vector<finding> findingsOf(const host &one);
 
 // The names of passes, "all passes" where these are all of several.
 std::string namesOf(const std::vector<const pass *> &passes, const host &one);
 
-// What else is to be said of a host: why it is unknown, what its status means, what standard error said.
+// What else is to be said of a host: why it is unknown, what its status means.
 std::vector<std::string> notesOf(const host &one);
+
+// What standard error said, each line once; nothing where it is shown as passes.
+std::vector<std::string> errorsOf(const host &one);
 
 // Failed hosts first, passed ones last, equal ones by their names.
 void sortWorstFirst(std::vector<host> &hosts);
@@ -40,13 +43,14 @@ void sortWorstFirst(std::vector<host> &hosts);
 // "3 hosts: 1 failed, 1 unknown, 1 with warnings, 0 passed".
 std::string countsOf(const std::vector<host> &hosts);
 
-// The levels of all hosts, in the order in which they were met, with their columns in a matrix.
+// The levels of all hosts, the newest first, and their columns in a matrix.
 struct levelColumns {
     std::vector<std::string> names;
     std::map<std::string, size_t> places;
     bool bClustered = false; // whether a pass with the clustered feature was made
 
-    void add(const host &one);
+    levelColumns() = default;
+    explicit levelColumns(const std::vector<host> &hosts);
 };
 
 // A host's row: for each level the pass without and the one with the clustered feature, null where none was made.

@@ -41,12 +41,12 @@ public:
     }
 
     void add(host one) override {
-        levels.add(one);
         hosts.push_back(std::move(one));
     }
 
     void finish() override {
         sortWorstFirst(hosts);
+        levels = levelColumns(hosts);
         out << countsOf(hosts) << "\n\n";
         showHead();
         for (const host &one : hosts) {
@@ -107,17 +107,23 @@ private:
         });
         for (const std::string &note : notesOf(one))
             showWrapped(note, 2);
-        for (const problem &now : problemsOf(one))
-            showProblem(now, one);
+        const std::vector<std::string> errors = errorsOf(one);
+        if (!errors.empty())
+            out << "  Standard error:\n";
+        for (const std::string &text : errors)
+            showWrapped(text, 4);
+        for (const finding &now : findingsOf(one))
+            if (now.result != checkResult::passed)
+                showFinding(now, one);
     }
 
-    void showProblem(const problem &now, const host &one) {
+    void showFinding(const finding &now, const host &one) {
         static constexpr std::array severities{"", "WARNING", "ERROR", "OPEN"};
         static constexpr std::array colours{plain, yellow, red, red};
-        const auto severity = static_cast<size_t>(now.severity);
+        const auto severity = static_cast<size_t>(now.result);
         out << "  " << cell(severities[severity], indent - 2, colours[severity]);
         showWrapped(now.title, indent, true);
-        for (const problem::detail &text : now.details) {
+        for (const finding::detail &text : now.details) {
             const bool bEverywhere = text.passes.size() == now.passes.size();
             showWrapped((bEverywhere ? "" : namesOf(text.passes, one) + ": ") + text.text, indent);
         }
