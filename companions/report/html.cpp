@@ -18,7 +18,7 @@ const char *const pStyle = R"(
     --failed: #ffb4ab; --failed-back: #45150f; --unknown: #dcc2ff; --unknown-back: #33224d; --warning: #ffd27a;
     --warning-back: #3b2a00; --passed: #93dda7; --passed-back: #11351d; } }
 * { box-sizing: border-box; }
-body { margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 76rem; background: var(--back); color: var(--text);
+body { margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 84rem; background: var(--back); color: var(--text);
   font: 1rem/1.5 system-ui, -apple-system, "Segoe UI", Roboto, "Noto Sans", sans-serif; }
 h1 { margin: 0 0 .75rem; font-size: 1.75rem; line-height: 1.2; }
 h2 { margin: 2.25rem 0 .75rem; font-size: 1.25rem; }
@@ -35,16 +35,19 @@ a { color: var(--link); }
 .counts li { min-width: 8.5rem; padding: .5rem .9rem; border: 1px solid var(--line); border-left: 5px solid var(--own);
   border-radius: 6px; background: var(--raised); }
 .counts strong { display: block; color: var(--own); font-size: 1.625rem; line-height: 1.2; font-variant-numeric: tabular-nums; }
-.scroll { overflow-x: auto; }
-table { border-collapse: collapse; font-size: .9375rem; }
+.scroll { max-height: 85vh; overflow: auto; }
+table { border-collapse: separate; border-spacing: 0; font-size: .875rem; }
 caption { padding-bottom: .5rem; color: var(--quiet); text-align: left; }
-th, td { padding: .35rem .6rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }
+th, td { padding: .3rem .35rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }
+thead { position: sticky; top: 0; z-index: 1; }
 thead th { background: var(--raised); }
-tbody th { font-weight: 600; white-space: normal; overflow-wrap: anywhere; min-width: 9rem; }
+tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back); font-weight: 600; white-space: normal;
+  overflow-wrap: break-word; }
 .level { border-left: 1px solid var(--line); }
-.word { display: inline-block; padding: .05rem .5rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
-  color: var(--own); font-size: .875rem; font-weight: 600; white-space: nowrap; }
-.none .word { padding: 0; font-weight: 400; }
+.word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
+  color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
+.none .word { padding-left: 1rem; font-weight: 400; }
+.spoken { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); white-space: nowrap; }
 .host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }
 summary { cursor: pointer; }
 .host > summary { padding: .6rem .9rem; background: var(--raised); border-radius: 0 6px 6px 0; }
@@ -64,9 +67,14 @@ pre { margin: .25rem 0 .75rem; padding: .5rem .75rem; overflow-x: auto; backgrou
 footer { margin-top: 2.5rem; color: var(--quiet); font-size: .875rem; }
 @media print {
   body { max-width: none; padding: 0; font-size: 10pt; }
-  .host, .findings > li, tr { break-inside: avoid; }
-  .word { border-color: currentColor; }
-  .scroll { overflow: visible; }
+  table { font-size: 7.5pt; }
+  th, td { padding: 2pt; }
+  .findings > li, tr { break-inside: avoid; }
+  h2, summary { break-after: avoid; }
+  .word { padding: 0 2pt; border-color: currentColor; font-size: inherit; }
+  .none .word { border-color: transparent; }
+  .scroll { max-height: none; overflow: visible; }
+  thead, tbody th { position: static; }
   details::details-content { content-visibility: visible; block-size: auto; }
 }
 )";
@@ -166,7 +174,8 @@ private:
 
     void showCell(const pass *pOne, const char *pMore) {
         if (pOne == nullptr)
-            out << "<td class=\"none" << pMore << "\"><span class=\"word\">not checked</span></td>";
+            out << "<td class=\"none" << pMore
+                << "\"><span class=\"word\" aria-hidden=\"true\">\u2013</span><span class=\"spoken\">not checked</span></td>";
         else
             out << "<td class=\"" << nameOf(pOne->result) << pMore << "\">" << badge(nameOf(pOne->result)) << "</td>";
     }
@@ -224,13 +233,13 @@ private:
             out << "<li class=\"" << styleOf(now.result) << "\">" << badge(nameOf(now.result)) << " <b>"
                 << escaped(now.title) << "</b>";
             if (one.passes.size() > 1 && !now.namesItsPasses())
-                out << " <span class=\"where\">" << escaped(namesOf(now.passes, one)) << "</span>";
+                out << " <span class=\"where\">(" << escaped(namesOf(now.passes, one)) << ")</span>";
             if (!now.details.empty()) {
                 out << "\n<ul>\n";
                 for (const finding::detail &text : now.details) {
                     out << "<li>" << escaped(text.text);
                     if (text.passes.size() < now.passes.size())
-                        out << " <span class=\"where\">" << escaped(namesOf(text.passes, one)) << "</span>";
+                        out << " <span class=\"where\">(" << escaped(namesOf(text.passes, one)) << ")</span>";
                     out << "</li>\n";
                 }
                 out << "</ul>";
