@@ -35,7 +35,7 @@ a { color: var(--link); }
 .counts li { min-width: 8.5rem; padding: .5rem .9rem; border: 1px solid var(--line); border-left: 5px solid var(--own);
   border-radius: 6px; background: var(--raised); }
 .counts strong { display: block; color: var(--own); font-size: 1.625rem; line-height: 1.2; font-variant-numeric: tabular-nums; }
-.scroll { max-height: 85vh; overflow: auto; }
+.scroll { position: relative; max-height: 85vh; overflow: auto; }
 table { border-collapse: separate; border-spacing: 0; font-size: .875rem; }
 caption { padding-bottom: .5rem; color: var(--quiet); text-align: left; }
 th, td { padding: .3rem .35rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }

@@ -1,0 +1,72 @@
+// reportPage.js DIRECTORY [PICTURE]: for scripts/check-page, which made the pages and the JUnit files in DIRECTORY.
+const assert = require("node:assert");
+const fs = require("node:fs");
+const { chromium } = require("playwright-core");
+const axe = fs.readFileSync(require.resolve("axe-core/axe.min.js"), "utf8");
+const [directory, picture] = process.argv.slice(2);
+const options = ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
+    "--disable-component-update", "--disable-sync"];
+
+async function checkPage(browser, name, colorScheme, width) {
+    const context = await browser.newContext({ colorScheme, viewport: { width, height: 1000 } });
+    const page = await context.newPage(), where = `${name}, ${colorScheme}, ${width}`;
+    const requests = [], dialogs = [];
+    page.on("request", request => requests.push(request.url()));
+    page.on("dialog", dialog => { dialogs.push(dialog.message()); dialog.dismiss(); });
+    await page.goto(`file://${directory}/${name}.html`);
+    const seen = await page.evaluate(() => ({
+        scripts: document.querySelectorAll("script, img, link, [onerror]").length, title: document.title,
+        hosts: document.querySelectorAll("details.host").length, rows: document.querySelectorAll("tbody tr th a").length,
+        wider: document.documentElement.scrollWidth > document.documentElement.clientWidth,
+        order: [...document.querySelectorAll("details.host")].map(host => host.classList[1]),
+    }));
+    assert.deepEqual([seen.scripts, dialogs, requests.length, seen.wider], [0, [], 1, false], where);
+    assert.match(seen.title, /^Prerequisites: \d+ hosts?: /, where);
+    const hosts = { one: 1, plain: 7, hosts: 8, many: 200 }[name], worst = ["failed", "unknown", "warning", "passed"];
+    assert.deepEqual([seen.hosts, seen.rows], [hosts, hosts], where);
+    assert.deepEqual(seen.order, [...seen.order].sort((a, b) => worst.indexOf(a) - worst.indexOf(b)), where);
+    // a link of the matrix unfolds its host
+    await page.locator("tbody tr:last-child th a").first().click();
+    assert(await page.locator(`#host-${hosts}`).isVisible(), where);
+    if (name !== "many")
+        await page.evaluate(() => document.querySelectorAll("details").forEach(details => { details.open = true; }));
+    await page.evaluate(axe);
+    const { violations } = await page.evaluate(() => window.axe.run());
+    assert.deepEqual(violations.map(found => [found.id, found.nodes[0].html]), [], where);
+    await context.close();
+}
+
+async function checkJUnit(page, name) {
+    const text = fs.readFileSync(`${directory}/${name}.xml`, "utf8");
+    const seen = await page.evaluate(xml => {
+        const read = new DOMParser().parseFromString(xml, "application/xml");
+        return { faulty: read.querySelectorAll("parsererror").length,
+            suites: [...read.querySelectorAll("testsuites > testsuite")].map(suite => {
+                const cases = [...suite.children], names = new Set(cases.map(one => one.getAttribute("name")));
+                const count = element => suite.querySelectorAll(`testcase > ${element}`).length;
+                return [[names.size, count("failure"), count("error")].map(String),
+                    ["tests", "failures", "errors"].map(attribute => suite.getAttribute(attribute))];
+            }) };
+    }, text);
+    assert.equal(seen.faulty, 0, name);
+    assert(seen.suites.length > 1, name);
+    for (const [counted, stated] of seen.suites)
+        assert.deepEqual(counted, stated, name);
+}
+
+(async () => {
+    const browser = await chromium.launch({ executablePath: "/usr/bin/chromium", args: options });
+    for (const name of ["one", "plain", "hosts", "many"]) {
+        for (const colorScheme of ["light", "dark"])
+            await checkPage(browser, name, colorScheme, 1280);
+        await checkJUnit(await browser.newPage(), name);
+    }
+    await checkPage(browser, "hosts", "light", 360);
+    if (picture) {
+        const page = await browser.newPage({ viewport: { width: 1280, height: 1000 }, deviceScaleFactor: 1 });
+        await page.goto(`file://${directory}/plain.html`);
+        await page.screenshot({ path: picture });
+    }
+    await browser.close();
+    console.log("9 passed, 0 failed");
+})().catch(error => { console.error(error); process.exit(1); });
