@@ -201,11 +201,10 @@ private:
                 out << "<li>" << escaped(note) << "</li>\n";
             out << "</ul>\n";
         }
-        const std::vector<std::string> errors = errorsOf(one);
-        if (!errors.empty()) {
+        if (!one.otherErrors.empty()) {
             out << "<p>Standard error:</p>\n<pre role=\"region\" tabindex=\"0\" aria-label=\"Standard error of "
                 << escaped(one.name) << "\">";
-            for (const std::string &text : errors)
+            for (const std::string &text : one.otherErrors)
                 out << escaped(text) << '\n';
             out << "</pre>\n";
         }

@@ -99,31 +99,33 @@ std::string namesOf(const std::vector<const pass *> &passes, const host &one) {
     return names;
 }
 
+static std::string noteOn(const pass &incomplete, const host &one) {
+    if (incomplete.level)
+        return "Level " + nameOf(incomplete) + " has no verdict: the report was cut off there.";
+    if (one.language.empty())
+        return "There is no report, or it is in a language whose catalog is not here.";
+    return "No level was checked, or the report was cut off in front of one.";
+}
+
 std::vector<std::string> notesOf(const host &one) {
     std::vector<std::string> notes;
     if (one.reason)
         notes.push_back("Not known: " + *one.reason);
-    for (const pass &now : one.passes)
+    size_t unnamed = 0, failed = 0;
+    for (const pass &now : one.passes) {
+        unnamed += !now.level && now.result == passResult::passed ? 1 : 0;
+        failed += now.result == passResult::failed ? 1 : 0;
         if (now.result == passResult::incomplete)
-            notes.push_back(now.level ? "Level " + nameOf(now) + " has no verdict: the report was cut off there."
-                                      : "The report was cut off, or is none.");
+            notes.push_back(noteOn(now, one));
+    }
+    if (unnamed > 0)
+        notes.push_back("Passes that a summary does not name, all passed: " + std::to_string(unnamed));
     if (one.passes.empty() && one.result != hostResult::passed)
         notes.emplace_back("No level was checked.");
-    const auto hasFailed = [](const pass &now) { return now.result == passResult::failed; };
-    if (one.status.value_or(0) != 0 && std::none_of(one.passes.begin(), one.passes.end(), hasFailed))
-        notes.emplace_back("No check failed, but the run did; standard error tells why.");
     if (one.status.value_or(0) != 0)
-        notes.push_back("Exit status " + std::to_string(*one.status));
+        notes.push_back("Exit status " + std::to_string(*one.status) +
+                        (failed == 0 ? ", although no check failed; see standard error." : ""));
     return notes;
-}
-
-std::vector<std::string> errorsOf(const host &one) {
-    std::vector<std::string> lines;
-    std::set<std::string> seen;
-    for (const std::string &text : one.errors)
-        if (!one.bOnlySummary && seen.insert(text).second)
-            lines.push_back(text);
-    return lines;
 }
 
 void sortWorstFirst(std::vector<host> &hosts) {
@@ -140,10 +142,6 @@ std::string countsOf(const std::vector<host> &hosts) {
     return std::to_string(hosts.size()) + (hosts.size() == 1 ? " host: " : " hosts: ") + count(hostResult::failed) +
            " failed, " + count(hostResult::unknown) + " unknown, " + count(hostResult::warning) + " with warnings, " +
            count(hostResult::passed) + " passed";
-}
-
-static std::string levelOf(const pass &one) {
-    return one.level.value_or("?");
 }
 
 // Compares names by their numbers, as 11.5 and 9.8; what is no number is the oldest.
@@ -167,8 +165,8 @@ static bool isNewer(const std::string &a, const std::string &b) {
 levelColumns::levelColumns(const std::vector<host> &hosts) {
     for (const host &one : hosts)
         for (const pass &now : one.passes) {
-            if (places.insert({levelOf(now), 0}).second)
-                names.push_back(levelOf(now));
+            if (now.level && places.insert({*now.level, 0}).second)
+                names.push_back(*now.level);
             bClustered = bClustered || now.clustered.value_or(false);
         }
     std::sort(names.begin(), names.end(), isNewer);
@@ -179,7 +177,8 @@ levelColumns::levelColumns(const std::vector<host> &hosts) {
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels) {
     std::vector<std::array<const pass *, 2>> row(levels.names.size());
     for (const pass &now : one.passes)
-        row[levels.places.at(levelOf(now))][now.clustered.value_or(false) ? 1 : 0] = &now;
+        if (now.level)
+            row[levels.places.at(*now.level)][now.clustered.value_or(false) ? 1 : 0] = &now;
     return row;
 }
 

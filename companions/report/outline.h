@@ -34,16 +34,13 @@ std::string namesOf(const std::vector<const pass *> &passes, const host &one);
 // What else is to be said of a host: why it is unknown, what its status means.
 std::vector<std::string> notesOf(const host &one);
 
-// What standard error said, each line once; nothing where it is shown as passes.
-std::vector<std::string> errorsOf(const host &one);
-
 // Failed hosts first, passed ones last, equal ones by their names.
 void sortWorstFirst(std::vector<host> &hosts);
 
 // "3 hosts: 1 failed, 1 unknown, 1 with warnings, 0 passed".
 std::string countsOf(const std::vector<host> &hosts);
 
-// The levels of all hosts, the newest first, and their columns in a matrix.
+// The levels of all hosts, the newest first, and their columns in a matrix. A pass that names no level is in none.
 struct levelColumns {
     std::vector<std::string> names;
     std::map<std::string, size_t> places;

@@ -104,7 +104,7 @@ const languages::language *languages::choose(const std::vector<std::string_view>
         size_t weight = 0;
         for (const std::string_view line : lines)
             weight += one.texts->weigh(line);
-        if (pBest == nullptr || weight > most) {
+        if (weight > most) {
             pBest = &one;
             most = weight;
         }
@@ -189,6 +189,7 @@ void reportReader::readLine(std::string_view printed) {
     case MSG_LEVEL_BANNER_CLUSTERED: startPass(known, true); break;
     case MSG_LEVEL_PASSED:
     case MSG_LEVEL_FAILED: endPass(known); break;
+    case MSG_REPORT_NOT_WRITABLE: keepLine(printed, known); break; // wherever standard error has it
     case MSG_FAILURES_FOLLOW:
         if (at == part::verdict)
             at = part::entries;
@@ -441,7 +442,8 @@ void readPasses(std::string_view text, const catalog *pTexts, std::vector<pass> 
     reader.finish();
 }
 
-// -l and -s write their verdicts to standard error and leave a report without passes, or none.
+// -l and -s write their verdicts to standard error and leave a report without passes, or none. What else stands between
+// them is no part of a check.
 void readSummary(std::string_view errors, const catalog *pTexts, host &one) {
     std::vector<pass> told;
     readPasses(errors, pTexts, told);
@@ -450,11 +452,24 @@ void readSummary(std::string_view errors, const catalog *pTexts, host &one) {
     if (told.empty())
         return;
     nameLevels(told);
-    told[0].checks.clear(); // lines of standard error, which are kept as such
+    one.otherErrors.clear();
+    for (pass &now : told) {
+        for (const check &other : now.checks)
+            for (const line &text : other.lines)
+                one.otherErrors.push_back(text.text);
+        now.checks.clear();
+    }
     if (!one.passes.empty())
         told[0].checks = std::move(one.passes[0].checks);
     one.passes = std::move(told);
-    one.bOnlySummary = true;
+}
+
+// Each text once, where it stands first.
+void dropRepeated(std::vector<std::string> &texts) {
+    std::set<std::string> seen;
+    texts.erase(
+        std::remove_if(texts.begin(), texts.end(), [&](const std::string &text) { return !seen.insert(text).second; }),
+        texts.end());
 }
 
 } // namespace
@@ -472,20 +487,22 @@ host readHost(const material &given, languages &known) {
     if (pLanguage != nullptr)
         one.language = pLanguage->name;
 
-    readPasses(given.report, pTexts, one.passes);
-    const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
-    if (std::none_of(one.passes.begin(), one.passes.end(), hasLevel))
-        readSummary(given.errors, pTexts, one);
-    dropRepeated(one.passes);
-    for (pass &now : one.passes)
-        judgePass(now, one.status);
-
     static const codeSet unknown("utf8");
     for (std::string_view left = given.errors; !left.empty();) {
         const std::string_view line = nextLine(left);
         if (!isBlank(line))
             one.errors.push_back((pTexts == nullptr ? unknown : pTexts->encoding()).hostTextToUtf8(line));
     }
+    one.otherErrors = one.errors;
+
+    readPasses(given.report, pTexts, one.passes);
+    const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
+    if (std::none_of(one.passes.begin(), one.passes.end(), hasLevel))
+        readSummary(given.errors, pTexts, one);
+    dropRepeated(one.passes);
+    dropRepeated(one.otherErrors);
+    for (pass &now : one.passes)
+        judgePass(now, one.status);
     one.result = judgeHost(one, isBlank(given.report) && isBlank(given.errors));
     return one;
 }

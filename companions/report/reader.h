@@ -21,7 +21,7 @@ public:
         std::unique_ptr<catalog> texts;
     };
 
-    // The language that explains most of these lines; without a catalog null.
+    // The language that explains most of these lines, null when none explains any.
     const language *choose(const std::vector<std::string_view> &lines);
 
 private:

@@ -51,8 +51,8 @@ struct host {
     std::optional<std::string> reason;
     std::vector<std::string> errors;
     std::vector<pass> passes;
-    bool bOnlySummary = false; // the passes were read from standard error
-    std::string language;      // of the report's texts, such as "de-DE"; empty when no catalog explains it
+    std::vector<std::string> otherErrors; // those of the errors that are not shown as passes, each once
+    std::string language;                 // of the report's texts, such as "de-DE"; empty when no catalog explains it
 };
 
 const char *nameOf(checkResult result);

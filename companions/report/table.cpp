@@ -107,10 +107,9 @@ private:
         });
         for (const std::string &note : notesOf(one))
             showWrapped(note, 2);
-        const std::vector<std::string> errors = errorsOf(one);
-        if (!errors.empty())
+        if (!one.otherErrors.empty())
             out << "  Standard error:\n";
-        for (const std::string &text : errors)
+        for (const std::string &text : one.otherErrors)
             showWrapped(text, 4);
         for (const finding &now : findingsOf(one))
             if (now.result != checkResult::passed)

@@ -180,6 +180,7 @@ size_t columns(std::string_view text) {
 
 std::vector<std::string> wrap(std::string_view text, size_t width) {
     std::vector<std::string> lines;
+    text = text.substr(0, text.find_last_not_of(' ') + 1);
     while (!text.empty()) {
         size_t end = 0, taken = 0, blank = 0;
         while (end < text.size()) {
