@@ -94,16 +94,14 @@ private:
                 cases.back().name += " (" + std::to_string(count) + ")";
         }
         // what no check shows, as in a summary
-        const bool bTold =
-            std::any_of(cases.begin(), cases.end(), [](const testCase &made) { return !made.element.empty(); });
-        if (now.result == passResult::incomplete)
-            cases.push_back({"verdict", "error", "no verdict: the report was cut off", {}});
-        else if (now.checks.empty() || (now.result == passResult::failed && !bTold)) {
-            testCase verdict{"verdict", now.result == passResult::failed ? "failure" : "", "prerequisites not met", {}};
-            for (const entry &text : now.entries)
+        testCase verdict{"verdict", now.result == passResult::failed ? "failure" : "", "prerequisites not met", {}};
+        for (const entry &text : now.entries)
+            if (now.checks.empty() || !text.severity)
                 verdict.lines.push_back(text.text);
+        if (now.result == passResult::incomplete)
+            verdict = {"verdict", "error", "no verdict: the report was cut off", {}};
+        if (now.checks.empty() || !verdict.lines.empty() || now.result == passResult::incomplete)
             cases.push_back(std::move(verdict));
-        }
         addSuite(one.name + ", level " + nameOf(now), one.name, timestampOf(now), cases);
     }
 

@@ -41,15 +41,16 @@ static const char *const pCatalogName = "kvxistring.cat";
 languages::languages(fs::path directory) : place(std::move(directory)) {
 }
 
-// A directory is named LANGUAGE_TERRITORY.CODESET.
+// A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII: they tell nothing of the host's code
+// set.
 const languages::language *languages::open(const fs::path &directory) {
     const std::string name = directory.filename();
-    const size_t dot = name.find('.');
+    const size_t dot = std::min(name.find('.'), name.size());
+    const std::string codeSetName = name == pEnglish ? "utf8" : name.substr(std::min(dot + 1, name.size()));
     language made{name.substr(0, dot), nullptr};
     std::replace(made.name.begin(), made.name.end(), '_', '-');
     try {
-        made.texts =
-            std::make_unique<catalog>(directory / pCatalogName, dot == std::string::npos ? "" : name.substr(dot + 1));
+        made.texts = std::make_unique<catalog>(directory / pCatalogName, codeSetName);
     } catch (const std::runtime_error &) {
         return nullptr;
     }
