@@ -87,7 +87,7 @@ void catalog::addPatterns(int message) {
         for (const std::string &severity : {text(MSG_SEVERITY_ERROR), text(MSG_SEVERITY_WARNING), std::string()})
             addPattern(message, own, {{1, severity}});
     } else if (message == MSG_LEVEL_FAILED) {
-        for (const char *pKind : {clientWord, serverWord})
+        for (const char *pKind : {szClientWord, szServerWord})
             for (const std::string &label : {text(MSG_CLUSTERED_LABEL), std::string()})
                 addPattern(message, own, {{1, pKind}, {2, label}});
     } else if (message == MSG_SELINUX_STATE) {

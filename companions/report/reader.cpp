@@ -167,7 +167,7 @@ void reportReader::read(std::string_view text) {
 }
 
 bool isRule(std::string_view printed) {
-    static const std::string_view rule(reportRule + 1, sizeof reportRule - 3);
+    static const std::string_view rule(szReportRule + 1, sizeof szReportRule - 3);
     return printed == rule;
 }
 
@@ -315,7 +315,7 @@ void reportReader::endPass(const explanation &known) {
         return;
     }
     now.result = passResult::failed;
-    now.client = bytesOf(known, 0) == clientWord;
+    now.client = bytesOf(known, 0) == szClientWord;
     if (!now.level) {
         now.level = tokenOf(known, 2);
         now.clustered = !bytesOf(known, 1).empty();

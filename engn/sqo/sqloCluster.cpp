@@ -371,7 +371,7 @@ static int packBinaries(void) {
 
 static void logRemoteRule(void) {
     messageText szRule;
-    copyText(szRule, pReportRule);
+    copyText(szRule, szReportRule);
     logMessage(szRule);
 }
 

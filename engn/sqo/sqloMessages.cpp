@@ -22,8 +22,6 @@ static const char *const pDefaultLocaleDir = "en_US.iso88591";
 static const int MESSAGE_SET = 1;
 static const int LOCALE_NAME_LENGTH = 33; // characters of a locale name that take part in the lookup
 
-const char *const pReportRule = "\n==========================================================================\n";
-
 /* --- Tokens --- */
 
 void addToken(const char *pToken) {
@@ -393,7 +391,7 @@ static void writeBadSummaryText(char *pText, const char *pAfter) {
 static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     messageText szLabel;
     fetchText(szLabel, MSG_CLUSTERED_LABEL);
-    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? "Client" : "Server", bShareGrid ? szLabel : "", pLevel);
+    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? szClientWord : szServerWord, bShareGrid ? szLabel : "", pLevel);
     fflush(stdout);
     writeBadSummaryText(szVerdict, "\n");
 

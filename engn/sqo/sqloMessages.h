@@ -4,6 +4,7 @@
 #ifndef SQLO_MESSAGES_H
 #define SQLO_MESSAGES_H
 
+#include "sqloLiterals.h"
 #include "sqloText.h"
 
 /* --- Messages: fetching, reporting, the shape of a check --- */
@@ -52,9 +53,6 @@ template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportFault(int numb
 
 /* Prints a text as if it were a printf format, without being one: "%%" shows as "%", all else as it stands. */
 void printAsFormat(FILE *pFile, const char *pText);
-
-/* The rule between sections of the report, to be copied into a line buffer and logged. */
-extern const char *const pReportRule;
 
 /* Logs the line of three blanks that stands before a check's heading. */
 void logBlankLine(void);

@@ -537,8 +537,7 @@ static void checkNetworkingConflict(sequenceResult *pResult) {
     if (first != RC_OK && second != RC_OK)
         return;
     messageText szConflict;
-    copyText(szConflict, "\n The kvxprereqcheck utility detected HPN package along with Mellanox package. Both the "
-                         "packages cannot co_exist\n");
+    copyText(szConflict, szNetworkingConflict);
     logMessage(szConflict);
     sqloUpdateErrorList(szConflict);
     pResult->status = RC_HPN_PACKAGE;

@@ -381,7 +381,7 @@ static int storeIdentity(const char *pLevel) {
 /* A rule, the time and the level open each level's part of the report. */
 static void logLevelBanner(const char *pLevel) {
     messageText szText;
-    copyText(szText, pReportRule);
+    copyText(szText, szReportRule);
     logMessage(szText);
 
     char szTime[64 + LOG_ROOM] = "";

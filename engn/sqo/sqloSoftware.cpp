@@ -581,9 +581,7 @@ static int missingMessageOf(const char *pGroup) {
 static void reportMissingPackage(messageText &szDetail, const char *pGroup, const suffixedName &package,
                                  int bMellanox) {
     if (bMellanox) {
-        formatText(szDetail, MESSAGE_SIZE,
-                   "\n The kvxprereqcheck utility was unable to find the following Mellanox package: %s\n",
-                   package.szText);
+        formatText(szDetail, MESSAGE_SIZE, szMellanoxMissing, package.szText);
         logMessage(szDetail);
     } else if (missingMessageOf(pGroup) != 0)
         logText(szDetail, missingMessageOf(pGroup), package.szText);

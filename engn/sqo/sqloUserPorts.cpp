@@ -127,18 +127,16 @@ static int findServedUser(const char *pUser, userAccount *pAccount) {
     userText szOutput;
     nameCaptureAt(&capture, "pseudo_user_%s.out", pUser);
     if (!readGetent("getent passwd %s > %s", pUser, &capture, szOutput))
-        return endUserBlock("ERROR: Failed to open the file %s to get the user data for UNIX Pseudo user - %s.",
-                            capture.szPath, pUser);
+        return endUserBlock(szUserNotOpened, capture.szPath, pUser);
     int groupId = splitPasswordLine(szOutput, pAccount);
     if (strcmp(pAccount->pseudoUser, pUser) != 0)
-        return endUserBlock("ERROR: Failed to find the user entry for the user - %s.", pUser);
+        return endUserBlock(szUserNotFound, pUser);
 
     char szGroupId[12];
     formatText(szGroupId, "%d", groupId);
     nameCaptureAt(&capture, "pseudo_user_group_%s.out", pUser);
     if (!readGetent("getent group %s > %s", szGroupId, &capture, szOutput))
-        return endUserBlock("ERROR: Failed to open the file %s to get the user group data for UNIX Pseudo user - %s.",
-                            capture.szPath, pUser);
+        return endUserBlock(szGroupNotOpened, capture.szPath, pUser);
     char *pRest = NULL;
     copyText(pAccount->userGroup, textOrEmpty(strtok_r(szOutput, ":", &pRest)));
     return 1;
@@ -154,12 +152,10 @@ static int isAllowedGroup(const char *pGroup) {
 
 static void checkUserNames(const userAccount &account, userFindings *pFindings) {
     const size_t longestName = 8;
-    noteUserCheck(pFindings, &pFindings->validUserName, strlen(account.pseudoUser) <= longestName,
-                  "   User Name Length Check - Passed.");
+    noteUserCheck(pFindings, &pFindings->validUserName, strlen(account.pseudoUser) <= longestName, szUserNamePassed);
     noteUserCheck(pFindings, &pFindings->validGrpNameLength, strlen(account.userGroup) <= longestName,
-                  "   Primary Group Name Length Check - Passed.");
-    noteUserCheck(pFindings, &pFindings->validGrpName, isAllowedGroup(account.userGroup),
-                  "   Primary Group Name Check - Passed.");
+                  szGroupNamePassed);
+    noteUserCheck(pFindings, &pFindings->validGrpName, isAllowedGroup(account.userGroup), szGroupPassed);
 }
 
 /* The profile that the login shell reads. */
@@ -171,14 +167,13 @@ static const char *profileName(void) {
 static int checkUserHome(const userAccount &account, int checkSqllib, userFindings *pFindings) {
     DIR *pHome = opendir(account.userHome);
     if (pHome == NULL)
-        return endUserBlock("ERROR: Failed to open user home directory - %s.", account.userHome);
+        return endUserBlock(szHomeNotOpened, account.userHome);
     for (const struct dirent *pEntry = readdir(pHome); pEntry != NULL; pEntry = readdir(pHome)) {
         if (strcmp(pEntry->d_name, ".bashrc") == 0)
-            noteUserCheck(pFindings, &pFindings->bashrcFound, 1, "   .bashrc Check - Passed.");
+            noteUserCheck(pFindings, &pFindings->bashrcFound, 1, szBashrcPassed);
         else if (strcmp(pEntry->d_name, profileName()) == 0)
             noteUserCheck(pFindings, &pFindings->profileFound, 1,
-                          linuxDistro == DISTRO_SUSE ? "   .profile Check - Passed."
-                                                     : "   .bash_profile Check - Passed.");
+                          linuxDistro == DISTRO_SUSE ? szSuseProfilePassed : szProfilePassed);
         else if (checkSqllib && strcmp(pEntry->d_name, "sqllib") == 0)
             pFindings->sqllibFound = 1;
     }
@@ -189,50 +184,29 @@ static int checkUserHome(const userAccount &account, int checkSqllib, userFindin
 static void checkSqllibAbsence(int checkSqllib, userFindings *pFindings) {
     int bAbsent;
     if (checkSqllib)
-        noteUserCheck(pFindings, &bAbsent, !pFindings->sqllibFound, "   sqllib Check - Passed.");
+        noteUserCheck(pFindings, &bAbsent, !pFindings->sqllibFound, szSqllibPassed);
     else
-        reportLine(0, "   sqllib Check - Skipped.");
+        reportLine(0, szSqllibSkipped);
 }
 
 static void reportUserFailures(const userAccount &account, const userFindings &findings) {
     const char *pUser = account.pseudoUser;
     reportLine(0, "   ");
-    reportLine(0, "   Details of the failed User checks:");
+    reportLine(0, szUserFailed);
     if (!findings.validUserName)
-        reportLine(1,
-                   "   ERROR: The user name \"%s\" is greater than 8 characters. Make sure the user name is not "
-                   "greater than 8 characters and rerun.",
-                   pUser);
+        reportLine(1, szUserNameTooLong, pUser);
     if (!findings.validGrpNameLength)
-        reportLine(1,
-                   "   ERROR: The Primary Group Name \"%s\" is greater than 8 characters. Make sure the group name is "
-                   "not greater than 8 characters and rerun.",
-                   account.userGroup);
+        reportLine(1, szGroupNameTooLong, account.userGroup);
     if (!findings.validGrpName)
-        reportLine(1,
-                   "   ERROR: KVX user \"%s\" cannot use \"%s\" as the primary group.\"%s\" must have a primary group "
-                   "other than \"guests\" \"admins\" \"users\" \"local\". ",
-                   pUser, account.userGroup, pUser);
+        reportLine(1, szGroupNotAllowed, pUser, account.userGroup, pUser);
     if (!findings.bashrcFound)
-        reportLine(1,
-                   "   ERROR: Missing .bashrc file in the user home directory %s. Make sure the .bashrc file exists in "
-                   "user home and rerun.",
-                   account.userHome);
+        reportLine(1, szBashrcMissing, account.userHome);
     if (!findings.profileFound && linuxDistro == DISTRO_SUSE)
-        reportLine(1,
-                   "   ERROR: Missing .profile file in the user home directory %s. Make sure the .profile file exists "
-                   "in user home and rerun.",
-                   account.userHome);
+        reportLine(1, szSuseProfileMissing, account.userHome);
     else if (!findings.profileFound)
-        reportLine(1,
-                   "   ERROR: Missing .bash_profile file in the user home directory %s. Make sure the .bash_profile "
-                   "file exists in user home and rerun.",
-                   account.userHome);
+        reportLine(1, szProfileMissing, account.userHome);
     if (findings.sqllibFound)
-        reportLine(1,
-                   "   ERROR: The sqllib already exists in user home directory %s. Remove earlier installed KVX and "
-                   "make sure sqllib does not exist in home directory.",
-                   account.userHome);
+        reportLine(1, szSqllibExists, account.userHome);
 }
 
 /* The checks between heading and closing line. 1 when all passed. */
@@ -244,7 +218,7 @@ static int judgeUser(const char *pUser, int checkSqllib) {
     if (!findListedUser(pUser, &account) && !findServedUser(pUser, &account))
         return 0;
     noteUserCheck(&findings, &findings.usrFound, 1, NULL);
-    reportLine(0, "   Total number of required user checks: %d.", findings.failedChecksCount);
+    reportLine(0, szUserChecks, findings.failedChecksCount);
     checkUserNames(account, &findings);
     if (!checkUserHome(account, checkSqllib, &findings))
         return 0;
@@ -252,7 +226,7 @@ static int judgeUser(const char *pUser, int checkSqllib) {
     if (findings.failedChecksCount > 0)
         reportUserFailures(account, findings);
     else
-        reportLine(0, "   SUCCESS: All required User checks passed for %s.", pUser);
+        reportLine(0, szUserPassed, pUser);
     return findings.failedChecksCount <= 0;
 }
 
@@ -306,20 +280,18 @@ static int checkPort(const portKind &kind, long long port, const char *pExpected
     knownService byPort = serviceAtPort(port);
     knownService byName = copyService(getservbyname(pExpected, NULL));
     if (!byPort.bFound && !byName.bFound) {
-        reportLine(0, "   The %s Number - %lld is available for %s to use.", kind.pName, port, pTaker);
+        reportLine(0, szPortAvailable, kind.pName, port, pTaker);
         return RC_OK;
     }
     if (byName.bFound && (strcmp(byName.szName, pExpected) != 0 || byName.port != port)) {
-        reportLine(1, "   ERROR: There already exists a service - %s assigned to %s %d", byName.szName, kind.pTaken,
-                   byName.port);
+        reportLine(1, szPortNameTaken, byName.szName, kind.pTaken, byName.port);
         return RC_FAILED;
     }
     if (!byName.bFound && strcmp(byPort.szName, pExpected) != 0) {
-        reportLine(1, "   ERROR: The %s Number - %lld is in use and assigned to %s service", kind.pName, port,
-                   byPort.szName);
+        reportLine(1, szPortInUse, kind.pName, port, byPort.szName);
         return RC_FAILED;
     }
-    reportLine(0, "   The %s Number - %lld is assigned to %s KVX service", kind.pName, port, pExpected);
+    reportLine(0, szPortAssigned, kind.pName, port, pExpected);
     return RC_OK;
 }
 

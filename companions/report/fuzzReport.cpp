@@ -1,0 +1,97 @@
+// A fuzzer of kvxprereqreport: any bytes as a report and, behind the byte 1e, as standard error. Without the fuzzing
+// library it reads each file that it is given.
+#include "reader.h"
+#include "text.h"
+#include "writers.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#define MUST_HOLD(CONDITION)                                                                                           \
+    ((CONDITION) ? (void)0 : (std::fputs("does not hold: " #CONDITION "\n", stderr), std::abort()))
+
+using namespace report;
+
+static std::string shown(std::unique_ptr<writer> made, std::ostringstream &out, const host &one) {
+    made->add(one);
+    made->add(one);
+    made->finish();
+    return out.str();
+}
+
+// Only whole characters, and of those that control a screen none but the line break.
+static void checkCharacters(std::string_view text) {
+    for (size_t length = 0; !text.empty(); text.remove_prefix(length)) {
+        length = characterLength(text);
+        MUST_HOLD(length > 0 && (text[0] == '\n' || (static_cast<unsigned char>(text[0]) >= 0x20 && text[0] != 0x7F)));
+    }
+}
+
+// Brackets that match outside of strings, and nothing else there but words and numbers.
+static void checkJson(const std::string &json) {
+    std::string open;
+    bool bString = false;
+    for (size_t i = 0; i < json.size(); i++) {
+        if (json[i] == '"')
+            bString = !bString;
+        else if (bString)
+            i += json[i] == '\\' ? 1 : 0;
+        else if (json[i] == '{' || json[i] == '[')
+            open += json[i] == '{' ? '}' : ']';
+        else if (json[i] == '}' || json[i] == ']') {
+            MUST_HOLD(!open.empty() && open.back() == json[i]);
+            open.pop_back();
+        } else
+            MUST_HOLD(std::string_view(" \n,:-0123456789truefalsn").find(json[i]) != std::string_view::npos);
+    }
+    MUST_HOLD(open.empty() && !bString);
+}
+
+// No element but the writer's own, each closed in its order.
+static void checkMarkup(const std::string &markup, const std::set<std::string> &single) {
+    std::vector<std::string> open;
+    for (size_t at = 0; (at = markup.find('<', at)) != std::string::npos; at++) {
+        const size_t end = markup.find('>', at);
+        const bool bCloses = markup[at + 1] == '/';
+        const size_t start = at + (bCloses ? 2 : 1);
+        const std::string name = markup.substr(start, markup.find_first_of(" />", start) - start);
+        MUST_HOLD(end != std::string::npos && markup.substr(at, end - at).find('<', 1) == std::string::npos);
+        if (bCloses) {
+            MUST_HOLD(!open.empty() && open.back() == name);
+            open.pop_back();
+        } else if (markup[end - 1] != '/' && single.count(name) == 0)
+            open.push_back(name);
+    }
+    MUST_HOLD(open.empty());
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
+    static languages known(KVX_LOCALES);
+    const std::string input(reinterpret_cast<const char *>(pData), size);
+    const size_t split = std::min(input.find('\x1e'), input.size());
+    const std::string errors = input.substr(std::min(split + 1, input.size()));
+    const std::string name = errors.substr(0, 40);
+    const host one = readHost({codeSet("utf8").toUtf8(name), input.substr(0, split), errors, {}, {}}, known);
+    std::ostringstream json, junit, html, table;
+    checkJson(shown(jsonWriter(json), json, one));
+    checkMarkup(shown(junitWriter(junit), junit, one), {"?xml"});
+    checkMarkup(shown(htmlWriter(html), html, one), {"!DOCTYPE", "meta"});
+    checkCharacters(shown(tableWriter(table, false), table, one));
+    for (const auto *pText : {&json, &junit, &html})
+        checkCharacters(pText->str());
+    return 0;
+}
+
+#ifndef KVX_FUZZING
+int main(int argc, char **argv) {
+    for (int i = 1; i < argc; i++) {
+        std::ostringstream input;
+        input << std::ifstream(argv[i], std::ios::binary).rdbuf();
+        LLVMFuzzerTestOneInput(reinterpret_cast<const unsigned char *>(input.str().data()), input.str().size());
+    }
+    return argc < 2;
+}
+#endif
