@@ -1,0 +1,169 @@
+// kvxprereqlint: judges prerequisites files, and explains them for a host that need not be there.
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <getopt.h>
+#include <iostream>
+#include <iterator>
+#include <stdexcept>
+#include <vector>
+
+#include "explain.h"
+#include "lint.h"
+
+namespace {
+
+using std::string;
+
+enum exitStatus {
+    CLEAN = 0,
+    FINDINGS = 1,
+    TROUBLE = 2, // a file that cannot be read, or wrong options
+};
+
+constexpr char usage[] =
+    "usage: kvxprereqlint [--unread] FILE...\n"
+    "       kvxprereqlint --levels FILE\n"
+    "       kvxprereqlint --explain LEVEL --distribution NAME --release VERSION [--service-pack N]\n"
+    "                     [--kernel VERSION] [--clustered] [--client] FILE\n";
+
+struct wrongUsage : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+struct arguments {
+    bool bHelp = false, bUnread = false, bLevels = false, bExplain = false, bHostOption = false;
+    string level;
+    lint::describedHost host;
+    std::vector<string> files;
+};
+
+arguments readArguments(int argc, char **argv) {
+    enum { UNREAD = 1, LEVELS, EXPLAIN, DISTRIBUTION, RELEASE, SERVICE_PACK, KERNEL, CLUSTERED, CLIENT, HELP };
+    static constexpr option options[] = {
+        {"unread", no_argument, nullptr, UNREAD},
+        {"levels", no_argument, nullptr, LEVELS},
+        {"explain", required_argument, nullptr, EXPLAIN},
+        {"distribution", required_argument, nullptr, DISTRIBUTION},
+        {"release", required_argument, nullptr, RELEASE},
+        {"service-pack", required_argument, nullptr, SERVICE_PACK},
+        {"kernel", required_argument, nullptr, KERNEL},
+        {"clustered", no_argument, nullptr, CLUSTERED},
+        {"client", no_argument, nullptr, CLIENT},
+        {"help", no_argument, nullptr, HELP},
+        {nullptr, 0, nullptr, 0},
+    };
+    arguments given;
+    for (int found; (found = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
+        given.bHostOption = given.bHostOption || (found >= DISTRIBUTION && found <= CLIENT);
+        switch (found) {
+        case UNREAD: given.bUnread = true; break;
+        case LEVELS: given.bLevels = true; break;
+        case EXPLAIN:
+            given.bExplain = true;
+            given.level = optarg;
+            break;
+        case DISTRIBUTION: given.host.distribution = optarg; break;
+        case RELEASE: given.host.release = optarg; break;
+        case SERVICE_PACK: given.host.servicePack = optarg; break;
+        case KERNEL: given.host.kernel = optarg; break;
+        case CLUSTERED: given.host.bClustered = true; break;
+        case CLIENT: given.host.bClient = true; break;
+        case HELP: given.bHelp = true; break;
+        default: throw wrongUsage("");
+        }
+    }
+    given.files.assign(argv + optind, argv + argc);
+    return given;
+}
+
+void checkArguments(const arguments &given) {
+    const lint::describedHost &host = given.host;
+    if (given.files.empty())
+        throw wrongUsage("no file is given");
+    if (given.bLevels + given.bExplain + given.bUnread > 1)
+        throw wrongUsage("--levels, --explain and --unread exclude each other");
+    if ((given.bLevels || given.bExplain) && given.files.size() > 1)
+        throw wrongUsage("--levels and --explain take one file");
+    if (given.bHostOption && !given.bExplain)
+        throw wrongUsage("a host is described for --explain only");
+    if (!given.bExplain)
+        return;
+    if (!lint::isKnownDistribution(host.distribution))
+        throw wrongUsage("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
+    if (host.release.empty())
+        throw wrongUsage("--release is missing, such as 9.4");
+    if (host.bClustered && host.bClient)
+        throw wrongUsage("there is no clustered pass for a client");
+    if (host.bClustered && host.distribution == "UBUNTU")
+        throw wrongUsage("there is no clustered pass on UBUNTU");
+}
+
+string readFile(const string &path) {
+    std::ifstream file(path, std::ios::binary);
+    string text;
+    char buffer[65536];
+    while (file.read(buffer, sizeof buffer) || file.gcount() > 0)
+        text.append(buffer, (std::size_t)file.gcount());
+    if (!file.is_open() || file.bad())
+        throw std::runtime_error(path + ": cannot be read");
+    return text;
+}
+
+// Whether there are findings.
+bool judgeFile(const string &path, bool bUnread) {
+    const string text = readFile(path);
+    const std::vector<lint::finding> findings = lint::judge(text, bUnread);
+    for (const lint::finding &found : findings)
+        std::cout << path << ':' << found.line << ':' << found.column << ": " << (found.error ? "error: " : "warning: ")
+                  << lint::printable(found.text) << " [" << lint::entryOf(found.id).name << "]\n";
+    return !findings.empty();
+}
+
+exitStatus run(const arguments &given) {
+    if (given.bLevels) {
+        lint::listLevels(readFile(given.files.front()), std::cout);
+        return CLEAN;
+    }
+    if (given.bExplain) {
+        if (!lint::explain(readFile(given.files.front()), given.level, given.host, std::cout))
+            throw std::runtime_error(given.files.front() + ": no section of level " + given.level +
+                                     " for Linux; --levels lists the levels");
+        return CLEAN;
+    }
+    exitStatus status = CLEAN;
+    for (const string &path : given.files)
+        try {
+            if (judgeFile(path, given.bUnread) && status == CLEAN)
+                status = FINDINGS;
+        } catch (const std::runtime_error &error) {
+            std::cerr << "kvxprereqlint: " << error.what() << "\n";
+            status = TROUBLE;
+        }
+    return status;
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    std::ios::sync_with_stdio(false);
+    try {
+        const arguments given = readArguments(argc, argv);
+        if (given.bHelp) {
+            std::cout << usage;
+            return std::cout.flush() ? CLEAN : TROUBLE;
+        }
+        checkArguments(given);
+        const exitStatus status = run(given);
+        if (!std::cout.flush())
+            throw std::runtime_error("the output cannot be written");
+        return status;
+    } catch (const wrongUsage &error) {
+        if (*error.what() != '\0')
+            std::cerr << "kvxprereqlint: " << error.what() << "\n";
+        std::cerr << usage;
+    } catch (const std::exception &error) {
+        std::cerr << "kvxprereqlint: " << error.what() << "\n";
+    }
+    return TROUBLE;
+}

@@ -1,0 +1,89 @@
+#include "reader.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <new>
+
+namespace lint {
+
+namespace {
+
+constexpr std::size_t MOST_KNOWN = 4096; // lines that are not read again
+
+void forgetValues() {
+    for (char *&pText : ppszPREREQ) {
+        std::free(pText);
+        pText = nullptr;
+    }
+}
+
+// A line as a terminated text.
+std::array<char, PREREQ_LINE_SIZE> terminated(std::string_view line) {
+    std::array<char, PREREQ_LINE_SIZE> text;
+    text[line.copy(text.data(), text.size() - 1)] = '\0';
+    return text;
+}
+
+void takeLine(prereqReader &reader, std::string_view line) {
+    if (sqloTakePrereqLine(&reader, terminated(line).data()) != RC_OK)
+        throw std::bad_alloc();
+}
+
+} // namespace
+
+lineReader::lineReader() {
+    forgetValues();
+    bShareGrid = 1;
+    leave();
+}
+
+lineReader::~lineReader() {
+    forgetValues();
+    bShareGrid = 0;
+}
+
+void lineReader::beginLevel(const std::string &level) {
+    sqloBeginPrereqLines(&reader, level.c_str());
+}
+
+lineEffect lineReader::read(std::string_view line) {
+    takeLine(reader, line);
+    lineEffect taken = {reader.effect, reader.tag, {}};
+    if (taken.effect == LINE_VALUE) {
+        taken.text = ppszPREREQ[taken.tag];
+        std::free(ppszPREREQ[taken.tag]);
+        ppszPREREQ[taken.tag] = nullptr;
+    }
+    if (reader.bSkipping) { // a condition that no host can meet
+        reader.bSkipping = 0;
+        sqloPopSkipNodeStack();
+    }
+    return taken;
+}
+
+const lineEffect &lineReader::take(std::string_view line) {
+    const bool bSection = place() == PLACE_SECTION;
+    const auto found = bSection ? known.find(line) : known.end();
+    if (found != known.end())
+        return found->second;
+    last = read(line);
+    if (bSection && place() == PLACE_SECTION && known.size() < MOST_KNOWN)
+        known.emplace(line, last);
+    return last;
+}
+
+bool lineReader::endsSkipped(int tag, std::string_view line) const {
+    prereqReader skipping = reader;
+    skipping.place = PLACE_SECTION;
+    skipping.bSkipping = 1;
+    if (sqloPushToSkipNodeStack(tag) != RC_OK)
+        throw std::bad_alloc();
+    takeLine(skipping, line);
+    if (skipping.effect == LINE_SKIP_ENDS)
+        return true;
+    sqloPopSkipNodeStack();
+    return false;
+}
+
+} // namespace lint

@@ -1,0 +1,87 @@
+// The rules by which a prerequisites file is judged. The manual page has an entry for each.
+#ifndef KVX_LINT_RULES_H
+#define KVX_LINT_RULES_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lint {
+
+enum class rule {
+    // elements
+    unknownElement,
+    letterCase,
+    notClosed,
+    otherClosing,
+    several,
+    blanks,
+    attribute,
+    valueWord,
+    tabulator,
+    comment,
+    longLine,
+    nulByte,
+    empty,
+    longName,
+    outside,
+    text,
+    lost,
+    // sections
+    unknownSection,
+    quotes,
+    oneLine,
+    unclosed,
+    closing,
+    nested,
+    // levels
+    noLevel,
+    levelForm,
+    levelName,
+    levelTwice,
+    noPlatform,
+    platformForm,
+    otherPlatform,
+    secondPlatform,
+    noRequirement,
+    // conditions
+    operand,
+    operatorName,
+    entity,
+    triple,
+    wholeNumber,
+    contradiction,
+    distribution,
+    never,
+    unset,
+    lineBreak,
+    // values
+    number,
+    outerBlank,
+    packageName,
+    markupInText,
+    hostValue,
+    together,
+    replaced,
+    unread,
+    count
+};
+
+struct ruleEntry {
+    rule id;
+    std::string_view name;
+    bool error; // or else a warning: the line may be meant so
+};
+
+const ruleEntry &entryOf(rule id);
+
+struct finding {
+    std::size_t line, column; // counted from 1
+    rule id;
+    bool error;
+    std::string text;
+};
+
+} // namespace lint
+
+#endif

@@ -1,0 +1,597 @@
+#include "section.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+
+#include "tags.h"
+
+namespace lint {
+
+namespace {
+
+using std::string;
+using std::string_view;
+
+constexpr auto npos = string_view::npos;
+
+bool holds(string_view text, string_view part) {
+    return text.find(part) != npos;
+}
+
+bool sameLetters(string_view left, string_view right) {
+    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                      [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
+}
+
+int tagOf(string_view name) {
+    return sqloGetTagIndex(string(name).c_str());
+}
+
+string opening(string_view name) {
+    return "<" + string(name) + ">";
+}
+
+string closing(string_view name) {
+    return "</" + string(name) + ">";
+}
+
+string element(string_view name, string_view text) {
+    return opening(name) + string(text) + closing(name);
+}
+
+bool isStructure(string_view name) {
+    return name == "KVXprereqs" || name == "KVXLevel";
+}
+
+// An entity, such as "&gt;", which no reader resolves.
+bool holdsEntity(string_view text) {
+    const std::size_t begin = text.find('&'), end = text.find(';', begin == npos ? 0 : begin);
+    return begin != npos && end != npos && end > begin + 1 &&
+           std::all_of(text.begin() + (std::ptrdiff_t)begin + 1, text.begin() + (std::ptrdiff_t)end,
+                       [](unsigned char c) { return std::isalnum(c) || c == '#'; });
+}
+
+bool isPackageName(string_view text, bool bPath) {
+    return !text.empty() && (std::isalnum((unsigned char)text[0]) || text[0] == '_' || (bPath && text[0] == '/')) &&
+           std::all_of(text.begin(), text.end(), [&](unsigned char c) {
+               return std::isalnum(c) || holds("._+-", string_view((const char *)&c, 1)) || (bPath && c == '/');
+           });
+}
+
+// What stands where one tag is given without another.
+struct dependence {
+    Tag tag, needed;
+    string_view consequence;
+};
+
+constexpr dependence dependences[] = {
+    {kshPackage, ntpPackage, "shells are checked only where both are given"},
+    {ntpPackage, kshPackage, "time services are checked only where both are given"},
+    {mkshPackage, kshPackage, "shells are checked only where kshPackage is given"},
+    {chronyPackage, ntpPackage, "it is asked for only where ntpPackage is not found"},
+    {kshVersion, kshPackage, "there is no package to compare it with"},
+    {kshRelease, kshVersion, "a release is compared only where the version is the same"},
+    {mkshVersion, mkshPackage, "there is no package to compare it with"},
+    {ntpVersion, ntpPackage, "there is no package to compare it with"},
+    {chronyVersion, chronyPackage, "there is no package to compare it with"},
+    {CPPVersionString, CPPLibName, "no C++ runtime is looked at"},
+    {CPPLibName, CPPVersionString, "every C++ runtime fails"},
+    {MinOSRelease, MinOSVersion, "the version counts as 0, so every kernel passes"},
+    {MinOSMinorRelease, MinOSRelease, "the release counts as 0"},
+    {LibCMajorRelease, LibCVersion, "the version counts as 0, so every C library passes"},
+    {LibCMinorRelease, LibCMajorRelease, "the major release counts as 0"},
+};
+
+// What a section asks whose condition cannot be told.
+constexpr triple unknownTriple = {"", "", "", -1};
+
+} // namespace
+
+/* --- The line --- */
+
+void judgedLine::reportAt(rule id, std::size_t atLine, std::size_t column, const string &message) {
+    findings.push_back({atLine, std::max<std::size_t>(column, 1), id, entryOf(id).error, message});
+}
+
+void judgedLine::report(rule id, std::size_t column, const string &message) {
+    reportAt(id, number, column, message);
+}
+
+std::size_t judgedLine::columnOf(string_view word) const {
+    return (std::size_t)(word.data() - text.data()) + 1;
+}
+
+void judgedLine::reportComment(const markup &part, const string &what) {
+    if (part.comment == reportedComment)
+        return;
+    reportedComment = part.comment;
+    report(rule::comment, part.column, what);
+}
+
+const markup *judgedLine::find(markupKind kind, string_view name) const {
+    const markup *pFound = nullptr;
+    for (const markup &part : marked.parts)
+        if (part.kind == kind && part.name == name && (pFound == nullptr || part.comment < pFound->comment))
+            pFound = &part;
+    return pFound;
+}
+
+/* --- The section's lines --- */
+
+sectionJudge::sectionJudge(judgedLine &line, const lineReader &reader, bool bUnread)
+    : line(line), reader(reader), bUnread(bUnread) {
+}
+
+void sectionJudge::begin(const string &newLevel) {
+    level = newLevel;
+    sections.clear();
+    bRequires = false;
+    meant.fill(false);
+    for (auto &seen : values)
+        seen.clear();
+}
+
+void sectionJudge::takeLine(const lineEffect &effect) {
+    judgeOthers(partThatCounts(effect));
+    if (line.marked.textColumn != 0 && effect.effect <= LINE_IGNORED && (sections.empty() || sections.back().tag >= 0))
+        line.report(rule::text, line.marked.textColumn,
+                    "text outside of elements counts nothing: give it a tag, or make it a comment");
+}
+
+void sectionJudge::passLine() {
+    for (const markup &part : line.marked.parts)
+        pass(part);
+}
+
+// The part of the line that the program acts upon, or null.
+const markup *sectionJudge::partThatCounts(const lineEffect &effect) {
+    switch (effect.effect) {
+    case LINE_VALUE:
+    case LINE_EMPTY: return countedValue(effect);
+    case LINE_SECTION_READ:
+    case LINE_SKIP_BEGINS: return countedOpening(effect.tag);
+    default: break;
+    }
+    if (beginsGrid(effect))
+        return countedOpening(effect.tag);
+    return effect.tag < 0 ? nullptr : countedClosing(effect);
+}
+
+const markup *sectionJudge::countedValue(const lineEffect &effect) {
+    const markup *pPart = line.find(markupKind::element, ppszTagName[effect.tag]);
+    if (pPart == nullptr || (effect.effect == LINE_EMPTY && pPart->comment != 0))
+        return pPart;
+    if (pPart->comment != 0)
+        line.reportComment(*pPart, opening(pPart->name) + " counts although it is in a comment: take it out");
+    else if (effect.effect == LINE_EMPTY)
+        line.report(rule::empty, pPart->column,
+                    opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
+    else
+        judgeValue(*pPart, effect);
+    if (countedClosing(effect) != nullptr)
+        line.report(rule::nested, pPart->column,
+                    "where the section " + opening(pPart->name) +
+                        " is skipped, this line ends it: use another tag for the section");
+    return pPart;
+}
+
+const markup *sectionJudge::countedOpening(int tag) {
+    const markup *pPart = line.find(markupKind::opening, ppszTagName[tag]);
+    if (pPart == nullptr)
+        return nullptr;
+    if (tag == platform) {
+        line.report(rule::secondPlatform, pPart->column,
+                    "a platform section stands in another one: close that above with " + closing(pPart->name));
+        openUnread(*pPart);
+        return pPart;
+    }
+    if (pPart->comment != 0)
+        line.reportComment(*pPart,
+                           "the section " + opening(pPart->name) + " counts although it is in a comment: take it out");
+    open(*pPart, tag, !pPart->attributes.empty());
+    return pPart;
+}
+
+// Does the line begin the clustered feature's section without a condition?
+bool sectionJudge::beginsGrid(const lineEffect &effect) const {
+    return effect.tag == shareGrid && effect.effect == LINE_IGNORED && !holds(line.text, "</");
+}
+
+// The closing tag, or an element, that ends the section of the tag that the line names.
+const markup *sectionJudge::countedClosing(const lineEffect &effect) {
+    const string_view name = ppszTagName[effect.tag];
+    const std::size_t depth = depthOf(name);
+    if (depth == sections.size() || sections[depth].tag < 0 || !reader.endsSkipped(effect.tag, line.text))
+        return nullptr;
+    const markup *pPart = line.find(markupKind::closing, name);
+    if (pPart == nullptr)
+        return line.find(markupKind::element, name);
+    if (pPart->comment != 0)
+        line.reportComment(*pPart, closing(name) + " ends the section although it is in a comment: take it out");
+    else if (depth + 1 < sections.size() && !sections.back().bReported) {
+        line.report(rule::closing, pPart->column,
+                    closing(name) + " closes the section of line " + std::to_string(sections[depth].line) + " while " +
+                        opening(sections.back().name) + " of line " + std::to_string(sections.back().line) +
+                        " is open: close that first");
+        sections.back().bReported = true;
+    }
+    closeTo(depth);
+    return pPart;
+}
+
+// What else stands on the line outside comments has no effect.
+void sectionJudge::judgeOthers(const markup *pCounted) {
+    bool bReported = false;
+    for (const markup &part : line.marked.parts) {
+        if (&part == pCounted || part.comment != 0 || isStructure(part.name))
+            continue;
+        if (!bReported && (pCounted == nullptr || pCounted->comment != 0)) {
+            explain(part);
+        } else {
+            if (!bReported)
+                line.report(rule::several, part.column,
+                            "only " + opening(pCounted->name) + " counts on this line: give " + opening(part.name) +
+                                " a line of its own");
+            pass(part);
+        }
+        bReported = true;
+    }
+}
+
+// What a part of no effect means for the lines behind it.
+void sectionJudge::pass(const markup &part) {
+    const std::size_t depth = depthOf(part.name);
+    if (part.kind == markupKind::opening)
+        openUnread(part);
+    else if (part.kind == markupKind::closing && depth < sections.size())
+        closeTo(depth);
+    else if (part.kind == markupKind::element)
+        noteMeant(nearestTag(part.name));
+}
+
+// An element that is lost counts as given for what is said of the level.
+void sectionJudge::noteMeant(int tag) {
+    if (tag >= 0)
+        meant[(std::size_t)tag] = true;
+}
+
+/* --- Why a part has no effect --- */
+
+void sectionJudge::explain(const markup &part) {
+    if (part.kind == markupKind::closing) {
+        explainClosing(part);
+        return;
+    }
+    const int nearest = nearestTag(part.name);
+    if (part.kind == markupKind::element)
+        noteMeant(nearest);
+    if (nearest < 0 || part.name != ppszTagName[nearest])
+        explainUnknown(part, nearest);
+    else if (part.kind == markupKind::element)
+        explainElement(part);
+    else
+        explainOpening(part);
+}
+
+void sectionJudge::explainUnknown(const markup &part, int nearest) {
+    const string name(part.name), hint = nearest < 0 ? "" : "; is " + string(ppszTagName[nearest]) + " meant?";
+    const bool bSection = part.kind == markupKind::opening && !part.attributes.empty();
+    const string effect = bSection ? "the section is none: its lines are read on every host" : "the line is ignored";
+    if (nearest >= 0 && sameLetters(name, ppszTagName[nearest]))
+        line.report(rule::letterCase, part.column,
+                    "letters' case matters, " + effect + ": write " + ppszTagName[nearest]);
+    else
+        line.report(bSection ? rule::unknownSection : rule::unknownElement, part.column,
+                    name + " is no tag, " + effect +
+                        (hint.empty() ? ": the manual KVXprereqs.xml(5) names the tags" : hint));
+    if (part.kind == markupKind::opening)
+        openUnread(part);
+}
+
+void sectionJudge::explainElement(const markup &part) {
+    const string name(part.name);
+    const string_view text = trimmed(part.text);
+    if (part.closedBy != part.name)
+        line.report(rule::otherClosing, part.column,
+                    opening(name) + " is closed by " + closing(part.closedBy) + " and is lost: write " + closing(name));
+    else if (!part.attributes.empty() && holds(part.text, "<"))
+        line.report(rule::oneLine, part.column,
+                    "a section on one line has no effect: give its opening tag, its elements and its closing tag "
+                    "lines of their own");
+    else if (!part.attributes.empty())
+        line.report(rule::attribute, part.column,
+                    "an element with an attribute is lost: write " + element(name, text.empty() ? "..." : text));
+    else if (holds(line.text, "value"))
+        line.report(rule::valueWord, line.text.find("value") + 1,
+                    "the word \"value\" makes the line an opening tag, and " + opening(name) +
+                        " is lost: use another word, or another line");
+    else if (text.empty() && !part.plain)
+        line.report(rule::empty, part.column,
+                    "<" + name + "/> is empty and changes nothing" +
+                        (depthOf(name) < sections.size() ? "; is " + closing(name) + " meant?" : ": take it out"));
+    else if (!part.plain)
+        line.report(rule::blanks, part.column,
+                    "a blank or \"/\" in angle brackets, or a missing \">\", loses the element: write " +
+                        element(name, text));
+    else
+        line.report(rule::lost, part.column,
+                    opening(name) + " is lost because of another \"<\" on the line: give it a line of its own");
+}
+
+void sectionJudge::explainOpening(const markup &part) {
+    const string name(part.name);
+    const bool bSection = !part.attributes.empty() || name == ppszTagName[shareGrid];
+    const std::size_t behind = part.column + name.size();
+    openUnread(part);
+    if (bSection && part.attributes.empty())
+        line.report(part.complete && holds(line.text, "value") ? rule::valueWord : rule::blanks, part.column,
+                    "this does not open the section, so its lines are read in every pass: the line must hold " +
+                        opening(name) + " and not the word \"value\"");
+    else if (!bSection)
+        line.report(rule::notClosed, part.column,
+                    "the element does not end on this line and is lost: write " + element(name, "...") +
+                        " on one line");
+    else if (behind < line.text.size() && line.text[behind] == '\t')
+        line.report(rule::tabulator, behind + 1,
+                    "a tabulator behind the tag: the section is none and its lines are always read; put a blank there");
+    else if (!holds(part.attributes, "value"))
+        line.report(rule::attribute, part.column,
+                    "only the attribute \"value\" makes a condition; the section's lines are always read");
+    else
+        line.report(rule::oneLine, part.column,
+                    "this does not open a section, its lines are always read: give the opening tag a line of its own");
+}
+
+void sectionJudge::explainClosing(const markup &part) {
+    const string name(part.name);
+    std::size_t depth = depthOf(name);
+    if (depth < sections.size() && sections[depth].bReported) {
+        closeTo(depth);
+        return;
+    }
+    if (depth < sections.size()) {
+        const string outcome = " does not close the section of line " + std::to_string(sections[depth].line);
+        if (holds(line.text, "value"))
+            line.report(rule::valueWord, line.text.find("value") + 1,
+                        "with the word \"value\" on the line " + closing(name) + outcome + ": take it off the line");
+        else if (!part.plain)
+            line.report(rule::blanks, part.column,
+                        "a blank in angle brackets, or a missing \">\": this" + outcome + ": write " + closing(name));
+        else
+            line.report(rule::several, part.column, closing(name) + outcome + ": give it a line of its own");
+        closeTo(depth);
+        return;
+    }
+    if (!sections.empty() && sections.back().bReported) {
+        closeTo(sections.size() - 1); // a section whose opening tag is the mistake
+        return;
+    }
+    if (!sections.empty() && sameLetters(sections.back().name, name)) {
+        line.report(rule::letterCase, part.column,
+                    "letters' case matters, this closes nothing: write " + closing(sections.back().name));
+        closeTo(sections.size() - 1);
+        return;
+    }
+    string message = closing(name) + " closes nothing";
+    if (!sections.empty())
+        message += ": the section open here is " + opening(sections.back().name) + " of line " +
+                   std::to_string(sections.back().line);
+    else
+        message +=
+            tagOf(name) < 0 ? ": take it out" : ": an element stands whole on one line, as " + element(name, "...");
+    line.report(rule::closing, part.column, message);
+}
+
+/* --- Sections --- */
+
+std::size_t sectionJudge::depthOf(string_view name) const {
+    std::size_t depth = sections.size();
+    while (depth > 0 && sections[depth - 1].name != name)
+        depth--;
+    return depth == 0 ? sections.size() : depth - 1;
+}
+
+// Ends a section and those within it, which were not closed.
+void sectionJudge::closeTo(std::size_t depth) {
+    for (std::size_t i = depth + 1; i < sections.size(); i++)
+        if (!sections[i].bReported)
+            line.reportAt(rule::unclosed, sections[i].line, sections[i].column,
+                          opening(sections[i].name) + " is not closed before " + closing(sections[depth].name) +
+                              " in line " + std::to_string(line.number) + ": where it is skipped, so is what follows");
+    sections.resize(depth);
+}
+
+void sectionJudge::end() {
+    for (const openSection &section : sections)
+        if (!section.bReported)
+            line.reportAt(rule::unclosed, section.line, section.column,
+                          opening(section.name) +
+                              " is never closed: where it is skipped, so is the rest of the level; "
+                              "put " +
+                              closing(section.name) + " on a line of its own");
+    sections.clear();
+}
+
+std::vector<triple> sectionJudge::enclosingTriples() const {
+    std::vector<triple> all;
+    for (const openSection &section : sections)
+        all.insert(all.end(), section.triples.begin(), section.triples.end());
+    return all;
+}
+
+bool sectionJudge::inGrid() const {
+    return std::any_of(sections.begin(), sections.end(), [](const openSection &section) { return section.bGrid; });
+}
+
+// An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
+void sectionJudge::openUnread(const markup &part) {
+    if (part.kind == markupKind::opening && !isStructure(part.name))
+        sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true});
+}
+
+void sectionJudge::open(const markup &part, int tag, bool bCondition) {
+    judgeNesting(part, tag);
+    openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0};
+    if (bCondition)
+        judgeCondition(part.column, section);
+    sections.push_back(section);
+}
+
+void sectionJudge::judgeNesting(const markup &part, int tag) {
+    for (openSection &outer : sections) {
+        if (outer.bReported || (outer.tag != tag && tag != shareGrid))
+            continue;
+        const string since = " of line " + std::to_string(outer.line);
+        line.report(rule::nested, part.column,
+                    outer.tag == tag
+                        ? "the section" + since +
+                              " has the same tag and is open; where it is skipped, the inner closing "
+                              "tag ends both: close it above with " +
+                              closing(part.name) + ", or use another tag"
+                        : "outside the clustered pass the end of shareGrid ends the section " + opening(outer.name) +
+                              since + ", too: close it above, or put the condition into shareGrid");
+        disregard(outer);
+        return;
+    }
+}
+
+// Nothing more is said because of a section that is a mistake.
+void sectionJudge::disregard(openSection &section) {
+    section.bReported = true;
+    section.triples = {unknownTriple};
+}
+
+void sectionJudge::judgeCondition(std::size_t column, openSection &section) {
+    bool bQuotes = false;
+    const string_view text = quotedText(line.text, bQuotes);
+    if (!bQuotes) {
+        const bool bOne = holds(line.text, "\"");
+        line.report(rule::quotes, column,
+                    bOne ? "the condition's closing quote is missing, so the section is read on every host"
+                         : "a condition stands in double quotes; without them the section is skipped on every host");
+        section.triples = {unknownTriple};
+        return;
+    }
+    conditionPlace place;
+    place.enclosing = enclosingTriples();
+    place.level = level;
+    for (std::size_t tag = 0; tag < LastTag; tag++)
+        place.given[tag] = !values[tag].empty();
+    bool bClear = true;
+    section.triples = readCondition(text).triples;
+    checkCondition(text, place, [&](rule id, string_view word, const string &message) {
+        line.report(id, line.columnOf(word), message);
+        bClear = bClear && (id == rule::distribution || id == rule::unset || id == rule::lineBreak);
+        if (id == rule::contradiction)
+            for (openSection &outer : sections) // one of them may just not have been closed
+                outer.triples = {unknownTriple};
+    });
+    if (!bClear)
+        section.triples.push_back(unknownTriple);
+}
+
+/* --- Values --- */
+
+void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
+    const string name(part.name);
+    if (effect.text != part.text && effect.text.size() == part.text.size() + 3)
+        line.report(rule::longName, part.column,
+                    name + " is too long a name: its text is stored as \"" + effect.text + "\"; leave it out");
+    else if (effect.text != part.text)
+        line.report(rule::lost, part.column,
+                    "the program reads \"" + effect.text + "\" here: give " + opening(name) + " a line of its own");
+    else if (holds(effect.text, "<"))
+        line.report(rule::markupInText, part.column,
+                    "markup in a text is taken as it stands: put comments on lines of their own");
+    else
+        judgeText(part, effect.tag, effect.text);
+    remember(part, effect.tag);
+}
+
+void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
+    const tagUse &use = useOf(tag);
+    const string name(part.name);
+    const std::size_t column = line.columnOf(part.text);
+    const string_view bare = trimmed(text);
+    if (holdsEntity(text)) {
+        line.report(rule::entity, column, "entities are not resolved: write the character itself");
+        return;
+    }
+    switch (use.text) {
+    case textKind::any: break;
+    case textKind::number:
+        if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
+            line.report(rule::number, column,
+                        name + " is one whole number; this counts as " +
+                            std::to_string(std::strtol(text.c_str(), nullptr, 10)) +
+                            ": give each part of a level a tag of its own");
+        break;
+    case textKind::version:
+        if (!std::isdigit((unsigned char)text[0]))
+            line.report(rule::number, column,
+                        tag == UMASK ? "a umask begins with a digit; this one no host passes: write it as 022"
+                                     : "a version begins with a digit; this one every host meets: write the lowest "
+                                       "version alone, as 1.2.3");
+        else if (bare.find_first_of(" \t:<>=,*") != npos)
+            line.report(
+                rule::number, column,
+                "a version is numbers between points, what stands around them is ignored: write it alone, as 1.2.3");
+        break;
+    case textKind::exact:
+        if (bare != text)
+            line.report(rule::outerBlank, column,
+                        "the blanks around this text are part of it, and nothing on a host has them: take them out");
+        break;
+    case textKind::package:
+    case textKind::command:
+        if (!isPackageName(text, use.text == textKind::command))
+            line.report(rule::packageName, column,
+                        "\"" + text +
+                            "\" is no package's name: write the bare name, without blanks, version, "
+                            "pattern or quotes");
+        break;
+    }
+    if (use.read == reading::host)
+        line.report(rule::hostValue, part.column,
+                    "this replaces what the program knows of the host, for later levels, too: test " + name +
+                        " in a condition instead");
+    if (bUnread && use.read == reading::dormant)
+        line.report(rule::unread, part.column,
+                    "only a check that no option selects reads " + name + " (" + string(use.check) + ")");
+    if (bUnread && use.read == reading::nothing)
+        line.report(rule::unread, part.column, "no check reads " + name + " (" + string(use.check) + ")");
+    bRequires = bRequires || use.read == reading::everyPass || use.read == reading::clusteredPass;
+}
+
+// A value that applies wherever an earlier one of its tag does replaces it for good.
+void sectionJudge::remember(const markup &part, int tag) {
+    const seenValue given = {line.number, part.column, enclosingTriples(), inGrid(), false};
+    auto &seen = values[(std::size_t)tag];
+    for (seenValue &earlier : seen)
+        if (!earlier.bReported && (!given.bGrid || earlier.bGrid) &&
+            std::all_of(given.triples.begin(), given.triples.end(),
+                        [&](const triple &triple) { return isImplied(triple, earlier.triples); })) {
+            line.reportAt(rule::replaced, earlier.line, earlier.column,
+                          opening(part.name) + " is replaced on every host by line " + std::to_string(line.number) +
+                              ": take one out, or put the general one first and exceptions below it");
+            earlier.bReported = true;
+        }
+    seen.push_back(given);
+}
+
+void sectionJudge::judgeLevel(std::size_t levelLine, std::size_t levelColumn) {
+    if (!bRequires)
+        line.reportAt(rule::noRequirement, levelLine, levelColumn,
+                      "no check reads anything that this level gives, so hardly a host fails it: give at least "
+                      "MinOSVersion");
+    for (const dependence &pair : dependences) {
+        const auto &given = values[(std::size_t)pair.tag];
+        if (!given.empty() && values[(std::size_t)pair.needed].empty() && !meant[(std::size_t)pair.needed])
+            line.reportAt(rule::together, given.front().line, given.front().column,
+                          string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] + ": " +
+                              string(pair.consequence) + "; give both");
+    }
+}
+
+} // namespace lint

@@ -1,0 +1,102 @@
+// Judges the lines of a level's platform section: elements and their texts, sections and their conditions.
+#ifndef KVX_LINT_SECTION_H
+#define KVX_LINT_SECTION_H
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "conditions.h"
+#include "markup.h"
+#include "reader.h"
+#include "rules.h"
+
+namespace lint {
+
+// The line being judged, and what is found on it and on others.
+class judgedLine {
+public:
+    std::string_view text;
+    std::size_t number = 0;
+    markedLine marked;
+    std::vector<finding> findings;
+
+    void report(rule id, std::size_t column, const std::string &message);
+    void reportAt(rule id, std::size_t line, std::size_t column, const std::string &message);
+    // The column of a word of the line's text.
+    std::size_t columnOf(std::string_view word) const;
+    // Reports, once for each comment, that something in it counts.
+    void reportComment(const markup &part, const std::string &what);
+    // The first part of a kind and name; those in comments only when there is no other. Null when there is none.
+    const markup *find(markupKind kind, std::string_view name) const;
+
+private:
+    std::size_t reportedComment = 0;
+};
+
+class sectionJudge {
+public:
+    sectionJudge(judgedLine &line, const lineReader &reader, bool bUnread);
+
+    void begin(const std::string &level);
+    void takeLine(const lineEffect &effect);
+    // A line of which nothing can be told.
+    void passLine();
+    void end();
+    // What can be said only of the level as a whole.
+    void judgeLevel(std::size_t levelLine, std::size_t levelColumn);
+
+private:
+    struct openSection {
+        std::string_view name;
+        int tag; // -1: none, or no section for the program
+        std::size_t line, column;
+        std::vector<triple> triples;
+        bool bGrid, bReported;
+    };
+    struct seenValue {
+        std::size_t line, column;
+        std::vector<triple> triples; // of the sections around it
+        bool bGrid, bReported;
+    };
+
+    const markup *partThatCounts(const lineEffect &effect);
+    const markup *countedValue(const lineEffect &effect);
+    const markup *countedOpening(int tag);
+    const markup *countedClosing(const lineEffect &effect);
+    bool beginsGrid(const lineEffect &effect) const;
+    void judgeOthers(const markup *pCounted);
+    void explain(const markup &part);
+    void explainUnknown(const markup &part, int nearest);
+    void explainElement(const markup &part);
+    void explainOpening(const markup &part);
+    void explainClosing(const markup &part);
+    void open(const markup &part, int tag, bool bCondition);
+    void openUnread(const markup &part);
+    void pass(const markup &part);
+    void noteMeant(int tag);
+    static void disregard(openSection &section);
+    void judgeNesting(const markup &part, int tag);
+    void judgeCondition(std::size_t column, openSection &section);
+    void closeTo(std::size_t depth);
+    std::size_t depthOf(std::string_view name) const;
+    void judgeValue(const markup &part, const lineEffect &effect);
+    void judgeText(const markup &part, int tag, const std::string &text);
+    void remember(const markup &part, int tag);
+    std::vector<triple> enclosingTriples() const;
+    bool inGrid() const;
+
+    judgedLine &line;
+    const lineReader &reader;
+    const bool bUnread;
+    std::string level;
+    std::vector<openSection> sections;
+    std::array<std::vector<seenValue>, LastTag> values;
+    std::array<bool, LastTag> meant{}; // by elements that are lost
+    bool bRequires = false;
+};
+
+} // namespace lint
+
+#endif

@@ -1,0 +1,179 @@
+#include "tags.h"
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <numeric>
+#include <string>
+
+namespace lint {
+
+namespace {
+
+constexpr std::size_t LARGEST_GROUP = 20;
+constexpr std::size_t MOST_MISTAKES = 3; // in a misspelled name
+
+struct tagGroup {
+    tagUse use;
+    std::size_t count;
+    std::array<Tag, LARGEST_GROUP> tags;
+};
+
+template <typename... Tags>
+constexpr tagGroup group(reading read, textKind text, std::string_view check, Tags... tags) {
+    return {{read, text, check}, sizeof...(tags), {tags...}};
+}
+
+// clang-format off
+constexpr tagGroup groups[] = {
+    group(reading::everyPass, textKind::number, "kernel level", MinOSVersion, MinOSRelease, MinOSMinorRelease),
+    group(reading::everyPass, textKind::exact, "C++ runtime", CPPLibName, CPPVersionString),
+    group(reading::everyPass, textKind::version, "umask, with -vastdw", UMASK),
+    group(reading::clusteredPass, textKind::number, "C library level",
+          LibCVersion, LibCMajorRelease, LibCMinorRelease),
+    group(reading::clusteredPass, textKind::package, "shells", kshPackage, mkshPackage),
+    group(reading::clusteredPass, textKind::version, "shells", kshVersion, kshRelease, mkshVersion),
+    group(reading::clusteredPass, textKind::command, "time service", ntpPackage, chronyPackage),
+    group(reading::clusteredPass, textKind::version, "time service", ntpVersion, chronyVersion),
+    group(reading::dormant, textKind::version, "level of the distribution",
+          MinRHELVersion, MinRHELSP, MinSLESVersion, MinSLESSP, MinUBUNTUVersion, MinIAVersion, MinIASP,
+          MinCNTVersion, MinCNTSP),
+    group(reading::dormant, textKind::package, "adapters",
+          libIBConnectionMgr, libRDMAConnectionMgr, libRDMAModuleInitializer, libIBFabricSimulator,
+          libIBDiagnosticTools, libChelsioHCAUsrspace, libOpenFabricsMAD, libOpenFabricsUsrMAD,
+          libQLogicInfiniPathHCA, libIBHCAUserspace, libNetEffectRNICUserspace, libUsrSpaceRDMA,
+          libConnectXHCAUsrSpace),
+    group(reading::host, textKind::any, "the level being checked", KVXLevel),
+    group(reading::host, textKind::any, "the host", platform, OSVersion, OSRelease, OSMinorRelease, Processor,
+          LinuxDistro, RHELVersion, RHELSP, SLESVersion, SLESSP, IAVersion, IASP, CNTVersion, CNTSP, MHCA,
+          HCANetwork),
+    group(reading::nothing, textKind::any, "a section", shareGrid, RHEL, SLES, UBUNTUVersion),
+    group(reading::nothing, textKind::package, "a package that the product uses",
+          filePackage, libgompPackage, makePackage, patchPackage, libgccPackage, perlPackage, gccPackage,
+          binUtilsPackage, python2Package, perlNetPingPackage, cppPackage, gccCPPPackage, netToolsPackage, m4Package,
+          kernelSourcePackage, kernelDevelPackage),
+    group(reading::nothing, textKind::package, "the SCSI utilities",
+          sg3UtilsPackage, sg3UtilsPackageName, sgPersistPackage, sgPersistPackageName),
+    group(reading::nothing, textKind::any, "a distribution's release package",
+          RHELRelease, RHELReleasePackage, RHELReleaseVersion, SLESRelease, SLESReleasePackage, SLESReleaseVersion),
+    group(reading::nothing, textKind::any, "a runtime", CPPVersion, DatConfLib, rtkPackageName, rtkPackage, rtkLabel,
+          rtkVersion, rtkLibName, rtkMajorRelease, rtkMinorRelease, rtkMinorRelease2, VEXHACPPName),
+    group(reading::nothing, textKind::any, "adapter software",
+          uDAPLLabel, uDAPLPackage, uDAPLVersion, uDAPLMajorRel, uDAPLMinorRel2, uDAPLMinorRel, uDAPL, ofedPackage,
+          ofedVersion, libIBIBVERBSPackage, libIBVERBSVersion, CommonInfinibandSupportPackage,
+          HighPerformancePackage, InfinibandSupportPackage),
+    group(reading::nothing, textKind::any, "an adapter",
+          DDRIBFirmware, QDRIBFirmware, QDRIBDeviceID, MinQDRIBROM, RoceCX340GDeviceID, RoceCX310GDeviceID,
+          RoceCX4100GDeviceID, RoceCX410GDeviceID, MinRoceCX340GROM, MinRoceCX310GROM, MinRoceCX4100GROM,
+          MinRoceCX410GROM, RoceCX2Firmware, RoceCX2FlexDeviceID, RoceCX2DeviceID, MinRoceCX2FlexROM, MinRoceCX2ROM),
+    group(reading::nothing, textKind::any, "a label", ntp, chrony, ksh, kolt),
+};
+// clang-format on
+
+constexpr std::array<tagUse, LastTag> usesInOrder() {
+    std::array<tagUse, LastTag> uses{};
+    for (const tagGroup &group : groups)
+        for (std::size_t i = 0; i < group.count; i++)
+            uses[group.tags[i]] = group.use;
+    return uses;
+}
+
+constexpr std::array<tagUse, LastTag> uses = usesInOrder();
+
+constexpr bool everyTagHasOneUse() {
+    std::size_t rows = 0;
+    for (const tagGroup &group : groups)
+        rows += group.count;
+    for (const tagUse &use : uses)
+        if (use.check.empty())
+            return false;
+    return rows == LastTag;
+}
+static_assert(everyTagHasOneUse());
+
+char lowered(char c) {
+    return c >= 'A' && c <= 'Z' ? (char)(c - 'A' + 'a') : c;
+}
+
+typedef std::bitset<128> letterSet;
+
+letterSet lettersOf(std::string_view name) {
+    letterSet letters;
+    for (const char c : name)
+        letters.set((unsigned char)lowered(c) % letters.size());
+    return letters;
+}
+
+const std::array<letterSet, LastTag> &lettersOfTags() {
+    static const auto all = [] {
+        std::array<letterSet, LastTag> sets;
+        std::transform(ppszTagName, ppszTagName + LastTag, sets.begin(), lettersOf);
+        return sets;
+    }();
+    return all;
+}
+
+// How many letters have to be put in, left out or exchanged to come to a tag's name, whatever their case; `limit` when
+// it is not less than that.
+std::size_t distance(std::string_view from, std::string_view to, std::size_t limit) {
+    if (from.size() >= to.size() + limit || to.size() >= from.size() + limit)
+        return limit;
+    std::array<std::size_t, TAG_NAME_LENGTH + 1> row{};
+    std::iota(row.begin(), row.end(), 0);
+    for (const char letter : from) {
+        std::size_t diagonal = row[0]++, least = row[0];
+        for (std::size_t j = 0; j < to.size(); j++) {
+            const std::size_t exchanged = diagonal + (lowered(letter) != lowered(to[j]));
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({exchanged, row[j] + 1, row[j + 1] + 1});
+            least = std::min(least, row[j + 1]);
+        }
+        if (least >= limit)
+            return limit;
+    }
+    return std::min(row[to.size()], limit);
+}
+
+} // namespace
+
+const tagUse &useOf(int tag) {
+    return uses[(std::size_t)tag];
+}
+
+std::string_view distributionOf(int tag) {
+    switch (tag) {
+    case RHELVersion:
+    case RHELSP: return "RHEL";
+    case SLESVersion:
+    case SLESSP: return "SUSE";
+    case IAVersion:
+    case IASP: return "INSPUR";
+    case CNTVersion:
+    case CNTSP: return "CENTOS";
+    default: return "";
+    }
+}
+
+int nearestTag(std::string_view name) {
+    const int tag = sqloGetTagIndex(std::string(name).c_str());
+    if (tag >= 0)
+        return tag;
+    const auto letters = lettersOf(name);
+    std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
+    int nearest = -1;
+    for (int other = 0; other < LastTag && best > 0; other++) {
+        if ((letters & ~lettersOfTags()[(std::size_t)other]).count() >= best)
+            continue; // each letter that the tag lacks is a mistake
+        const std::size_t found = distance(name, ppszTagName[other], best);
+        if (found < best) {
+            best = found;
+            nearest = other;
+        }
+    }
+    for (int other = 0; other < LastTag && nearest < 0 && name.size() > MOST_MISTAKES; other++)
+        if (distance(name, std::string_view(ppszTagName[other]).substr(0, name.size()), 1) == 0)
+            nearest = other; // its beginning
+    return nearest;
+}
+
+} // namespace lint
