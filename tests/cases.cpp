@@ -95,19 +95,22 @@ static string joined(const vector<string> &lines, const string &between) {
     return all;
 }
 
-// What the program says in texts of its own, shorter.
-static string cut(const string &line) {
-    static const fileList abbreviations = {{"^The (Service|FCM) Port Number - ", "$1 "},
-                                           {"^ERROR: The (Service|FCM) Port Number - ", "$1 "},
-                                           {" is available for (\\S+) to use\\.", " free for $1"},
-                                           {" is assigned to (\\S+) KVX service", " is $1"},
-                                           {" is in use and assigned to (\\S+) service", " used by $1"},
-                                           {"^ERROR: There already exists a service - (\\S+) assigned to", "$1 has"},
-                                           {"^=+$", "="},
-                                           {"^Total number of required user checks: (.)\\.", "of $1"},
-                                           {"^(\\w+:.{35}).*", "$1..."}};
-    return replaced(line, abbreviations);
-}
+// What the program says in texts of its own, shorter; of a user's checks a sign for each that passed.
+static const fileList texts = {
+    {"\\s*[\\w. ]+ Check - Passed\\.", "+"},
+    {"Total number of required user checks: (.)\\.", "$1:"},
+    {"\n *(sqllib Check - Skipped|Details of the failed|SUCCESS: All).*", ""},
+    {"(ERROR: )?The (Service|FCM) Port Number - ", "$2 "},
+    {" is available for (\\S+) to use\\.", " free for $1"},
+    {" is assigned to (\\S+) KVX service", " is $1"},
+    {" is in use and assigned to (\\S+) service", " used by $1"},
+    {"ERROR: There already exists a service - (\\S+) assigned to", "$1 has"},
+    {"(^|\n)( *ERROR: .{45}).*", "$1$2..."},
+    {"RDMA Infiniband Package: ", "rdma:"},
+    {"Infiniband Support Package: ", "ib:"},
+    {"High Performance Networking Package: ", "hpn:"},
+    {"=+(?=\n)", "="},
+};
 
 struct outcome {
     int status;
@@ -128,32 +131,14 @@ static string takeClosing(vector<string> *pLines) {
     return found->second;
 }
 
-// Without what every user's block says; lines that tell of a passed part as their number.
-static vector<string> counted(const vector<string> &lines) {
-    static const std::regex passed(".* Check - Passed\\."),
-        usual("sqllib Check - Skipped\\.|Details of .*|SUCCESS: All required User checks .*");
-    vector<string> all;
-    int count = 0;
-    for (const string &line : lines)
-        if (std::regex_match(line, passed))
-            count++;
-        else if (!std::regex_match(line, usual))
-            all.push_back(line);
-    if (count > 0)
-        all.insert(all.begin(), std::to_string(count) + " passed");
-    return all;
-}
-
 // The lines, those of the error list marked, and what is only there.
 static string marked(const vector<string> &lines, const vector<string> &errors, bool bUsual) {
-    vector<string> shown, others;
+    vector<string> shown = lines, others;
     size_t found = 0;
-    for (const string &line : lines)
-        shown.push_back(cut(line));
     for (const string &error : errors) {
         const auto at = std::find(lines.begin() + static_cast<long>(found), lines.end(), error);
         if (at == lines.end())
-            others.push_back(" +" + cut(error));
+            others.push_back(" +" + error);
         else {
             found = static_cast<size_t>(at - lines.begin()) + 1;
             shown[found - 1].insert(0, "!");
@@ -163,13 +148,6 @@ static string marked(const vector<string> &lines, const vector<string> &errors, 
     if (bUsual && others.empty() && std::count(all.begin(), all.end(), '!') >= static_cast<long>(lines.size()))
         all = replaced(all, {{"(^|, )!", "$1"}});
     return (all.empty() ? "" : ": " + all) + joined(others, "") + (bUsual && errors.empty() ? " unlisted" : "");
-}
-
-// The packages of a group by a shorter name.
-static string shortTitle(const string &title) {
-    return replaced(title, {{"^Infiniband Support Package: ", "ib:"},
-                            {"^High Performance Networking Package: ", "hpn:"},
-                            {"^RDMA Infiniband Package: ", "rdma:"}});
 }
 
 static string blockAnswer(const namedOperation &what, const vector<string> &words, outcome got) {
@@ -183,11 +161,10 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
         got.report.erase(got.report.begin());
     }
     const string closing = title.empty() ? "no block" : takeClosing(&got.report);
-    got.report = counted(got.report);
     const bool bFailed = closing != "passes" && !title.empty();
     const int usual = bFailed ? -1 : 0;
     const string all = (got.status == usual || got.status == NO_STATUS ? "" : std::to_string(got.status) + " ") +
-                       closing + (title == usualTitle || title.empty() ? "" : " (" + shortTitle(title) + ")") +
+                       closing + (title == usualTitle || title.empty() ? "" : " (" + title + ")") +
                        marked(got.report, got.errors, bFailed && closing != "stays open");
     if (what.pMarker == nullptr)
         return all;
@@ -202,7 +179,7 @@ static string blockAnswer(const namedOperation &what, const vector<string> &word
 // A check by its title and the package or directory that a tool was asked about, as far as that is another word.
 static string checkName(const string &title) {
     static const fileList names = {{"^TITLE_|^/.*/", ""}, {"^(User|Service) .*", "$1"}, {"^\\S+so\\S*: ", ""}};
-    return replaced(shortTitle(title), names);
+    return replaced(title, names);
 }
 
 // Every check with its sign; of a level's summary whether it is good, or how many lines follow a bad one; and the lines
@@ -214,7 +191,7 @@ static string manyAnswer(const outcome &got) {
     const auto endLevel = [&] { all += failures < 0 ? "" : " " + std::to_string(failures) + " lines", failures = -1; };
     for (const string &line : got.report) {
         const string name = line.substr(0, line.find(' ')), rest = name == line ? "" : line.substr(name.size() + 1);
-        if (name.find("==") == 0)
+        if (name[0] == '=')
             endLevel();
         else if (failures >= 0)
             failures++;
@@ -231,7 +208,7 @@ static string manyAnswer(const outcome &got) {
         else if (name == "LEVEL_FAILED")
             all += " failed for " + rest.substr(0, rest.find(' ')), failures = 0;
         else if (line[0] == '?' || !bOpen)
-            all += " " + cut(line);
+            all += " " + line;
     }
     endLevel();
     static const fileList shorter = {{" free space \\?", " "},
@@ -297,10 +274,10 @@ static string answerHere(const string &call, bool bRaw) {
                after.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
                (readFile("/gui").empty() ? "" : "GUI report:\n" + readFile("/gui")) + "status " +
                std::to_string(got.status) + "\n";
-    got.report = linesOf(replaced(shown.out, {{bWhole ? trace : "$.", ""}, {usage, "usage\n"}, {date, ""}})),
-    got.gui = readFile("/gui");
+    const string out = replaced(shown.out, {{bWhole ? trace : "$.", ""}, {usage, "usage\n"}, {date, ""}});
+    got.report = linesOf(replaced(out, texts)), got.gui = replaced(readFile("/gui"), texts);
     for (const string &entry : errorEntries())
-        for (vector<string> lines = linesOf(entry); !lines.empty(); lines.pop_back())
+        for (vector<string> lines = linesOf(replaced(entry, texts)); !lines.empty(); lines.pop_back())
             got.errors.insert(got.errors.begin(), lines.back());
     string all = what.pTitle == nullptr ? plainAnswer(got) : bMany ? manyAnswer(got) : blockAnswer(what, words, got);
     if (!shown.err.empty())

@@ -232,8 +232,9 @@ static string condition(const char *pText) {
 static int copies(words w) {
     char szText[] = "\0\0\0\0\0\0\0\0#";
     strncpy(szText, w[0], 8);
-    string all = string(safeStrNCat(szText, w[1], 8), strnlen(szText, 8));
-    return show(all + " " + iStrncpy(szText, w[1], 8) + szText[8]);
+    const char *const pAppended = safeStrNCat(szText, w[1], 8);
+    const string appended(pAppended, strnlen(pAppended, 8));
+    return show(appended + " " + iStrncpy(szText, w[1], 8) + szText[8]);
 }
 
 // The text 1 of the catalog, fetched twice into a buffer of a size.
