@@ -7,7 +7,7 @@ set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and r
 
 install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})
 install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
-install(FILES samples/KVXprereqs.xml DESTINATION share/doc/kvxprereqcheck)
+install(FILES samples/KVXprereqs.xml CHANGES DESTINATION share/doc/kvxprereqcheck)
 file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
 install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
 

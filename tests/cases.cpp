@@ -274,7 +274,8 @@ static string answerHere(const string &call, bool bRaw) {
                after.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
                (readFile("/gui").empty() ? "" : "GUI report:\n" + readFile("/gui")) + "status " +
                std::to_string(got.status) + "\n";
-    const string out = replaced(shown.out, {{bWhole ? trace : "$.", ""}, {usage, "usage\n"}, {date, ""}});
+    const string out = replaced(
+        shown.out, {{bWhole ? trace : "$.", ""}, {"\\d+ : Cateory", "LINE : Cateory"}, {usage, "usage\n"}, {date, ""}});
     got.report = linesOf(replaced(out, texts)), got.gui = replaced(readFile("/gui"), texts);
     for (const string &entry : errorEntries())
         for (vector<string> lines = linesOf(replaced(entry, texts)); !lines.empty(); lines.pop_back())
