@@ -113,7 +113,7 @@ TEST(ReportRoundTrip, GivesWhatTheRunDid) {
         const runResult numbered = runProgram(host, command, {}, KVX_PROGRAM_DIR);
         EXPECT_NE(numbered.out.find("@30053@30021"), string::npos);
         EXPECT_EQ(flattened(read(shown.out)), flattened(numbered.out)) << name << " in " << language;
-        EXPECT_EQ(read(shown.out, "", shown.status).result == report::hostResult::failed, shown.status != 0) << name;
+        EXPECT_EQ(read(shown.out, "", shown.status).result == report::HostResult::failed, shown.status != 0) << name;
     }
 }
 

@@ -35,16 +35,16 @@ static bool isDigit(char c) {
 
 // Neither the line breaks around a text nor the blanks in front of it are part of its line.
 static std::string_view lineOf(std::string_view text) {
+    size_t lineBreak = 0;
+    while ((lineBreak = text.find_last_of('\n')) != std::string_view::npos && isBlank(text.substr(lineBreak)))
+        text = text.substr(0, lineBreak);
     text.remove_prefix(std::min(text.find_first_not_of(" \n"), text.size()));
-    const size_t lineBreak = text.find_last_of('\n');
-    if (lineBreak != std::string_view::npos && isBlank(text.substr(lineBreak)))
-        text = lineOf(text.substr(0, lineBreak));
     return text;
 }
 
 catalog::catalog(const std::string &path, const std::string &codeSetName) : ownCodeSet(codeSetName) {
-    const auto close = [](nl_catd opened) { catclose(opened); };
-    const nl_catd opened = catopen(path.c_str(), NL_CAT_LOCALE);
+    const auto close = [](nl_catd one) { catclose(one); };
+    nl_catd opened = catopen(path.c_str(), NL_CAT_LOCALE);
     if (opened == nl_catd(-1))
         throw std::runtime_error("no message catalog: " + path);
     const std::unique_ptr<std::remove_pointer_t<nl_catd>, decltype(close)> closing(opened, close);

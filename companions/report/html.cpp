@@ -87,8 +87,8 @@ const char *signOf(const std::string &word) {
                                                  : "?";
 }
 
-std::string styleOf(checkResult result) {
-    return result == checkResult::error ? "failed" : nameOf(result);
+std::string styleOf(CheckResult result) {
+    return result == CheckResult::error ? "failed" : nameOf(result);
 }
 
 std::string badge(const std::string &word) {
@@ -123,13 +123,13 @@ public:
 
 private:
     void showCounts() {
-        static constexpr std::array shown{hostResult::failed, hostResult::unknown, hostResult::warning,
-                                          hostResult::passed};
+        static constexpr std::array shown{HostResult::failed, HostResult::unknown, HostResult::warning,
+                                          HostResult::passed};
         static constexpr std::array words{"passed", "with warnings", "unknown", "failed"};
         out << "<header>\n<h1>Prerequisites of "
             << (hosts.size() == 1 ? escaped(hosts[0].name) : std::to_string(hosts.size()) + " hosts")
             << "</h1>\n<ul class=\"counts\">\n";
-        for (const hostResult result : shown) {
+        for (const HostResult result : shown) {
             size_t count = 0;
             for (const host &one : hosts)
                 count += one.result == result ? 1 : 0;
@@ -188,7 +188,7 @@ private:
         std::array<size_t, 4> counts{};
         for (const finding &now : findings)
             counts[static_cast<size_t>(now.result)]++;
-        const bool bUnfolded = hosts.size() == 1 || (one.result >= hostResult::unknown && place < fewHosts);
+        const bool bUnfolded = hosts.size() == 1 || (one.result >= HostResult::unknown && place < fewHosts);
         out << "<details class=\"host " << result << "\"" << (bUnfolded ? " open" : "") << ">\n<summary><h3>"
             << escaped(one.name) << "</h3> " << badge(result) << " <span>" << counts[2]
             << (counts[2] == 1 ? " error, " : " errors, ") << counts[1]

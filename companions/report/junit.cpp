@@ -61,7 +61,7 @@ testCase caseOf(const check &one) {
     static constexpr std::array messages{"", "", "requirement not met", "no result: the report was cut off"};
     const auto result = static_cast<size_t>(one.result);
     testCase made{one.title.empty() ? "(not in a check)" : one.title, elements[result], messages[result], {}};
-    if (one.result == checkResult::warning)
+    if (one.result == CheckResult::warning)
         made.lines.emplace_back("WARNING: requirement not met");
     for (const line &text : one.lines)
         made.lines.push_back(text.text);
@@ -94,13 +94,13 @@ private:
                 cases.back().name += " (" + std::to_string(count) + ")";
         }
         // what no check shows, as in a summary
-        testCase verdict{"verdict", now.result == passResult::failed ? "failure" : "", "prerequisites not met", {}};
+        testCase verdict{"verdict", now.result == PassResult::failed ? "failure" : "", "prerequisites not met", {}};
         for (const entry &text : now.entries)
             if (now.checks.empty() || !text.severity)
                 verdict.lines.push_back(text.text);
-        if (now.result == passResult::incomplete)
+        if (now.result == PassResult::incomplete)
             verdict = {"verdict", "error", "no verdict: the report was cut off", {}};
-        if (now.checks.empty() || !verdict.lines.empty() || now.result == passResult::incomplete)
+        if (now.checks.empty() || !verdict.lines.empty() || now.result == PassResult::incomplete)
             cases.push_back(std::move(verdict));
         addSuite(one.name + ", level " + nameOf(now), one.name, timestampOf(now), cases);
     }
@@ -108,11 +108,11 @@ private:
     // The run as a whole: what no check shows.
     void addRun(const host &one) {
         testCase run{"run", "", "", one.errors};
-        const auto hasFailed = [](const pass &now) { return now.result == passResult::failed; };
-        if (one.result == hostResult::unknown) {
+        const auto hasFailed = [](const pass &now) { return now.result == PassResult::failed; };
+        if (one.result == HostResult::unknown) {
             run.element = "error";
             run.message = one.reason.value_or("not known whether the prerequisites are met");
-        } else if (one.result == hostResult::failed && std::none_of(one.passes.begin(), one.passes.end(), hasFailed)) {
+        } else if (one.result == HostResult::failed && std::none_of(one.passes.begin(), one.passes.end(), hasFailed)) {
             run.element = "failure";
             run.message = "exit status " + std::to_string(one.status.value_or(0));
         }

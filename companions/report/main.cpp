@@ -21,7 +21,7 @@ using namespace report;
 
 namespace {
 
-enum exitStatus { exitGood = 0, exitFailed = 1, exitUnknown = 2 };
+enum ExitStatus { exitGood = 0, exitFailed = 1, exitUnknown = 2 };
 
 const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|html] [--output=FILE]\n"
                            "           [--host=NAME] [--status=N] [--errors=FILE] [REPORT | DIRECTORY]\n"
@@ -220,10 +220,13 @@ public:
         written = target;
     }
 
-    std::ofstream stream;
+    std::ostream &content() {
+        return stream;
+    }
 
 private:
     std::string target, written;
+    std::ofstream stream;
 };
 
 std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out, bool bColour) {
@@ -239,10 +242,10 @@ std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out,
 // --- The run ---
 
 int exitStatusOf(const host &one) {
-    const auto isIncomplete = [](const pass &now) { return now.result == passResult::incomplete; };
-    if (one.result == hostResult::failed)
+    const auto isIncomplete = [](const pass &now) { return now.result == PassResult::incomplete; };
+    if (one.result == HostResult::failed)
         return exitFailed;
-    return one.result == hostResult::unknown || std::any_of(one.passes.begin(), one.passes.end(), isIncomplete)
+    return one.result == HostResult::unknown || std::any_of(one.passes.begin(), one.passes.end(), isIncomplete)
                ? exitUnknown
                : exitGood;
 }
@@ -285,7 +288,7 @@ int run(const settings &asked) {
         return status;
     }
     outputFile file(asked.output);
-    const int status = showHosts(asked, *makeWriter(asked.format, file.stream, false));
+    const int status = showHosts(asked, *makeWriter(asked.format, file.content(), false));
     file.finish();
     return status;
 }

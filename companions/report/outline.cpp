@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <set>
-#include <tuple>
 
 namespace report {
 
-static int rank(checkResult result) {
+static int rank(CheckResult result) {
     static constexpr std::array ranks{3, 2, 0, 1};
     return ranks[static_cast<size_t>(result)];
 }
@@ -28,7 +27,7 @@ static void note(std::vector<const pass *> &passes, const pass &one) {
 namespace {
 class findingList {
 public:
-    void add(checkResult result, const std::string &title, const pass &in) {
+    void add(CheckResult result, const std::string &title, const pass &in) {
         const auto [place, bNew] = known.insert({{rank(result), title}, found.size()});
         if (bNew)
             found.push_back({result, title, {}, {}});
@@ -73,7 +72,7 @@ std::vector<finding> findingsOf(const host &one) {
         for (const entry &now : in.entries)
             if (standsAlone(now, in)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
-                findings.add(in.result == passResult::warning ? checkResult::warning : checkResult::error,
+                findings.add(in.result == PassResult::warning ? CheckResult::warning : CheckResult::error,
                              now.text.substr(0, end), in);
                 if (end < now.text.size())
                     findings.addDetail(now.text.substr(end + 1), in);
@@ -113,14 +112,14 @@ std::vector<std::string> notesOf(const host &one) {
         notes.push_back("Not known: " + *one.reason);
     size_t unnamed = 0, failed = 0;
     for (const pass &now : one.passes) {
-        unnamed += !now.level && now.result == passResult::passed ? 1 : 0;
-        failed += now.result == passResult::failed ? 1 : 0;
-        if (now.result == passResult::incomplete)
+        unnamed += !now.level && now.result == PassResult::passed ? 1 : 0;
+        failed += now.result == PassResult::failed ? 1 : 0;
+        if (now.result == PassResult::incomplete)
             notes.push_back(noteOn(now, one));
     }
     if (unnamed > 0)
         notes.push_back("Passes that a summary does not name, all passed: " + std::to_string(unnamed));
-    if (one.passes.empty() && one.result != hostResult::passed)
+    if (one.passes.empty() && one.result != HostResult::passed)
         notes.emplace_back("No level was checked.");
     if (one.status.value_or(0) != 0)
         notes.push_back("Exit status " + std::to_string(*one.status) +
@@ -130,7 +129,7 @@ std::vector<std::string> notesOf(const host &one) {
 
 void sortWorstFirst(std::vector<host> &hosts) {
     std::stable_sort(hosts.begin(), hosts.end(), [](const host &a, const host &b) {
-        return std::make_tuple(b.result, std::cref(a.name)) < std::make_tuple(a.result, std::cref(b.name));
+        return a.result != b.result ? a.result > b.result : a.name < b.name;
     });
 }
 
@@ -138,10 +137,10 @@ std::string countsOf(const std::vector<host> &hosts) {
     std::array<size_t, 4> counts{};
     for (const host &one : hosts)
         counts[static_cast<size_t>(one.result)]++;
-    const auto count = [&](hostResult result) { return std::to_string(counts[static_cast<size_t>(result)]); };
-    return std::to_string(hosts.size()) + (hosts.size() == 1 ? " host: " : " hosts: ") + count(hostResult::failed) +
-           " failed, " + count(hostResult::unknown) + " unknown, " + count(hostResult::warning) + " with warnings, " +
-           count(hostResult::passed) + " passed";
+    const auto count = [&](HostResult result) { return std::to_string(counts[static_cast<size_t>(result)]); };
+    return std::to_string(hosts.size()) + (hosts.size() == 1 ? " host: " : " hosts: ") + count(HostResult::failed) +
+           " failed, " + count(HostResult::unknown) + " unknown, " + count(HostResult::warning) + " with warnings, " +
+           count(HostResult::passed) + " passed";
 }
 
 // Compares names by their numbers, as 11.5 and 9.8; what is no number is the oldest.

@@ -15,7 +15,7 @@ struct finding {
         std::string text;
         std::vector<const pass *> passes; // those that have this line
     };
-    checkResult result = checkResult::error;
+    CheckResult result = CheckResult::error;
     std::string title;
     std::vector<const pass *> passes;
     std::vector<detail> details; // those of all its passes first

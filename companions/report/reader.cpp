@@ -14,17 +14,17 @@ namespace report {
 
 namespace fs = std::filesystem;
 
-const char *nameOf(checkResult result) {
+const char *nameOf(CheckResult result) {
     static constexpr std::array names{"passed", "warning", "error", "open"};
     return names[static_cast<size_t>(result)];
 }
 
-const char *nameOf(passResult result) {
+const char *nameOf(PassResult result) {
     static constexpr std::array names{"passed", "warning", "incomplete", "failed"};
     return names[static_cast<size_t>(result)];
 }
 
-const char *nameOf(hostResult result) {
+const char *nameOf(HostResult result) {
     static constexpr std::array names{"passed", "warning", "unknown", "failed"};
     return names[static_cast<size_t>(result)];
 }
@@ -127,12 +127,12 @@ public:
     void finish();
 
 private:
-    enum class part { outside, checks, verdict, entries };
+    enum class Part { outside, checks, verdict, entries };
 
     void readLine(std::string_view printed);
     line lineOf(std::string_view printed, const explanation &known) const;
     std::string tokenOf(const explanation &known, size_t token) const;
-    checkResult severityOf(const explanation &known) const;
+    CheckResult severityOf(const explanation &known) const;
     void startPass(const explanation &known, bool clustered);
     void startCheck(const explanation &known);
     void closeCheck(const explanation &known, std::string_view printed);
@@ -144,7 +144,7 @@ private:
 
     const catalog *pTexts;
     std::vector<pass> &found;
-    part at = part::outside;
+    Part at = Part::outside;
     bool bHasPass = false;
     bool bRule = false;  // a rule stood behind the last pass
     bool bBlank = false; // the last line was blank
@@ -177,7 +177,7 @@ void reportReader::readLine(std::string_view printed) {
         return;
     }
     if (isRule(printed)) {
-        at = part::outside;
+        at = Part::outside;
         bHasPass = false;
         bRule = true;
         return;
@@ -192,15 +192,15 @@ void reportReader::readLine(std::string_view printed) {
     case MSG_LEVEL_FAILED: endPass(known); break;
     case MSG_REPORT_NOT_WRITABLE: keepLine(printed, known); break; // wherever standard error has it
     case MSG_FAILURES_FOLLOW:
-        if (at == part::verdict)
-            at = part::entries;
+        if (at == Part::verdict)
+            at = Part::entries;
         break;
     default:
-        if (at == part::entries)
+        if (at == Part::entries)
             keepEntry(printed, known);
-        else if (message == MSG_CHECK_HEADING && at != part::verdict)
+        else if (message == MSG_CHECK_HEADING && at != Part::verdict)
             startCheck(known);
-        else if ((message == MSG_CHECK_PASSED || message == MSG_CHECK_FAILED) && at == part::checks)
+        else if ((message == MSG_CHECK_PASSED || message == MSG_CHECK_FAILED) && at == Part::checks)
             closeCheck(known, printed);
         else
             keepLine(printed, known);
@@ -243,9 +243,9 @@ pass &reportReader::currentPass() {
     if (!bHasPass) {
         found.emplace_back();
         bHasPass = true;
-        at = part::checks;
+        at = Part::checks;
         if (!stray.empty()) {
-            found.back().checks.push_back({0, "", checkResult::passed, std::move(stray)});
+            found.back().checks.push_back({0, "", CheckResult::passed, std::move(stray)});
             stray.clear();
         }
     }
@@ -255,7 +255,7 @@ pass &reportReader::currentPass() {
 check &reportReader::currentCheck() {
     pass &now = currentPass();
     if (now.checks.empty())
-        now.checks.push_back({0, "", checkResult::passed, {}});
+        now.checks.push_back({0, "", CheckResult::passed, {}});
     return now.checks.back();
 }
 
@@ -282,22 +282,22 @@ void reportReader::startCheck(const explanation &known) {
     currentPass().checks.push_back(std::move(now));
 }
 
-checkResult reportReader::severityOf(const explanation &known) const {
-    return bytesOf(known, 0) == pTexts->text(MSG_SEVERITY_WARNING) ? checkResult::warning : checkResult::error;
+CheckResult reportReader::severityOf(const explanation &known) const {
+    return bytesOf(known, 0) == pTexts->text(MSG_SEVERITY_WARNING) ? CheckResult::warning : CheckResult::error;
 }
 
 void reportReader::closeCheck(const explanation &known, std::string_view printed) {
     check &now = currentCheck();
-    if (now.result != checkResult::open)
+    if (now.result != CheckResult::open)
         now.lines.push_back(lineOf(printed, known));
     else if (known.pPattern->message == MSG_CHECK_PASSED)
-        now.result = checkResult::passed;
+        now.result = CheckResult::passed;
     else
         now.result = severityOf(known);
 }
 
 void reportReader::keepLine(std::string_view printed, const explanation &known) {
-    if (at == part::outside)
+    if (at == Part::outside)
         stray.push_back(lineOf(printed, known));
     else
         currentCheck().lines.push_back(lineOf(printed, known));
@@ -305,16 +305,16 @@ void reportReader::keepLine(std::string_view printed, const explanation &known) 
 
 // A verdict that stands in no pass is one of a summary. A good one does not say which level it is on.
 void reportReader::endPass(const explanation &known) {
-    if (at != part::checks)
+    if (at != Part::checks)
         bHasPass = false;
     pass &now = currentPass();
-    at = part::verdict;
+    at = Part::verdict;
     lastEntryMessage = 0;
     if (known.pPattern->message == MSG_LEVEL_PASSED) {
-        now.result = passResult::passed;
+        now.result = PassResult::passed;
         return;
     }
-    now.result = passResult::failed;
+    now.result = PassResult::failed;
     now.client = bytesOf(known, 0) == szClientWord;
     if (!now.level) {
         now.level = tokenOf(known, 2);
@@ -356,10 +356,10 @@ void reportReader::finish() {
 
 // An entry is as severe as the check that it stands in.
 void findSeverities(pass &one) {
-    std::unordered_map<std::string_view, checkResult> byText;
+    std::unordered_map<std::string_view, CheckResult> byText;
     for (check &now : one.checks)
         for (const line &text : now.lines)
-            if (now.result == checkResult::error || now.result == checkResult::warning)
+            if (now.result == CheckResult::error || now.result == CheckResult::warning)
                 byText[text.text] = std::max(byText[text.text], now.result);
     for (entry &now : one.entries) {
         const auto known = byText.find(std::string_view(now.text).substr(0, now.text.find('\n')));
@@ -375,10 +375,10 @@ void judgeUntitled(pass &one) {
     for (const line &text : one.checks[0].lines)
         for (const entry &now : one.entries)
             if (now.text == text.text)
-                one.checks[0].result = checkResult::error;
+                one.checks[0].result = CheckResult::error;
 }
 
-bool hasCheck(const pass &one, checkResult result) {
+bool hasCheck(const pass &one, CheckResult result) {
     return std::any_of(one.checks.begin(), one.checks.end(), [=](const check &now) { return now.result == result; });
 }
 
@@ -387,18 +387,18 @@ bool hasCheck(const pass &one, checkResult result) {
 void judgePass(pass &one, const std::optional<int> &status) {
     judgeUntitled(one);
     findSeverities(one);
-    if (one.result != passResult::failed)
+    if (one.result != PassResult::failed)
         return;
     if (one.entries.empty())
-        one.result = passResult::incomplete;
-    else if (!hasCheck(one, checkResult::error) && (hasCheck(one, checkResult::warning) || status == 0))
-        one.result = passResult::warning;
+        one.result = PassResult::incomplete;
+    else if (!hasCheck(one, CheckResult::error) && (hasCheck(one, CheckResult::warning) || status == 0))
+        one.result = PassResult::warning;
 }
 
 // In a summary a clustered pass follows the level's plain one, whose verdict names no level when it is good.
 void nameLevels(std::vector<pass> &passes) {
     for (size_t i = 1; i < passes.size(); i++)
-        if (passes[i].clustered.value_or(false) && !passes[i - 1].level && passes[i - 1].result == passResult::passed) {
+        if (passes[i].clustered.value_or(false) && !passes[i - 1].level && passes[i - 1].result == PassResult::passed) {
             passes[i - 1].level = passes[i].level;
             passes[i - 1].clustered = false;
         }
@@ -415,15 +415,15 @@ void dropRepeated(std::vector<pass> &passes) {
     std::reverse(passes.begin(), passes.end());
 }
 
-hostResult judgeHost(const host &one, bool bSaidNothing) {
-    passResult worst = passResult::passed;
+HostResult judgeHost(const host &one, bool bSaidNothing) {
+    PassResult worst = PassResult::passed;
     for (const pass &now : one.passes)
         worst = std::max(worst, now.result);
-    if (one.status.value_or(0) != 0 || worst == passResult::failed)
-        return hostResult::failed;
-    if (one.reason || worst == passResult::incomplete || (one.passes.empty() && !(one.status && bSaidNothing)))
-        return hostResult::unknown;
-    return worst == passResult::warning ? hostResult::warning : hostResult::passed;
+    if (one.status.value_or(0) != 0 || worst == PassResult::failed)
+        return HostResult::failed;
+    if (one.reason || worst == PassResult::incomplete || (one.passes.empty() && !(one.status && bSaidNothing)))
+        return HostResult::unknown;
+    return worst == PassResult::warning ? HostResult::warning : HostResult::passed;
 }
 
 // The first lines of a text, each once. What no catalog has written is longer.
@@ -448,7 +448,7 @@ void readPasses(std::string_view text, const catalog *pTexts, std::vector<pass> 
 void readSummary(std::string_view errors, const catalog *pTexts, host &one) {
     std::vector<pass> told;
     readPasses(errors, pTexts, told);
-    const auto isNone = [](const pass &now) { return now.result == passResult::incomplete; };
+    const auto isNone = [](const pass &now) { return now.result == PassResult::incomplete; };
     told.erase(std::remove_if(told.begin(), told.end(), isNone), told.end());
     if (told.empty())
         return;

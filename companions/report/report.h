@@ -15,39 +15,39 @@ struct line {
     std::string text;
 };
 
-enum class checkResult { passed, warning, error, open };
+enum class CheckResult { passed, warning, error, open };
 
 struct check {
     int titleMessage = 0; // 0: the title is no text of the catalog
     std::string title;    // empty for lines that stand in front of the first check
-    checkResult result = checkResult::open;
+    CheckResult result = CheckResult::open;
     std::vector<line> lines; // those between heading and result, and those that follow the result
 };
 
 struct entry {
     std::string text;
-    std::optional<checkResult> severity; // of the check that it stands in
+    std::optional<CheckResult> severity; // of the check that it stands in
 };
 
 // From good to bad.
-enum class passResult { passed, warning, incomplete, failed };
+enum class PassResult { passed, warning, incomplete, failed };
 
 struct pass {
     std::optional<std::string> level; // none where a summary does not name it, or the report begins behind its name
     std::optional<bool> clustered, client;
     std::optional<std::string> time;
-    passResult result = passResult::incomplete;
+    PassResult result = PassResult::incomplete;
     std::vector<check> checks;
     std::vector<entry> entries;
 };
 
 // From good to bad.
-enum class hostResult { passed, warning, unknown, failed };
+enum class HostResult { passed, warning, unknown, failed };
 
 struct host {
     std::string name;
     std::optional<int> status;
-    hostResult result = hostResult::unknown;
+    HostResult result = HostResult::unknown;
     std::optional<std::string> reason;
     std::vector<std::string> errors;
     std::vector<pass> passes;
@@ -55,9 +55,9 @@ struct host {
     std::string language;                 // of the report's texts, such as "de-DE"; empty when no catalog explains it
 };
 
-const char *nameOf(checkResult result);
-const char *nameOf(passResult result);
-const char *nameOf(hostResult result);
+const char *nameOf(CheckResult result);
+const char *nameOf(PassResult result);
+const char *nameOf(HostResult result);
 
 // "12.1", "12.1 clustered".
 std::string nameOf(const pass &one);

@@ -12,19 +12,19 @@ namespace {
 
 constexpr size_t screenWidth = 80, hostWidth = 18, resultWidth = 8, indent = 11;
 
-enum colour { plain, red, yellow, green, bold };
+enum Colour { plain, red, yellow, green, bold };
 
 const char *wordOf(const pass *pOne) {
     static constexpr std::array words{"ok", "warn", "cut", "FAIL"};
     return pOne == nullptr ? "-" : words[static_cast<size_t>(pOne->result)];
 }
 
-colour colourOf(const pass *pOne) {
+Colour colourOf(const pass *pOne) {
     static constexpr std::array colours{green, yellow, red, red};
     return pOne == nullptr ? plain : colours[static_cast<size_t>(pOne->result)];
 }
 
-colour colourOf(hostResult result) {
+Colour colourOf(HostResult result) {
     static constexpr std::array colours{green, yellow, red, red};
     return colours[static_cast<size_t>(result)];
 }
@@ -59,7 +59,7 @@ public:
 
 private:
     // Pads a text, which may be coloured, to a width.
-    std::string cell(const std::string &text, size_t width, colour shade) const {
+    std::string cell(const std::string &text, size_t width, Colour shade) const {
         static constexpr std::array codes{"", "\033[31m", "\033[33m", "\033[32m", "\033[1m"};
         const std::string padding(width - std::min(width, columns(text)), ' ');
         return bColour && shade != plain ? codes[shade] + text + "\033[0m" + padding : text + padding;
@@ -96,7 +96,7 @@ private:
         out << cell(name, hostWidth + 1, bold);
         if (columns(name) > hostWidth)
             out << '\n' << std::string(hostWidth + 1, ' ');
-        out << cell(one.result == hostResult::passed ? nameOf(one.result) : inCapitals(nameOf(one.result)),
+        out << cell(one.result == HostResult::passed ? nameOf(one.result) : inCapitals(nameOf(one.result)),
                     resultWidth + 1, colourOf(one.result));
         const auto row = rowOf(one, levels);
         showCells(row.size(), [&](size_t i, size_t width) {
@@ -112,7 +112,7 @@ private:
         for (const std::string &text : one.otherErrors)
             showWrapped(text, 4);
         for (const finding &now : findingsOf(one))
-            if (now.result != checkResult::passed)
+            if (now.result != CheckResult::passed)
                 showFinding(now, one);
     }
 
