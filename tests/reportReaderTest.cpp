@@ -295,3 +295,15 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         EXPECT_EQ(got.err.empty(), !expected.empty()) << arguments << got.err;
     }
 }
+
+TEST(ReportCommand, IsDocumentedAsItIs) {
+    const auto optionsIn = [](const string &command) {
+        const string text = capture([&] { EXPECT_EQ(system(("cd " KVX_SOURCE_DIR " && " + command).c_str()), 0); }).out;
+        const std::regex option("-(-[a-z]+=?)");
+        return std::set<string>(std::sregex_token_iterator(text.begin(), text.end(), option, 1), {});
+    };
+    const auto options = optionsIn(KVX_PROGRAM_DIR "/kvxprereqreport --help | grep '^  '");
+    EXPECT_EQ(options.size(), 6U);
+    EXPECT_EQ(optionsIn("sed -n 's/^.It Fl -/--/;s/ Ns = .*/=/;/^--/p' man/kvxprereqreport.1"), options);
+    EXPECT_EQ(optionsIn("grep compgen.*help completions/kvxprereqreport"), options);
+}
