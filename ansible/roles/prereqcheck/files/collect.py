@@ -2,38 +2,45 @@
 
 collect.py DIRECTORY: standard input is the word "answers" and a JSON object for each host, its name and the engine's
 results of the two tasks: {"host": NAME, "machine": RESULT, "run": RESULT}. Every host gets its directory; what is missing
-in the answer is a reason. Directories of earlier runs are emptied.
+in the answer is a reason. What earlier runs wrote is removed. Prints a line for each host.
 """
 
 import base64
+import hashlib
 import json
 import os
 import re
 import sys
 
 FILES = ("report", "status", "errors", "reason")
+LONGEST_NAME = 255
 
 
 def read_answers(text):
     decoder = json.JSONDecoder()
+    text = text.rstrip()
     at = len("answers ")
-    while at < len(text.rstrip()):
+    while at < len(text):
         results, at = decoder.raw_decode(text, at)
         yield results
-        at += len(text[at:]) - len(text[at:].lstrip())
+        while text[at : at + 1].isspace():
+            at += 1
 
 
 def directory_name(host):
     """The host's name as one plain path component: everything else is percent-encoded, so that no two are the same."""
     encoded = re.sub(
         rb"[^A-Za-z0-9._-]|^[.]", lambda found: b"%%%02X" % found[0][0], host.encode("utf-8", "surrogateescape")
-    )
-    return encoded.decode("ascii")
+    ).decode("ascii")
+    if len(encoded) <= LONGEST_NAME:
+        return encoded
+    return encoded[:180] + "~" + hashlib.sha256(encoded.encode()).hexdigest()
 
 
-def first_line(text):
-    lines = str(text).strip().splitlines()
-    return lines[0] if lines else ""
+def last_line(text):
+    """Where the fault stands: above it are banners and the way there."""
+    lines = [line.strip() for line in str(text).splitlines() if line.strip()]
+    return lines[-1] if lines else ""
 
 
 def answer(text):
@@ -41,30 +48,38 @@ def answer(text):
     lines = [line.partition(" ") for line in text.splitlines()]
     if not lines or lines[-1][0] != "end":
         return {}
-    said = {}
-    for word, _, value in lines[:-1]:
-        if word in FILES:
-            said[word] = value.encode() + b"\n" if word == "status" else base64.b64decode(value)
+    said = {word: value for word, _, value in lines if word in FILES}
+    for word in ("report", "errors"):
+        said[word] = base64.b64decode(said.get(word, ""))
     return said
 
 
 def reason_without_answer(machine, run):
-    if machine.get("unreachable") or run.get("unreachable"):
-        return "unreachable: " + first_line((run if run.get("unreachable") else machine).get("msg", ""))
+    if not machine:
+        return "not asked: see what the play said about this host"
+    if machine.get("unreachable"):
+        return "unreachable: " + last_line(machine.get("msg", ""))
+    if "timedout" in machine:
+        return "unreachable: no answer to uname"
     if machine.get("rc", 1) != 0:
-        return "no answer to uname: " + first_line(machine.get("stderr") or machine.get("msg", ""))
-    if run.get("skipped") or not run:
-        return "no archive for architecture " + first_line(machine.get("stdout", ""))
+        return "no answer to uname: " + last_line(machine.get("stderr") or machine.get("msg", ""))
+    if run.get("skipped"):
+        return "no archive for architecture " + last_line(machine.get("stdout", ""))
+    if run.get("unreachable"):
+        return "the link was cut: " + last_line(run.get("msg", ""))
     if "timedout" in run:
         return "out of time: the host did not answer any more"
-    return "no whole answer: " + first_line(run.get("msg") or run.get("stderr", ""))
+    details = last_line(run.get("module_stderr") or run.get("module_stdout") or run.get("stderr") or run.get("msg", ""))
+    return "the check could not be run: " + details
 
 
 def result_of(results):
-    machine = results.get("machine") or {}
-    run = results.get("run") or {}
+    """Content by file name."""
+    machine, run = results["machine"], results["run"]
     said = answer(run.get("stdout", ""))
-    return said or {"reason": reason_without_answer(machine, run).encode("utf-8", "replace")}
+    if said:
+        return said
+    return {"reason": reason_without_answer(machine, run), "errors": run.get("module_stderr", "")}
 
 
 def empty(directory):
@@ -73,26 +88,29 @@ def empty(directory):
         if not host.is_dir(follow_symlinks=False):
             continue
         for name in FILES:
-            try:
+            if os.path.lexists(os.path.join(host.path, name)):
                 os.unlink(os.path.join(host.path, name))
-            except FileNotFoundError:
-                pass
-        try:
+        if not os.listdir(host.path):
             os.rmdir(host.path)
-        except OSError:
-            pass
 
 
-def main():
-    directory = sys.argv[1]
+def write(directory, files):
     os.makedirs(directory, exist_ok=True)
-    empty(directory)
-    for results in read_answers(sys.stdin.read()):
-        place = os.path.join(directory, directory_name(results["host"]))
-        os.makedirs(place, exist_ok=True)
-        for name, content in result_of(results).items():
-            with open(os.path.join(place, name), "wb") as file:
+    for name, content in files.items():
+        if isinstance(content, str):
+            content = content.encode("utf-8", "surrogateescape")
+        if content:
+            with open(os.path.join(directory, name), "wb") as file:
                 file.write(content)
 
 
-main()
+def main(directory):
+    os.makedirs(directory, exist_ok=True)
+    empty(directory)
+    for results in read_answers(sys.stdin.read()):
+        files = result_of(results)
+        write(os.path.join(directory, directory_name(results["host"])), files)
+        print(ascii(results["host"]), "reason: " + ascii(files["reason"]) if "reason" in files else "status " + files["status"])
+
+
+main(sys.argv[1])
