@@ -1,7 +1,7 @@
 """Writes DIRECTORY/HOST/{report,status,errors,reason} from what the hosts answered.
 
 collect.py DIRECTORY: standard input is the word "answers" and a JSON object for each host, its name and the engine's
-results of the two tasks: {"host": NAME, "machine": RESULT, "run": RESULT}. Every host gets its directory; what is missing
+results of three tasks: {"host": NAME, "variables": RESULT, "machine": RESULT, "run": RESULT}. Every host gets its directory; what is missing
 in the answer is a reason. What earlier runs wrote is removed. Prints a line for each host.
 """
 
@@ -54,7 +54,9 @@ def answer(text):
     return said
 
 
-def reason_without_answer(machine, run):
+def reason_without_answer(variables, machine, run):
+    if variables.get("argument_errors"):
+        return "not asked: " + "; ".join(variables["argument_errors"])
     if not machine:
         return "not asked: see what the play said about this host"
     if machine.get("unreachable"):
@@ -79,7 +81,7 @@ def result_of(results):
     said = answer(run.get("stdout", ""))
     if said:
         return said
-    return {"reason": reason_without_answer(machine, run), "errors": run.get("module_stderr", "")}
+    return {"reason": reason_without_answer(results["variables"], machine, run), "errors": run.get("module_stderr", "")}
 
 
 def empty(directory):

@@ -14,6 +14,7 @@ import re
 import shutil
 import sys
 import tarfile
+import zlib
 
 SENT = ("bin/kvxprereqcheck", "lib/kvxprereq/kvxprereqcheck", "lib/kvxprereq/locale/")
 HERE = ("bin/kvxprereqreport", "lib/kvxprereq/locale/")
@@ -52,6 +53,8 @@ def write(path, mode, content):
 
 
 def main(directory, prerequisites, report_program, parcels=None):
+    if os.path.isdir(prerequisites):
+        sys.exit("no prerequisites file; name the product's, as in -e prerequisites=KVXprereqs.xml")
     with open(prerequisites, "rb") as file:
         prerequisites = file.read()
     archives = archives_in(directory)
@@ -72,5 +75,5 @@ def main(directory, prerequisites, report_program, parcels=None):
 
 try:
     main(*sys.argv[1:])
-except (OSError, tarfile.TarError) as error:
+except (EOFError, OSError, tarfile.TarError, zlib.error) as error:
     sys.exit(str(error))
