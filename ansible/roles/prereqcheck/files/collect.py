@@ -54,9 +54,14 @@ def answer(text):
     return said
 
 
+def plain(error):
+    """A wrong type without the engine's own names of types."""
+    return re.sub(r" is of type .* unable to convert to (\w+):.*", r" is not of type \1", error)
+
+
 def reason_without_answer(variables, machine, run):
     if variables.get("argument_errors"):
-        return "not asked: " + "; ".join(variables["argument_errors"])
+        return "not asked: " + "; ".join(map(plain, variables["argument_errors"]))
     if not machine:
         return "not asked: see what the play said about this host"
     if machine.get("unreachable"):
