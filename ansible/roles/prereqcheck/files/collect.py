@@ -73,7 +73,7 @@ def reason_without_answer(variables, machine, run):
     if run.get("skipped"):
         return "no archive for architecture " + last_line(machine.get("stdout", ""))
     if run.get("unreachable"):
-        return "the link was cut: " + last_line(run.get("msg", ""))
+        return "the link was cut while the check ran"
     if "timedout" in run:
         return "out of time: the host did not answer any more"
     details = last_line(run.get("module_stderr") or run.get("module_stdout") or run.get("stderr") or run.get("msg", ""))
@@ -86,7 +86,7 @@ def result_of(results):
     said = answer(run.get("stdout", ""))
     if said:
         return said
-    return {"reason": reason_without_answer(results["variables"], machine, run), "errors": run.get("module_stderr", "")}
+    return {"reason": reason_without_answer(results["variables"], machine, run), "errors": run.get("module_stderr") or run.get("msg", "")}
 
 
 def empty(directory):
