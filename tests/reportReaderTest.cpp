@@ -280,7 +280,10 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"/ok > /dev/full", 2, ""},
         // what came from a host is not followed: a link, a pipe
         {"/l; rm /l/h/report; mkfifo /l/h/report; kvxprereqreport --format=json /l", 2,
-         "h unknown \"/l/h/report: Too many levels of symbolic links\", h unknown \"/l/h/report: not a regular file\""}};
+         "h unknown \"/l/h/report: Too many levels of symbolic links\", h unknown \"/l/h/report: not a regular file\""},
+        // a name may be percent-encoded; neither it nor a reason need be characters
+        {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%'; cd /p/*; printf 'n\\377' >reason; kvxprereqreport --format=json /p",
+         2, "../h%FF\\\\xFF%2z% unknown \"n\\\\xFF\""}};
     for (const auto &[arguments, status, expected] : rows) {
         const string script = "PATH=$PATH:" KVX_PROGRAM_DIR "; mkdir -p /l/h; ln -s /ok /l/h/report; ";
         const runResult got =

@@ -128,10 +128,21 @@ std::string firstLine(const std::string &text) {
     return text.substr(0, text.find('\n'));
 }
 
+// What cannot stand in a directory's name is percent-encoded there.
+std::string decoded(std::string name) {
+    for (size_t at = 0; (at = name.find('%', at)) != std::string::npos; at++) {
+        unsigned char code = 0;
+        const char *pDigits = name.c_str() + at + 1;
+        if (at + 2 < name.size() && std::from_chars(pDigits, pDigits + 2, code, 16).ptr == pDigits + 2)
+            name.replace(at, 3, 1, static_cast<char>(code));
+    }
+    return name;
+}
+
 // What cannot be read becomes the reason why the host is unknown.
 material fetchedFrom(const fs::path &directory) {
     material given;
-    given.name = directory.filename();
+    given.name = decoded(directory.filename());
     const auto complain = [&](const std::string &what) {
         if (!given.reason)
             given.reason = what;

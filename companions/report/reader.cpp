@@ -477,9 +477,11 @@ void dropRepeated(std::vector<std::string> &texts) {
 
 host readHost(const material &given, languages &known) {
     host one;
-    one.name = given.name;
+    const codeSet utf8("UTF-8");
+    one.name = utf8.toUtf8(given.name);
     one.status = given.status;
-    one.reason = given.reason;
+    if (given.reason)
+        one.reason = utf8.toUtf8(*given.reason);
     std::vector<std::string_view> lines;
     sample(given.report, lines);
     sample(given.errors, lines);
