@@ -44,7 +44,7 @@ static void fillList(const string &list, const string &words) {
         else if (list == "nets")
             updateNetNames(word.c_str());
         else if (list == "expected")
-            updateEtcHostInfo(word.c_str());
+            updateEtcHostInfo(word.c_str()), resetEtcHosts(); // a new name is not marked yet
         else if (list == "disks")
             updateDiskList(first.c_str(), rest.c_str(), !rest.empty());
         else
