@@ -112,8 +112,29 @@ static int show(const string &text) {
     return puts(text.c_str()), NO_STATUS;
 }
 
-template <int (*call)()> static int plain(words) {
-    return call();
+template <typename R, typename... A> static constexpr size_t argumentCount(R (*)(A...)) {
+    return sizeof...(A);
+}
+
+template <typename T> static T argument(char *pWord) {
+    if constexpr (std::is_same_v<T, int>)
+        return number(pWord);
+    else
+        return pWord;
+}
+
+template <typename R, typename... A, size_t... I>
+static int callWith(R (*pCall)(A...), words w, std::index_sequence<I...>) {
+    (void)w;
+    if constexpr (std::is_void_v<R>)
+        return pCall(argument<A>(w[I])...), NO_STATUS;
+    else
+        return pCall(argument<A>(w[I])...);
+}
+
+// A function of the program with the words as its arguments; a number that is not there is 1.
+template <auto pCall> static int call(words w) {
+    return callWith(pCall, w, std::make_index_sequence<argumentCount(pCall)>());
 }
 
 template <int (*call)()> static int withHost(words w) {
@@ -318,7 +339,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"locales", {nullptr, nullptr, [](words w) { return show(each(w, sqloNormalizedLocaleDir)); }}},
     {"location", {nullptr, nullptr, [](words w) { return sqloSetRuntimeLocation(w[0]), show(sqloGetRuntimeLocation(nullptr)); }}},
     {"prepare", {nullptr, nullptr, prepare}},
-    {"read", {nullptr, nullptr, [](words w) { return sqloReadPrereqFromXML(w[0]); }}},
+    {"read", {nullptr, nullptr, call<sqloReadPrereqFromXML>}},
     {"retrieve", {nullptr, nullptr, retrieve}},
     {"sinks", {nullptr, nullptr, sinks}},
     {"summary", {nullptr, nullptr, summary}},
@@ -326,59 +347,59 @@ const std::map<string, namedOperation> namedOperations = {
     {"text", {nullptr, nullptr, text}},
     {"versions", {nullptr, nullptr, [](words w) { return show(each(w + 1, [w](const char *p) { return order(w[0] == string("NULL!") ? nullptr : w[0], p); })); }}},
     // platform
-    {"detect", {nullptr, nullptr, plain<sqloGetLinuxDistributions>}},
-    {"distribution", {"TITLE_DISTRIBUTION", nullptr, plain<sqloCheckLinuxDistributions>}},
-    {"kernel", {"TITLE_OS_LEVEL", nullptr, plain<sqloCheckOSLevel>}},
+    {"detect", {nullptr, nullptr, call<sqloGetLinuxDistributions>}},
+    {"distribution", {"TITLE_DISTRIBUTION", nullptr, call<sqloCheckLinuxDistributions>}},
+    {"kernel", {"TITLE_OS_LEVEL", nullptr, call<sqloCheckOSLevel>}},
     {"lsb", {"TITLE_DISTRIBUTION", nullptr, [](words w) { return sqloCheckLSBRelease("/lsb", w[0], 1, number(w[1])); }}},
-    {"release", {nullptr, nullptr, [](words w) { return sqloGetSUSERHELRelease(w[0], number(w[1]), number(w[2])); }}},
+    {"release", {nullptr, nullptr, call<sqloGetSUSERHELRelease>}},
     {"unreported", {nullptr, nullptr, [](words) { return sqloCheckSUSERHELRelease("7", "6", nullptr, nullptr, 1, 0); }}},
     // software
-    {"aio", {"TITLE_LIBAIO", nullptr, plain<sqloCheckLibAio>}},
+    {"aio", {"TITLE_LIBAIO", nullptr, call<sqloCheckLibAio>}},
     {"childless", {nullptr, nullptr, [](words) { return signal(SIGCHLD, SIG_IGN), sqloCheckTools(); }}},
-    {"command", {"", nullptr, [](words w) { return sqlocheckNtpChronyKsh(w[0], w[1], nullptr); }}},
-    {"cpp", {"TITLE_LIBSTDCXX", nullptr, plain<sqloCheckLibStdCPlusPlus>}},
-    {"glibc", {"TITLE_GLIBC", nullptr, plain<sqloCheckGlibC>}},
+    {"command", {"", nullptr, call<sqlocheckNtpChronyKsh>}},
+    {"cpp", {"TITLE_LIBSTDCXX", nullptr, call<sqloCheckLibStdCPlusPlus>}},
+    {"glibc", {"TITLE_GLIBC", nullptr, call<sqloCheckGlibC>}},
     {"group", {nullptr, nullptr, [](words w) { return sqloCheckPackagePresenceLinux("G", w[0], number(w[1], 0)); }}},
-    {"hca", {"", nullptr, [](words w) { return sqloCheckHCAPackageLINUX(w[0], w[1], number(w[2]), number(w[3]), number(w[4])); }}},
-    {"machine", {nullptr, nullptr, plain<verifyVMware>}},
+    {"hca", {"", nullptr, call<sqloCheckHCAPackageLINUX>}},
+    {"machine", {nullptr, nullptr, call<verifyVMware>}},
     {"mellanox", {"", nullptr, [](words w) { return sqloCheckMellanoxPackageLINUX("L", w[0], number(w[1]), number(w[2]), number(w[3])); }}},
-    {"numa", {"TITLE_LIBNUMA", nullptr, plain<sqloCheckLibNuma>}},
-    {"ofed", {nullptr, nullptr, plain<sqloCheckMellanoxLINUX>}},
-    {"package", {"%", nullptr, [](words w) { return sqloCheckPackageLINUX(w[0], w[1], w[2], w[3], number(w[4]), number(w[5])); }}},
-    {"pam", {"/lib/libpam.so*", nullptr, plain<sqloCheckLibPAM>}},
+    {"numa", {"TITLE_LIBNUMA", nullptr, call<sqloCheckLibNuma>}},
+    {"ofed", {nullptr, nullptr, call<sqloCheckMellanoxLINUX>}},
+    {"package", {"%", nullptr, call<sqloCheckPackageLINUX>}},
+    {"pam", {"/lib/libpam.so*", nullptr, call<sqloCheckLibPAM>}},
     {"probe", {nullptr, nullptr, [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }}},
     {"runtime-in", {"TITLE_LIBSTDCXX", nullptr, inDirectory<sqloCheckLibStdCPlusPlus>}},
     {"script-in", {"prereqVEX", nullptr, inDirectory<script>}},
-    {"selinux", {"TITLE_SELINUX", nullptr, plain<sqloCheckSELinuxEnabled>}},
-    {"sg", {"%", nullptr, [](words w) { return sqloCheckSGPackageLINUX(w[0], w[1], number(w[2]), number(w[3])); }}},
-    {"vex", {"prereqVEX", "prereqVEX", [](words w) { return checkprereqVEX(number(w[0]), number(w[1])); }}},
+    {"selinux", {"TITLE_SELINUX", nullptr, call<sqloCheckSELinuxEnabled>}},
+    {"sg", {"%", nullptr, call<sqloCheckSGPackageLINUX>}},
+    {"vex", {"prereqVEX", "prereqVEX", call<checkprereqVEX>}},
     // instance
     {"ports", {"Service Port and FCM Ports usage for %", nullptr, [](words w) { return sqloValidatePorts(number(w[1]), w[0], w[2] != nullptr, number(w[2], 0), number(w[3], 0)); }}},
-    {"umask", {"umask", nullptr, [](words w) { return sqloValidateUmsk(w[0]); }}},
+    {"umask", {"umask", nullptr, call<sqloValidateUmsk>}},
     {"user", {"User specific checks for %", nullptr, [](words w) { return sqloValidateUserProfile(w[0], number(w[1], 0)); }}},
     // network
     {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
-    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", [](words w) { return sqloValidateAdapterUsingRocmc(w[0]), NO_STATUS; }}},
+    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", call<sqloValidateAdapterUsingRocmc>}},
     {"connectivity-in", {nullptr, nullptr, inDirectory<connectivity>}},
     {"flip", {nullptr, nullptr, [](words w) { const string all = sqoFlipFile(w[0]); return show(all.size() < 1000 ? all : std::to_string(all.size())); }}},
-    {"modprobe", {"modprobe.conf", "<MODPROBE>", plain<sqloValidateModProbe>}},
-    {"modprobe-in", {nullptr, nullptr, [](words w) { return chkModProbeFile(w[0]); }}},
-    {"openibd", {"openibd", "<OPENIBD>", plain<sqloCheckForOpenibdStatus>}},
-    {"rdma", {"rdma-core", "<RDMA-CORE>", plain<sqloCheckForRDMAStatus>}},
-    {"service", {nullptr, nullptr, [](words w) { return sqloCheckForOpenibdRDMAEnablement(w[0]); }}},
+    {"modprobe", {"modprobe.conf", "<MODPROBE>", call<sqloValidateModProbe>}},
+    {"modprobe-in", {nullptr, nullptr, call<chkModProbeFile>}},
+    {"openibd", {"openibd", "<OPENIBD>", call<sqloCheckForOpenibdStatus>}},
+    {"rdma", {"rdma-core", "<RDMA-CORE>", call<sqloCheckForRDMAStatus>}},
+    {"service", {nullptr, nullptr, call<sqloCheckForOpenibdRDMAEnablement>}},
     // cluster
     {"device", {nullptr, nullptr, device}},
     {"disk", {"disk info", "<DISKINFO>", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }}},
-    {"disks", {"disk info", "<DISKINFO>", plain<sqloValidateDisk>}},
+    {"disks", {"disk info", "<DISKINFO>", call<sqloValidateDisk>}},
     {"everywhere", {nullptr, nullptr, runEverywhere}},
-    {"hosts", {"/etc/hosts", "?<ETCHOSTS>", plain<sqloValidateEtcHosts>}},
+    {"hosts", {"/etc/hosts", "?<ETCHOSTS>", call<sqloValidateEtcHosts>}},
     {"hosts-again", {"/etc/hosts", nullptr, [](words) { sqloValidateEtcHosts(), resetEtcHosts(); return sqloValidateEtcHosts(); }}},
     {"lists", {nullptr, nullptr, lists}},
     {"remote", {nullptr, nullptr, placeRunAndRemove}},
     {"remote-commands", {nullptr, nullptr, [](words) { return show(string(getSSHCmd()) + " " + getSCPCmd()); }}},
-    {"pings", {"PING TEST", "<PINGTEST>", plain<checkPingTest>}},
-    {"all-shells", {"passwordless kvxlocssh", "<SSH>", plain<checkkvxSSHToAll>}},
-    {"tiebreaker-disk", {"Tie-breaker disk info", "", plain<sqloValidateTbDisk>}},
+    {"pings", {"PING TEST", "<PINGTEST>", call<checkPingTest>}},
+    {"all-shells", {"passwordless kvxlocssh", "<SSH>", call<checkkvxSSHToAll>}},
+    {"tiebreaker-disk", {"Tie-breaker disk info", "", call<sqloValidateTbDisk>}},
     {"ping", {"PING TEST", "<PINGTEST>", [](words w) { return updateNetNames(w[0]), checkPingTest(); }}},
     {"place", {nullptr, nullptr, withHost<placePrereqBinaries>}},
     {"place-from", {nullptr, nullptr, inDirectory<placePrereqBinaries>}},
@@ -389,9 +410,9 @@ const std::map<string, namedOperation> namedOperations = {
                                                          iStrncpy(szInputVersion, w[2], 30),
                                                          snprintf(addCmd, 255, "-v %s ", szInputVersion), withHost<runPrereqBinaries>(w); }}},
     {"shells", {"passwordless kvxlocssh", "<SSH>", withHost<checkkvxSSHToAll>}},
-    {"space", {"free space", "<FREESPACE>", [](words w) { return sqloCheckFreeSpace(w[0], number(w[1]), number(w[2])); }}},
+    {"space", {"free space", "<FREESPACE>", call<sqloCheckFreeSpace>}},
     {"tiebreaker", {"Tie-breaker disk info", "", [](words w) { return iStrncpy(tbDiskName, w[1], 255), updateHostList("here"), withHost<sqloValidateTbDisk>(w); }}},
-    {"users", {"USER INFO", "<USERINFO>", plain<sqloValidateUsers>}}};
+    {"users", {"USER INFO", "<USERINFO>", call<sqloValidateUsers>}}};
 // clang-format on
 
 int perform(const vector<string> &given) {
