@@ -6,25 +6,29 @@
 #include <iterator>
 #include <netdb.h>
 #include <nl_types.h>
-#include <pwd.h>
 #include <set>
+#include <spawn.h>
 #include <sstream>
 #include <sys/stat.h>
-#include <vector>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "allocations.h"
-#include "sqloCommand.h"
 #include "sqloMessages.h"
 #include "sqloPrereqDefs.h"
 
 using std::string;
 
 string catalogText;
-bool bKernelKnown;
+static const int OWN_DESCRIPTOR = 1000, OWN_PROCESS = 1 << 30; // that no file and no process of the machine has
 static bool bRunning;
-static std::vector<string> settings, words, outputs;
+static strings settings, words, outputs;
 static size_t decided, wordsTaken, outputsTaken;
 static std::set<FILE *> openFiles;
+static string ownPath; // of the file that was created last
+static char ending;    // of the command that was started last
+static int pipeEnd;
+static void (*pLimitHandler)(int);
 
 char decision() {
     return !settings.empty() && decided < settings[0].size() ? settings[0][decided++] : '0';
@@ -43,32 +47,60 @@ static bool isGood() {
     return decision() == '0';
 }
 
+extern "C" FILE *__real_fopen(const char *pPath, const char *pMode);
+
 // A stream that a text is read from, or that drops what is written.
-static FILE *openStream(string *pOwnText) {
-    cookie_io_functions_t calls = {};
-    calls.read = [](void *pText, char *pBuffer, size_t size) {
-        size = static_cast<string *>(pText)->copy(pBuffer, size);
-        static_cast<string *>(pText)->erase(0, size);
-        return static_cast<ssize_t>(size);
-    };
-    calls.write = [](void *, const char *, size_t size) { return static_cast<ssize_t>(size); };
-    calls.close = [](void *pText) { return delete static_cast<string *>(pText), 0; };
-    return *openFiles.insert(fopencookie(pOwnText, pOwnText == nullptr ? "w" : "r", calls)).first;
+static FILE *openStream(const string *pText) {
+    FILE *pFile = pText == nullptr ? __real_fopen("/dev/null", "w")
+                                   : fmemopen(const_cast<char *>(pText->data()), pText->size(), "r");
+    return *openFiles.insert(pFile).first;
 }
 
 static FILE *openOutput(bool bRead) {
-    return isGood() ? openStream(bRead ? new string(output()) : nullptr) : nullptr;
+    return isGood() ? openStream(bRead ? &output() : nullptr) : nullptr;
 }
 
-static int commandStatus(char c) {
-    return c == 'k' ? SIGKILL : ((c ^ '0') & 0xff) << 8;
+// A command ends as decided: 'n' cannot be started, 'k' is killed, 't' takes too long; else the exit code from '0' on.
+static int startCommand(pid_t *pId, const char *pCommand) {
+    checkCommand(pCommand);
+    *pId = OWN_PROCESS;
+    ending = decision();
+    const string text = pipeEnd > 0 ? output().substr(0, 60000) : "";
+    MUST_HOLD(pipeEnd == 0 || write(pipeEnd, text.data(), text.size()) == static_cast<ssize_t>(text.size()));
+    pipeEnd = 0;
+    return ending == 'n' ? EAGAIN : 0;
+}
+
+static int awaitCommand() {
+    if (ending == 't')
+        pLimitHandler(SIGALRM);
+    errno = EINTR;
+    return ending == 't' ? -1 : 0;
+}
+
+static pid_t takeStatus(int *pStatus) {
+    if (pStatus != nullptr)
+        *pStatus = ending == 'k' ? SIGKILL : ((ending ^ '0') & 0xff) << 8;
+    return OWN_PROCESS;
+}
+
+static int setHandler(int number, const struct sigaction *pAction) {
+    if (number == SIGALRM)
+        pLimitHandler = pAction->sa_handler;
+    return -1;
 }
 
 // A catalog is always there, so that fetching a text asks for no decision.
-static int fileStatus(const char *pPath, struct stat *pStatus) {
-    bool bCatalog = strstr(pPath, "kvxistring.cat") != nullptr, bLocale = strstr(pPath, "/locale/") != nullptr;
+static int fileStatus(const string &path, struct stat *pStatus) {
+    bool bCatalog = path.find("kvxistring.cat") != path.npos, bLocale = path.find("/locale/") != path.npos;
     pStatus->st_mode = bLocale && !bCatalog ? S_IFDIR : S_IFREG;
     return bLocale || bCatalog || isGood() ? 0 : -1;
+}
+
+static int ownStatus(bool bOwn, struct stat *pStatus) {
+    *pStatus = {};
+    pStatus->st_mode = S_IFREG;
+    return bOwn ? 0 : -1;
 }
 
 static char *environment(const string &name) {
@@ -78,48 +110,50 @@ static char *environment(const string &name) {
     return name == "LANG" ? const_cast<char *>(prereqLocmap[0].name) : nullptr; // the quickest to be found
 }
 
-// The program's calls are linked to these. A fuzzing or profiling library makes some of them too: what is not the
-// program's goes to the real ones.
-#define FAKE(RESULT, NAME, PARAMETERS, ANSWER)                                                                         \
-    RESULT __wrap_##NAME PARAMETERS {                                                                                  \
-        return ANSWER;                                                                                                 \
-    }
-#define FAKE_OWN(RESULT, NAME, PARAMETERS, ARGUMENTS, OWN, ANSWER)                                                     \
-    RESULT __real_##NAME PARAMETERS;                                                                                   \
-    FAKE(RESULT, NAME, PARAMETERS, (OWN) ? (ANSWER) : __real_##NAME ARGUMENTS)
-static const int OWN_DESCRIPTOR = 1000;
-
+// clang-format off
 extern "C" {
-FAKE_OWN(int, system, (const char *pCommand), (pCommand), bRunning, commandStatus(decision()))
+FAKE_OWN(int, posix_spawn, (pid_t *pId, const char *p, const posix_spawn_file_actions_t *pActions,
+    const posix_spawnattr_t *pAttributes, char *const *ppWords, char *const *ppEnvironment),
+    (pId, p, pActions, pAttributes, ppWords, ppEnvironment), bRunning, startCommand(pId, ppWords[2]))
+FAKE(int, posix_spawn_file_actions_adddup2, (posix_spawn_file_actions_t *, int number, int), (pipeEnd = number, 0))
+FAKE_OWN(int, waitid, (idtype_t type, id_t id, siginfo_t *p, int options), (type, id, p, options), bRunning,
+    awaitCommand())
+FAKE_OWN(pid_t, waitpid, (pid_t id, int *pStatus, int options), (id, pStatus, options), bRunning, takeStatus(pStatus))
+FAKE_OWN(int, kill, (pid_t id, int number), (id, number), bRunning, -1)
+FAKE_OWN(unsigned, alarm, (unsigned seconds), (seconds), bRunning, 0)
+FAKE_OWN(sighandler_t, signal, (int number, sighandler_t p), (number, p), bRunning, SIG_DFL)
+FAKE_OWN(int, sigaction, (int number, const struct sigaction *p, struct sigaction *pOld), (number, p, pOld), bRunning,
+    setHandler(number, p))
 FAKE_OWN(int, stat, (const char *pPath, struct stat *p), (pPath, p), bRunning, fileStatus(pPath, p))
 FAKE_OWN(int, mkdir, (const char *pPath, mode_t mode), (pPath, mode), bRunning, isGood() ? 0 : -1)
 FAKE_OWN(int, unlink, (const char *pPath), (pPath), bRunning, 0)
-FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning, isGood() ? OWN_DESCRIPTOR : -1)
+FAKE_OWN(int, rename, (const char *pPath, const char *pTo), (pPath, pTo), bRunning, -1)
+FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning,
+    isGood() ? (ownPath = p, OWN_DESCRIPTOR) : -1)
 FAKE_OWN(int, close, (int number), (number), number == OWN_DESCRIPTOR, 0)
 FAKE_OWN(FILE *, fdopen, (int number, const char *p), (number, p), number == OWN_DESCRIPTOR, openStream(nullptr))
 // all of the program's modes hold an "e"
 FAKE_OWN(FILE *, fopen, (const char *pPath, const char *p), (pPath, p), strchr(p, 'e'), openOutput(p[0] == 'r'))
-FAKE_OWN(FILE *, popen, (const char *pCommand, const char *p), (pCommand, p), strchr(p, 'e'), openOutput(true))
-FAKE_OWN(int, fclose, (FILE * pFile), (pFile), (openFiles.erase(pFile), false), 0)
-FAKE_OWN(int, pclose, (FILE * pFile), (pFile), openFiles.erase(pFile), __real_fclose(pFile))
+FAKE_OWN(int, fclose, (FILE *pFile), (pFile), (openFiles.erase(pFile), false), 0)
 FAKE_OWN(DIR *, opendir, (const char *pPath), (pPath), bRunning, nullptr)
 FAKE_OWN(char *, getenv, (const char *p), (p), strncmp(p, "KVX", 3) == 0 || strcmp(p, "LANG") == 0, environment(p))
-FAKE(int, lstat, (const char *, struct stat *), -1)
+FAKE_OWN(int, fstat, (int number, struct stat *p), (number, p), number == OWN_DESCRIPTOR, ownStatus(true, p))
+FAKE_OWN(int, lstat, (const char *pPath, struct stat *p), (pPath, p), bRunning, ownStatus(pPath == ownPath, p))
+FAKE(ssize_t, pwrite, (int, const void *, size_t size, off_t), isGood() ? static_cast<ssize_t>(size) : -1)
+FAKE_OWN(int, ftruncate, (int number, off_t size), (number, size), bRunning, 0)
+FAKE(int, mkostemp, (char *, int), -1)
 FAKE(int, access, (const char *, int), isGood() ? 0 : -1)
 FAKE(nl_catd, catopen, (const char *, int), (nl_catd)(catalogText.empty() ? -1L : 1L))
 FAKE(char *, catgets, (nl_catd, int, int, const char *), &catalogText[0])
 FAKE(int, catclose, (nl_catd), 0)
-FAKE(int, uname, (utsname * p),
-     (copyText(p->release, output().c_str()), copyText(p->machine, "x86_64"), bKernelKnown ? 0 : -1))
-FAKE(int, gethostname, (char *szName, size_t size), (iStrncpy(szName, "here.site", (int)size), 0))
+FAKE(int, uname, (utsname *p), (copyText(p->release, output().c_str()), copyText(p->machine, "x86_64"), 0))
 FAKE(char *, getcwd, (char *szPath, size_t size), isGood() ? iStrncpy(szPath, "/opt/kvx", (int)size) : nullptr)
-FAKE(void, setpwent, (), (void)0)
-FAKE(passwd *, getpwent, (), nullptr)
 FAKE(servent *, getservbyname, (const char *, const char *), nullptr)
 FAKE(servent *, getservbyport, (int, const char *), nullptr)
 FAKE(void *, dlopen, (const char *, int), isGood() ? &words : nullptr)
 FAKE(int, dlclose, (void *), 0)
 }
+// clang-format on
 
 template <typename... Objects> static void clear(Objects &...objects) {
     (memset(static_cast<void *>(&objects), 0, sizeof objects), ...);
@@ -145,13 +179,13 @@ static void resetProgram() {
           szPrereqCatFilePath, szRuntimePath, addCmd, tbDiskName, szInputDistro, preqVersionList, ppszPREREQ, pStackTop,
           pErrorList, pPrereqSummaryList, name, pVersion, pRelease, pMinorRelease, szNTPMessages, preqHostInfo,
           preqUserInfo, preqDiskInfo, preqNetNames, preqEtcInfo);
-    partitions = bPCSupportedPlatform = bKernelKnown = true;
+    partitions = bPCSupportedPlatform = true;
     catalogText = "%1 %2 %3 %4 of it";
     copyText(szLocale, prereqLocmap[0].name);
     applySetting("0");
 }
 
-static std::vector<string> takeWords(std::istream &input) {
+static strings takeWords(std::istream &input) {
     string line;
     std::getline(input, line);
     std::istringstream rest(line);
@@ -172,6 +206,7 @@ void startRun(const string &input) {
         std::getline(rest, outputs.emplace_back(), '\x1e');
     while (!rest.eof());
     decided = wordsTaken = outputsTaken = 0;
+    pipeEnd = 0;
     for (size_t i = 1; i < settings.size(); i++)
         applySetting(settings[i]);
     bRunning = true;

@@ -11,12 +11,22 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 // Stops the process when something does not hold.
 #define MUST_HOLD(CONDITION) ((CONDITION) ? (void)0 : (dprintf(2, "does not hold: %s\n", #CONDITION), abort()))
 
+// The program's calls are linked to these: the build wraps what stands as second in a line that begins with FAKE.
+#define FAKE(RESULT, NAME, PARAMETERS, ANSWER)                                                                         \
+    RESULT __wrap_##NAME PARAMETERS {                                                                                  \
+        return ANSWER;                                                                                                 \
+    }
+// A fuzzing or profiling library makes some of the calls too: what is not the program's goes to the real ones.
+#define FAKE_OWN(RESULT, NAME, PARAMETERS, ARGUMENTS, OWN, ANSWER)                                                     \
+    RESULT __real_##NAME PARAMETERS;                                                                                   \
+    FAKE(RESULT, NAME, PARAMETERS, (OWN) ? (ANSWER) : __real_##NAME ARGUMENTS)
+
 extern std::string catalogText; // of every message
-extern bool bKernelKnown;       // uname answers
 
 void startRun(const std::string &input);
 // Checks what holds after any operation, which may leave so many files open to the exit, and forgets everything.
@@ -26,9 +36,13 @@ char decision();
 const char *word(); // the next argument, null behind the last
 const std::string &output();
 
+// The command that is run has each word where it was composed to stand.
+void checkCommand(const char *pCommand);
+
+typedef std::vector<std::string> strings;
+strings inputsOf(const std::string &target);
+
 // Runs a target; false when there is none of that name.
 bool runTarget(const std::string &name, const std::string &input);
-// The target of composeCommand.
-void composeWords();
 
 #endif

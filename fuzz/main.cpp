@@ -1,5 +1,5 @@
-// The fuzzing library's entry for the target that the build names; without one, fuzz-replay TARGET DIRECTORY..., which
-// runs a target on every kept input.
+// The fuzzing library's entry for the target that the build names; without one, fuzz-replay TARGET, which runs a target
+// on its inputs. fuzz-replay TARGET DIRECTORY writes them there instead.
 #include "fakeHost.h"
 
 #ifdef KVX_FUZZ_TARGET
@@ -7,19 +7,19 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     return runTarget(KVX_FUZZ_TARGET, std::string(reinterpret_cast<const char *>(pData), size)) ? 0 : -1;
 }
 #else
-#include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <unistd.h>
 
 int main(int argc, char **argv) {
-    int replayed = 0;
-    for (int i = 2; i < argc; i++)
-        for (const auto &entry : std::filesystem::directory_iterator(argv[i])) {
-            dprintf(STDOUT_FILENO, "%s\n", entry.path().c_str());
-            std::ifstream file(entry.path(), std::ios::binary);
-            replayed += runTarget(argv[1], std::string(std::istreambuf_iterator<char>(file), {}));
-        }
-    return replayed == 0;
+    const strings inputs = argc < 2 ? strings() : inputsOf(argv[1]);
+    int done = 0;
+    for (const std::string &input : inputs) {
+        if (argc > 2)
+            std::ofstream(argv[2] + ("/" + std::to_string(done)), std::ios::binary) << input;
+        else if (dprintf(STDOUT_FILENO, "%s\n\n", input.c_str()) < 0 || !runTarget(argv[1], input))
+            return 2;
+        done++;
+    }
+    return done == 0;
 }
 #endif

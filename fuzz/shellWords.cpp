@@ -1,11 +1,8 @@
-// Composed commands, as a shell reads them.
+// Every command that the program composes is also read as a shell reads it.
 #include <cstring>
-#include <vector>
 
 #include "fakeHost.h"
 #include "sqloCommand.h"
-#include "sqloMessages.h"
-#include "sqloPrereqDefs.h"
 
 using std::string;
 
@@ -15,9 +12,9 @@ static bool isLive(char c, char quote, bool bFirst, bool bCommandName) {
     return strchr("$`*?[]{}!", c) != nullptr || (bFirst && strchr("~#", c) != nullptr) || (bCommandName && c == '=');
 }
 
-// The words of a command, and its operators with a NUL in front. No character in it may have the shell do more.
-static std::vector<string> readAsShell(const string &command) {
-    std::vector<string> words;
+// The words of a command. A NUL stands in front of an operator and of any other character that the shell acts on.
+static strings readAsShell(const string &command) {
+    strings words;
     char quote = '\0';
     bool bInWord = false;
     for (const char *p = command.c_str(); *p != '\0'; p++) {
@@ -33,10 +30,8 @@ static std::vector<string> readAsShell(const string &command) {
             words.back() += *++p;
         else if (quote == '\0' ? strchr("\"'", *p) != nullptr : *p == quote)
             quote = quote == '\0' ? *p : '\0';
-        else {
-            MUST_HOLD(!isLive(*p, quote, bFirst, words.size() == 1));
-            words.back() += *p;
-        }
+        else
+            words.back().append(isLive(*p, quote, bFirst, words.size() == 1), '\0') += *p;
     }
     MUST_HOLD(quote == '\0');
     return words;
@@ -47,7 +42,7 @@ static std::vector<string> readAsShell(const string &command) {
 static const char MARK[] = "\x7f";
 
 static void compareReadings(const string &command, const string &pattern, const string *pText) {
-    const std::vector<string> words = readAsShell(command);
+    const strings words = readAsShell(command);
     auto word = words.begin();
     for (const string &expected : readAsShell(pattern)) {
         const string *const pFirst = pText;
@@ -64,38 +59,34 @@ static void compareReadings(const string &command, const string &pattern, const 
     MUST_HOLD(word == words.end());
 }
 
-// Formats as the program has them, with the number of their words; inside quotes only a plain one can stand.
-static const struct {
-    const char *pFormat;
-    int wordCount, bInside;
-} formats[] = {
-    {"which %s >> /dev/null  2>&1  > %s", 2, 0},
-    {"df -Pk  %s | awk '{ print $4}' >> /dev/null 2>&1 > %s", 2, 0},
-    {"rpm -q --qf \"%%{NAME}\\n%{VERSION}\\n\" -f %s >> /dev/null  2>&1  > %s", 2, 0},
-    {"(chkconfig --list | grep -i %s) >> /dev/null 2>&1 > %s", 2, 0},
-    {"%s/vexha/prereqVEX > /dev/null 2>&1", 1, 0},
-    {"./kvxprereqcheckoss -tbcheck %s,%s,/dev/%s,%s,%s", 5, 0},
-    {"ls -l /dev/disk/by-id/%s | grep -w ../../%s | rev >> /dev/null 2>&1 > %s", 3, 0},
-    {"scp /tmp/k.tar  %s %s:/tmp/k 2>/dev/null && ssh %s 'mkdir /tmp/k /tmp/v' && cd %s%s", 5, 0},
-    {"ssh %s \"/lib/udev/scsi_id -u -g %s \" > %s", 3, 1},
-    {"ssh %s \"ls -l /dev/disk/by-id | grep -w %s  | rev |  cut -d ' ' -f1,3 | rev \" >> %s", 3, 1},
-    {"ssh %s \"lsattr -El %s | grep -E \"reserve_policy\" | cut -d' ' -f3  2>&1 \"  >> %s", 3, 1},
-};
+static commandText szComposed, szPattern;
+static strings texts;
 
-void composeWords() {
-    const auto &format = formats[static_cast<unsigned char>(decision() - 'a') % std::size(formats)];
-    static commandText szCommand, szPattern;
-    string texts[5];
-    shellWord words[5], marks[5];
-    bool bMustFit = !format.bInside;
-    for (int i = 0; i < format.wordCount; i++) {
-        texts[i] = output().c_str();
-        words[i] = toWord(texts[i].c_str());
-        marks[i] = patternWord(MARK);
-        bMustFit = bMustFit && texts[i].size() < 500 && texts[i][0] != '-';
-    }
-    int bDone = composeCommand(szCommand, format.pFormat, words, format.wordCount);
-    MUST_HOLD(bDone == (szCommand[0] != '\0') && (bDone || !bMustFit));
-    if (bDone && composeCommand(szPattern, format.pFormat, marks, format.wordCount))
-        compareReadings(szCommand, szPattern, texts);
+void checkCommand(const char *pCommand) {
+    if (strcmp(pCommand, szComposed) == 0 && strchr(pCommand, MARK[0]) == nullptr)
+        compareReadings(pCommand, szPattern, texts.data());
+}
+
+// composeCommand, as the linker knows it.
+#define COMPOSE_PARAMETERS (commandText & szCommand, const char *pFormat, const shellWord *pWords, int wordCount)
+extern "C" int __real__Z14composeCommandRA16384_cPKcPK9shellWordi COMPOSE_PARAMETERS;
+
+static int noteCommand COMPOSE_PARAMETERS {
+    std::vector<shellWord> marks(pWords, pWords + wordCount);
+    texts.clear();
+    for (shellWord &mark : marks)
+        if (!mark.bPattern) {
+            texts.push_back(textOrEmpty(mark.pText));
+            mark = patternWord(MARK);
+        }
+    __real__Z14composeCommandRA16384_cPKcPK9shellWordi(szPattern, pFormat, marks.data(), wordCount);
+    int bDone = __real__Z14composeCommandRA16384_cPKcPK9shellWordi(szCommand, pFormat, pWords, wordCount);
+    MUST_HOLD(bDone == (szCommand[0] != '\0'));
+    copyText(szComposed, szCommand);
+    return bDone;
+}
+
+extern "C" {
+FAKE_OWN(int, _Z14composeCommandRA16384_cPKcPK9shellWordi, COMPOSE_PARAMETERS, (szCommand, pFormat, pWords, wordCount),
+         true, noteCommand(szCommand, pFormat, pWords, wordCount))
 }

@@ -1,4 +1,4 @@
-// The fuzz targets but one: each runs a part of the program on one input and checks what must hold.
+// The fuzz targets: each runs a part of the program on one input and checks what must hold.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -64,7 +64,6 @@ static void compareVersions() {
 }
 
 static void evaluateConditions() {
-    compareVersions();
     const char *pOperand = text(), *pValue = text();
     auto fails = [=](const char *pOperator) { return sqloEvaluateCondition(pOperand, pOperator, pValue); };
     int tag = sqloGetTagIndex(pOperand), bSet = tag >= 0 && ppszPREREQ[tag] != nullptr;
@@ -77,7 +76,21 @@ static void evaluateConditions() {
     MUST_HOLD(isOneOf(sqloProcessConditionStmt(output().c_str(), RHEL), {0, 1}));
 }
 
-static void fetchMessage() {
+static void readPrerequisites() {
+    compareVersions();
+    evaluateConditions();
+    readLevels();
+}
+
+static void fetchTexts() {
+    const string name = text();
+    const char *pDirectory = sqloNormalizedLocaleDir(name.c_str());
+    MUST_HOLD(std::any_of(std::begin(prereqLocmap), std::end(prereqLocmap),
+                          [=](const prereqlmap_t &row) { return strcmp(row.map, pDirectory) == 0; }));
+    MUST_HOLD(name.find('.') == name.npos || sqloNormalizedLocaleDir((name + "@euro").c_str()) == pDirectory);
+    sqloInitLocale(nullptr);
+    MUST_HOLD(strnlen(szLocale, sizeof szLocale) < sizeof szLocale);
+
     size_t size = static_cast<size_t>(leadingNumber(text()) & 0x3ff) + 1;
     while (const char *pToken = word())
         addToken(pToken);
@@ -88,16 +101,6 @@ static void fetchMessage() {
     MUST_HOLD(strnlen(buffer.get(), size) < size);
     if (!catalogText.empty() && (stored.find('%') == stored.npos || stored != catalogText))
         MUST_HOLD(buffer.get() == stored);
-}
-
-static void resolveLocale() {
-    const string name = output().c_str();
-    const char *pDirectory = sqloNormalizedLocaleDir(name.c_str());
-    MUST_HOLD(std::any_of(std::begin(prereqLocmap), std::end(prereqLocmap),
-                          [=](const prereqlmap_t &row) { return strcmp(row.map, pDirectory) == 0; }));
-    MUST_HOLD(name.find('.') == name.npos || sqloNormalizedLocaleDir((name + "@euro").c_str()) == pDirectory);
-    sqloInitLocale(nullptr);
-    MUST_HOLD(strnlen(szLocale, sizeof szLocale) < sizeof szLocale);
 }
 
 static void detectHost() {
@@ -123,6 +126,11 @@ static void validateHosts() {
         MUST_HOLD(pEntry->verify == 1 || (pEntry->verify == 0 && result == RC_FAILED));
 }
 
+static void identifyHosts() {
+    detectHost();
+    validateHosts();
+}
+
 static void runMain() {
     std::vector<char *> arguments;
     while (const char *pWord = word())
@@ -136,11 +144,6 @@ static void runMain() {
     MUST_HOLD(isOneOf(kvxMain(static_cast<int>(arguments.size()) - 1, arguments.data()),
                       {-1, 0, 1, 3, 6, 7, 8, 9, 11, 12, 13, 14}));
     checkLevelOrder();
-}
-
-static void readArguments() {
-    bKernelKnown = false; // which ends the run behind the list of levels
-    runMain();
 }
 
 // --- Checks that read what a command prints
@@ -207,13 +210,11 @@ bool runTarget(const string &name, const string &input) {
         const char *pName;
         void (*pRun)();
         size_t openAllowed;
-    } targets[] = {
-        {"prerequisites", readLevels, 0}, {"conditions", evaluateConditions, 0},
-        {"messages", fetchMessage, 0},    {"locale", resolveLocale, 0},
-        {"release", detectHost, 0},       {"hosts", validateHosts, 1},
-        {"arguments", readArguments, 1},  {"run", runMain, 1},
-        {"checks", runCheck, 1000},       {"words", composeWords, 0},
-    };
+    } targets[] = {{"prerequisites", readPrerequisites, 0},
+                   {"messages", fetchTexts, 0},
+                   {"hosts", identifyHosts, 1},
+                   {"checks", runCheck, 1000},
+                   {"run", runMain, 1}};
     for (const auto &row : targets)
         if (name == row.pName) {
             startRun(input);
