@@ -30,32 +30,32 @@ bool hasEffect(const triple &triple) {
     return triple.tag >= 0 && (triple.operation == "=" || (isOrdering(triple.operation) && isNumber(triple.value)));
 }
 
-// What an operand is, on a host that passes the triples that were added.
+// What an operand is, on a host that passes some triples.
 struct range {
     long low = LONG_MIN, high = LONG_MAX;
     std::optional<string_view> text;
-    bool impossible = false;
-
-    void add(const triple &triple) {
-        const long number = toNumber(triple.value);
-        if (triple.operation == "=") {
-            impossible = impossible || (text && *text != triple.value);
-            text = triple.value;
-            low = std::max(low, number);
-            high = std::min(high, number);
-        } else if (triple.operation == "<")
-            high = std::min(high, number - 1);
-        else
-            low = std::max(low, number + (triple.operation == ">"));
-        impossible = impossible || low > high;
-    }
+    bool bImpossible = false;
 };
+
+void narrow(range &known, const triple &asked) {
+    const long number = toNumber(asked.value);
+    if (asked.operation == "=") {
+        known.bImpossible = known.bImpossible || (known.text && *known.text != asked.value);
+        known.text = asked.value;
+        known.low = std::max(known.low, number);
+        known.high = std::min(known.high, number);
+    } else if (asked.operation == "<")
+        known.high = std::min(known.high, number - 1);
+    else
+        known.low = std::max(known.low, number + (asked.operation == ">"));
+    known.bImpossible = known.bImpossible || known.low > known.high;
+}
 
 range rangeOf(int tag, const std::vector<triple> &triples) {
     range found;
     for (const triple &triple : triples)
         if (triple.tag == tag && hasEffect(triple))
-            found.add(triple);
+            narrow(found, triple);
     return found;
 }
 
@@ -105,16 +105,16 @@ private:
     bool checkWords(const triple &triple) const {
         for (string_view word : {triple.operand, triple.operation, triple.value})
             if (word.find('\t') != string_view::npos) {
-                report(rule::triple, word, "only blanks separate the words of a condition: replace the tabulator");
+                report(Rule::triple, word, "only blanks separate the words of a condition: replace the tabulator");
                 return false;
             }
         if (triple.operand == "and" || triple.operand == "AND" || triple.operand == "&&") {
-            report(rule::triple, triple.operand,
+            report(Rule::triple, triple.operand,
                    "no word stands between triples, which must all hold: take " + quoted(triple.operand) + " out");
             return false;
         }
         if (triple.tag < 0 && triple.operand.find_first_of("=<>&") != string_view::npos) {
-            report(rule::triple, triple.operand,
+            report(Rule::triple, triple.operand,
                    quoted(triple.operand) +
                        " is one word: put blanks around the operator, as in \"LinuxDistro = RHEL\"");
             return false;
@@ -125,15 +125,15 @@ private:
     bool checkOperand(const triple &triple) const {
         if (triple.tag < 0) {
             const int nearest = nearestTag(triple.operand);
-            report(rule::operand, triple.operand,
+            report(Rule::operand, triple.operand,
                    quoted(triple.operand) + " is no tag, so the section is skipped on every host" +
                        (nearest < 0 ? string(": test one of the tags of the manual")
                                     : "; is " + quoted(ppszTagName[nearest]) + " meant?"));
             return false;
         }
-        if (useOf(triple.tag).read == reading::host || place.given[(std::size_t)triple.tag])
+        if (useOf(triple.tag).read == Reading::host || place.given[(std::size_t)triple.tag])
             return true;
-        report(rule::unset, triple.operand,
+        report(Rule::unset, triple.operand,
                string(triple.operand) + " has no text on any host and none above this line, so \"" + words(triple) +
                    "\" always holds: " +
                    (triple.tag == UBUNTUVersion ? "the release of Ubuntu is not known to conditions"
@@ -147,11 +147,11 @@ private:
         else if (isOrdering(triple.operation))
             checkOrdering(triple);
         else if (triple.operation.find('&') != string_view::npos)
-            report(rule::entity, triple.operation,
+            report(Rule::entity, triple.operation,
                    "entities are not resolved, so " + quoted(triple.operation) +
                        " is no operator and always holds: write the character itself");
         else
-            report(rule::operatorName, triple.operation,
+            report(Rule::operatorName, triple.operation,
                    "there is no operator " + quoted(triple.operation) + ", so \"" + words(triple) +
                        "\" always holds: " + operatorHint(triple));
     }
@@ -174,12 +174,12 @@ private:
         const bool release = triple.tag == RHELVersion || triple.tag == SLESVersion || triple.tag == CNTVersion ||
                              triple.tag == IAVersion;
         if (!isNumber(triple.value))
-            report(rule::wholeNumber, triple.value,
+            report(Rule::wholeNumber, triple.value,
                    quoted(triple.value) + " is no whole number, so \"" + words(triple) + "\" always holds" +
                        (release ? ": compare the service pack in a triple of its own, or in a section of its own"
                                 : ": compare with digits only"));
         else if (triple.tag == LinuxDistro || fixedText(triple.tag, ""))
-            report(rule::wholeNumber, triple.operand,
+            report(Rule::wholeNumber, triple.operand,
                    string(triple.operand) + " is no whole number, only what it begins with counts" +
                        (triple.tag == KVXLevel ? string(": use \"=\", or put the section into the level that it is for")
                                                : string(": use \"=\"")));
@@ -191,20 +191,20 @@ private:
         if (given)
             return;
         if (triple.tag == LinuxDistro && !isDistribution(triple.value))
-            report(rule::never, triple.value,
+            report(Rule::never, triple.value,
                    "LinuxDistro is never " + quoted(triple.value) +
                        ", the section is skipped on every host: it is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
         else if (fixed && *fixed != triple.value)
-            report(rule::never, triple.value,
+            report(Rule::never, triple.value,
                    string(triple.operand) + " is " + (fixed->empty() ? string("the empty text") : quoted(*fixed)) +
                        " here, never " + quoted(triple.value) + ": the section is skipped on every host");
-        else if (!fixed && triple.tag != LinuxDistro && useOf(triple.tag).read == reading::host &&
+        else if (!fixed && triple.tag != LinuxDistro && useOf(triple.tag).read == Reading::host &&
                  !isNumber(triple.value))
-            report(rule::never, triple.value,
+            report(Rule::never, triple.value,
                    string(triple.operand) + " is a whole number, never " + quoted(triple.value) +
                        ": the section is skipped on every host that knows it (9.4 is version 9, service pack 4)");
         else if (triple.tag == SLESVersion || triple.tag == SLESSP)
-            report(rule::lineBreak, triple.operation,
+            report(Rule::lineBreak, triple.operation,
                    "on a host without /etc/SuSE-release " + string(triple.operand) +
                        " may end in a line break and is then equal to no word: use \">=\" and \"<\"");
     }
@@ -217,7 +217,7 @@ private:
         if (distro.text == wanted)
             return;
         const string fix = "LinuxDistro = " + string(wanted);
-        report(rule::distribution, triple.operand,
+        report(Rule::distribution, triple.operand,
                distro.text
                    ? string(triple.operand) + " has no text on " + string(*distro.text) +
                          ", so this always holds there: test that distribution's own release, or write \"" + fix + "\""
@@ -228,10 +228,10 @@ private:
     void checkContradictions() const {
         std::vector<triple> seen = place.enclosing;
         for (const triple &triple : asked.triples) {
-            const bool before = triple.tag >= 0 && rangeOf(triple.tag, seen).impossible;
+            const bool before = triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible;
             seen.push_back(triple);
-            if (!before && triple.tag >= 0 && rangeOf(triple.tag, seen).impossible)
-                report(rule::contradiction, triple.operand,
+            if (!before && triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible)
+                report(Rule::contradiction, triple.operand,
                        "no host passes this and what was asked of " + string(triple.operand) +
                            " before: the section is never read; is one above not closed?");
         }
@@ -287,23 +287,23 @@ bool isImplied(const triple &asked, const std::vector<triple> &others) {
     if (asked.operation == "=")
         return known.text == asked.value;
     range both = known;
-    both.add(asked);
+    narrow(both, asked);
     return both.low == known.low && both.high == known.high;
 }
 
 void checkCondition(string_view text, const conditionPlace &place, const reporter &report) {
     const condition asked = readCondition(text);
     if (asked.triples.empty() && asked.rest.empty())
-        report(rule::triple, text, "the condition is empty and always holds: write one, or leave the section out");
+        report(Rule::triple, text, "the condition is empty and always holds: write one, or leave the section out");
     if (!conditionCheck(asked, place, report).run() || asked.rest.empty())
         return;
     const string_view first = asked.rest.front();
     if (first.find_first_of("=<>&\t") != string_view::npos)
-        report(rule::triple, first,
+        report(Rule::triple, first,
                quoted(first) + " is one word and always holds: put blanks around the operator, as in "
                                "\"LinuxDistro = RHEL\"");
     else
-        report(rule::triple, first,
+        report(Rule::triple, first,
                quoted(text.substr((std::size_t)(first.data() - text.data()))) +
                    " is no triple of tag, operator and word and is ignored: " + restHint(asked.rest));
 }

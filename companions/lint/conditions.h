@@ -38,7 +38,7 @@ struct conditionPlace {
     std::string_view level;
 };
 
-typedef std::function<void(rule, std::string_view word, const std::string &text)> reporter;
+typedef std::function<void(Rule, std::string_view word, const std::string &text)> reporter;
 
 // Reports what is wrong with a condition: the rule, the word of the file's text that is meant, and what to do.
 void checkCondition(std::string_view text, const conditionPlace &place, const reporter &report);

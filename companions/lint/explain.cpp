@@ -6,7 +6,6 @@
 #include <map>
 #include <stdexcept>
 #include <string.h>
-#include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
 
@@ -28,12 +27,18 @@ string_view firstLine(string_view &file) {
     return line;
 }
 
-// A file that has no name, for an operation that takes a path.
+// A text as a file without a name, for an operation that takes a path.
 class namelessFile {
 public:
-    explicit namelessFile(const string &text) : descriptor(memfd_create("release", MFD_CLOEXEC)) {
-        if (descriptor < 0 || write(descriptor, text.data(), text.size()) != (ssize_t)text.size())
-            throw std::runtime_error("no memory for a release file");
+    explicit namelessFile(const string &text) {
+        int ends[2];
+        if (text.size() > MOST_TEXT || pipe(ends) != 0)
+            throw std::runtime_error("a release or service pack that is too long");
+        descriptor = ends[0];
+        const bool bWritten = write(ends[1], text.data(), text.size()) == (ssize_t)text.size();
+        close(ends[1]);
+        if (!bWritten)
+            throw std::runtime_error("a pipe cannot be written");
     }
     ~namelessFile() {
         close(descriptor);
@@ -45,7 +50,8 @@ public:
     }
 
 private:
-    int descriptor;
+    static constexpr std::size_t MOST_TEXT = 512; // less than any pipe holds
+    int descriptor = -1;
 };
 
 /* --- The host --- */
@@ -169,8 +175,10 @@ string skipReason(const prereqReader &reader, string_view line) {
             continue;
         if (triple.tag < 0)
             return operand + " is no tag";
-        return operand + " is " + ppszPREREQ[triple.tag] + ", not " + (operation == "=" ? "" : operation + " ") +
-               wanted;
+        string reason = operand + " is " + ppszPREREQ[triple.tag] + ", not ";
+        if (operation != "=")
+            reason += operation + " ";
+        return reason += wanted;
     }
     return "its condition fails";
 }
@@ -228,15 +236,15 @@ public:
             << (host.bClient ? ", client" : "") << (host.bClustered ? ", clustered pass" : "") << "\n";
         printChecks();
         printRest("Read in the clustered pass only",
-                  [&](reading read) { return read == reading::clusteredPass && !host.bClustered; });
-        printRest("Read only by checks that no option selects", [](reading read) { return read == reading::dormant; });
-        printRest("Read by no check", [](reading read) { return read == reading::nothing || read == reading::host; });
+                  [&](Reading read) { return read == Reading::clusteredPass && !host.bClustered; });
+        printRest("Read only by checks that no option selects", [](Reading read) { return read == Reading::dormant; });
+        printRest("Read by no check", [](Reading read) { return read == Reading::nothing || read == Reading::host; });
         printSkipped();
     }
 
 private:
-    bool isAsked(reading read) const {
-        return read == reading::everyPass || (read == reading::clusteredPass && host.bClustered);
+    bool isAsked(Reading read) const {
+        return read == Reading::everyPass || (read == Reading::clusteredPass && host.bClustered);
     }
 
     bool isGiven(int tag) const {

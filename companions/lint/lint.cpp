@@ -50,7 +50,7 @@ public:
         }
         endLevel();
         if (!bAnyLevel)
-            line.reportAt(rule::noLevel, 1, 1,
+            line.reportAt(Rule::noLevel, 1, 1,
                           bWide ? "the file is in UTF-16, which is not read: save it as UTF-8"
                                 : "no line offers a level: write " + levelLine("12.1"));
         std::stable_sort(line.findings.begin(), line.findings.end(), [](const finding &left, const finding &right) {
@@ -65,7 +65,7 @@ private:
         line.text = text;
         markups.read(text, line.marked);
         if (holds(text, string_view("\0", 1)))
-            line.report(rule::nulByte, text.find('\0') + 1,
+            line.report(Rule::nulByte, text.find('\0') + 1,
                         "a NUL character: what follows on this line is not read; take it out");
         const markup *pLevel = levelPart();
         if (text.size() >= PREREQ_LINE_SIZE)
@@ -92,8 +92,8 @@ private:
     // The tag of a level; outside comments also a misspelled one.
     const markup *levelPart() const {
         return findPart([&](const markup &part) {
-            if (part.kind == markupKind::closing || part.name == "KVXLevel")
-                return part.kind != markupKind::closing;
+            if (part.kind == MarkupKind::closing || part.name == "KVXLevel")
+                return part.kind != MarkupKind::closing;
             return part.comment == 0 && (sameLetters(part.name, "KVXLevel") ||
                                          (reader.place() != PLACE_SECTION && nearestTag(part.name) == KVXLevel));
         });
@@ -103,7 +103,7 @@ private:
     void judgeOthers(const markup *pCounted, const char *pWhat) {
         for (const markup &part : line.marked.parts)
             if (&part != pCounted && part.comment == 0 && part.name != "KVXLevel" && part.name != "KVXprereqs") {
-                line.report(rule::several, part.column,
+                line.report(Rule::several, part.column,
                             string("only ") + pWhat + " counts on this line: give <" + string(part.name) +
                                 "> a line of its own");
                 return;
@@ -112,7 +112,7 @@ private:
 
     void takeLongLine() {
         const bool bElements = findPart([](const markup &part) { return part.comment == 0; }) != nullptr;
-        line.report(rule::longLine, PREREQ_LINE_SIZE,
+        line.report(Rule::longLine, PREREQ_LINE_SIZE,
                     string("the line has more than 255 characters; what follows is read as a line of its own") +
                         (bElements ? ", and elements may be lost: break it into lines" : ": break the line"));
         if (reader.place() == PLACE_SECTION)
@@ -156,28 +156,28 @@ private:
                                         : "the level is not offered";
         const std::size_t behind = levelAt.second + levelStart.size() - 1;
         if (pPart != nullptr && pPart->name != "KVXLevel" && sameLetters(pPart->name, "KVXLevel"))
-            line.report(rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix);
+            line.report(Rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix);
         else if (pPart != nullptr && pPart->name != "KVXLevel")
-            line.report(rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix);
+            line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix);
         else if (behind < line.text.size() && line.text[behind] == '\t')
-            line.report(rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix);
+            line.report(Rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix);
         else if (!bOffered && holds(line.text, "'"))
-            line.report(rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix);
+            line.report(Rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix);
         else
-            line.report(rule::levelForm, levelAt.second, outcome + fix);
+            line.report(Rule::levelForm, levelAt.second, outcome + fix);
     }
 
     void judgeLevelName(const string &name) {
         if (name.size() > LEVEL_ROOM)
-            line.report(rule::levelName, levelAt.second,
+            line.report(Rule::levelName, levelAt.second,
                         "a level has at most " + std::to_string(LEVEL_ROOM) +
                             " characters; this one is left out of the list: shorten it");
         else if (name.empty() || !std::isdigit((unsigned char)name[0]))
-            line.report(rule::levelName, levelAt.second,
+            line.report(Rule::levelName, levelAt.second,
                         "a level is a version, as 12.1; what does not begin with a digit stands anywhere in the order");
         const auto first = levels.emplace(name, line.number);
         if (!first.second)
-            line.report(rule::levelTwice, levelAt.second,
+            line.report(Rule::levelTwice, levelAt.second,
                         "level " + name + " stands in line " + std::to_string(first.first->second) +
                             " already, and that one is read twice: keep one");
     }
@@ -202,10 +202,10 @@ private:
         auto &findings = line.findings; // its lines stand outside for the same reason
         findings.erase(std::remove_if(findings.begin(), findings.end(),
                                       [&](const finding &found) {
-                                          return found.id == rule::outside && found.line > levelAt.first;
+                                          return found.id == Rule::outside && found.line > levelAt.first;
                                       }),
                        findings.end());
-        line.reportAt(rule::noPlatform, levelAt.first, levelAt.second,
+        line.reportAt(Rule::noPlatform, levelAt.first, levelAt.second,
                       "the level has no platform section and gets that of a level further down, or none: write " +
                           platformLine() + " and </platform>");
     }
@@ -232,7 +232,7 @@ private:
 
     const markup *platformPart() const {
         return findPart([](const markup &part) {
-            return part.kind == markupKind::opening && sameLetters(part.name, platformName);
+            return part.kind == MarkupKind::opening && sameLetters(part.name, platformName);
         });
     }
 
@@ -249,7 +249,7 @@ private:
     }
 
     void reportOtherPlatform(const markup &part) {
-        line.report(rule::otherPlatform, part.column,
+        line.report(Rule::otherPlatform, part.column,
                     "only " + platformLine() + " is read, this platform's section is not");
         bOtherPlatform = true;
     }
@@ -259,7 +259,7 @@ private:
             reportOtherPlatform(part);
             return;
         }
-        line.report(part.name == platformName ? rule::platformForm : rule::letterCase, part.column,
+        line.report(part.name == platformName ? Rule::platformForm : Rule::letterCase, part.column,
                     "the section is not found, and the level gets that of one further down: write " + platformLine());
         reader.take(platformLine()); // its lines are judged all the same
         beginPlatform();
@@ -268,7 +268,7 @@ private:
     void reportOpenPlatform() {
         if (!bPlatformClosed)
             line.reportAt(
-                rule::unclosed, platformAt.first, platformAt.second,
+                Rule::unclosed, platformAt.first, platformAt.second,
                 "the platform section is not closed before its level ends, so the next level's lines are read "
                 "for this one, too: put </platform> on a line of its own");
         bPlatformClosed = true;
@@ -277,20 +277,20 @@ private:
     void takeSectionLine() {
         const lineEffect &effect = reader.take(line.text);
         const markup *pClosing = findPart([](const markup &part) {
-            return part.kind == markupKind::closing && sameLetters(part.name, platformName);
+            return part.kind == MarkupKind::closing && sameLetters(part.name, platformName);
         });
         if (reader.place() == PLACE_BEHIND) {
             endPlatform(pClosing);
             return;
         }
         if (pClosing != nullptr && pClosing->comment == 0) {
-            line.report(pClosing->name == platformName ? rule::blanks : rule::letterCase, pClosing->column,
+            line.report(pClosing->name == platformName ? Rule::blanks : Rule::letterCase, pClosing->column,
                         "this does not close the platform section: write </platform>");
             section.end();
             reader.leave();
             return;
         }
-        if (line.find(markupKind::closing, "KVXLevel") != nullptr)
+        if (line.find(MarkupKind::closing, "KVXLevel") != nullptr)
             reportOpenPlatform();
         else
             section.takeLine(effect);
@@ -312,27 +312,27 @@ private:
             if (bLevel && !isMeantForLinux(*pPlatform))
                 reportOtherPlatform(*pPlatform);
             else if (bLevel)
-                line.report(rule::secondPlatform, pPlatform->column,
+                line.report(Rule::secondPlatform, pPlatform->column,
                             "the level's platform section has ended in a line above, this one is not read: join them");
             else
-                line.report(rule::outside, pPlatform->column,
+                line.report(Rule::outside, pPlatform->column,
                             "a platform section outside a level is not read: write " + levelLine("12.1") + " above it");
         }
         if (line.marked.textColumn != 0 && holds(line.text, "KVXLevel"))
-            line.report(rule::levelForm, line.marked.textColumn,
+            line.report(Rule::levelForm, line.marked.textColumn,
                         "the level's \"<\" is missing, so the level is not offered: write " + levelLine("12.1"));
         const markup *pPart = findPart([](const markup &part) {
-            return part.kind != markupKind::closing && part.name != platformName &&
+            return part.kind != MarkupKind::closing && part.name != platformName &&
                    (nearestTag(part.name) >= 0 || holds(part.attributes, "value"));
         });
         if (pPart != nullptr && pPart->comment == 0 && !bOtherPlatform && !bOutsideReported) {
-            line.report(rule::outside, pPart->column,
+            line.report(Rule::outside, pPart->column,
                         "<" + string(pPart->name) +
                             "> stands outside a platform section and is not read: put it between " + platformLine() +
                             " and </platform>");
             bOutsideReported = true;
         }
-        if (line.find(markupKind::closing, platformName) != nullptr)
+        if (line.find(MarkupKind::closing, platformName) != nullptr)
             bOtherPlatform = false;
     }
 

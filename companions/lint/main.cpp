@@ -15,7 +15,7 @@ namespace {
 
 using std::string;
 
-enum exitStatus {
+enum ExitStatus {
     CLEAN = 0,
     FINDINGS = 1,
     TROUBLE = 2, // a file that cannot be read, or wrong options
@@ -120,7 +120,7 @@ bool judgeFile(const string &path, bool bUnread) {
     return !findings.empty();
 }
 
-exitStatus run(const arguments &given) {
+ExitStatus run(const arguments &given) {
     if (given.bLevels) {
         lint::listLevels(readFile(given.files.front()), std::cout);
         return CLEAN;
@@ -131,7 +131,7 @@ exitStatus run(const arguments &given) {
                                      " for Linux; --levels lists the levels");
         return CLEAN;
     }
-    exitStatus status = CLEAN;
+    ExitStatus status = CLEAN;
     for (const string &path : given.files)
         try {
             if (judgeFile(path, given.bUnread) && status == CLEAN)
@@ -154,7 +154,7 @@ int main(int argc, char **argv) {
             return std::cout.flush() ? CLEAN : TROUBLE;
         }
         checkArguments(given);
-        const exitStatus status = run(given);
+        const ExitStatus status = run(given);
         if (!std::cout.flush())
             throw std::runtime_error("the output cannot be written");
         return status;

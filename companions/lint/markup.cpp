@@ -48,14 +48,14 @@ std::size_t declarationEnd(std::string_view line, std::size_t position) {
 }
 
 bool closes(const markup &closing, const markup &opening) {
-    return closing.kind == markupKind::closing && closing.comment == opening.comment;
+    return closing.kind == MarkupKind::closing && closing.comment == opening.comment;
 }
 
 // An opening tag and the next closing one of its name make an element. Without such a one, so do an opening tag without
 // attributes and a closing one right behind it.
 void joinElements(std::string_view line, std::vector<markup> &parts) {
     for (auto opening = parts.begin(); opening != parts.end(); ++opening) {
-        if (opening->kind != markupKind::opening || !opening->complete)
+        if (opening->kind != MarkupKind::opening || !opening->complete)
             continue;
         auto closing = std::find_if(opening + 1, parts.end(), [&](const markup &part) {
             return closes(part, *opening) && part.name == opening->name;
@@ -65,13 +65,13 @@ void joinElements(std::string_view line, std::vector<markup> &parts) {
             closing = opening + 1;
         if (closing == parts.end()) {
             if (!opening->closedBy.empty())
-                opening->kind = markupKind::element; // an empty one, such as <ksh/>
+                opening->kind = MarkupKind::element; // an empty one, such as <ksh/>
             continue;
         }
         std::size_t begin = line.find('>', opening->column) + 1;
         if (!opening->attributes.empty())
             begin = tagEnd(line, opening->column) + 1;
-        opening->kind = markupKind::element;
+        opening->kind = MarkupKind::element;
         opening->text = line.substr(begin, closing->column - 1 - begin);
         opening->closedBy = closing->name;
         opening->complete = closing->complete;
@@ -115,7 +115,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     const std::size_t behindName = nameEnd(line, nameStart), end = tagEnd(line, behindName);
     const std::size_t stop = end != npos ? end : std::min(line.find('<', behindName), line.size());
     markup part = {};
-    part.kind = bClosing ? markupKind::closing : markupKind::opening;
+    part.kind = bClosing ? MarkupKind::closing : MarkupKind::opening;
     part.name = line.substr(nameStart, behindName - nameStart);
     part.attributes = trimmed(line.substr(behindName, stop - behindName));
     part.column = start + 1;

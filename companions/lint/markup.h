@@ -7,14 +7,14 @@
 
 namespace lint {
 
-enum class markupKind {
+enum class MarkupKind {
     element, // opening tag, text and closing tag
     opening,
     closing,
 };
 
 struct markup {
-    markupKind kind;
+    MarkupKind kind;
     std::string_view name;
     std::string_view attributes; // of the opening tag, without the blanks around them
     std::string_view text;       // of an element

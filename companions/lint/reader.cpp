@@ -63,12 +63,13 @@ lineEffect lineReader::read(std::string_view line) {
 }
 
 const lineEffect &lineReader::take(std::string_view line) {
-    const bool bSection = place() == PLACE_SECTION;
-    const auto found = bSection ? known.find(line) : known.end();
+    if (place() != PLACE_SECTION)
+        return last = read(line);
+    const auto found = known.find(line);
     if (found != known.end())
         return found->second;
     last = read(line);
-    if (bSection && place() == PLACE_SECTION && known.size() < MOST_KNOWN)
+    if (place() == PLACE_SECTION && known.size() < MOST_KNOWN)
         known.emplace(line, last);
     return last;
 }

@@ -42,8 +42,8 @@ public:
 private:
     lineEffect read(std::string_view line);
 
-    prereqReader reader;
-    lineEffect last;
+    prereqReader reader{};
+    lineEffect last{};
     std::unordered_map<std::string_view, lineEffect> known; // files repeat themselves
 };
 

@@ -8,7 +8,7 @@
 
 namespace lint {
 
-enum class rule {
+enum class Rule {
     // elements
     unknownElement,
     letterCase,
@@ -68,16 +68,16 @@ enum class rule {
 };
 
 struct ruleEntry {
-    rule id;
+    Rule id;
     std::string_view name;
     bool error; // or else a warning: the line may be meant so
 };
 
-const ruleEntry &entryOf(rule id);
+const ruleEntry &entryOf(Rule id);
 
 struct finding {
     std::size_t line, column; // counted from 1
-    rule id;
+    Rule id;
     bool error;
     std::string text;
 };

@@ -90,11 +90,11 @@ constexpr triple unknownTriple = {"", "", "", -1};
 
 /* --- The line --- */
 
-void judgedLine::reportAt(rule id, std::size_t atLine, std::size_t column, const string &message) {
+void judgedLine::reportAt(Rule id, std::size_t atLine, std::size_t column, const string &message) {
     findings.push_back({atLine, std::max<std::size_t>(column, 1), id, entryOf(id).error, message});
 }
 
-void judgedLine::report(rule id, std::size_t column, const string &message) {
+void judgedLine::report(Rule id, std::size_t column, const string &message) {
     reportAt(id, number, column, message);
 }
 
@@ -106,10 +106,10 @@ void judgedLine::reportComment(const markup &part, const string &what) {
     if (part.comment == reportedComment)
         return;
     reportedComment = part.comment;
-    report(rule::comment, part.column, what);
+    report(Rule::comment, part.column, what);
 }
 
-const markup *judgedLine::find(markupKind kind, string_view name) const {
+const markup *judgedLine::find(MarkupKind kind, string_view name) const {
     const markup *pFound = nullptr;
     for (const markup &part : marked.parts)
         if (part.kind == kind && part.name == name && (pFound == nullptr || part.comment < pFound->comment))
@@ -135,7 +135,7 @@ void sectionJudge::begin(const string &newLevel) {
 void sectionJudge::takeLine(const lineEffect &effect) {
     judgeOthers(partThatCounts(effect));
     if (line.marked.textColumn != 0 && effect.effect <= LINE_IGNORED && (sections.empty() || sections.back().tag >= 0))
-        line.report(rule::text, line.marked.textColumn,
+        line.report(Rule::text, line.marked.textColumn,
                     "text outside of elements counts nothing: give it a tag, or make it a comment");
 }
 
@@ -159,29 +159,29 @@ const markup *sectionJudge::partThatCounts(const lineEffect &effect) {
 }
 
 const markup *sectionJudge::countedValue(const lineEffect &effect) {
-    const markup *pPart = line.find(markupKind::element, ppszTagName[effect.tag]);
+    const markup *pPart = line.find(MarkupKind::element, ppszTagName[effect.tag]);
     if (pPart == nullptr || (effect.effect == LINE_EMPTY && pPart->comment != 0))
         return pPart;
     if (pPart->comment != 0)
         line.reportComment(*pPart, opening(pPart->name) + " counts although it is in a comment: take it out");
     else if (effect.effect == LINE_EMPTY)
-        line.report(rule::empty, pPart->column,
+        line.report(Rule::empty, pPart->column,
                     opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
     else
         judgeValue(*pPart, effect);
     if (countedClosing(effect) != nullptr)
-        line.report(rule::nested, pPart->column,
+        line.report(Rule::nested, pPart->column,
                     "where the section " + opening(pPart->name) +
                         " is skipped, this line ends it: use another tag for the section");
     return pPart;
 }
 
 const markup *sectionJudge::countedOpening(int tag) {
-    const markup *pPart = line.find(markupKind::opening, ppszTagName[tag]);
+    const markup *pPart = line.find(MarkupKind::opening, ppszTagName[tag]);
     if (pPart == nullptr)
         return nullptr;
     if (tag == platform) {
-        line.report(rule::secondPlatform, pPart->column,
+        line.report(Rule::secondPlatform, pPart->column,
                     "a platform section stands in another one: close that above with " + closing(pPart->name));
         openUnread(*pPart);
         return pPart;
@@ -204,13 +204,13 @@ const markup *sectionJudge::countedClosing(const lineEffect &effect) {
     const std::size_t depth = depthOf(name);
     if (depth == sections.size() || sections[depth].tag < 0 || !reader.endsSkipped(effect.tag, line.text))
         return nullptr;
-    const markup *pPart = line.find(markupKind::closing, name);
+    const markup *pPart = line.find(MarkupKind::closing, name);
     if (pPart == nullptr)
-        return line.find(markupKind::element, name);
+        return line.find(MarkupKind::element, name);
     if (pPart->comment != 0)
         line.reportComment(*pPart, closing(name) + " ends the section although it is in a comment: take it out");
     else if (depth + 1 < sections.size() && !sections.back().bReported) {
-        line.report(rule::closing, pPart->column,
+        line.report(Rule::closing, pPart->column,
                     closing(name) + " closes the section of line " + std::to_string(sections[depth].line) + " while " +
                         opening(sections.back().name) + " of line " + std::to_string(sections.back().line) +
                         " is open: close that first");
@@ -230,7 +230,7 @@ void sectionJudge::judgeOthers(const markup *pCounted) {
             explain(part);
         } else {
             if (!bReported)
-                line.report(rule::several, part.column,
+                line.report(Rule::several, part.column,
                             "only " + opening(pCounted->name) + " counts on this line: give " + opening(part.name) +
                                 " a line of its own");
             pass(part);
@@ -242,11 +242,11 @@ void sectionJudge::judgeOthers(const markup *pCounted) {
 // What a part of no effect means for the lines behind it.
 void sectionJudge::pass(const markup &part) {
     const std::size_t depth = depthOf(part.name);
-    if (part.kind == markupKind::opening)
+    if (part.kind == MarkupKind::opening)
         openUnread(part);
-    else if (part.kind == markupKind::closing && depth < sections.size())
+    else if (part.kind == MarkupKind::closing && depth < sections.size())
         closeTo(depth);
-    else if (part.kind == markupKind::element)
+    else if (part.kind == MarkupKind::element)
         noteMeant(nearestTag(part.name));
 }
 
@@ -259,16 +259,16 @@ void sectionJudge::noteMeant(int tag) {
 /* --- Why a part has no effect --- */
 
 void sectionJudge::explain(const markup &part) {
-    if (part.kind == markupKind::closing) {
+    if (part.kind == MarkupKind::closing) {
         explainClosing(part);
         return;
     }
     const int nearest = nearestTag(part.name);
-    if (part.kind == markupKind::element)
+    if (part.kind == MarkupKind::element)
         noteMeant(nearest);
     if (nearest < 0 || part.name != ppszTagName[nearest])
         explainUnknown(part, nearest);
-    else if (part.kind == markupKind::element)
+    else if (part.kind == MarkupKind::element)
         explainElement(part);
     else
         explainOpening(part);
@@ -276,16 +276,16 @@ void sectionJudge::explain(const markup &part) {
 
 void sectionJudge::explainUnknown(const markup &part, int nearest) {
     const string name(part.name), hint = nearest < 0 ? "" : "; is " + string(ppszTagName[nearest]) + " meant?";
-    const bool bSection = part.kind == markupKind::opening && !part.attributes.empty();
+    const bool bSection = part.kind == MarkupKind::opening && !part.attributes.empty();
     const string effect = bSection ? "the section is none: its lines are read on every host" : "the line is ignored";
     if (nearest >= 0 && sameLetters(name, ppszTagName[nearest]))
-        line.report(rule::letterCase, part.column,
+        line.report(Rule::letterCase, part.column,
                     "letters' case matters, " + effect + ": write " + ppszTagName[nearest]);
     else
-        line.report(bSection ? rule::unknownSection : rule::unknownElement, part.column,
+        line.report(bSection ? Rule::unknownSection : Rule::unknownElement, part.column,
                     name + " is no tag, " + effect +
                         (hint.empty() ? ": the manual KVXprereqs.xml(5) names the tags" : hint));
-    if (part.kind == markupKind::opening)
+    if (part.kind == MarkupKind::opening)
         openUnread(part);
 }
 
@@ -293,29 +293,29 @@ void sectionJudge::explainElement(const markup &part) {
     const string name(part.name);
     const string_view text = trimmed(part.text);
     if (part.closedBy != part.name)
-        line.report(rule::otherClosing, part.column,
+        line.report(Rule::otherClosing, part.column,
                     opening(name) + " is closed by " + closing(part.closedBy) + " and is lost: write " + closing(name));
     else if (!part.attributes.empty() && holds(part.text, "<"))
-        line.report(rule::oneLine, part.column,
+        line.report(Rule::oneLine, part.column,
                     "a section on one line has no effect: give its opening tag, its elements and its closing tag "
                     "lines of their own");
     else if (!part.attributes.empty())
-        line.report(rule::attribute, part.column,
+        line.report(Rule::attribute, part.column,
                     "an element with an attribute is lost: write " + element(name, text.empty() ? "..." : text));
     else if (holds(line.text, "value"))
-        line.report(rule::valueWord, line.text.find("value") + 1,
+        line.report(Rule::valueWord, line.text.find("value") + 1,
                     "the word \"value\" makes the line an opening tag, and " + opening(name) +
                         " is lost: use another word, or another line");
     else if (text.empty() && !part.plain)
-        line.report(rule::empty, part.column,
+        line.report(Rule::empty, part.column,
                     "<" + name + "/> is empty and changes nothing" +
                         (depthOf(name) < sections.size() ? "; is " + closing(name) + " meant?" : ": take it out"));
     else if (!part.plain)
-        line.report(rule::blanks, part.column,
+        line.report(Rule::blanks, part.column,
                     "a blank or \"/\" in angle brackets, or a missing \">\", loses the element: write " +
                         element(name, text));
     else
-        line.report(rule::lost, part.column,
+        line.report(Rule::lost, part.column,
                     opening(name) + " is lost because of another \"<\" on the line: give it a line of its own");
 }
 
@@ -325,21 +325,21 @@ void sectionJudge::explainOpening(const markup &part) {
     const std::size_t behind = part.column + name.size();
     openUnread(part);
     if (bSection && part.attributes.empty())
-        line.report(part.complete && holds(line.text, "value") ? rule::valueWord : rule::blanks, part.column,
+        line.report(part.complete && holds(line.text, "value") ? Rule::valueWord : Rule::blanks, part.column,
                     "this does not open the section, so its lines are read in every pass: the line must hold " +
                         opening(name) + " and not the word \"value\"");
     else if (!bSection)
-        line.report(rule::notClosed, part.column,
+        line.report(Rule::notClosed, part.column,
                     "the element does not end on this line and is lost: write " + element(name, "...") +
                         " on one line");
     else if (behind < line.text.size() && line.text[behind] == '\t')
-        line.report(rule::tabulator, behind + 1,
+        line.report(Rule::tabulator, behind + 1,
                     "a tabulator behind the tag: the section is none and its lines are always read; put a blank there");
     else if (!holds(part.attributes, "value"))
-        line.report(rule::attribute, part.column,
+        line.report(Rule::attribute, part.column,
                     "only the attribute \"value\" makes a condition; the section's lines are always read");
     else
-        line.report(rule::oneLine, part.column,
+        line.report(Rule::oneLine, part.column,
                     "this does not open a section, its lines are always read: give the opening tag a line of its own");
 }
 
@@ -353,13 +353,13 @@ void sectionJudge::explainClosing(const markup &part) {
     if (depth < sections.size()) {
         const string outcome = " does not close the section of line " + std::to_string(sections[depth].line);
         if (holds(line.text, "value"))
-            line.report(rule::valueWord, line.text.find("value") + 1,
+            line.report(Rule::valueWord, line.text.find("value") + 1,
                         "with the word \"value\" on the line " + closing(name) + outcome + ": take it off the line");
         else if (!part.plain)
-            line.report(rule::blanks, part.column,
+            line.report(Rule::blanks, part.column,
                         "a blank in angle brackets, or a missing \">\": this" + outcome + ": write " + closing(name));
         else
-            line.report(rule::several, part.column, closing(name) + outcome + ": give it a line of its own");
+            line.report(Rule::several, part.column, closing(name) + outcome + ": give it a line of its own");
         closeTo(depth);
         return;
     }
@@ -368,7 +368,7 @@ void sectionJudge::explainClosing(const markup &part) {
         return;
     }
     if (!sections.empty() && sameLetters(sections.back().name, name)) {
-        line.report(rule::letterCase, part.column,
+        line.report(Rule::letterCase, part.column,
                     "letters' case matters, this closes nothing: write " + closing(sections.back().name));
         closeTo(sections.size() - 1);
         return;
@@ -380,7 +380,7 @@ void sectionJudge::explainClosing(const markup &part) {
     else
         message +=
             tagOf(name) < 0 ? ": take it out" : ": an element stands whole on one line, as " + element(name, "...");
-    line.report(rule::closing, part.column, message);
+    line.report(Rule::closing, part.column, message);
 }
 
 /* --- Sections --- */
@@ -396,7 +396,7 @@ std::size_t sectionJudge::depthOf(string_view name) const {
 void sectionJudge::closeTo(std::size_t depth) {
     for (std::size_t i = depth + 1; i < sections.size(); i++)
         if (!sections[i].bReported)
-            line.reportAt(rule::unclosed, sections[i].line, sections[i].column,
+            line.reportAt(Rule::unclosed, sections[i].line, sections[i].column,
                           opening(sections[i].name) + " is not closed before " + closing(sections[depth].name) +
                               " in line " + std::to_string(line.number) + ": where it is skipped, so is what follows");
     sections.resize(depth);
@@ -405,7 +405,7 @@ void sectionJudge::closeTo(std::size_t depth) {
 void sectionJudge::end() {
     for (const openSection &section : sections)
         if (!section.bReported)
-            line.reportAt(rule::unclosed, section.line, section.column,
+            line.reportAt(Rule::unclosed, section.line, section.column,
                           opening(section.name) +
                               " is never closed: where it is skipped, so is the rest of the level; "
                               "put " +
@@ -426,7 +426,7 @@ bool sectionJudge::inGrid() const {
 
 // An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
 void sectionJudge::openUnread(const markup &part) {
-    if (part.kind == markupKind::opening && !isStructure(part.name))
+    if (part.kind == MarkupKind::opening && !isStructure(part.name))
         sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true});
 }
 
@@ -443,7 +443,7 @@ void sectionJudge::judgeNesting(const markup &part, int tag) {
         if (outer.bReported || (outer.tag != tag && tag != shareGrid))
             continue;
         const string since = " of line " + std::to_string(outer.line);
-        line.report(rule::nested, part.column,
+        line.report(Rule::nested, part.column,
                     outer.tag == tag
                         ? "the section" + since +
                               " has the same tag and is open; where it is skipped, the inner closing "
@@ -467,7 +467,7 @@ void sectionJudge::judgeCondition(std::size_t column, openSection &section) {
     const string_view text = quotedText(line.text, bQuotes);
     if (!bQuotes) {
         const bool bOne = holds(line.text, "\"");
-        line.report(rule::quotes, column,
+        line.report(Rule::quotes, column,
                     bOne ? "the condition's closing quote is missing, so the section is read on every host"
                          : "a condition stands in double quotes; without them the section is skipped on every host");
         section.triples = {unknownTriple};
@@ -480,10 +480,10 @@ void sectionJudge::judgeCondition(std::size_t column, openSection &section) {
         place.given[tag] = !values[tag].empty();
     bool bClear = true;
     section.triples = readCondition(text).triples;
-    checkCondition(text, place, [&](rule id, string_view word, const string &message) {
+    checkCondition(text, place, [&](Rule id, string_view word, const string &message) {
         line.report(id, line.columnOf(word), message);
-        bClear = bClear && (id == rule::distribution || id == rule::unset || id == rule::lineBreak);
-        if (id == rule::contradiction)
+        bClear = bClear && (id == Rule::distribution || id == Rule::unset || id == Rule::lineBreak);
+        if (id == Rule::contradiction)
             for (openSection &outer : sections) // one of them may just not have been closed
                 outer.triples = {unknownTriple};
     });
@@ -496,13 +496,13 @@ void sectionJudge::judgeCondition(std::size_t column, openSection &section) {
 void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
     const string name(part.name);
     if (effect.text != part.text && effect.text.size() == part.text.size() + 3)
-        line.report(rule::longName, part.column,
+        line.report(Rule::longName, part.column,
                     name + " is too long a name: its text is stored as \"" + effect.text + "\"; leave it out");
     else if (effect.text != part.text)
-        line.report(rule::lost, part.column,
+        line.report(Rule::lost, part.column,
                     "the program reads \"" + effect.text + "\" here: give " + opening(name) + " a line of its own");
     else if (holds(effect.text, "<"))
-        line.report(rule::markupInText, part.column,
+        line.report(Rule::markupInText, part.column,
                     "markup in a text is taken as it stands: put comments on lines of their own");
     else
         judgeText(part, effect.tag, effect.text);
@@ -515,53 +515,53 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     const std::size_t column = line.columnOf(part.text);
     const string_view bare = trimmed(text);
     if (holdsEntity(text)) {
-        line.report(rule::entity, column, "entities are not resolved: write the character itself");
+        line.report(Rule::entity, column, "entities are not resolved: write the character itself");
         return;
     }
     switch (use.text) {
-    case textKind::any: break;
-    case textKind::number:
+    case TextKind::any: break;
+    case TextKind::number:
         if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
-            line.report(rule::number, column,
+            line.report(Rule::number, column,
                         name + " is one whole number; this counts as " +
                             std::to_string(std::strtol(text.c_str(), nullptr, 10)) +
                             ": give each part of a level a tag of its own");
         break;
-    case textKind::version:
+    case TextKind::version:
         if (!std::isdigit((unsigned char)text[0]))
-            line.report(rule::number, column,
+            line.report(Rule::number, column,
                         tag == UMASK ? "a umask begins with a digit; this one no host passes: write it as 022"
                                      : "a version begins with a digit; this one every host meets: write the lowest "
                                        "version alone, as 1.2.3");
         else if (bare.find_first_of(" \t:<>=,*") != npos)
             line.report(
-                rule::number, column,
+                Rule::number, column,
                 "a version is numbers between points, what stands around them is ignored: write it alone, as 1.2.3");
         break;
-    case textKind::exact:
+    case TextKind::exact:
         if (bare != text)
-            line.report(rule::outerBlank, column,
+            line.report(Rule::outerBlank, column,
                         "the blanks around this text are part of it, and nothing on a host has them: take them out");
         break;
-    case textKind::package:
-    case textKind::command:
-        if (!isPackageName(text, use.text == textKind::command))
-            line.report(rule::packageName, column,
+    case TextKind::package:
+    case TextKind::command:
+        if (!isPackageName(text, use.text == TextKind::command))
+            line.report(Rule::packageName, column,
                         "\"" + text +
                             "\" is no package's name: write the bare name, without blanks, version, "
                             "pattern or quotes");
         break;
     }
-    if (use.read == reading::host)
-        line.report(rule::hostValue, part.column,
+    if (use.read == Reading::host)
+        line.report(Rule::hostValue, part.column,
                     "this replaces what the program knows of the host, for later levels, too: test " + name +
                         " in a condition instead");
-    if (bUnread && use.read == reading::dormant)
-        line.report(rule::unread, part.column,
+    if (bUnread && use.read == Reading::dormant)
+        line.report(Rule::unread, part.column,
                     "only a check that no option selects reads " + name + " (" + string(use.check) + ")");
-    if (bUnread && use.read == reading::nothing)
-        line.report(rule::unread, part.column, "no check reads " + name + " (" + string(use.check) + ")");
-    bRequires = bRequires || use.read == reading::everyPass || use.read == reading::clusteredPass;
+    if (bUnread && use.read == Reading::nothing)
+        line.report(Rule::unread, part.column, "no check reads " + name + " (" + string(use.check) + ")");
+    bRequires = bRequires || use.read == Reading::everyPass || use.read == Reading::clusteredPass;
 }
 
 // A value that applies wherever an earlier one of its tag does replaces it for good.
@@ -572,7 +572,7 @@ void sectionJudge::remember(const markup &part, int tag) {
         if (!earlier.bReported && (!given.bGrid || earlier.bGrid) &&
             std::all_of(given.triples.begin(), given.triples.end(),
                         [&](const triple &triple) { return isImplied(triple, earlier.triples); })) {
-            line.reportAt(rule::replaced, earlier.line, earlier.column,
+            line.reportAt(Rule::replaced, earlier.line, earlier.column,
                           opening(part.name) + " is replaced on every host by line " + std::to_string(line.number) +
                               ": take one out, or put the general one first and exceptions below it");
             earlier.bReported = true;
@@ -582,13 +582,13 @@ void sectionJudge::remember(const markup &part, int tag) {
 
 void sectionJudge::judgeLevel(std::size_t levelLine, std::size_t levelColumn) {
     if (!bRequires)
-        line.reportAt(rule::noRequirement, levelLine, levelColumn,
+        line.reportAt(Rule::noRequirement, levelLine, levelColumn,
                       "no check reads anything that this level gives, so hardly a host fails it: give at least "
                       "MinOSVersion");
     for (const dependence &pair : dependences) {
         const auto &given = values[(std::size_t)pair.tag];
         if (!given.empty() && values[(std::size_t)pair.needed].empty() && !meant[(std::size_t)pair.needed])
-            line.reportAt(rule::together, given.front().line, given.front().column,
+            line.reportAt(Rule::together, given.front().line, given.front().column,
                           string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] + ": " +
                               string(pair.consequence) + "; give both");
     }

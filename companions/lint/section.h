@@ -22,14 +22,14 @@ public:
     markedLine marked;
     std::vector<finding> findings;
 
-    void report(rule id, std::size_t column, const std::string &message);
-    void reportAt(rule id, std::size_t line, std::size_t column, const std::string &message);
+    void report(Rule id, std::size_t column, const std::string &message);
+    void reportAt(Rule id, std::size_t line, std::size_t column, const std::string &message);
     // The column of a word of the line's text.
     std::size_t columnOf(std::string_view word) const;
     // Reports, once for each comment, that something in it counts.
     void reportComment(const markup &part, const std::string &what);
     // The first part of a kind and name; those in comments only when there is no other. Null when there is none.
-    const markup *find(markupKind kind, std::string_view name) const;
+    const markup *find(MarkupKind kind, std::string_view name) const;
 
 private:
     std::size_t reportedComment = 0;

@@ -8,7 +8,7 @@
 
 namespace lint {
 
-enum class reading {
+enum class Reading {
     everyPass,
     clusteredPass,
     dormant, // by checks that no option selects
@@ -16,7 +16,7 @@ enum class reading {
     host, // the program stores it, conditions test it
 };
 
-enum class textKind {
+enum class TextKind {
     any,
     number,  // its leading digits are compared
     version, // numbers between points are compared
@@ -26,8 +26,8 @@ enum class textKind {
 };
 
 struct tagUse {
-    reading read;
-    textKind text;
+    Reading read;
+    TextKind text;
     std::string_view check; // for a tag that no check reads: what it is
 };
 

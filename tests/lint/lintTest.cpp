@@ -169,9 +169,9 @@ TEST(Lint, FindsEveryMistakeOnItsLine) {
         EXPECT_EQ(all, row.rules) << row.bad;
         EXPECT_NE((" " + onLine).find(" " + first + " "), string::npos) << row.bad << ": " << onLine;
     }
-    for (int i = 0; i < (int)lint::rule::count; i++) // but for what the file as a whole lacks, and what is asked for
-        EXPECT_TRUE(shown.count(string(lint::entryOf((lint::rule)i).name)) || lint::rule(i) == lint::rule::noLevel ||
-                    lint::rule(i) == lint::rule::unread)
+    for (int i = 0; i < (int)lint::Rule::count; i++) // but for what the file as a whole lacks, and what is asked for
+        EXPECT_TRUE(shown.count(string(lint::entryOf((lint::Rule)i).name)) || lint::Rule(i) == lint::Rule::noLevel ||
+                    lint::Rule(i) == lint::Rule::unread)
             << i;
 }
 
@@ -426,8 +426,8 @@ TEST(LintCommand, ExplainsWhatTheProgramReadsOnAHost) {
 
 TEST(LintManual, HasEveryRule) {
     const string manual = readFile(KVX_SOURCE_DIR "/man/kvxprereqlint.1");
-    for (int i = 0; i < (int)lint::rule::count; i++) {
-        const string name(lint::entryOf((lint::rule)i).name);
+    for (int i = 0; i < (int)lint::Rule::count; i++) {
+        const string name(lint::entryOf((lint::Rule)i).name);
         EXPECT_NE(manual.find("\n.It Sy " + name + "\n"), string::npos) << name;
     }
 }
