@@ -321,6 +321,7 @@ static int sequence(words) {
 }
 
 // clang-format off
+const char MANY_CHECKS[] = "many";
 const std::map<string, namedOperation> namedOperations = {
     {"nothing", {nullptr, nullptr, [](words) { return 0; }}},
     {"shell", {nullptr, nullptr, [](words w) { return system(w[0]); }}},

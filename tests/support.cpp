@@ -86,8 +86,13 @@ void useCatalog() {
     setText(szLocale, "en_US");
 }
 
-void useTexts(const std::map<int, string> &texts) {
+const string &namedTextsDirectory() {
     static const scratchDirectory directory;
+    return directory.path;
+}
+
+void useTexts(const std::map<int, string> &texts) {
+    const string &path = namedTextsDirectory();
     string source = "$set 1\n$quote \"\n";
     for (const auto &[number, text] : texts) {
         source += std::to_string(number) + " \"";
@@ -95,14 +100,14 @@ void useTexts(const std::map<int, string> &texts) {
             source += c == '\n' ? "\\n" : c == '"' || c == '\\' ? string("\\") + c : string(1, c);
         source += "\"\n";
     }
-    const string catalog = directory.path + "/locale/en_US.iso88591/kvxistring.cat";
-    writeFile(directory.path + "/texts", source);
+    const string catalog = path + "/locale/en_US.iso88591/kvxistring.cat";
+    writeFile(path + "/texts", source);
     writeFile(catalog, "");
     fs::remove(catalog); // gencat adds to a catalog that is there
-    ASSERT_EQ(system(("gencat " + catalog + " " + directory.path + "/texts").c_str()), 0);
-    if (!fs::exists(directory.path + "/kvxprereqcheck"))
-        fs::create_symlink(KVX_PROGRAM_DIR "/kvxprereqcheck", directory.path + "/kvxprereqcheck");
-    setText(szRuntimePath, directory.path);
+    ASSERT_EQ(system(("gencat " + catalog + " " + path + "/texts").c_str()), 0);
+    if (!fs::exists(path + "/kvxprereqcheck"))
+        fs::create_symlink(KVX_PROGRAM_DIR "/kvxprereqcheck", path + "/kvxprereqcheck");
+    setText(szRuntimePath, path);
     setText(szLocale, "en_US");
 }
 
@@ -116,6 +121,10 @@ void useNamedTexts(bool bMachine) {
     }
     useTexts(texts);
 }
+
+const string usageNames = replaced("FIRST ARGUMENTS SELECTION CLUSTERED FILES_GIVEN OUTPUT INSTANCE INSTANCE_USER "
+                                   "INSTANCE_PORTS GENERAL FILES ENVIRONMENT EXIT_STATUS LAST ",
+                                   {{"(\\w+) ", "USAGE_$1 *\n"}});
 
 string message(int number, const std::vector<string> &tokens) {
     char szText[1024];
@@ -161,7 +170,7 @@ script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
 fake() { case $1 in /*) script "$1" "$2" ;; *) script "/fakes/$1" "$2" ;; esac; }
 logged() { fake "$1" "echo ${1##*/} \"\$*\" >>/fakes/log; $2"; }
 host() { cp -R $samples/hosts/$1/. /; fake ldd; fake file 'echo ELF 32-bit'; fake /usr/sbin/getenforce 'echo Disabled'; cd /; }
-level() { printf '<KVXLevel value="%s">\n<platform value="Linux">\n' $1
+level() { printf '<KVXLevel value="%s">\n<platform value="Linux">\n' "$1"
 printf "${2-<CPPVersionString>CXXABI_1.3</CPPVersionString>\\n}</platform>\\n</KVXLevel>\\n"; } >>/KVXprereqs.xml
 many() { printf "%$1s" | sed "s/ /$2/g"; }
 killed='[ "$(cat /proc/$PPID/comm)" = sh ] && kill -9 $PPID; kill -9 $$'

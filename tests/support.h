@@ -46,6 +46,9 @@ void useCatalog();
 void useTexts(const std::map<int, string> &texts);
 // Lets every message be its name with its tokens; or with bMachine "=" where they differ from machine to machine.
 void useNamedTexts(bool bMachine = true);
+// Where they lie then; and the whole usage text in them, as a pattern.
+const string &namedTextsDirectory();
+extern const string usageNames;
 // The text that the program has for a number with its tokens.
 string message(int number, const std::vector<string> &tokens = {});
 
@@ -67,14 +70,14 @@ template <size_t N> void setText(char (&szSetting)[N], const string &text) {
 // of NO_STATUS is not shown.
 const int NO_STATUS = 1000;
 // The title of operations that make many checks.
-const char *const MANY_CHECKS = "many";
+extern const char MANY_CHECKS[];
 struct namedOperation {
     const char *pTitle, *pMarker;
     int (*call)(char **ppszWords);
 };
 extern const std::map<string, namedOperation> namedOperations;
 
-// Settings, the operation and its words, done in this process; NULL is a null pointer.
+// An operation and its words, done in this process; NULL is a null pointer.
 int perform(const std::vector<string> &words);
 // Whether a word is a setting, NAME=TEXT.
 bool isSetting(const string &word);
@@ -87,6 +90,9 @@ std::map<string, string> settings();
 // tool and "logged NAME LINES" one whose calls the answer shows, "many N TEXT" repeats, "host NAME" lays an example
 // host; "$killed" in lines ends them, and the shell that waits, by a signal.
 extern const string prelude;
+
+// What a case comes to: a call is settings, an operation and its words, done in this process (answers.cpp).
+string answerHere(const string &call, bool bWholeText);
 
 // Shell lines that start hosts with an sshd, a name and a /tmp of their own, of which gamma refuses the key and delta
 // is down; and that stop them and tell what is left there.
