@@ -1,208 +1,214 @@
-// No word from outside becomes syntax: a tool gets it as the one word that it is, here and on another host, or is not
-// run.
-#include "checkSupport.h"
+// No word from outside becomes syntax: a tool gets it as the one word that it is, here and on another host, or nothing
+// is run.
+#include "support.h"
 
 #include <filesystem>
 #include <iostream>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <unistd.h>
 
-using std::string;
+#include "sqloCommand.h"
+
+using std::vector;
 namespace fs = std::filesystem;
 
-extern const string startHosts, stopHosts;
+// Words of which nobody may take more than a word, or there will be a file "ran".
+static const string plain = "plainwd";
+static const vector<string> hostileWords = {
+    "$(>ran)",         "`>ran`",  "a;>ran", "a|b&>ran", "a b\tc",     "a\n>ran\n",  "*",
+    "?[a-z]",          "{a,b}!#", "#",      "~",        "x=1",        "-rq",        "a\\",
+    "%s%n%",           "$IFS",    "'\"",    "';>ran;'", "\";>ran;\"", "'\";>ran #", "'''''''",
+    "\xc3\xa4\xff\x01"};
 
-// Words of which nobody may take more than a word, or there will be a file "ran". Those in front, one of each kind that
-// the program tells from others, stand for the rest where the same code composes.
-// clang-format off
-static const string plain = "plainwd", hostileWords[] = {
-    "$(>ran)", "a\n>ran\n", "*", "-rq", "%(touch ran)", "x=1", "\";>ran;\"", "'\";>ran #", string(255, 'x'),
-    string(255, '\''), "a b", "a'b", "a\"b", "`b`", "a;b", "a|b", "a&b", ">ran", "a\tb", "?[a-z]", "--eval=%(touch ran)", "~",
-    "%s%n", "\xc3\xa4\xff\x01", "a\\", "';>ran;'", "$IFS", "'$(>ran)'", "\"$(>ran)\""};
-// clang-format on
-
-// Every tool: a call is a file, each of its words ended by a NUL. It fails where one holds FAIL.
+// A tool that notes its words, each ended by a NUL; of the remote shell's, only where to, and runs the others there.
 static const string tool = R"sh(#!/bin/sh
-printf '%s\0' "${0##*/}" "$@" "in $PWD" >/calls/$$
-case $* in *"$FAIL"*) exit 2; esac
-case ${0##*/} in
-df) echo a b c d; echo 1 1 1 9 ;;
-which | scsi_id) printf '%s\n' "${ANSWER-/bin/$1}" ;;
-getent) printf '%s:x:7:8::/t:/bin/sh\n' "$2" ;;
-rpm) [ -z "$REAL" ] || /usr/bin/rpm "$@" >/dev/null 2>&1; printf 'p\n9\n1\n' ;;
-file) echo 32 ;;
-uname) echo p ;;
-lsattr) echo reserve_policy no_reserve ;;
-strings) echo GLIBCXX_3; echo release version 2.9.9, ;;
-getenforce) echo Disabled ;;
-ofed_info) echo MLNX_OFED_LINUX ;;
-grep) exec /bin/grep "$@" ;;
-ssh | scp) [ ! -e /run/alpha.pid ] || exec /usr/bin/${0##*/} "$@"
-    while case $1 in -*) ;; *) false; esac; do shift 2; done; shift; [ ${0##*/} = scp ] || eval "$*" ;;
-esac
+case ${0##*/} in ssh) while case $1 in -o) ;; *) false; esac; do shift 2; done; host=$1; shift
+    printf '%s\0' ssh "$host" >/calls/$$; eval "$*";;
+*) printf '%s\0' "${0##*/}" "$@" >/calls/$$;; esac
+case ${0##*/} in which) echo "/bin/$1";; rpm) printf 'p\n9\n1\n';; getent) printf '%s:x:7:8::/t:/bin/sh\n' "$2";;
+df) echo a b c d; echo 1 1 1 9;; strings) echo GLIBCXX_3; echo release version 2.9.9,;; getenforce) echo Disabled; esac
 )sh";
 
-// The whole program, with the word wherever one can be given.
-static const string wholeProgram = R"sh(#!/bin/sh
-cd "/t/$W" && ln -s /program/kvxprereqcheck . && exec >in
-echo '<KVXLevel value="1">'; echo '<platform value="Linux">'
-for tag in LinuxDistro ntpPackage ntpVersion chronyPackage chronyVersion kshPackage kshVersion kshRelease mkshPackage \
-    UMASK CPPLibName CPPVersionString; do printf '%s\n' "<$tag>$W</$tag>"; done
-echo '</platform>'; echo '</KVXLevel>'
-export KVXINSTANCE="$W" KVXLANG="$W" LANG="$W" KVXTMPDIR="/t/$W"
-"/t/$W/kvxprereqcheck" -f "/t/$W/in" -o "/t/$W/o" -gui "/t/$W/g" -vastdw -usrname "$W" -service 9 -svcename "$W")sh";
-
-// The host with its tools, and what lies there anew for each word.
-static const string layTools =
-    R"sh(echo 'Red Hat release 9.4' >/etc/redhat-release; echo 'hosts: files' >/etc/nsswitch.conf
-rm -f /usr/bin/file /usr/sbin/getenforce; >/usr/bin/sg_persist; >/maps; mount --bind /maps /proc/$PPID/maps; cd /fakes
-chmod +x tool; ln -s )sh" KVX_PROGRAM_DIR R"sh( /program
-for name in df which getent rpm file uname lsattr strings grep ssh scp ping tar rm ls cp chkconfig dmidecode ldd \
-    /lib/udev/scsi_id /usr/sbin/getenforce /usr/bin/ofed_info /usr/bin/file; do ln -s /fakes/tool $name; done
-)sh";
-static const char *const layWord =
-    R"sh(PATH=/bin; rm -rf /t /calls /tmp/kvxprereq* /tmp/vexha*; mkdir -p /calls "/t/$W/vexha"
-printf '1-2 r 0 0:0 1 %s\n' "/t/$W/libstdc++.so.6" /t/libc.so.6 >/maps; cd "/t/$W"
-for name in ../kvxprereqcheckoss ../kvxrocmc kvxrocmc vexha/prereqVEX; do ln -s /fakes/tool $name; done)sh";
-static const char *const compareFunctions = "cd " KVX_SOURCE_DIR R"sh(/tests/reports
-sed -n 's/^[$] \([^:]*\): .*/\1/p' words-*.txt | tr ' ' '\n' | sort -u | awk 'NR == FNR { known[$0]; next }
-/^[a-z].*[(].*[^;]$/ { name = $0; sub(/[(].*/, "", name); sub(/.*[ *&]/, "", name) }
-/^ .*(format(Remote)?Command|captureOutput|composeCaptured|name[A-Za-z]*Capture[A-Za-z]*|nameGetentOutput|firstLineOf|popen|system)[(]/ { used[name] }
-END { for (name in used) if (!(name in known)) { print name, "is not in the cases"; bad = 1 }
-      for (name in known) if (!(name in used)) { print name, "composes no command"; bad = 1 }; exit bad
-}' - $(ls ../../engn/sqo/*.cpp | grep -v sqloCommand))sh";
-
-typedef const string &text;
 typedef std::multiset<string> traces;
 
-static string put(string all, text part, text other) {
+static string put(string all, const string &part, const string &other) {
     for (size_t at = 0; (at = all.find(part, at)) != all.npos; at += other.size())
         all.replace(at, part.size(), other);
     return all;
 }
 
-static traces with(const traces &seen, text word) {
+static traces with(const traces &seen, const string &word) {
     traces all;
-    for (text each : seen)
+    for (const string &each : seen)
         all.insert(put(each, plain, word));
     return all;
 }
 
-// What an operation comes to: its status, the calls of tools, and what it changes on the host. A case is the functions
-// of the program that compose the commands, settings of the environment, an operation and its words; "@" is the word.
-static traces look(text line, text word) {
-    std::vector<string> words;
-    std::istringstream in(line.substr(line.find(": ") + 2));
-    for (string each; in >> each && each[0] != '(';)
-        words.push_back(put(each, "@", word));
-    setenv("W", word.c_str(), 1);
-    EXPECT_EQ(system(layWord), 0);
+// What is done in /t: the calls of tools, and the files that come to be.
+static traces look(const string &word, const std::function<void()> &act) {
+    for (const char *pName : {"/t", "/calls"})
+        fs::current_path("/"), fs::remove_all(pName), fs::create_directory(pName);
+    for (const string name : {"kvxprereqcheckoss", "kvxrocmc"})
+        fs::create_symlink("/fakes/tool", "/t/" + name);
+    if (!fs::exists(fs::symlink_status("/fakes/" + word)))
+        fs::create_symlink("/fakes/tool", "/fakes/" + word); // where it is the command's name
     fs::current_path("/t");
-    for (; words[0].find('=') != words[0].npos; words.erase(words.begin()))
-        applySetting(words[0]);
-    preqHostInfo = nullptr, preqNetNames = nullptr, preqDiskInfo = nullptr, pErrorList = nullptr;
     rememberHost();
+    act();
     traces seen;
-    capture([&] { seen = {"(status " + std::to_string(perform(words)) + ")"}; });
     for (const auto &call : fs::directory_iterator("/calls"))
         seen.insert(readFile(call.path()));
-    for (text path : filesChangedOnHost())
-        if (!std::regex_search(path, std::regex("^/(calls|run|root/[.])")))
-            seen.insert("+ " + std::regex_replace(path, std::regex("\\.\\d+$"), ".PID"));
+    for (const string &path : filesChangedOnHost())
+        if (!std::regex_search(path, std::regex("^/(calls|tmp|run|root/[.])")))
+            seen.insert("+ " + replaced(path, {{"\\.\\d+$", ".PID"}}));
     return seen;
 }
 
-// As a line, long words by their lengths.
-static string shown(text word) {
-    string all;
-    for (size_t at = 0, end; at < word.size(); at = end) {
-        end = std::min(word.find_first_not_of(word[at], at), word.size());
-        all += end - at < 100 ? word.substr(at, end - at) : word.substr(at, 1) + "*" + std::to_string(end - at);
-    }
-    return put(put(put(put(all, plain, "@"), "\n", "\\n"), "\xff\x01", "\\xff\\1"), string(1, '\0'), "|");
+// Whether nothing was seen but what is wanted.
+static bool isWithin(const traces &seen, const traces &wanted) {
+    return std::includes(wanted.begin(), wanted.end(), seen.begin(), seen.end());
 }
 
-// What comes of the words: nothing to tell of one that stands wherever the plain one does. It may be that it was not
-// run, as if the tool had failed, or that only some commands were. A case "(line)" takes no newlines, "(name)" no
-// blanks, "(all)" the whole list of words.
-static string fatesOf(text line) {
-    setenv("FAIL", plain.c_str(), 1);
-    const traces failed = look(line, plain);
-    setenv("FAIL", "nothing", 1);
-    const traces good = look(line, plain);
-    string all, fates[] = {"not run:", "in part:", "otherwise:"};
-    for (text each : good)
-        all += shown(each) + "\n";
-    int n = 0;
-    for (text word : hostileWords) {
-        const string unfit = line.find("(name)") != line.npos ? " \t\n" : line.find("(line)") != line.npos ? "\n" : "";
-        if (word.find_first_of(unfit) != word.npos || (n++ > 9 && line.find("(all)") == line.npos))
-            continue;
-        const traces wanted = with(good, word), seen = look(line, word);
-        traces allowed = wanted;
-        allowed.insert(failed.begin(), failed.end());
-        const bool bWithin = std::includes(allowed.begin(), allowed.end(), seen.begin(), seen.end());
-        bool bRun = *seen.begin() != *failed.begin();
-        string others;
-        for (text each : seen) {
-            EXPECT_FALSE(std::regex_search(each, std::regex("^[+][^]*/ran$"))) << line << " ran " << word;
-            bRun = bRun || (each[0] != '+' && each.find(word) != each.npos);
-            others += bWithin || wanted.count(each) ? "" : "\n" + shown(each);
-        }
-        if (seen != wanted)
-            fates[!bWithin ? 2 : bRun] += " " + shown(word) + others;
-    }
-    for (text fate : fates)
-        all += fate.back() == ':' ? "" : fate + "\n";
-    return all;
-}
-
-struct Words : testing::Test {
-    void SetUp() override {
-        onHost({}, [] {});
-    }
-};
-
-static void expectFates(text name, text before = "", text after = "") {
+static privateHost toolHost() {
     privateHost host;
-    host.hostName = "here";
-    host.ownNetwork = true;
-    host.files = {{"/fakes/tool", tool}, {"/whole", wholeProgram}, {"/lines", layTools + before + "\n:\n"}};
-    const auto body = [&](text line) {
-        EXPECT_EQ(system(". /lines"), 0);
-        setText(szRuntimePath, "/program");
-        setenv("PATH", "/fakes:/usr/sbin:/usr/bin:/sbin:/bin", 1);
-        std::cout << fatesOf(line) << std::flush;
-        EXPECT_EQ(system(("exec >/log; PATH=/usr/bin:/bin; " + after + "\n:").c_str()), 0);
-    };
-    expectCases(name, [&](text line) { return capture([&] { onHost(host, std::bind(body, line)); }).out; });
+    host.hostName = "here", host.ownNetwork = true;
+    host.files = {{"/fakes/tool", tool}, {"/etc/redhat-release", "Red Hat release 9.4\n"}, {"/usr/bin/sg_persist", ""}};
+    return host;
 }
 
-TEST_F(Words, StayWords) {
-    expectFates("words-here");
+static void linkTools() {
+    for (const string name : {"df",  "which", "getent", "rpm",  "file",      "uname",     "lsattr", "strings", "grep",
+                              "ssh", "scp",   "ping",   "tar",  "rm",        "ls",        "cp",     "cat",     "mkdir",
+                              "awk", "rev",   "cut",    "head", "chkconfig", "dmidecode", "ldd"})
+        fs::create_symlink("/fakes/tool", "/fakes/" + name);
+    for (const char *pPath : {"/usr/lib/udev/scsi_id", "/usr/bin/file", "/usr/sbin/getenforce"})
+        fs::remove(pPath), fs::create_directories(fs::path(pPath).parent_path()),
+            fs::create_symlink("/fakes/tool", pPath);
+    setenv("PATH", "/fakes", 1);
 }
 
-TEST_F(Words, StayWordsInACluster) {
-    expectFates("words-cluster");
+// The formats of all commands, as the sources have them.
+static std::set<string> formatsOfSources() {
+    std::set<string> formats;
+    for (const auto &entry : fs::directory_iterator(KVX_SOURCE_DIR "/engn/sqo")) {
+        if (entry.path().extension() != ".cpp")
+            continue;
+        const string code =
+            replaced(readFile(entry.path()), {{"'\\\\?\"'", ""}, {"\"\\s*\n\\s*\"", ""}, {"\n *", " "}});
+        static const std::regex call(
+            "(format(Remote)?Command|captureOutput|compose\\w+|fetchReport|runRemotely)\\([^;]*;"),
+            text("\"((?:[^\"\\\\]|\\\\.)*%s(?:[^\"\\\\]|\\\\.)*)\"");
+        for (std::sregex_iterator found(code.begin(), code.end(), call), end; found != end; ++found) {
+            const string words = (*found)[0];
+            for (std::sregex_iterator word(words.begin(), words.end(), text); word != end; ++word)
+                formats.insert(replaced((*word)[1], {{"\\\\\"", "\""}, {"\\\\\\\\n", "\\n"}}));
+        }
+    }
+    return formats;
 }
 
-TEST_F(Words, StayWordsOnAnotherHost) {
+// A command with a word at one place, and plain words elsewhere; where a command's name stands, the remote shell's.
+static int runFormat(const string &format, size_t slot, const string &word) {
+    vector<string> texts;
+    for (size_t at = 0; (at = format.find("%s", at)) != format.npos; at += 2) {
+        const bool bName =
+            (at == 0 || format[at - 1] == '(' || format.substr(std::max<size_t>(at, 3) - 3, 3) == "&& ") &&
+            format[at + 2] == ' ';
+        texts.push_back(bName ? "ssh" : "w" + std::to_string(texts.size()));
+    }
+    texts[slot] = word;
+    vector<shellWord> words;
+    for (const string &text : texts)
+        words.push_back(toWord(text.c_str()));
+    static commandText szCommand;
+    return composeCommand(szCommand, format.c_str(), words.data(), static_cast<int>(words.size())) &&
+           (runCommand(szCommand), true);
+}
+
+TEST(Words, StayWordsInEveryCommand) {
+    const std::set<string> formats = formatsOfSources();
+    EXPECT_GE(formats.size(), 40U);
+    onHost(toolHost(), [&] {
+        linkTools();
+        for (const string &format : formats) {
+            for (size_t slot = 0, at = 0; (at = format.find("%s", at)) != format.npos; slot++, at++) {
+                if (at > 0 && format[at - 1] == '\'')
+                    continue; // a remote command, composed of such words before
+                const traces good = look(plain, [&] { runFormat(format, slot, plain); });
+                for (const string &word : hostileWords) {
+                    int bRun = 0;
+                    const traces seen = look(word, [&] { bRun = runFormat(format, slot, word); });
+                    EXPECT_EQ(seen, bRun ? with(good, word) : traces()) << format << " with " << word << " at " << slot;
+                }
+            }
+        }
+    });
+}
+
+// The whole program, with the word wherever one can be given.
+static const char *const wholeRun = R"sh(PATH=/usr/bin:/bin; mkdir "/t/$W" && cd "/t/$W" && exec >in
+echo '<KVXLevel value="1">'; echo '<platform value="Linux">'
+for tag in LinuxDistro ntpPackage ntpVersion chronyPackage chronyVersion kshPackage kshVersion kshRelease mkshPackage \
+    UMASK CPPLibName CPPVersionString; do printf '%s\n' "<$tag>$W</$tag>"; done
+printf '</platform>\n</KVXLevel>\n'; ln -s )sh" KVX_PROGRAM_DIR
+                                    R"sh(/kvxprereqcheck .; export KVXINSTANCE="$W" KVXTMPDIR="/t/$W" PATH=/fakes
+KVXLANG="$W" LANG="$W" "/t/$W/kvxprereqcheck" -f "/t/$W/in" -o "/t/$W/o" -gui "/t/$W/g" -vastdw -usrname "$W" \
+    -service 9 -svcename "$W" >out 2>&1)sh";
+
+TEST(Words, StayWordsInAWholeRun) {
+    onHost(toolHost(), [] {
+        linkTools();
+        const auto run = [](const string &word) {
+            setenv("W", word.c_str(), 1);
+            return look(word, [] { EXPECT_NE(system(wholeRun), -1); });
+        };
+        const traces good = run(plain);
+        EXPECT_GT(good.size(), 20U);
+        for (const string &word : hostileWords)
+            EXPECT_PRED2(isWithin, run(word), with(good, word));
+    });
+}
+
+TEST(Words, StayWordsOnAnotherHost) {
     if (access("/usr/sbin/sshd", X_OK) != 0) {
         ASSERT_EQ(getenv("CI"), nullptr) << "no sshd";
         GTEST_SKIP() << "no sshd";
     }
-    expectFates("words-elsewhere", startHosts, stopHosts);
+    onHost(toolHost(), [] {
+        EXPECT_EQ(system((startHosts + ":").c_str()), 0);
+        fs::create_symlink("/fakes/tool", "/usr/lib/udev/scsi_id");
+        // the device's name stands in the remote command's quotes, the distribution's is composed before
+        for (const vector<string> &call :
+             {vector<string>{"device", "alpha", "", "none", "id", "remote"}, {"run-with", "alpha", "", "1"}}) {
+            const auto run = [&](const string &word) {
+                vector<string> words = call;
+                words[2] = word;
+                return look(word, [&] { capture([&] { perform(words); }); });
+            };
+            const traces good = run(plain);
+            EXPECT_FALSE(good.empty());
+            for (size_t i = 0; i < hostileWords.size(); i += 3)
+                EXPECT_PRED2(isWithin, run(hostileWords[i]), with(good, hostileWords[i])) << call[0];
+        }
+        capture([] { EXPECT_EQ(system((stopHosts + ";:").c_str()), 0); });
+    });
 }
 
-// The functions of the program that compose a command or name a capture file all stand in the cases.
-TEST_F(Words, ComeByKnownWays) {
-    EXPECT_EQ(system(compareFunctions), 0);
+// What someone planted where its output would have gone answers for no command that is not run.
+TEST(Words, ThatAreRefusedGetNoAnswer) {
+    onHost(toolHost(), [] {
+        writeFile("/tmp/kvxprereqcheck." + std::to_string(getpid()), "p\n9\n1\n");
+        EXPECT_NE(perform({"package", "-rq", "NULL", "9", "1", "1", "1"}), 0);
+    });
 }
 
 // A text that asks for token 0 stays as it is in the catalog.
 TEST(Texts, StandAsTheyAreWhatTheyHold) {
-    useTexts({{30099, "%n%s %0"}, {30053, "%n%s %0"}, {30054, "%1 %d %0"}});
-    EXPECT_EQ(capture(displayHelp).out.substr(0, 8), "%n%s %0\n");
-    EXPECT_EQ(capture([] { checkPingTest(); }).out, "   \n%n%s %0\n%1 %d %0\n");
+    onHost({}, [] {
+        useTexts({{30099, "%n%s %0"}, {30053, "%n%s %0"}, {30054, "%1 %d %0"}});
+        EXPECT_EQ(capture(displayHelp).out.substr(0, 8), "%n%s %0\n");
+        EXPECT_EQ(capture([] { checkPingTest(); }).out, "   \n%n%s %0\n%1 %d %0\n");
+    });
 }
