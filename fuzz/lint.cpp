@@ -1,26 +1,26 @@
 // The fuzz target of kvxprereqlint: any text as a prerequisites file. Where no error is found, the program must read
 // every element on the host that knows nothing, in the clustered pass: all conditions hold there.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "explain.h"
 #include "lint.h"
 #include "sqloPrereqCheck.h"
 
 using std::string;
+typedef std::vector<string> strings;
 
 #define MUST_HOLD(CONDITION) ((CONDITION) ? (void)0 : (fprintf(stderr, "does not hold: %s\n", #CONDITION), abort()))
 
-static void forget() {
+static void forgetValues() {
     for (char *&pText : ppszPREREQ) {
         free(pText);
         pText = nullptr;
     }
-    while (preqVersionList != nullptr)
-        free(std::exchange(preqVersionList, preqVersionList->next));
 }
 
 // Whether a line is an element of a known tag and nothing else.
@@ -33,23 +33,35 @@ static bool isElement(const string &line) {
            text.substr(text.find('<')) == "</" + name + ">";
 }
 
+static strings linesOf(const string &file) {
+    strings lines;
+    std::istringstream read(file);
+    for (string line; std::getline(read, line);)
+        lines.push_back(line.substr(0, PREREQ_LINE_SIZE - 1));
+    return lines;
+}
+
+static strings levelsOf(const strings &lines) {
+    strings levels;
+    for (const string &line : lines) {
+        const size_t begin = line.find('"'), end = begin == string::npos ? begin : line.find('"', begin + 1);
+        if (line.find("<KVXLevel") != string::npos && end != string::npos)
+            levels.push_back(line.substr(begin + 1, end - begin - 1));
+    }
+    return levels;
+}
+
 // Counts the elements of a file that has no comments, and takes away those that the program reads.
-static int elementsLost(const string &file, const string &levels) {
-    std::istringstream names(levels);
-    string level, line;
-    int lost = 0;
-    std::istringstream lines(file);
-    while (std::getline(lines, line))
-        lost += isElement(line);
+static long elementsLost(const strings &lines) {
+    long lost = std::count_if(lines.begin(), lines.end(), isElement);
     bShareGrid = 1;
-    while (std::getline(names, level)) {
+    for (const string &level : levelsOf(lines)) {
         prereqReader reader;
         sqloBeginPrereqLines(&reader, level.c_str());
-        std::istringstream read(file);
-        while (std::getline(read, line)) {
-            sqloTakePrereqLine(&reader, line.substr(0, PREREQ_LINE_SIZE - 1).c_str());
+        for (const string &line : lines) {
+            sqloTakePrereqLine(&reader, line.c_str());
             lost -= reader.effect == LINE_VALUE && isElement(line);
-            forget();
+            forgetValues();
         }
     }
     bShareGrid = 0;
@@ -57,22 +69,21 @@ static int elementsLost(const string &file, const string &levels) {
 }
 
 static void lintFile(const string &file) {
-    const auto findings = lint::judge(file, true);
+    const strings lines = linesOf(file), levels = levelsOf(lines);
     size_t line = 1;
     bool bError = false;
-    for (const lint::finding &found : findings) {
+    for (const lint::finding &found : lint::judge(file, true)) {
         MUST_HOLD(found.line >= line && found.column > 0 && !found.text.empty());
         line = found.line;
         bError = bError || found.error;
     }
-    std::ostringstream levels, explained;
-    lint::listLevels(file, levels);
-    forget();
+    std::ostringstream explained;
     lint::describedHost host;
     host.distribution = file.size() % 2 == 0 ? "SUSE" : "RHEL";
     host.release = file.substr(0, 5);
-    lint::explain(file, levels.str().substr(0, levels.str().find('\n')), host, explained);
-    MUST_HOLD(bError || file.find("<!--") != string::npos || elementsLost(file, levels.str()) <= 0);
+    if (!levels.empty())
+        lint::explain(file, levels.front(), host, explained);
+    MUST_HOLD(bError || file.find("<!--") != string::npos || elementsLost(lines) <= 0);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {

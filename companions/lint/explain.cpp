@@ -348,16 +348,15 @@ bool explain(string_view file, const string &level, const describedHost &host, s
     return true;
 }
 
-void listLevels(string_view file, std::ostream &out) {
-    while (!file.empty()) {
-        bool bQuotes = false;
-        const string_view line = firstLine(file), level = quotedText(line.substr(0, PREREQ_LINE_SIZE - 1), bQuotes);
-        if (bQuotes && line.find("<KVXLevel") != string_view::npos &&
-            sqloUpdatePreqVersionList(string(level).c_str()) != RC_OK)
-            throw std::bad_alloc();
-    }
+bool listLevels(const string &path, std::ostream &out) {
+    if (path.size() >= sizeof szInputXMLFile)
+        return false;
+    szInputXMLFile[path.copy(szInputXMLFile, path.size())] = '\0';
+    if (sqloRetrieveSupportedVersion() != RC_OK)
+        return false;
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
         out << printable({pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)}) << "\n";
+    return true;
 }
 
 } // namespace lint

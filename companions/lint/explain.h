@@ -22,8 +22,9 @@ bool isKnownDistribution(const std::string &name);
 // Prints what the host would be asked for. False, and nothing printed, when the file does not hold the level's section.
 bool explain(std::string_view file, const std::string &level, const describedHost &host, std::ostream &out);
 
-// Prints the levels that a file offers in the order of a run, one a line.
-void listLevels(std::string_view file, std::ostream &out);
+// Prints the levels that a file offers in the order of a run, one a line. False when it cannot be read or offers none.
+// Only once: the program's list of levels is built.
+bool listLevels(const std::string &path, std::ostream &out);
 
 // A text with everything that a terminal would act upon written out.
 std::string printable(std::string_view text);

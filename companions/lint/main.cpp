@@ -122,7 +122,8 @@ bool judgeFile(const string &path, bool bUnread) {
 
 ExitStatus run(const arguments &given) {
     if (given.bLevels) {
-        lint::listLevels(readFile(given.files.front()), std::cout);
+        if (!lint::listLevels(given.files.front(), std::cout))
+            throw std::runtime_error(given.files.front() + ": cannot be read, or offers no level");
         return CLEAN;
     }
     if (given.bExplain) {
