@@ -86,7 +86,7 @@ def result_of(results):
     said = answer(run.get("stdout", ""))
     if said:
         return said
-    return {"reason": reason_without_answer(results["variables"], machine, run), "errors": run.get("module_stderr") or run.get("msg", "")}
+    return {"reason": reason_without_answer(results["variables"], machine, run), "errors": run.get("module_stderr", "")}
 
 
 def empty(directory):

@@ -40,13 +40,14 @@ unpack() {
     trouble=$(base64 -d 2>&1 | LC_ALL=C tar -xzf - --no-same-owner -C "$directory" 2>&1) ||
         give_up "the program cannot be unpacked in $run: ${trouble%%
 *}"
-    [ -x "$directory/bin/kvxprereqcheck" ] || give_up "programs cannot be run in $run: it is mounted noexec; set prereqcheck_run_directory"
+    [ -x "$directory/bin/kvxprereqcheck" ] ||
+        give_up "programs cannot be run in $run: it is mounted noexec; set prereqcheck_run_directory"
 }
 
 # The shell's process id becomes the program's, after which it names its files.
 check() {
-    timeout -k 10 "$limit" sh -c 'echo $$ >id && exec bin/kvxprereqcheck "$@"' prereqcheck -f KVXprereqs.xml -o report "$@" \
-        </dev/null >/dev/null 2>errors &
+    timeout -k 10 "$limit" sh -c 'echo $$ >id && exec bin/kvxprereqcheck "$@"' prereqcheck \
+        -f KVXprereqs.xml -o report "$@" </dev/null >/dev/null 2>errors &
     child=$!
     wait "$child"
     status=$?
