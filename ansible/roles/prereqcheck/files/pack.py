@@ -36,11 +36,17 @@ def files_of(path, names):
 
 
 def parcel(path, prerequisites):
+    """Many catalogs are equal: all but the first of them are links. In their order neighbours compress well."""
     packed = io.BytesIO()
+    first = {}
     with tarfile.open(fileobj=packed, mode="w:gz", compresslevel=9) as archive:
-        for name, mode, content in [*files_of(path, SENT), ("KVXprereqs.xml", 0o644, prerequisites)]:
+        for name, mode, content in [*sorted(files_of(path, SENT)), ("KVXprereqs.xml", 0o644, prerequisites)]:
             entry = tarfile.TarInfo(name)
-            entry.mode, entry.size = mode, len(content)
+            entry.mode, same = mode, first.setdefault(content, name)
+            if same == name:
+                entry.size = len(content)
+            else:
+                entry.type, entry.linkname = tarfile.LNKTYPE, same
             archive.addfile(entry, io.BytesIO(content))
     return base64.b64encode(packed.getvalue())
 
