@@ -59,6 +59,10 @@ def plain(error):
     return re.sub(r" is of type .* unable to convert to (\w+):.*", r" is not of type \1", error)
 
 
+def timed_out(result):
+    return "expected time frame" in result.get("msg", "")
+
+
 def reason_without_answer(variables, machine, run):
     if variables.get("argument_errors"):
         return "not asked: " + "; ".join(map(plain, variables["argument_errors"]))
@@ -66,7 +70,7 @@ def reason_without_answer(variables, machine, run):
         return "not asked: see what the play said about this host"
     if machine.get("unreachable"):
         return "unreachable: " + last_line(machine.get("msg", ""))
-    if "timedout" in machine:
+    if timed_out(machine):
         return "unreachable: no answer to uname"
     if machine.get("rc", 1) != 0:
         return "no answer to uname: " + last_line(machine.get("stderr") or machine.get("msg", ""))
@@ -74,8 +78,10 @@ def reason_without_answer(variables, machine, run):
         return "no archive for architecture " + last_line(machine.get("stdout", ""))
     if run.get("unreachable"):
         return "the link was cut while the check ran"
-    if "timedout" in run:
+    if timed_out(run):
         return "out of time: the host did not answer any more"
+    if "cmd" in run:
+        return f"the check was ended on the host, with status {run.get('rc')}"
     details = last_line(run.get("module_stderr") or run.get("module_stdout") or run.get("stderr") or run.get("msg", ""))
     return "the check could not be run: " + details
 
