@@ -23,10 +23,10 @@ static numberedTexts textsOf(const string &directory) {
 }
 
 // The text in another code set; nothing where it has no such form.
-static string converted(string text, const string &from, const string &to) {
+static string converted(const string &given, const string &from, const string &to) {
     const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
     EXPECT_NE(conversion, reinterpret_cast<iconv_t>(-1)) << from << " to " << to;
-    string result(4 * text.size() + 16, '\0');
+    string text = given, result(4 * given.size() + 16, '\0');
     char *pFrom = text.data(), *pTo = result.data();
     size_t left = text.size(), room = result.size();
     if (iconv(conversion, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1))

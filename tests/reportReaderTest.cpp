@@ -40,7 +40,7 @@ static string flattened(const string &numbered) {
     std::istringstream in(numbered);
     for (string line; std::getline(in, line); bBlank = line.empty()) {
         line.erase(0, line.find_first_not_of(' '));
-        const int number = line[0] == '@' ? std::stoi(line.substr(1)) : 0;
+        const int number = line.rfind('@', 0) == 0 ? std::stoi(line.substr(1)) : 0;
         if (line.rfind("====", 0) == 0) {
             bEntries = false;
             std::getline(in >> std::ws, line); // the time
