@@ -149,7 +149,7 @@ TEST(Words, StayWordsInEveryCommand) {
 
 // The whole program, with the word wherever one can be given.
 static const char *const wholeRun = R"sh(PATH=/usr/bin:/bin; mkdir "/t/$W" && cd "/t/$W" && exec >in
-echo '<KVXLevel value="1">'; echo '<platform value="Linux">'
+printf '%s\n' '<KVXLevel value="1">' '<platform value="Linux">' '<CPPLibName>none</CPPLibName>'
 for tag in LinuxDistro ntpPackage ntpVersion chronyPackage chronyVersion kshPackage kshVersion kshRelease mkshPackage \
     UMASK CPPLibName CPPVersionString; do printf '%s\n' "<$tag>$W</$tag>"; done
 printf '</platform>\n</KVXLevel>\n'; ln -s )sh" KVX_PROGRAM_DIR
