@@ -147,7 +147,7 @@ std::vector<string> errorEntries() {
 const string startHosts = R"sh(key=/root/.ssh/id_ed25519; rm -rf /root/.ssh
 mkdir -p /run/sshd /root/.ssh; ssh-keygen -q -t ed25519 -N '' -f $key; usermod -p '*' root
 printf '%s\n' 'ControlMaster auto' 'ControlPath /run/shared-%h' 'ControlPersist 20' 'UserKnownHostsFile /dev/null' \
-    'LogLevel ERROR' >/root/.ssh/config
+    'LogLevel ERROR' 'StrictHostKeyChecking no' >/root/.ssh/config
 printf '%s\n' "HostKey $key" "AuthorizedKeysFile $key.pub" 'Subsystem sftp internal-sftp' >/sshd
 printf '127.0.0.%s\n' '2 alpha here' '3 beta.dom' '4 gamma' '9 delta' >/etc/hosts
 for host in alpha beta.dom gamma; do

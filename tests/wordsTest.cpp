@@ -171,6 +171,32 @@ TEST(Words, StayWordsInAWholeRun) {
     });
 }
 
+TEST(Words, StayWordsOnAnotherHost) {
+    if (access("/usr/sbin/sshd", X_OK) != 0) {
+        ASSERT_EQ(getenv("CI"), nullptr) << "no sshd";
+        GTEST_SKIP() << "no sshd";
+    }
+    onHost(toolHost(), [] {
+        const string there = "ssh alpha 'mkdir /tmp/kvxprereq; ln -s /fakes/tool /tmp/kvxprereq/kvxprereqcheck'";
+        EXPECT_EQ(system((startHosts + there).c_str()), 0);
+        fs::create_symlink("/fakes/tool", "/usr/lib/udev/scsi_id");
+        // the device's name stands in the remote command's quotes, the distribution's is composed before
+        for (const vector<string> &call :
+             {vector<string>{"device", "alpha", "", "none", "id", "remote"}, {"run-with", "alpha", "", "1"}}) {
+            const auto run = [&](const string &word) {
+                vector<string> words = call;
+                words[2] = word;
+                return look(word, [&] { capture([&] { perform(words); }); });
+            };
+            const traces good = run(plain);
+            EXPECT_FALSE(good.empty());
+            for (size_t i = 0; i < hostileWords.size(); i += 3)
+                EXPECT_PRED2(isWithin, run(hostileWords[i]), with(good, hostileWords[i])) << call[0];
+        }
+        capture([] { EXPECT_EQ(system((stopHosts + ";:").c_str()), 0); });
+    });
+}
+
 // What someone planted where its output would have gone answers for no command that is not run.
 TEST(Words, ThatAreRefusedGetNoAnswer) {
     onHost(toolHost(), [] {
