@@ -100,8 +100,10 @@ TEST_F(Archive, WorksWhereverItIsUnpacked) {
     for (const string place : {"/opt/x", "/in put/it's \"$HOME\"/*", "/opt/kvxprereqchec/k", "/in put/-n\n"})
         EXPECT_EQ(run(unpack + "set -- \"$PLACE\"; at \"$1\"; " + link, {{"PLACE", place}}).out, helpInLanguages())
             << place;
-    EXPECT_EQ(run("cmake --install " + packages + " --prefix /opt/y > /dev/null; set /opt/y; diff -r " + packages +
-                  "/locale /opt/y/lib/kvxprereq/locale; " + link)
+    EXPECT_EQ(run("cmake --install " KVX_PROGRAM_DIR
+                  " --prefix /opt/y > /dev/null; set /opt/y; diff -r " KVX_PROGRAM_DIR
+                  "/locale /opt/y/lib/kvxprereq/locale; " +
+                  link)
                   .out,
               helpInLanguages());
     EXPECT_EQ(run(unpack + "at /opt/kvxprereqcheck-1/x; PATH=$PATH:/opt/kvxprereqcheck-1/x/bin; "
