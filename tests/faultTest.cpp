@@ -123,9 +123,11 @@ static void printUses(int queue) {
 
 static void printLines(char use, const string &text) {
     std::istringstream in(text);
+    string lines;
     for (string line; std::getline(in, line);)
         if (line.erase(line.find_last_not_of(" =\r") + 1) != "")
-            printf("%c%s\n", use, withoutPid(line.substr(0, 200)).c_str());
+            lines += use + line.substr(0, 200) + "\n";
+    fputs(withoutPid(lines).c_str(), stdout);
 }
 
 typedef std::function<void()> fault;
