@@ -21,15 +21,15 @@ int kvxMain(int argc, char **argv);
 static const std::map<string, int *> numbers = {
     N(bClient), N(debug), N(strictFlag), N(vastdw), N(usname), N(sqllib), N(isPort), N(servicePort), N(isfcmstart),
     N(fcmstart), N(partitions), N(issvcnm), N(bCustomInputFile), N(bCustomReportFile), N(bGUIReportFile), N(kshntp),
-    N(bCheckLatestRelease), N(bNonShareGrid), N(bPrintSummary), N(bCheckSpecificRelease), N(bCheckForAllKVXVesion),
-    N(bShareGrid), N(bnoStdRtk), N(bNonIB), N(bHostList), N(bHostName), N(bDiskName), N(bDiskList), N(bInstName),
-    N(bInstList), N(bNetName), N(bNetList), N(bTbDiskName), N(bMHCA), N(bUDAPL), N(bCustomNetworkType), N(isUbuntu14),
-    N(bInputInstanceHome), N(bInputInstallPath), N(bAdapterListFile), N(bEtchostError), N(isNTP), N(linuxDistro)};
+    N(bCheckLatestRelease), N(bNonShareGrid), N(bPrintSummary), N(bCheckSpecificRelease), N(bShareGrid), N(bnoStdRtk),
+    N(bNonIB), N(bHostList), N(bHostName), N(bDiskName), N(bDiskList), N(bInstName), N(bInstList), N(bNetName),
+    N(bNetList), N(bTbDiskName), N(bMHCA), N(bUDAPL), N(bCustomNetworkType), N(isUbuntu14), N(bInputInstanceHome),
+    N(bInputInstallPath), N(bAdapterListFile), N(bEtchostError), N(isNTP), N(linuxDistro)};
 #define T(setting) {#setting, {setting, sizeof setting}}
 static const std::map<string, std::pair<char *, size_t>> texts = {
     T(uname1), T(svcnm), T(szReportFile), T(szGUIReportFile), T(szInputVersion), T(szRuntimePath), T(szInputDistro),
-    T(szInputHome), T(szInputInstallPath), T(IIHName), T(szNTPMessages), T(name.release), T(name.machine), T(addCmd),
-    T(addFiles), T(szInputXMLFile), T(szNetworkType), T(tbDiskName), T(szLocale), T(szPrereqCatFilePath)};
+    T(szInputHome), T(szInputInstallPath), T(IIHName), T(szNTPMessages), T(name.release), T(addFiles),
+    T(szInputXMLFile), T(tbDiskName), T(szLocale), T(szPrereqCatFilePath)};
 // clang-format on
 
 // A list, its words parted by commas: "users" as NAME or NAME:UID:GID, "disks" as DISK or DISK:ID.
@@ -71,8 +71,7 @@ bool isSetting(const string &word) {
 }
 
 void applySetting(const string &setting) {
-    static const vector<string> variables = {"ANSWER",    "GIVEN", "KVXINSTANCE", "KVXLANG",         "KVXMLNXOFED",
-                                             "KVXTMPDIR", "LANG",  "PATH",        "LD_LIBRARY_PATH", "REAL"},
+    static const vector<string> variables = {"GIVEN", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"},
                                 lists = {"hosts", "users", "disks", "nets", "expected"};
     const size_t at = setting.find('=');
     const string name = setting.substr(0, at), text = replaced(setting.substr(at + 1), {{"\\\\n", "\n"}});
@@ -137,18 +136,6 @@ template <auto pCall> static int call(words w) {
     return callWith(pCall, w, std::make_index_sequence<argumentCount(pCall)>());
 }
 
-template <int (*call)()> static int withHost(words w) {
-    updateHostList(w[0]);
-    preqHostInfo->isSSH = bGUIReportFile = 1;
-    return call();
-}
-
-// Program, library and tool lie in a directory, which is the current one.
-template <int (*call)()> static int inDirectory(words w) {
-    applySetting(string("szRuntimePath=") + w[0]);
-    return std::filesystem::current_path(w[0]), call();
-}
-
 // A device's identifier or the name that an identifier has, with a stale file under the name of the capture file.
 static int device(words w) {
     char szDevice[256], szId[256];
@@ -159,22 +146,10 @@ static int device(words w) {
     return show(szDevice + string(" ") + szId), rc;
 }
 
-static int connectivity() {
-    return sqloValidateAdapterUsingRocmc("list"), 0;
-}
-
-static int script() {
-    return bShareGrid = 1, checkprereqVEX(1, 1);
-}
-
 static int adapters(words w) {
     for (; *w != nullptr; w++)
         updateNetNames(*w);
     return sqloValidateAdapter(), NO_STATUS;
-}
-
-static string textOf(Tag tag) {
-    return ppszPREREQ[tag] == nullptr ? "" : ppszPREREQ[tag];
 }
 
 // The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
@@ -194,7 +169,7 @@ static int networkType(words w) {
     setText(szNetworkType, w[0]), bCustomNetworkType = 1;
     char *argument[] = {nullptr};
     string refused = capture([&] { run(argument); }).err;
-    return show(refused.empty() ? textOf(HCANetwork) + " " + textOf(MHCA) : refused);
+    return show(refused.empty() ? settings()["HCANetwork"] + " " + settings()["MHCA"] : refused);
 }
 
 // On every host of the list, and what it was told to do there.
@@ -202,6 +177,15 @@ static int runEverywhere(words w) {
     bHostList = 1;
     const int rc = run(w);
     return show(string("[") + addCmd + "] [" + addFiles + "]"), rc;
+}
+
+// On a host, with its distribution and the level that is asked for.
+static int runWith(words w) {
+    updateHostList(w[0]);
+    preqHostInfo->isSSH = bGUIReportFile = bCheckSpecificRelease = linuxDistro = 1;
+    setValue(LinuxDistro, w[1]), iStrncpy(szInputVersion, w[2], sizeof szInputVersion);
+    snprintf(addCmd, sizeof addCmd, "-v %s ", szInputVersion);
+    return runPrereqBinaries();
 }
 
 static int placeRunAndRemove(words) {
@@ -323,9 +307,7 @@ static int sequence(words) {
 // clang-format off
 const char MANY_CHECKS[] = "many";
 const std::map<string, namedOperation> namedOperations = {
-    {"nothing", {nullptr, nullptr, [](words) { return 0; }}},
-    {"shell", {nullptr, nullptr, [](words w) { return system(w[0]); }}},
-    {"lines", {nullptr, nullptr, [](words w) { const int rc = system(w[0]); return rc & 127 ? rc : rc >> 8; }}},
+    {"shell", {nullptr, nullptr, [](words w) { const int rc = system(w[0]); return rc & 127 ? rc : rc >> 8; }}},
     {"run", {MANY_CHECKS, nullptr, run}},
     {"network-type", {nullptr, nullptr, networkType}},
     {"options", {nullptr, nullptr, run}},
@@ -369,8 +351,6 @@ const std::map<string, namedOperation> namedOperations = {
     {"package", {"%", nullptr, call<sqloCheckPackageLINUX>}},
     {"pam", {"/lib/libpam.so*", nullptr, call<sqloCheckLibPAM>}},
     {"probe", {nullptr, nullptr, [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }}},
-    {"runtime-in", {"TITLE_LIBSTDCXX", nullptr, inDirectory<sqloCheckLibStdCPlusPlus>}},
-    {"script-in", {"prereqVEX", nullptr, inDirectory<script>}},
     {"selinux", {"TITLE_SELINUX", nullptr, call<sqloCheckSELinuxEnabled>}},
     {"sg", {"%", nullptr, call<sqloCheckSGPackageLINUX>}},
     {"vex", {"prereqVEX", "prereqVEX", call<checkprereqVEX>}},
@@ -381,16 +361,13 @@ const std::map<string, namedOperation> namedOperations = {
     // network
     {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
     {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", call<sqloValidateAdapterUsingRocmc>}},
-    {"connectivity-in", {nullptr, nullptr, inDirectory<connectivity>}},
     {"flip", {nullptr, nullptr, [](words w) { const string all = sqoFlipFile(w[0]); return show(all.size() < 1000 ? all : std::to_string(all.size())); }}},
     {"modprobe", {"modprobe.conf", "<MODPROBE>", call<sqloValidateModProbe>}},
     {"modprobe-in", {nullptr, nullptr, call<chkModProbeFile>}},
     {"openibd", {"openibd", "<OPENIBD>", call<sqloCheckForOpenibdStatus>}},
     {"rdma", {"rdma-core", "<RDMA-CORE>", call<sqloCheckForRDMAStatus>}},
-    {"service", {nullptr, nullptr, call<sqloCheckForOpenibdRDMAEnablement>}},
     // cluster
     {"device", {nullptr, nullptr, device}},
-    {"disk", {"disk info", "<DISKINFO>", [](words w) { return updateDiskList(w[0], w[1], w[1] != string("none")), sqloValidateDisk(); }}},
     {"disks", {"disk info", "<DISKINFO>", call<sqloValidateDisk>}},
     {"everywhere", {nullptr, nullptr, runEverywhere}},
     {"hosts", {"/etc/hosts", "?<ETCHOSTS>", call<sqloValidateEtcHosts>}},
@@ -401,18 +378,9 @@ const std::map<string, namedOperation> namedOperations = {
     {"pings", {"PING TEST", "<PINGTEST>", call<checkPingTest>}},
     {"all-shells", {"passwordless kvxlocssh", "<SSH>", call<checkkvxSSHToAll>}},
     {"tiebreaker-disk", {"Tie-breaker disk info", "", call<sqloValidateTbDisk>}},
-    {"ping", {"PING TEST", "<PINGTEST>", [](words w) { return updateNetNames(w[0]), checkPingTest(); }}},
-    {"place", {nullptr, nullptr, withHost<placePrereqBinaries>}},
-    {"place-from", {nullptr, nullptr, inDirectory<placePrereqBinaries>}},
     {"policy", {nullptr, nullptr, [](words w) { return sqloGetSCSIType(w[0], w[1], w[2] == string("remote")); }}},
-    {"remove", {nullptr, nullptr, withHost<removePrereqBinaries>}},
-    {"run-on", {nullptr, nullptr, withHost<runPrereqBinaries>}},
-    {"run-with", {nullptr, nullptr, [](words w) { return bCheckSpecificRelease = linuxDistro = 1, setValue(LinuxDistro, w[1]),
-                                                         iStrncpy(szInputVersion, w[2], 30),
-                                                         snprintf(addCmd, 255, "-v %s ", szInputVersion), withHost<runPrereqBinaries>(w); }}},
-    {"shells", {"passwordless kvxlocssh", "<SSH>", withHost<checkkvxSSHToAll>}},
+    {"run-with", {nullptr, nullptr, runWith}},
     {"space", {"free space", "<FREESPACE>", call<sqloCheckFreeSpace>}},
-    {"tiebreaker", {"Tie-breaker disk info", "", [](words w) { return iStrncpy(tbDiskName, w[1], 255), updateHostList("here"), withHost<sqloValidateTbDisk>(w); }}},
     {"users", {"USER INFO", "<USERINFO>", call<sqloValidateUsers>}}};
 // clang-format on
 
