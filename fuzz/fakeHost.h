@@ -8,13 +8,10 @@
 #ifndef FAKE_HOST_H
 #define FAKE_HOST_H
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-// Stops the process when something does not hold.
-#define MUST_HOLD(CONDITION) ((CONDITION) ? (void)0 : (dprintf(2, "does not hold: %s\n", #CONDITION), abort()))
+#include "mustHold.h"
 
 // The program's calls are linked to these: the build wraps what stands as second in a line that begins with FAKE.
 #define FAKE(RESULT, NAME, PARAMETERS, ANSWER)                                                                         \

@@ -1,7 +1,6 @@
 // The fuzz target of kvxprereqlint: any text as a prerequisites file. Where no error is found, the program must read
 // every element on the host that knows nothing, in the clustered pass: all conditions hold there.
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
 #include <string>
@@ -9,12 +8,11 @@
 
 #include "explain.h"
 #include "lint.h"
+#include "mustHold.h"
 #include "sqloPrereqCheck.h"
 
 using std::string;
 typedef std::vector<string> strings;
-
-#define MUST_HOLD(CONDITION) ((CONDITION) ? (void)0 : (fprintf(stderr, "does not hold: %s\n", #CONDITION), abort()))
 
 static void forgetValues() {
     for (char *&pText : ppszPREREQ) {

@@ -1,5 +1,6 @@
 // A fuzzer of kvxprereqreport: any bytes as a report and, behind the byte 1e, as standard error. Without the fuzzing
 // library it reads each file that it is given.
+#include "mustHold.h"
 #include "reader.h"
 #include "text.h"
 #include "writers.h"
@@ -9,9 +10,6 @@
 #include <fstream>
 #include <set>
 #include <sstream>
-
-#define MUST_HOLD(CONDITION)                                                                                           \
-    ((CONDITION) ? (void)0 : (std::fputs("does not hold: " #CONDITION "\n", stderr), std::abort()))
 
 using namespace report;
 

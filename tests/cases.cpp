@@ -8,7 +8,6 @@
 #include <iostream>
 #include <regex>
 #include <sstream>
-#include <unistd.h>
 
 using std::vector;
 namespace fs = std::filesystem;

@@ -8,7 +8,6 @@
 #include <set>
 
 namespace fs = std::filesystem;
-using std::string;
 typedef std::map<int, string> numberedTexts;
 
 static numberedTexts textsOf(const string &directory) {

@@ -4,7 +4,6 @@
 #include <regex>
 #include <set>
 
-using std::string;
 using std::vector;
 
 // Cases on a host that sees the packages as $deb, $rpm and $tgz.

@@ -4,11 +4,9 @@
 #include "reader.h"
 #include "writers.h"
 
-#include <filesystem>
 #include <regex>
 #include <sstream>
 
-using std::string;
 using std::vector;
 
 // --- Round trip: a run with the program's texts, and the same with a catalog that has only numbers and tokens ---

@@ -3,11 +3,6 @@
 
 #include <csignal>
 
-#include "privateHost.h"
-
-using std::string;
-typedef std::vector<std::pair<string, string>> fileList;
-
 // A clustered pass of the installed program on a host with these tools; "strike NUMBER" sends the program a signal.
 static runResult run(const fileList &tools, const string &shell = "exec \"$@\"", const string &strike = "") {
     privateHost host;

@@ -3,10 +3,8 @@
 #include "support.h"
 
 #include <filesystem>
-#include <iostream>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <unistd.h>
 
 #include "sqloCommand.h"

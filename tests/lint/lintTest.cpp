@@ -10,7 +10,6 @@
 #include <random>
 #include <regex>
 #include <set>
-#include <sstream>
 
 #include "explain.h"
 #include "lint.h"
