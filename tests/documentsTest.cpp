@@ -42,6 +42,23 @@ TEST(Messages, ShowTokensThatTheyHaveAndFitTheirBuffers) {
     }
 }
 
+// A text that asks for token 0 stays as it is in the catalog.
+TEST(Messages, AreShownAsTheyStandWhateverTheyHold) {
+    onHost({}, [] {
+        useTexts({{30099, "%n%s %0"}, {30053, "%n%s %0"}, {30054, "%1 %d %0"}});
+        EXPECT_EQ(capture(displayHelp).out.substr(0, 8), "%n%s %0\n");
+        EXPECT_EQ(capture([] { checkPingTest(); }).out, "   \n%n%s %0\n%1 %d %0\n");
+    });
+}
+
+// Three names stand in another order than their members; definitions.txt has them.
+TEST(Tags, StandInTheOrderOfTheirMembers) {
+    string members = shell("sed -n '/^enum Tag {/,/}/p' engn/include/*.h");
+    members = std::regex_replace(members, std::regex(R"(/\*.*?\*/|enum Tag \{|[\s}])"), "");
+    for (int tag = 0; tag < LastTag; members.erase(0, members.find(',') + 1), tag++)
+        EXPECT_TRUE(members.substr(0, members.find(',')) == ppszTagName[tag] || (tag >= 76 && tag <= 78)) << tag;
+}
+
 TEST(Statuses, StandInHeaderUsageAndManual) {
     words statuses = found(shell(header), "RC_\\w+ = (1?\\d),");
     statuses.insert("255"); // RC_FAILED; those from 21 on do not get out
@@ -112,32 +129,4 @@ TEST(Completion, KnowsOptionsAndLevels) {
     const scratchDirectory directory; // a level is no command
     writeFile(directory.path + "/f", "<KVXLevel value=\"2.1\">\n<KVXLevel value=\"$(id)\">\n");
     EXPECT_EQ(completed("-f " + directory.path + "/f -v ''"), words{"2.1"});
-}
-
-TEST(Locales, TableHoldsTogether) {
-    words names, rows;
-    std::map<string, string> directories;
-    for (const prereqlmap_t &row : prereqLocmap) {
-        const string locale = row.name, map = row.map, encode = row.encode;
-        EXPECT_TRUE(names.insert(locale).second) << locale << " stands twice";
-        EXPECT_EQ(map.substr(0, map.find('.')), row.shortmap) << locale;
-        EXPECT_EQ(map.find(".utf8") != map.npos, encode == "UTF8") << locale;
-        const string language = locale.substr(0, locale.find_first_of("_.@"));
-        const string territory = language == "zh" || language == "pt" ? row.shortmap : "";
-        EXPECT_EQ(directories.emplace(language + territory + encode, map).first->second, map) << locale;
-        rows.insert(locale + " " + map + " " + std::to_string(row.cs) + " " + encode + " " + row.shortmap);
-    }
-    for (const char *pRow : {"ES_AR.UTF8 es_ES.utf8 2 UTF8 es_ES", "ja_JP.EUCJP ja_JP.eucJP 2 EUCJIS ja_JP",
-                             "en_US.UTF8 en_US.iso88591 2 ASCII en_US", "ar_EG.ISO88596 ar_AA.iso88596 1 8859_6 ar_AA"})
-        EXPECT_EQ(rows.count(pRow), 1U) << pRow;
-    for (int c = 0; c < 256; c++)
-        EXPECT_EQ(sqlocmap2[c], c >= 'a' && c <= 'z' ? c - 32 : c);
-}
-
-// Three names stand in another order than their members.
-TEST(Tags, StandInTheOrderOfTheirMembers) {
-    string members = shell("sed -n '/^enum Tag {/,/}/p' engn/include/*.h");
-    members = std::regex_replace(members, std::regex(R"(/\*.*?\*/|enum Tag \{|[\s}])"), "");
-    for (int tag = 0; tag < LastTag; members.erase(0, members.find(',') + 1), tag++)
-        EXPECT_TRUE(members.substr(0, members.find(',')) == ppszTagName[tag] || (tag >= 76 && tag <= 78)) << tag;
 }

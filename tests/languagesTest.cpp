@@ -97,6 +97,26 @@ TEST(Languages, EveryDirectoryHasAllTextsInItsCodeSet) {
     }
 }
 
+TEST(Languages, TableOfLocalesHoldsTogether) {
+    std::set<string> names, rows;
+    std::map<string, string> directories;
+    for (const prereqlmap_t &row : prereqLocmap) {
+        const string locale = row.name, map = row.map, encode = row.encode;
+        EXPECT_TRUE(names.insert(locale).second) << locale << " stands twice";
+        EXPECT_EQ(map.substr(0, map.find('.')), row.shortmap) << locale;
+        EXPECT_EQ(map.find(".utf8") != map.npos, encode == "UTF8") << locale;
+        const string language = locale.substr(0, locale.find_first_of("_.@"));
+        const string territory = language == "zh" || language == "pt" ? row.shortmap : "";
+        EXPECT_EQ(directories.emplace(language + territory + encode, map).first->second, map) << locale;
+        rows.insert(locale + " " + map + " " + std::to_string(row.cs) + " " + encode + " " + row.shortmap);
+    }
+    for (const char *pRow : {"ES_AR.UTF8 es_ES.utf8 2 UTF8 es_ES", "ja_JP.EUCJP ja_JP.eucJP 2 EUCJIS ja_JP",
+                             "en_US.UTF8 en_US.iso88591 2 ASCII en_US", "ar_EG.ISO88596 ar_AA.iso88596 1 8859_6 ar_AA"})
+        EXPECT_EQ(rows.count(pRow), 1U) << pRow;
+    for (int c = 0; c < 256; c++)
+        EXPECT_EQ(sqlocmap2[c], c >= 'a' && c <= 'z' ? c - 32 : c);
+}
+
 // What a user sets, the language that he gets, and its code set.
 TEST(Languages, AUserGetsHisOwn) {
     const string ask = "cd '" KVX_PROGRAM_DIR "' && ./kvxprereqcheck -help";

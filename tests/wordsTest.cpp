@@ -202,12 +202,3 @@ TEST(Words, ThatAreRefusedGetNoAnswer) {
         EXPECT_NE(perform({"package", "-rq", "NULL", "9", "1", "1", "1"}), 0);
     });
 }
-
-// A text that asks for token 0 stays as it is in the catalog.
-TEST(Texts, StandAsTheyAreWhatTheyHold) {
-    onHost({}, [] {
-        useTexts({{30099, "%n%s %0"}, {30053, "%n%s %0"}, {30054, "%1 %d %0"}});
-        EXPECT_EQ(capture(displayHelp).out.substr(0, 8), "%n%s %0\n");
-        EXPECT_EQ(capture([] { checkPingTest(); }).out, "   \n%n%s %0\n%1 %d %0\n");
-    });
-}
