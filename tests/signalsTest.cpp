@@ -19,7 +19,7 @@ static runResult run(const fileList &tools, const string &shell = "exec \"$@\"",
     return runProgram(host,
                       {"/bin/bash", "-c", "(" + shell + ")" + end, "run", KVX_PROGRAM_DIR "/kvxprereqcheck", "-v",
                        "12.1", "-f", KVX_SOURCE_DIR "/samples/KVXprereqs.xml"},
-                      {{"LD_PRELOAD", KVX_PROGRAM_DIR "/tests/libpreload.so"}, {"STRIKE", strike}});
+                      {{"LD_PRELOAD", KVX_PROGRAM_DIR "/tests/libsignals-preload.so"}, {"STRIKE", strike}});
 }
 
 // In a command that does not listen, in a pipe, and between two commands: the run ends by the signal, its command ends,
