@@ -1,3 +1,4 @@
+// Counts, fails and frees what the program's own sources allocate: the linker turns their calls into these.
 #include "allocations.h"
 
 #include <cstddef>

@@ -28,7 +28,7 @@ struct oneCase {
 
 static const string directory = KVX_SOURCE_DIR "/tests/cases/", sign = " => ";
 static std::map<string, vector<caseLine>> files;
-static string wantedCase; // only cases that hold this text, or whose place it is
+static string wantedCase; // FILE:LINE; empty: all
 static bool bUpdate;
 
 static vector<caseLine> readLines(const string &file) {
@@ -115,8 +115,8 @@ struct Cases : testing::Test {
 
 // --- Making tests ---
 
-static bool isWanted(const string &file, const caseLine &line) {
-    return (file + ":" + std::to_string(line.number) + "\n" + line.text).find(wantedCase) != string::npos;
+static bool isWanted(const string &file, int line) {
+    return wantedCase.empty() || wantedCase == file + ":" + std::to_string(line);
 }
 
 static void addTest(const string &file, const string &heading, int line, const vector<oneCase> &cases) {
@@ -138,25 +138,26 @@ static void addTests(const string &file) {
     const vector<caseLine> &lines = files[file] = readLines(file);
     common ofFile, ofTest;
     string heading = file;
+    int headingLine = 1;
     vector<oneCase> cases;
     for (size_t i = 0; i < lines.size(); i++) {
         const string text = lines[i].text, mark = text.substr(0, text.find(' ') + 1);
         if (mark == "## ") {
-            addTest(file, heading, lines[i].number, cases);
+            addTest(file, heading, headingLine, cases);
             (heading == file ? ofFile : ofTest) = ofTest;
-            heading = text.substr(3), ofTest = ofFile, cases.clear();
+            heading = text.substr(3), headingLine = lines[i].number, ofTest = ofFile, cases.clear();
         } else if (mark == "! ")
             ofTest.setUp += text.substr(2) + "\n";
         else if (mark == "* ")
             ofTest.words += text.substr(2) + " ";
-        else if (!text.empty() && text[0] != '#' && isWanted(file, lines[i])) {
+        else if (!text.empty() && text[0] != '#' && isWanted(file, lines[i].number)) {
             const string all = ofTest.words + text;
             const size_t answer = all.find(sign), shell = std::min(all.find(":: "), answer);
             const string setUp = shell == answer ? "" : all.substr(shell + 3, answer - shell - 3);
             cases.push_back({file, all.substr(0, shell), ofTest.setUp + setUp, all.substr(answer + sign.size()), i});
         }
     }
-    addTest(file, heading, 0, cases);
+    addTest(file, heading, headingLine, cases);
 }
 
 // Breaks a line at single blanks, so that it can be joined again.
@@ -206,11 +207,13 @@ int main(int argc, char **argv) {
         const string argument = argv[i];
         bUpdate = bUpdate || argument == "--update";
         if (argument.rfind("--case=", 0) == 0)
-            wantedCase = argument.substr(7), testing::GTEST_FLAG(filter) = "";
+            wantedCase = replaced(argument.substr(7), {{"(\\.txt)?:", ".txt:"}}), testing::GTEST_FLAG(filter) = "";
     }
     for (const fs::directory_entry &entry : fs::directory_iterator(directory))
         if (entry.path().extension() == ".txt")
             addTests(entry.path().filename());
+    if (testing::GTEST_FLAG(filter).empty()) // nothing was found for --case
+        return std::cerr << "no case begins at " << wantedCase << "\n", 1;
     const int status = RUN_ALL_TESTS();
     if (bUpdate)
         writeUpdates();

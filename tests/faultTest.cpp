@@ -85,6 +85,7 @@ struct runOutcome {
     int allocations = 0;
 };
 
+// PID2 is in the name of a second capture file, which the program tells by its process id and 100.
 static string withPid(const string &path) {
     return replaced(path, {{"PID2", std::to_string(getpid() + 100)}, {"PID", std::to_string(getpid())}});
 }

@@ -1,3 +1,4 @@
+// What the tests share: hosts, captured output, catalogs of their own, and the shell lines that cases call.
 #include "support.h"
 
 #include <cstdlib>
