@@ -120,7 +120,7 @@ static string manyAnswer(const outcome &got) {
                           shorter = {{" free space \\?", " "},
                                      {"([ :])(\\S+) \\?\\2([-+])", "$1$2$3"},
                                      {" /tmp\\+ /var\\+ /usr\\+|( free space\\+){3}", " space+"},
-                                     {" OS_LEVEL\\+ LIBSTDCXX\\+ LIBAIO\\+", " host+"}};
+                                     {" OS_LEVEL\\+( [A-Z_]+\\+)* LIBAIO\\+", " host+"}};
     string all;
     int failures = -1;
     bool bOpen = false;

@@ -13,16 +13,15 @@ using std::vector;
 
 // For each text its number and the tokens that the English one shows, a word or a title its number alone.
 static string numbersOnly() {
-    static const std::set<int> words{30017, 30018, 30019, 30020, 30021, 30022,
-                                     30023, 30025, 30026, 30040, 30161, 30186};
+    const string header = readFile(KVX_SOURCE_DIR "/engn/include/sqloPrereqCheck.h");
+    const std::regex message(" = (\\d{5}), +// (none; a token of)?");
     useCatalog();
     std::map<int, string> texts;
-    for (int number = MSG_SEVERITY_WARNING; number <= MSG_VEX_SCRIPT_MISSING; number++) {
+    for (std::sregex_iterator found(header.begin(), header.end(), message), end; found != end; ++found) {
+        const int number = std::stoi((*found)[1]);
         char szText[1200];
-        if (sqloRetrieveNLString(number, szText, sizeof szText,
-                                 KVX_PROGRAM_DIR "/locale/en_US.iso88591/kvxistring.cat") != RC_OK)
-            continue;
-        texts[number] = words.count(number) ? std::to_string(number) : "@" + std::to_string(number);
+        sqloRetrieveNLString(number, szText, sizeof szText, KVX_PROGRAM_DIR "/locale/en_US.iso88591/kvxistring.cat");
+        texts[number] = ((*found)[2].matched ? "" : "@") + std::to_string(number);
         for (char token = '1'; token <= '9'; token++)
             if (strstr(szText, (string("%") + token).c_str()) != nullptr)
                 texts[number] += string("@%") + token;
