@@ -230,7 +230,10 @@ string answerHere(const string &call, bool bWholeText) {
         return masked(wholeText(shown, after, status));
     const auto shorter = [](const string &text) { return linesOf(replaced(text, abbreviations)); };
     outcome got = {status,
-                   shorter(replaced(shown.out, {{bWhole ? trace : "$.", ""}, {usageNames, "usage\n"}, {date, ""}})),
+                   shorter(replaced(shown.out, {{bWhole ? trace : "$.", ""},
+                                                {"(^|[^ ]\n)CHECK_HEADING ", "$1CHECK_HEADING no blank line, "},
+                                                {usageNames, "usage\n"},
+                                                {date, ""}})),
                    {},
                    joined(shorter(readFile("/gui")), "\n")};
     const vector<string> entries = errorEntries();

@@ -331,7 +331,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"versions", {nullptr, nullptr, [](words w) { return show(each(w + 1, [w](const char *p) { return order(w[0] == string("NULL!") ? nullptr : w[0], p); })); }}},
     // platform
     {"detect", {nullptr, nullptr, call<sqloGetLinuxDistributions>}},
-    {"distribution", {"TITLE_DISTRIBUTION", nullptr, call<sqloCheckLinuxDistributions>}},
+    {"distribution", {"no blank line, TITLE_DISTRIBUTION", nullptr, call<sqloCheckLinuxDistributions>}},
     {"kernel", {"TITLE_OS_LEVEL", nullptr, call<sqloCheckOSLevel>}},
     {"lsb", {"TITLE_DISTRIBUTION", nullptr, [](words w) { return sqloCheckLSBRelease("/lsb", w[0], 1, number(w[1])); }}},
     {"release", {nullptr, nullptr, call<sqloGetSUSERHELRelease>}},

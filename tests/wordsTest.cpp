@@ -195,6 +195,19 @@ TEST(Words, StayWordsOnAnotherHost) {
     });
 }
 
+TEST(Words, ThatDoNotFitAreRefused) {
+    static struct {
+        commandText szText;
+        char guard = '#';
+    } room;
+    for (const size_t length : {sizeof room.szText - 1, sizeof room.szText}) {
+        const string word(length, 'w');
+        const shellWord words[] = {toWord(word.c_str())};
+        EXPECT_EQ(composeCommand(room.szText, "%s", words, 1), length < sizeof room.szText);
+        EXPECT_EQ(room.guard, '#');
+    }
+}
+
 // What someone planted where its output would have gone answers for no command that is not run.
 TEST(Words, ThatAreRefusedGetNoAnswer) {
     onHost(toolHost(), [] {
