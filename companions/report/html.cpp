@@ -61,6 +61,7 @@ pre { margin: .25rem 0 .75rem; padding: .5rem .75rem; overflow-x: auto; backgrou
 .findings > li { margin: 0 0 .9rem; }
 .findings b { overflow-wrap: anywhere; }
 .findings ul { margin: .2rem 0 0; padding-left: 1.25rem; list-style: none; overflow-wrap: anywhere; }
+.findings ul li { white-space: pre-line; }
 .where { color: var(--quiet); font-size: .875rem; }
 .inside > details { margin-top: .75rem; }
 .inside > details > summary { color: var(--link); }

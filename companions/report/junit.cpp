@@ -12,17 +12,22 @@ namespace report {
 
 std::string escaped(std::string_view text) {
     std::string result;
-    for (const char c : visible(text)) {
-        switch (c) {
-        case '&': result += "&amp;"; break;
-        case '<': result += "&lt;"; break;
-        case '>': result += "&gt;"; break;
-        case '"': result += "&quot;"; break;
-        case '\'': result += "&#39;"; break;
-        default: result += c;
+    for (size_t end = 0;; text.remove_prefix(end + 1)) {
+        end = text.find('\n');
+        for (const char c : visible(text.substr(0, end))) {
+            switch (c) {
+            case '&': result += "&amp;"; break;
+            case '<': result += "&lt;"; break;
+            case '>': result += "&gt;"; break;
+            case '"': result += "&quot;"; break;
+            case '\'': result += "&#39;"; break;
+            default: result += c;
+            }
         }
+        if (end == std::string_view::npos)
+            return result;
+        result += "&#10;";
     }
-    return result;
 }
 
 namespace {

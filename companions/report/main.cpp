@@ -36,7 +36,7 @@ const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|ht
                            "  --host=NAME      name of the host of REPORT\n"
                            "  --status=N       exit status of kvxprereqcheck on that host\n"
                            "  --errors=FILE    what it wrote to standard error\n"
-                           "  --help           print this text and exit\n"
+                           "  -h, --help       print this text and exit\n"
                            "\n"
                            "Exit status: 0 all passed, or warnings only; 1 something failed; 2 something is\n"
                            "unknown, incomplete or unreadable.\n";
@@ -106,6 +106,8 @@ std::optional<std::string> readFetched(const fs::path &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (file < 0 && errno == ENOENT)
         return std::nullopt;
+    if (file < 0 && errno == ELOOP)
+        throw std::runtime_error(path.string() + ": is a link, which is not followed");
     struct stat about {};
     if (file < 0 || fstat(file, &about) != 0)
         throw fileError(path);
@@ -147,20 +149,24 @@ material fetchedFrom(const fs::path &directory) {
         if (!given.reason)
             given.reason = what;
     };
-    try {
-        if (const auto text = readFetched(directory / "reason"); text && !isBlank(*text))
-            given.reason = firstLine(*text);
-        const auto status = readFetched(directory / "status");
-        if (status && !(given.status = statusOf(*status)))
-            complain("file status holds no exit status");
-        given.errors = readFetched(directory / "errors").value_or("");
-        const auto report = readFetched(directory / "report");
-        if (!report && !given.status)
-            complain("there is no report");
-        given.report = report.value_or("");
-    } catch (const std::runtime_error &error) {
-        complain(error.what());
-    }
+    const auto content = [&](const char *pName) -> std::optional<std::string> {
+        try {
+            return readFetched(directory / pName);
+        } catch (const std::runtime_error &error) {
+            complain(error.what());
+            return std::nullopt;
+        }
+    };
+    if (const auto text = content("reason"); text && !isBlank(*text))
+        given.reason = firstLine(*text);
+    const auto status = content("status");
+    if (status && !(given.status = statusOf(*status)))
+        complain("file status holds no exit status");
+    given.errors = content("errors").value_or("");
+    const auto report = content("report");
+    if (!report && !given.status)
+        complain("there is no report");
+    given.report = report.value_or("");
     return given;
 }
 
@@ -211,11 +217,11 @@ public:
             written += "." + std::to_string(getpid());
             const descriptor file(open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
             if (file < 0)
-                throw fileError(written);
+                throw fileError(target);
         }
         stream.open(written, std::ios::binary);
         if (!stream)
-            throw fileError(written);
+            throw fileError(target);
     }
     outputFile(const outputFile &) = delete;
     outputFile &operator=(const outputFile &) = delete;
@@ -281,7 +287,9 @@ int showHosts(const settings &asked, writer &shown) {
             throw usageError("--host, --status and --errors are for one report; " + asked.input + " is a directory");
         const std::vector<fs::path> directories = hostDirectories(asked.input);
         if (directories.empty())
-            throw std::runtime_error(asked.input + ": has no directory of a host");
+            throw std::runtime_error(asked.input + (fs::exists(fs::path(asked.input) / "report")
+                                                        ? ": is one host's directory; name the one that it lies in"
+                                                        : ": has no directory of a host"));
         for (const fs::path &directory : directories)
             show(fetchedFrom(directory));
     }
@@ -304,6 +312,12 @@ int run(const settings &asked) {
     return status;
 }
 
+std::string notEmpty(const char *pValue) {
+    if (*pValue == '\0')
+        throw usageError("an option's value is empty");
+    return pValue;
+}
+
 settings readCommandLine(int argc, char **argv) {
     enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, HELP };
     static const std::array<option, 7> options{{{"format", required_argument, nullptr, FORMAT},
@@ -315,16 +329,17 @@ settings readCommandLine(int argc, char **argv) {
                                                 {nullptr, 0, nullptr, 0}}};
     static const std::array<std::string_view, 4> formats{"table", "json", "junit", "html"};
     settings asked;
-    for (int found = 0; (found = getopt_long(argc, argv, "", options.data(), nullptr)) != -1;) {
+    for (int found = 0; (found = getopt_long(argc, argv, "h", options.data(), nullptr)) != -1;) {
         switch (found) {
         case FORMAT: asked.format = optarg; break;
-        case OUTPUT: asked.output = optarg; break;
-        case HOST: asked.host = optarg; break;
-        case ERRORS: asked.errors = optarg; break;
+        case OUTPUT: asked.output = notEmpty(optarg); break;
+        case HOST: asked.host = notEmpty(optarg); break;
+        case ERRORS: asked.errors = notEmpty(optarg); break;
         case STATUS:
             if (!(asked.status = statusOf(optarg)))
                 throw usageError(std::string("no exit status: ") + optarg);
             break;
+        case 'h':
         case HELP: std::cout << pUsage; std::exit(exitGood);
         default: throw usageError("");
         }

@@ -102,7 +102,7 @@ static std::string noteOn(const pass &incomplete, const host &one) {
     if (incomplete.level)
         return "Level " + nameOf(incomplete) + " has no verdict: the report was cut off there.";
     if (one.language.empty())
-        return "There is no report, or it is in a language whose catalog is not here.";
+        return "There is no report, or it is none of kvxprereqcheck, or in a language whose catalog is not here.";
     return "No level was checked, or the report was cut off in front of one.";
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <sstream>
 
 namespace report {
 
@@ -131,10 +132,12 @@ private:
     }
 
     void showWrapped(const std::string &text, size_t margin, bool bBegun = false) {
-        for (const std::string &line : wrap(visible(text), screenWidth - margin)) {
-            out << (bBegun ? "" : std::string(margin, ' ')) << line << '\n';
-            bBegun = false;
-        }
+        std::istringstream in(text);
+        for (std::string whole; std::getline(in, whole);)
+            for (const std::string &line : wrap(visible(whole), screenWidth - margin)) {
+                out << (bBegun ? "" : std::string(margin, ' ')) << line << '\n';
+                bBegun = false;
+            }
         if (bBegun)
             out << '\n';
     }
