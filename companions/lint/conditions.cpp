@@ -75,6 +75,22 @@ std::optional<string_view> fixedText(int tag, string_view level) {
     }
 }
 
+// A number and the one below it: a host's release, and its kernel's.
+struct releaseParts {
+    Tag first, second;
+};
+
+constexpr releaseParts releases[] = {
+    {RHELVersion, RHELSP}, {SLESVersion, SLESSP},  {IAVersion, IASP},
+    {CNTVersion, CNTSP},   {OSVersion, OSRelease}, {OSRelease, OSMinorRelease},
+};
+
+// Is the second part bounded from below for several numbers of the first? It starts anew with each of them.
+bool skipsReleases(const releaseParts &parts, const std::vector<triple> &triples) {
+    const range first = rangeOf(parts.first, triples), second = rangeOf(parts.second, triples);
+    return first.low != LONG_MIN && first.low < first.high && second.low > 0 && second.low < second.high;
+}
+
 bool isDistribution(string_view word) {
     return std::find(ppszDistroName + 1, ppszDistroName + DISTRO_COUNT, word) != ppszDistroName + DISTRO_COUNT;
 }
@@ -97,6 +113,7 @@ public:
             checkDistribution(triple);
         }
         checkContradictions();
+        checkReleases();
         return true;
     }
 
@@ -203,7 +220,7 @@ private:
             report(Rule::never, triple.value,
                    string(triple.operand) + " is a whole number, never " + quoted(triple.value) +
                        ": the section is skipped on every host that knows it (9.4 is version 9, service pack 4)");
-        else if (triple.tag == SLESVersion || triple.tag == SLESSP)
+        else if (triple.tag == SLESSP || (triple.tag == SLESVersion && rangeOf(SLESSP, all).low <= 0))
             report(Rule::lineBreak, triple.operation,
                    "on a host without /etc/SuSE-release " + string(triple.operand) +
                        " may end in a line break and is then equal to no word: use \">=\" and \"<\"");
@@ -214,7 +231,7 @@ private:
         if (wanted.empty() || place.given[(std::size_t)triple.tag])
             return;
         const range distro = rangeOf(LinuxDistro, all);
-        if (distro.text == wanted)
+        if (distro.text == wanted || (distro.text && !isDistribution(*distro.text)))
             return;
         const string fix = "LinuxDistro = " + string(wanted);
         report(Rule::distribution, triple.operand,
@@ -234,6 +251,24 @@ private:
                 report(Rule::contradiction, triple.operand,
                        "no host passes this and what was asked of " + string(triple.operand) +
                            " before: the section is never read; is one above not closed?");
+        }
+    }
+
+    void checkReleases() const {
+        for (const releaseParts &parts : releases) {
+            if (!skipsReleases(parts, all) || skipsReleases(parts, place.enclosing))
+                continue;
+            auto named = std::find_if(asked.triples.rbegin(), asked.triples.rend(), [&](const triple &triple) {
+                return triple.tag == parts.second || triple.tag == parts.first;
+            });
+            const string first = ppszTagName[parts.first], second = ppszTagName[parts.second];
+            const string low = std::to_string(rangeOf(parts.first, all).low);
+            const string next = std::to_string(rangeOf(parts.second, all).low);
+            report(Rule::secondPart, named->operand,
+                   second + " is asked of every " + first + " from " + low + " on, so " +
+                       std::to_string(rangeOf(parts.first, all).low + 1) + ".0 is left out; for \"" + low + "." + next +
+                       " or later\" write two sections: \"" + first + " = " + low + " " + second + " >= " + next +
+                       "\" and \"" + first + " > " + low + "\"");
         }
     }
 

@@ -51,6 +51,7 @@ constexpr ruleEntry entries[] = {
     {Rule::never, "never", ERROR},
     {Rule::unset, "unset", WARNING},
     {Rule::lineBreak, "line-break", WARNING},
+    {Rule::secondPart, "second-part", WARNING},
     {Rule::number, "number", ERROR},
     {Rule::outerBlank, "outer-blank", ERROR},
     {Rule::packageName, "package", ERROR},

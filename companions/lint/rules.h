@@ -55,6 +55,7 @@ enum class Rule {
     never,
     unset,
     lineBreak,
+    secondPart,
     // values
     number,
     outerBlank,

@@ -138,6 +138,7 @@ static const std::vector<mistake> mistakes = {
     {"never", "LinuxDistro = RHEL RHELVersion >= 9\">", "LinuxDistro = RHEL RHELVersion = 9.2\">"},
     {"unset", "LinuxDistro = UBUNTU\">", "LinuxDistro = UBUNTU UBUNTUVersion >= 22\">"},
     {"line-break", "LinuxDistro = SUSE SLESVersion >= 15\">", "LinuxDistro = SUSE SLESSP = 5\">"},
+    {"second-part", "RHELVersion >= 9\">", "RHELVersion >= 9 RHELSP >= 2\">"},
     // values
     {"number", "<MinOSVersion>4<", "<MinOSVersion>4.12<"},
     {"number", "<UMASK>022<", "<UMASK>u=rwx<"},
@@ -186,6 +187,7 @@ TEST(Lint, IsSilentOnWhatIsFine) {
         {"<RHEL value=\"LinuxDistro = RHEL\">", "<RHEL value=\"  LinuxDistro   = RHEL RHELVersion < 9 RHELSP >= 2 \">"},
         {"<RHEL value=\"LinuxDistro = RHEL\">", "<RHEL value=\"LinuxDistro = RHEL MinOSVersion >= 4 KVXLevel = 12.1\">"},
         {"<SLES value=\"LinuxDistro = SUSE\">", "<SLES value=\"LinuxDistro = SUSE OSVersion > 3\">"},
+        {"<SLES value=\"LinuxDistro = SUSE\">", "<SLES value=\"LinuxDistro = SUSE SLESVersion = 15 SLESSP >= 3\">"},
         {"  </RHEL>\n", "  </RHEL> <!-- RHEL -->\n"},
         {"<KVXLevel value=\"12.1\">", "<KVXLevel value=\"12.1.0.0-1\">"},
         {"</platform>\n</KVXLevel>", "</platform></KVXLevel>"},
