@@ -262,11 +262,20 @@ private:
             for (const auto &[other, texts] : level.values)
                 if (isAsked(useOf(other).read) && useOf(other).check == use.check)
                     printValue(other, texts);
+            if (noteOn(tag).empty())
+                printLacking(use.check);
         }
         out << "\nChecks of every level: strings is there" << (host.bClient ? "" : ", libaio.so.1 loads")
             << ", 32-bit PAM library (warning)"
             << (host.bClustered ? ", SELinux is disabled, free space in /var, /usr and the temporary directory" : "")
             << "\n";
+    }
+
+    // What a check is made without, though it is given what makes no sense alone.
+    void printLacking(string_view check) const {
+        for (const dependence &pair : dependences)
+            if (useOf(pair.tag).check == check && isGiven(pair.tag) && !isGiven(pair.needed))
+                out << "  " << ppszTagName[pair.needed] << " is not given: " << pair.consequence << "\n";
     }
 
     // A check that does not run in spite of what it is given.

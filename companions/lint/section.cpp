@@ -59,29 +59,12 @@ bool isPackageName(string_view text, bool bPath) {
            });
 }
 
-// What stands where one tag is given without another.
-struct dependence {
-    Tag tag, needed;
-    string_view consequence;
-};
-
-constexpr dependence dependences[] = {
-    {kshPackage, ntpPackage, "shells are checked only where both are given"},
-    {ntpPackage, kshPackage, "time services are checked only where both are given"},
-    {mkshPackage, kshPackage, "shells are checked only where kshPackage is given"},
-    {chronyPackage, ntpPackage, "it is asked for only where ntpPackage is not found"},
-    {kshVersion, kshPackage, "there is no package to compare it with"},
-    {kshRelease, kshVersion, "a release is compared only where the version is the same"},
-    {mkshVersion, mkshPackage, "there is no package to compare it with"},
-    {ntpVersion, ntpPackage, "there is no package to compare it with"},
-    {chronyVersion, chronyPackage, "there is no package to compare it with"},
-    {CPPVersionString, CPPLibName, "no C++ runtime is looked at"},
-    {CPPLibName, CPPVersionString, "every C++ runtime fails"},
-    {MinOSRelease, MinOSVersion, "the version counts as 0, so every kernel passes"},
-    {MinOSMinorRelease, MinOSRelease, "the release counts as 0"},
-    {LibCMajorRelease, LibCVersion, "the version counts as 0, so every C library passes"},
-    {LibCMinorRelease, LibCMajorRelease, "the major release counts as 0"},
-};
+// Can a host of a distribution meet the conditions around a value?
+bool isForDistribution(string_view name, const std::vector<triple> &triples) {
+    return std::none_of(triples.begin(), triples.end(), [&](const triple &triple) {
+        return triple.tag == LinuxDistro && triple.operation == "=" && triple.value != name;
+    });
+}
 
 // What a section asks whose condition cannot be told.
 constexpr triple unknownTriple = {"", "", "", -1};
@@ -585,13 +568,37 @@ void sectionJudge::judgeLevel(std::size_t levelLine, std::size_t levelColumn) {
         line.reportAt(Rule::noRequirement, levelLine, levelColumn,
                       "no check reads anything that this level gives, so hardly a host fails it: give at least "
                       "MinOSVersion");
-    for (const dependence &pair : dependences) {
-        const auto &given = values[(std::size_t)pair.tag];
-        if (!given.empty() && values[(std::size_t)pair.needed].empty() && !meant[(std::size_t)pair.needed])
-            line.reportAt(Rule::together, given.front().line, given.front().column,
-                          string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] + ": " +
-                              string(pair.consequence) + "; give both");
+    for (const dependence &pair : dependences)
+        judgeDependence(pair);
+}
+
+// A value that a distribution can have, without another that it never has.
+void sectionJudge::judgeDependence(const dependence &pair) {
+    if (meant[(std::size_t)pair.needed] || values[(std::size_t)pair.tag].empty())
+        return;
+    const seenValue *pFirst = nullptr;
+    string names;
+    int lacking = 0;
+    for (int distribution = DISTRO_UNKNOWN + 1; distribution < DISTRO_COUNT; distribution++) {
+        const char *pName = ppszDistroName[distribution];
+        const seenValue *pGiven = firstValueOn(pName, pair.tag);
+        if (pGiven == nullptr || firstValueOn(pName, pair.needed) != nullptr)
+            continue;
+        pFirst = pFirst == nullptr || pGiven->line < pFirst->line ? pGiven : pFirst;
+        names += (lacking++ == 0 ? " on " : ", ") + string(pName);
     }
+    if (lacking > 0)
+        line.reportAt(Rule::together, pFirst->line, pFirst->column,
+                      string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] +
+                          (values[(std::size_t)pair.needed].empty() ? "" : names) + ": " + string(pair.consequence) +
+                          "; give both");
+}
+
+const sectionJudge::seenValue *sectionJudge::firstValueOn(string_view distribution, Tag tag) const {
+    for (const seenValue &given : values[(std::size_t)tag])
+        if (isForDistribution(distribution, given.triples))
+            return &given;
+    return nullptr;
 }
 
 } // namespace lint

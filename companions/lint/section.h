@@ -11,6 +11,7 @@
 #include "markup.h"
 #include "reader.h"
 #include "rules.h"
+#include "tags.h"
 
 namespace lint {
 
@@ -84,6 +85,8 @@ private:
     void judgeValue(const markup &part, const lineEffect &effect);
     void judgeText(const markup &part, int tag, const std::string &text);
     void remember(const markup &part, int tag);
+    void judgeDependence(const dependence &pair);
+    const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
     std::vector<triple> enclosingTriples() const;
     bool inGrid() const;
 

@@ -33,6 +33,30 @@ struct tagUse {
 
 const tagUse &useOf(int tag);
 
+// What stands where one tag is given without another.
+struct dependence {
+    Tag tag, needed;
+    std::string_view consequence;
+};
+
+inline constexpr dependence dependences[] = {
+    {kshPackage, ntpPackage, "shells are checked only where both are given"},
+    {ntpPackage, kshPackage, "time services are checked only where both are given"},
+    {mkshPackage, kshPackage, "shells are checked only where kshPackage is given"},
+    {chronyPackage, ntpPackage, "it is asked for only where ntpPackage is not found"},
+    {kshVersion, kshPackage, "there is no package to compare it with"},
+    {kshRelease, kshVersion, "a release is compared only where the version is the same"},
+    {mkshVersion, mkshPackage, "there is no package to compare it with"},
+    {ntpVersion, ntpPackage, "there is no package to compare it with"},
+    {chronyVersion, chronyPackage, "there is no package to compare it with"},
+    {CPPVersionString, CPPLibName, "no C++ runtime is looked at"},
+    {CPPLibName, CPPVersionString, "every C++ runtime fails"},
+    {MinOSRelease, MinOSVersion, "the version counts as 0, so every kernel passes"},
+    {MinOSMinorRelease, MinOSRelease, "the release counts as 0"},
+    {LibCMajorRelease, LibCVersion, "the version counts as 0, so every C library passes"},
+    {LibCMinorRelease, LibCMajorRelease, "the major release counts as 0"},
+};
+
 // The distribution that alone stores a tag, such as RHELVersion; empty where every host or none does.
 std::string_view distributionOf(int tag);
 

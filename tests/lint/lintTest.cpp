@@ -150,6 +150,7 @@ static const std::vector<mistake> mistakes = {
     {"markup", "<UMASK>022<", "<UMASK>022<!-- octal --><"},
     {"host", "<UMASK>022</UMASK>", "<UMASK>022</UMASK>\n  <RHELVersion>9</RHELVersion>", 1},
     {"together together", "    <ntpPackage>ntpd</ntpPackage>\n    <ntpVersion>4.2.8</ntpVersion>\n", "", 2},
+    {"together", "  <CPPVersionString>CXXABI_1.3.11</CPPVersionString>\n", "", -1},
     {"replaced", "<UMASK>022</UMASK>", "<UMASK>027</UMASK>\n  <UMASK>022</UMASK>"},
     {"replaced replaced", "  </RHEL>\n  <SLES", "  </RHEL>\n  <RHEL value=\"LinuxDistro = RHEL\">\n    <MinRHELSP>9</MinRHELSP>\n  </RHEL>\n  <SLES", -14},
     {"long-line", "<UMASK>022</UMASK>", string(240, ' ') + "<UMASK>022</UMASK>"},
