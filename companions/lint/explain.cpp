@@ -234,6 +234,7 @@ public:
             << (host.servicePack.empty() ? "" : " service pack " + printable(host.servicePack))
             << (host.kernel.empty() ? ", kernel not given" : ", kernel " + printable(host.kernel))
             << (host.bClient ? ", client" : "") << (host.bClustered ? ", clustered pass" : "") << "\n";
+        printNotes(name);
         printChecks();
         printRest("Read in the clustered pass only",
                   [&](Reading read) { return read == Reading::clusteredPass && !host.bClustered; });
@@ -243,6 +244,17 @@ public:
     }
 
 private:
+    // The program decides by the host, before it reads a level, whether to check it there.
+    void printNotes(const string &name) const {
+        if (host.distribution != ppszDistroName[DISTRO_UBUNTU])
+            return;
+        if (name.find("9.8") != string::npos)
+            out << "Note: a level whose name holds 9.8 is not for UBUNTU: -v refuses it, a run of all levels passes over "
+                   "it; only -i without -v, and -l, check it\n";
+        if (host.bClustered)
+            out << "Note: on UBUNTU only -l makes the clustered pass\n";
+    }
+
     bool isAsked(Reading read) const {
         return read == Reading::everyPass || (read == Reading::clusteredPass && host.bClustered);
     }

@@ -1,4 +1,5 @@
 // kvxprereqlint: judges prerequisites files, and explains them for a host that need not be there.
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -27,7 +28,29 @@ constexpr char usage[] =
     "       kvxprereqlint --explain LEVEL --distribution NAME --release VERSION [--service-pack N]\n"
     "                     [--kernel VERSION] [--clustered] [--client] FILE\n";
 
+constexpr char help[] =
+    "\n"
+    "Finds lines of a prerequisites file that kvxprereqcheck does not take as they look.\n"
+    "\n"
+    "  --unread             also report elements that no check reads\n"
+    "  --levels             list the levels, the newest first\n"
+    "  --explain LEVEL      list what a host would be asked for; it need not exist:\n"
+    "  --distribution NAME  RHEL, SUSE, UBUNTU, INSPUR or CENTOS\n"
+    "  --release VERSION    its release, such as 9.4\n"
+    "  --service-pack N     its service pack, where the release does not hold it\n"
+    "  --kernel VERSION     its kernel, such as 5.14.0; without it conditions on it hold\n"
+    "  --clustered          the pass that checks the clustered feature\n"
+    "  --client             the checks of a client\n"
+    "  -h, --help           print this\n"
+    "\n"
+    "Exit status: 0 nothing was found, 1 findings, 2 a file cannot be read or the options are wrong.\n";
+
 struct wrongUsage : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// A value that is none, where the usage text would hide what is wanted.
+struct wrongValue : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
@@ -38,8 +61,40 @@ struct arguments {
     std::vector<string> files;
 };
 
+/* --- Texts that describe a host --- */
+
+constexpr char digits[] = "0123456789";
+
+// A release is what a release file says, so what follows its first number is not judged.
+bool isRelease(const string &text) {
+    return text.find_first_of(digits) == 0;
+}
+
+bool isServicePack(const string &text) {
+    return !text.empty() && text.find_first_not_of(digits) == string::npos;
+}
+
+bool isKernel(const string &text) {
+    std::size_t begin = 0;
+    for (int part = 1; part <= 3; part++) {
+        const std::size_t end = std::min(text.find_first_not_of(digits, begin), text.size());
+        if (end == begin || (part < 3 && text[end] != '.'))
+            return false;
+        begin = end + 1;
+    }
+    return true;
+}
+
+string checked(const char *pText, bool (*isFit)(const string &), const char *pWanted) {
+    if (!isFit(pText))
+        throw wrongValue(string(pWanted) + ", not \"" + lint::printable(pText) + "\"");
+    return pText;
+}
+
+/* --- Arguments --- */
+
 arguments readArguments(int argc, char **argv) {
-    enum { UNREAD = 1, LEVELS, EXPLAIN, DISTRIBUTION, RELEASE, SERVICE_PACK, KERNEL, CLUSTERED, CLIENT, HELP };
+    enum { UNREAD = 1, LEVELS, EXPLAIN, DISTRIBUTION, RELEASE, SERVICE_PACK, KERNEL, CLUSTERED, CLIENT, HELP = 'h' };
     static constexpr option options[] = {
         {"unread", no_argument, nullptr, UNREAD},
         {"levels", no_argument, nullptr, LEVELS},
@@ -54,7 +109,7 @@ arguments readArguments(int argc, char **argv) {
         {nullptr, 0, nullptr, 0},
     };
     arguments given;
-    for (int found; (found = getopt_long(argc, argv, "", options, nullptr)) != -1;) {
+    for (int found; (found = getopt_long(argc, argv, "h", options, nullptr)) != -1;) {
         given.bHostOption = given.bHostOption || (found >= DISTRIBUTION && found <= CLIENT);
         switch (found) {
         case UNREAD: given.bUnread = true; break;
@@ -64,9 +119,17 @@ arguments readArguments(int argc, char **argv) {
             given.level = optarg;
             break;
         case DISTRIBUTION: given.host.distribution = optarg; break;
-        case RELEASE: given.host.release = optarg; break;
-        case SERVICE_PACK: given.host.servicePack = optarg; break;
-        case KERNEL: given.host.kernel = optarg; break;
+        case RELEASE:
+            given.host.release = checked(optarg, isRelease, "--release begins with a digit, such as 9.4");
+            break;
+        case SERVICE_PACK:
+            given.host.servicePack = checked(optarg, isServicePack, "--service-pack is a whole number, such as 4");
+            break;
+        case KERNEL:
+            given.host.kernel = checked(optarg, isKernel,
+                                        "--kernel is three numbers, such as 5.14.0 (a kernel with fewer fails the "
+                                        "kernel level check)");
+            break;
         case CLUSTERED: given.host.bClustered = true; break;
         case CLIENT: given.host.bClient = true; break;
         case HELP: given.bHelp = true; break;
@@ -93,10 +156,11 @@ void checkArguments(const arguments &given) {
         throw wrongUsage("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
     if (host.release.empty())
         throw wrongUsage("--release is missing, such as 9.4");
+    if (!host.servicePack.empty() && host.release.find('.') != string::npos)
+        throw wrongValue("--release " + lint::printable(host.release) +
+                         " says the service pack: leave --service-pack out, or give the release without");
     if (host.bClustered && host.bClient)
         throw wrongUsage("there is no clustered pass for a client");
-    if (host.bClustered && host.distribution == "UBUNTU")
-        throw wrongUsage("there is no clustered pass on UBUNTU");
 }
 
 string readFile(const string &path) {
@@ -151,7 +215,7 @@ int main(int argc, char **argv) {
     try {
         const arguments given = readArguments(argc, argv);
         if (given.bHelp) {
-            std::cout << usage;
+            std::cout << usage << help;
             return std::cout.flush() ? CLEAN : TROUBLE;
         }
         checkArguments(given);

@@ -369,7 +369,10 @@ TEST(LintCommand, TellsFindingsAndWhatCannotBeRead) {
     for (const string &arguments : std::vector<string>{
              "", "--levels", "--levels --unread " + bad, "--explain 1.0 " + bad, "--frob", "/", "--clustered " + bad,
              bad + " > /dev/full", "--explain 2 --distribution RHEL --release 9 " + bad,
-             "--explain 1.0 --distribution UBUNTU --release 22.04 --clustered " + bad})
+             "--explain 1.0 --distribution RHEL --release nine " + bad,
+             "--explain 1.0 --distribution RHEL --release 9 --service-pack x " + bad,
+             "--explain 1.0 --distribution RHEL --release 9.4 --service-pack 7 " + bad,
+             "--explain 1.0 --distribution RHEL --release 9.4 --kernel 5.14 " + bad})
         EXPECT_EQ(run(arguments).second, 2) << arguments;
 }
 
@@ -379,7 +382,8 @@ TEST(LintCommand, ExplainsALevel) {
                            "<RHEL value=\"LinuxDistro = RHEL RHELVersion >= 9 RHELSP >= 4\">\n"
                            "<MinOSVersion>5</MinOSVersion>\n</RHEL>\n<SLES value=\"LinuxDistro = SUSE SLESSP = 5\">\n"
                            "<UMASK>022</UMASK>\n</SLES>\n<CNTVersion value=\"OSMinorRelease > 14\">\n</CNTVersion>\n"
-                           "<shareGrid>\n<kshPackage>ksh</kshPackage>\n</shareGrid>\n</platform>\n";
+                           "<shareGrid>\n<kshPackage>ksh</kshPackage>\n<LibCMajorRelease>28</LibCMajorRelease>\n"
+                           "</shareGrid>\n</platform>\n";
     EXPECT_EQ(
         run(explain + "RHEL --release 9.4 --kernel 5.14.0-1 --client " + file).first,
         "Level 1.0 on RHEL 9.4, kernel 5.14.0-1, client\n\n"
@@ -387,12 +391,15 @@ TEST(LintCommand, ExplainsALevel) {
         "Checks of every level: strings is there, 32-bit PAM library (warning)\n\n"
         "Skipped\n  lines 7 to 9: <SLES value=\"LinuxDistro = SUSE SLESSP = 5\">\n    LinuxDistro is RHEL, not SUSE\n"
         "  lines 10 to 11: <CNTVersion value=\"OSMinorRelease > 14\">\n    OSMinorRelease is 0, not > 14\n"
-        "  lines 12 to 14: <shareGrid>\n    it is for the clustered pass\n");
+        "  lines 12 to 15: <shareGrid>\n    it is for the clustered pass\n");
     const string clustered = run(explain + "SUSE --release 15.5 --clustered " + file).first;
     EXPECT_NE(clustered.find("SLESSP is 5\\n, not 5"), string::npos) << clustered;
+    EXPECT_NE(clustered.find("LibCVersion is not given: the version counts as 0"), string::npos) << clustered;
     EXPECT_NE(clustered.find("Check: shells, not made: kshPackage and ntpPackage are not both given\n  line 13: "),
               string::npos)
         << clustered;
+    const string ubuntu = run("--explain 9.8 --distribution UBUNTU --release 22.04 --clustered " + sample).first;
+    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 is not for UBUNTU.*\nNote: .* only -l "))) << ubuntu;
     EXPECT_NE(run(explain + "SUSE --release 15 --service-pack 5 " + file).first.find("line 8: UMASK"), string::npos);
 }
 
