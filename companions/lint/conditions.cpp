@@ -289,6 +289,17 @@ string restHint(const std::vector<string_view> &rest) {
                                                      : "complete it, or take it out";
 }
 
+// The first character that is none of ASCII's: that of a word processor or a web page. Empty when there is none.
+string_view foreignCharacter(string_view text) {
+    const auto isForeign = [](char c) { return (unsigned char)c >= 0x80; };
+    const auto isContinued = [](char c) { return ((unsigned char)c & 0xc0) == 0x80; };
+    const auto begin = std::find_if(text.begin(), text.end(), isForeign);
+    if (begin == text.end())
+        return {};
+    const auto end = std::find_if_not(begin + 1, text.end(), isContinued);
+    return text.substr((std::size_t)(begin - text.begin()), (std::size_t)(end - begin));
+}
+
 } // namespace
 
 string_view quotedText(string_view line, bool &bQuotes) {
@@ -328,6 +339,14 @@ bool isImplied(const triple &asked, const std::vector<triple> &others) {
 
 void checkCondition(string_view text, const conditionPlace &place, const reporter &report) {
     const condition asked = readCondition(text);
+    const string_view foreign = foreignCharacter(text);
+    if (!foreign.empty()) {
+        report(Rule::triple, foreign,
+               foreign == noBreakSpace
+                   ? quoted(foreign) + " is a no-break space, which does not separate words: replace it with a blank"
+                   : quoted(foreign) + " is in no tag, operator or word of a host: replace it");
+        return;
+    }
     if (asked.triples.empty() && asked.rest.empty())
         report(Rule::triple, text, "the condition is empty and always holds: write one, or leave the section out");
     if (!conditionCheck(asked, place, report).run() || asked.rest.empty())

@@ -344,9 +344,13 @@ private:
 string printable(string_view text) {
     static constexpr char digits[] = "0123456789abcdef";
     string shown;
-    for (const char c : text) {
+    for (std::size_t i = 0; i < text.size(); i++) {
+        const char c = text[i];
         const unsigned code = (unsigned char)c;
-        if (c == '\n')
+        if (text.substr(i, noBreakSpace.size()) == noBreakSpace) {
+            shown += "U+00A0";
+            i += noBreakSpace.size() - 1;
+        } else if (c == '\n')
             shown += "\\n";
         else if (code < ' ' || code == 0x7f)
             shown += {'\\', 'x', digits[code >> 4], digits[code & 15]};

@@ -26,7 +26,7 @@ bool explain(std::string_view file, const std::string &level, const describedHos
 // Only once: the program's list of levels is built.
 bool listLevels(const std::string &path, std::ostream &out);
 
-// A text with everything that a terminal would act upon written out.
+// A text with what a terminal would act upon, and blanks that are none, written out.
 std::string printable(std::string_view text);
 
 } // namespace lint

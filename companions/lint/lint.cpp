@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <map>
 
 #include "section.h"
@@ -36,13 +37,25 @@ bool sameLetters(string_view left, string_view right) {
     return left.size() == right.size() && (left == right || lowered(left) == lowered(right));
 }
 
+// UTF-16, by its byte order mark or by the file's first "<".
+bool isWide(string_view file) {
+    static constexpr string_view beginnings[] = {"\xff\xfe", "\xfe\xff", {"<\0", 2}, {"\0<", 2}};
+    return std::find(std::begin(beginnings), std::end(beginnings), file.substr(0, 2)) != std::end(beginnings);
+}
+
+// Digits and points, each number between two of them.
+bool isLevelName(string_view name) {
+    return !name.empty() && name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
+}
+
 class fileJudge {
 public:
     explicit fileJudge(bool bUnread) : section(line, reader, bUnread) {
     }
 
     std::vector<finding> run(string_view file) {
-        const bool bWide = file.substr(0, 2) == "\xff\xfe" || file.substr(0, 2) == "\xfe\xff";
+        if (isWide(file))
+            return {{1, 1, Rule::noLevel, true, "the file is in UTF-16, which is not read: save it as UTF-8"}};
         while (!file.empty()) {
             const std::size_t end = std::min(file.find('\n'), file.size());
             takeLine(file.substr(0, end));
@@ -50,9 +63,7 @@ public:
         }
         endLevel();
         if (!bAnyLevel)
-            line.reportAt(Rule::noLevel, 1, 1,
-                          bWide ? "the file is in UTF-16, which is not read: save it as UTF-8"
-                                : "no line offers a level: write " + levelLine("12.1"));
+            line.reportAt(Rule::noLevel, 1, 1, "no line offers a level: write " + levelLine("12.1"));
         std::stable_sort(line.findings.begin(), line.findings.end(), [](const finding &left, const finding &right) {
             return std::pair(left.line, left.column) < std::pair(right.line, right.column);
         });
@@ -137,7 +148,7 @@ private:
         section.begin(name);
 
         if (pPart != nullptr && pPart->comment != 0)
-            line.reportComment(*pPart, "this level is offered although it is in a comment: take it out");
+            line.reportComment(*pPart, "this level is offered");
         else if (!bFound || !bQuotes)
             judgeLevelForm(pPart, name, bOffered);
         else
@@ -172,9 +183,14 @@ private:
             line.report(Rule::levelName, levelAt.second,
                         "a level has at most " + std::to_string(LEVEL_ROOM) +
                             " characters; this one is left out of the list: shorten it");
-        else if (name.empty() || !std::isdigit((unsigned char)name[0]))
+        else if (isLevelName(trimmed(name)) && !isLevelName(name))
             line.report(Rule::levelName, levelAt.second,
-                        "a level is a version, as 12.1; what does not begin with a digit stands anywhere in the order");
+                        "the blank is part of the level's name, and -v must be given it, too: write \"" +
+                            string(trimmed(name)) + "\"");
+        else if (!isLevelName(name))
+            line.report(Rule::levelName, levelAt.second,
+                        "a level is numbers between points, as 12.1: by these it is ordered, and that is what users "
+                        "type behind -v");
         const auto first = levels.emplace(name, line.number);
         if (!first.second)
             line.report(Rule::levelTwice, levelAt.second,
@@ -215,7 +231,7 @@ private:
         const markup *pPlatform = platformPart();
         if (reader.place() == PLACE_SECTION) {
             if (pPlatform != nullptr && pPlatform->comment != 0)
-                line.reportComment(*pPlatform, "the platform section counts although it is in a comment: take it out");
+                line.reportComment(*pPlatform, "the platform section counts");
             beginPlatform();
             judgeOthers(pPlatform, "the platform");
         } else if (pPlatform != nullptr && pPlatform->comment == 0)
@@ -298,7 +314,7 @@ private:
 
     void endPlatform(const markup *pClosing) {
         if (pClosing != nullptr && pClosing->comment != 0)
-            line.reportComment(*pClosing, "</platform> ends the section although it is in a comment: take it out");
+            line.reportComment(*pClosing, "</platform> ends the section");
         judgeOthers(pClosing, "</platform>");
         section.passLine();
         section.end();

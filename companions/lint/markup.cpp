@@ -103,6 +103,14 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
+std::string_view lineMark(std::string_view line) {
+    const std::string_view text = trimmed(line);
+    for (const std::string_view mark : {"#", "//", ";", "/*"})
+        if (beginsAt(text, 0, mark))
+            return mark;
+    return {};
+}
+
 // Reads the tag at a "<" and moves behind it.
 void markupReader::readTag(std::string_view line, std::size_t &position, markedLine &marked) const {
     const std::size_t start = position;
@@ -119,7 +127,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     part.name = line.substr(nameStart, behindName - nameStart);
     part.attributes = trimmed(line.substr(behindName, stop - behindName));
     part.column = start + 1;
-    part.comment = inComment ? comments : 0;
+    part.comment = inComment || behindMark ? comments : 0;
     part.complete = end != npos;
     part.plain = part.complete && (end == behindName || (!bClosing && !part.attributes.empty()));
     if (part.name.back() == '/' || part.attributes == "/") {
@@ -136,6 +144,8 @@ void markupReader::read(std::string_view line, markedLine &marked) {
     marked.parts.clear();
     marked.textColumn = 0;
     std::size_t textColumn = 0, position = 0;
+    behindMark = !lineMark(line).empty();
+    comments += behindMark && !inComment;
     while (position < line.size()) {
         const std::size_t mark = std::min(line.find('<', position), line.size());
         const std::size_t end = inComment ? line.find(commentEnd, position) : npos;

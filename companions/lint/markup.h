@@ -20,7 +20,7 @@ struct markup {
     std::string_view text;       // of an element
     std::string_view closedBy;   // the name in an element's closing tag
     std::size_t column;          // counted from 1
-    std::size_t comment;         // that it stands in, counted from 1; 0: in none
+    std::size_t comment;         // that it stands in, or what looks like one, counted from 1; 0: in none
     bool complete;               // its tags end on the line
     bool plain;                  // no blank in the angle brackets but in front of an attribute
 };
@@ -38,9 +38,12 @@ public:
 private:
     void readTag(std::string_view line, std::size_t &position, markedLine &marked) const;
 
-    bool inComment = false;
+    bool inComment = false, behindMark = false;
     std::size_t comments = 0;
 };
+
+// The mark that makes a line a comment elsewhere, such as "#"; empty when it does not begin with one.
+std::string_view lineMark(std::string_view line);
 
 bool isBlank(char c);
 std::string_view trimmed(std::string_view text);

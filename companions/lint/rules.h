@@ -8,6 +8,9 @@
 
 namespace lint {
 
+// Looks like a blank and is none.
+inline constexpr std::string_view noBreakSpace = "\xc2\xa0";
+
 enum class Rule {
     // elements
     unknownElement,

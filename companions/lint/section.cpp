@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "sqloText.h"
 #include "tags.h"
 
 namespace lint {
@@ -86,10 +87,11 @@ std::size_t judgedLine::columnOf(string_view word) const {
 }
 
 void judgedLine::reportComment(const markup &part, const string &what) {
-    if (part.comment == reportedComment)
-        return;
-    reportedComment = part.comment;
-    report(Rule::comment, part.column, what);
+    const string_view mark = lineMark(text);
+    report(Rule::comment, part.column,
+           what + (mark.empty() ? string(" although it is in a comment")
+                                : ", for \"" + string(mark) + "\" does not make a comment") +
+               ": take it out");
 }
 
 const markup *judgedLine::find(MarkupKind kind, string_view name) const {
@@ -146,7 +148,7 @@ const markup *sectionJudge::countedValue(const lineEffect &effect) {
     if (pPart == nullptr || (effect.effect == LINE_EMPTY && pPart->comment != 0))
         return pPart;
     if (pPart->comment != 0)
-        line.reportComment(*pPart, opening(pPart->name) + " counts although it is in a comment: take it out");
+        line.reportComment(*pPart, opening(pPart->name) + " counts");
     else if (effect.effect == LINE_EMPTY)
         line.report(Rule::empty, pPart->column,
                     opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
@@ -171,7 +173,7 @@ const markup *sectionJudge::countedOpening(int tag) {
     }
     if (pPart->comment != 0)
         line.reportComment(*pPart,
-                           "the section " + opening(pPart->name) + " counts although it is in a comment: take it out");
+                           "the section " + opening(pPart->name) + " counts");
     open(*pPart, tag, !pPart->attributes.empty());
     return pPart;
 }
@@ -191,7 +193,7 @@ const markup *sectionJudge::countedClosing(const lineEffect &effect) {
     if (pPart == nullptr)
         return line.find(MarkupKind::element, name);
     if (pPart->comment != 0)
-        line.reportComment(*pPart, closing(name) + " ends the section although it is in a comment: take it out");
+        line.reportComment(*pPart, closing(name) + " ends the section");
     else if (depth + 1 < sections.size() && !sections.back().bReported) {
         line.report(Rule::closing, pPart->column,
                     closing(name) + " closes the section of line " + std::to_string(sections[depth].line) + " while " +
@@ -506,16 +508,24 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     case TextKind::number:
         if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
             line.report(Rule::number, column,
-                        name + " is one whole number; this counts as " +
-                            std::to_string(std::strtol(text.c_str(), nullptr, 10)) +
-                            ": give each part of a level a tag of its own");
+                        "this is no whole number and counts as " + std::to_string(leadingNumber(text.c_str())) + ": " +
+                            (holds(bare, ".") && std::isdigit((unsigned char)bare[0])
+                                 ? "give each part of a level a tag of its own"
+                                 : "write digits only"));
+        break;
+    case TextKind::mask:
+        if (!std::isdigit((unsigned char)text[0]) || bare.find_first_not_of("01234567") != npos)
+            line.report(Rule::number, column,
+                        "a umask is an octal number, as 022; " +
+                            (std::isdigit((unsigned char)text[0])
+                                 ? "of this one " + std::to_string(leadingNumber(text.c_str())) + " counts"
+                                 : string("this one no host passes")));
         break;
     case TextKind::version:
         if (!std::isdigit((unsigned char)text[0]))
             line.report(Rule::number, column,
-                        tag == UMASK ? "a umask begins with a digit; this one no host passes: write it as 022"
-                                     : "a version begins with a digit; this one every host meets: write the lowest "
-                                       "version alone, as 1.2.3");
+                        "a version begins with a digit; this one every host meets: write the lowest version alone, as "
+                        "1.2.3");
         else if (bare.find_first_of(" \t:<>=,*") != npos)
             line.report(
                 Rule::number, column,

@@ -27,13 +27,10 @@ public:
     void reportAt(Rule id, std::size_t line, std::size_t column, const std::string &message);
     // The column of a word of the line's text.
     std::size_t columnOf(std::string_view word) const;
-    // Reports, once for each comment, that something in it counts.
+    // Reports that something counts which looks commented out.
     void reportComment(const markup &part, const std::string &what);
     // The first part of a kind and name; those in comments only when there is no other. Null when there is none.
     const markup *find(MarkupKind kind, std::string_view name) const;
-
-private:
-    std::size_t reportedComment = 0;
 };
 
 class sectionJudge {

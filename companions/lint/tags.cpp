@@ -28,7 +28,7 @@ constexpr tagGroup group(Reading read, TextKind text, std::string_view check, Ta
 constexpr tagGroup groups[] = {
     group(Reading::everyPass, TextKind::number, "kernel level", MinOSVersion, MinOSRelease, MinOSMinorRelease),
     group(Reading::everyPass, TextKind::exact, "C++ runtime", CPPLibName, CPPVersionString),
-    group(Reading::everyPass, TextKind::version, "umask, with -vastdw", UMASK),
+    group(Reading::everyPass, TextKind::mask, "umask, with -vastdw", UMASK),
     group(Reading::clusteredPass, TextKind::number, "C library level",
           LibCVersion, LibCMajorRelease, LibCMinorRelease),
     group(Reading::clusteredPass, TextKind::package, "shells", kshPackage, mkshPackage),

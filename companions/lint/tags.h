@@ -20,6 +20,7 @@ enum class TextKind {
     any,
     number,  // its leading digits are compared
     version, // numbers between points are compared
+    mask,    // so is it, but the number is octal
     exact,   // compared or used as it stands
     package, // the name of a package
     command, // a command, or the path of a file
