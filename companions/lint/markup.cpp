@@ -115,12 +115,14 @@ std::string_view lineMark(std::string_view line) {
 void markupReader::readTag(std::string_view line, std::size_t &position, markedLine &marked) const {
     const std::size_t start = position;
     const bool bClosing = beginsAt(line, start, "</");
-    const std::size_t nameStart = start + (bClosing ? 2 : 1);
-    if (nameStart >= line.size() || !isNameStart(line[nameStart])) {
+    const std::size_t opened = start + (bClosing ? 2 : 1);
+    const std::size_t nameStart = std::min(line.find_first_not_of(" \t", opened), line.size());
+    const std::size_t behindName = nameEnd(line, nameStart), end = tagEnd(line, behindName);
+    const bool bBlank = nameStart != opened; // a "<" before a blank may be text, too
+    if (nameStart == line.size() || !isNameStart(line[nameStart]) || (bBlank && end == npos)) {
         position = start + 1;
         return;
     }
-    const std::size_t behindName = nameEnd(line, nameStart), end = tagEnd(line, behindName);
     const std::size_t stop = end != npos ? end : std::min(line.find('<', behindName), line.size());
     markup part = {};
     part.kind = bClosing ? MarkupKind::closing : MarkupKind::opening;
@@ -129,7 +131,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     part.column = start + 1;
     part.comment = inComment || behindMark ? comments : 0;
     part.complete = end != npos;
-    part.plain = part.complete && (end == behindName || (!bClosing && !part.attributes.empty()));
+    part.plain = part.complete && !bBlank && (end == behindName || (!bClosing && !part.attributes.empty()));
     if (part.name.back() == '/' || part.attributes == "/") {
         part.name.remove_suffix(part.name.back() == '/');
         part.attributes = {};

@@ -89,8 +89,9 @@ std::size_t judgedLine::columnOf(string_view word) const {
 void judgedLine::reportComment(const markup &part, const string &what) {
     const string_view mark = lineMark(text);
     report(Rule::comment, part.column,
-           what + (mark.empty() ? string(" although it is in a comment")
-                                : ", for \"" + string(mark) + "\" does not make a comment") +
+           what +
+               (mark.empty() ? string(" although it is in a comment")
+                             : ", for \"" + string(mark) + "\" does not make a comment") +
                ": take it out");
 }
 
@@ -172,8 +173,7 @@ const markup *sectionJudge::countedOpening(int tag) {
         return pPart;
     }
     if (pPart->comment != 0)
-        line.reportComment(*pPart,
-                           "the section " + opening(pPart->name) + " counts");
+        line.reportComment(*pPart, "the section " + opening(pPart->name) + " counts");
     open(*pPart, tag, !pPart->attributes.empty());
     return pPart;
 }
@@ -307,12 +307,27 @@ void sectionJudge::explainElement(const markup &part) {
 void sectionJudge::explainOpening(const markup &part) {
     const string name(part.name);
     const bool bSection = !part.attributes.empty() || name == ppszTagName[shareGrid];
-    const std::size_t behind = part.column + name.size();
+    const std::size_t behind = part.column + name.size(), depth = depthOf(name);
+    const char *pDistribution = distributionOfSection(tagOf(name));
+    if (!bSection && depth < sections.size()) {
+        line.report(Rule::closing, part.column,
+                    opening(name) + " does not close the section of line " + std::to_string(sections[depth].line) +
+                        "; is " + closing(name) + " meant?");
+        closeTo(depth);
+        return;
+    }
     openUnread(part);
-    if (bSection && part.attributes.empty())
+    if (bSection && line.text.find_first_of(" \t", part.column) == part.column)
+        line.report(Rule::blanks, part.column,
+                    "a blank behind \"<\": the section is none and its lines are always read; write <" + name);
+    else if (bSection && part.attributes.empty())
         line.report(part.complete && holds(line.text, "value") ? Rule::valueWord : Rule::blanks, part.column,
                     "this does not open the section, so its lines are read in every pass: the line must hold " +
                         opening(name) + " and not the word \"value\"");
+    else if (!bSection && part.complete && pDistribution != nullptr)
+        line.report(Rule::attribute, part.column,
+                    "a section without a condition is none, its lines are read on every host: write <" + name +
+                        " value=\"LinuxDistro = " + pDistribution + "\">");
     else if (!bSection)
         line.report(Rule::notClosed, part.column,
                     "the element does not end on this line and is lost: write " + element(name, "...") +
@@ -342,7 +357,8 @@ void sectionJudge::explainClosing(const markup &part) {
                         "with the word \"value\" on the line " + closing(name) + outcome + ": take it off the line");
         else if (!part.plain)
             line.report(Rule::blanks, part.column,
-                        "a blank in angle brackets, or a missing \">\": this" + outcome + ": write " + closing(name));
+                        "write " + closing(name) + ": with a blank in the angle brackets, or without \">\", this" +
+                            outcome);
         else
             line.report(Rule::several, part.column, closing(name) + outcome + ": give it a line of its own");
         closeTo(depth);
@@ -358,14 +374,27 @@ void sectionJudge::explainClosing(const markup &part) {
         closeTo(sections.size() - 1);
         return;
     }
-    string message = closing(name) + " closes nothing";
-    if (!sections.empty())
-        message += ": the section open here is " + opening(sections.back().name) + " of line " +
-                   std::to_string(sections.back().line);
-    else
-        message +=
-            tagOf(name) < 0 ? ": take it out" : ": an element stands whole on one line, as " + element(name, "...");
-    line.report(Rule::closing, part.column, message);
+    explainStray(part);
+}
+
+// A closing tag of no section that is open, nor of one that was lost.
+void sectionJudge::explainStray(const markup &part) {
+    const string name(part.name), nothing = closing(name) + " closes nothing";
+    if (distributionOfSection(tagOf(name)) == nullptr && tagOf(name) != shareGrid) {
+        line.report(Rule::closing, part.column,
+                    nothing + (tagOf(name) < 0 ? string(": take it out")
+                                               : ": an element stands whole on one line, as " + element(name, "...")));
+    } else if (!sections.empty() && sections.back().tag != shareGrid) {
+        line.report(Rule::closing, part.column,
+                    nothing + "; is " + closing(sections.back().name) + " meant, for the section of line " +
+                        std::to_string(sections.back().line) + "?");
+        disregard(sections.back());
+    } else {
+        line.report(Rule::closing, part.column,
+                    nothing + ": it is a section's, whose opening tag is missing, so that its lines are read on every "
+                              "host");
+        replacements.clear(); // by lines that were meant for some hosts only
+    }
 }
 
 /* --- Sections --- */
@@ -379,8 +408,10 @@ std::size_t sectionJudge::depthOf(string_view name) const {
 
 // Ends a section and those within it, which were not closed.
 void sectionJudge::closeTo(std::size_t depth) {
+    reportReplaced();
+    reportNested(sections[depth]);
     for (std::size_t i = depth + 1; i < sections.size(); i++)
-        if (!sections[i].bReported)
+        if (sections[i].isOpen())
             line.reportAt(Rule::unclosed, sections[i].line, sections[i].column,
                           opening(sections[i].name) + " is not closed before " + closing(sections[depth].name) +
                               " in line " + std::to_string(line.number) + ": where it is skipped, so is what follows");
@@ -388,14 +419,21 @@ void sectionJudge::closeTo(std::size_t depth) {
 }
 
 void sectionJudge::end() {
+    reportReplaced();
     for (const openSection &section : sections)
-        if (!section.bReported)
+        if (section.isOpen())
             line.reportAt(Rule::unclosed, section.line, section.column,
                           opening(section.name) +
                               " is never closed: where it is skipped, so is the rest of the level; "
                               "put " +
                               closing(section.name) + " on a line of its own");
     sections.clear();
+}
+
+// Until a section opens or ends, it may turn out that the opening tag of one is missing above.
+void sectionJudge::reportReplaced() {
+    line.findings.insert(line.findings.end(), replacements.begin(), replacements.end());
+    replacements.clear();
 }
 
 std::vector<triple> sectionJudge::enclosingTriples() const {
@@ -412,12 +450,13 @@ bool sectionJudge::inGrid() const {
 // An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
 void sectionJudge::openUnread(const markup &part) {
     if (part.kind == MarkupKind::opening && !isStructure(part.name))
-        sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true});
+        sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true, 0, 0});
 }
 
 void sectionJudge::open(const markup &part, int tag, bool bCondition) {
+    reportReplaced();
     judgeNesting(part, tag);
-    openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0};
+    openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0, 0, 0};
     if (bCondition)
         judgeCondition(part.column, section);
     sections.push_back(section);
@@ -427,18 +466,26 @@ void sectionJudge::judgeNesting(const markup &part, int tag) {
     for (openSection &outer : sections) {
         if (outer.bReported || (outer.tag != tag && tag != shareGrid))
             continue;
-        const string since = " of line " + std::to_string(outer.line);
-        line.report(Rule::nested, part.column,
-                    outer.tag == tag
-                        ? "the section" + since +
-                              " has the same tag and is open; where it is skipped, the inner closing "
-                              "tag ends both: close it above with " +
-                              closing(part.name) + ", or use another tag"
-                        : "outside the clustered pass the end of shareGrid ends the section " + opening(outer.name) +
-                              since + ", too: close it above, or put the condition into shareGrid");
+        if (outer.tag == tag) { // or the outer one is never closed
+            outer.innerLine = line.number;
+            outer.innerColumn = part.column;
+        } else
+            line.report(Rule::nested, part.column,
+                        "outside the clustered pass the end of shareGrid ends the section " + opening(outer.name) +
+                            " of line " + std::to_string(outer.line) +
+                            ", too: close it above, or put the condition into shareGrid");
         disregard(outer);
         return;
     }
+}
+
+void sectionJudge::reportNested(const openSection &outer) {
+    if (outer.innerLine != 0)
+        line.reportAt(Rule::nested, outer.innerLine, outer.innerColumn,
+                      "the section of line " + std::to_string(outer.line) +
+                          " has the same tag and is open; where it is skipped, the inner closing tag ends both: use "
+                          "another tag, or close it above with " +
+                          closing(outer.name));
 }
 
 // Nothing more is said because of a section that is a mistake.
@@ -565,9 +612,10 @@ void sectionJudge::remember(const markup &part, int tag) {
         if (!earlier.bReported && (!given.bGrid || earlier.bGrid) &&
             std::all_of(given.triples.begin(), given.triples.end(),
                         [&](const triple &triple) { return isImplied(triple, earlier.triples); })) {
-            line.reportAt(Rule::replaced, earlier.line, earlier.column,
-                          opening(part.name) + " is replaced on every host by line " + std::to_string(line.number) +
-                              ": take one out, or put the general one first and exceptions below it");
+            replacements.push_back({earlier.line, earlier.column, Rule::replaced, entryOf(Rule::replaced).error,
+                                    opening(part.name) + " is replaced on every host by line " +
+                                        std::to_string(line.number) +
+                                        ": take one out, or put the general one first and exceptions below it"});
             earlier.bReported = true;
         }
     seen.push_back(given);

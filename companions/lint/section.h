@@ -52,6 +52,12 @@ private:
         std::size_t line, column;
         std::vector<triple> triples;
         bool bGrid, bReported;
+        std::size_t innerLine, innerColumn; // where one of the same tag opens in it; 0: none does
+
+        // Is it a finding that it is not closed?
+        bool isOpen() const {
+            return !bReported || innerLine != 0;
+        }
     };
     struct seenValue {
         std::size_t line, column;
@@ -70,14 +76,17 @@ private:
     void explainElement(const markup &part);
     void explainOpening(const markup &part);
     void explainClosing(const markup &part);
+    void explainStray(const markup &part);
     void open(const markup &part, int tag, bool bCondition);
     void openUnread(const markup &part);
     void pass(const markup &part);
     void noteMeant(int tag);
     static void disregard(openSection &section);
     void judgeNesting(const markup &part, int tag);
+    void reportNested(const openSection &outer);
     void judgeCondition(std::size_t column, openSection &section);
     void closeTo(std::size_t depth);
+    void reportReplaced();
     std::size_t depthOf(std::string_view name) const;
     void judgeValue(const markup &part, const lineEffect &effect);
     void judgeText(const markup &part, int tag, const std::string &text);
@@ -93,6 +102,7 @@ private:
     std::string level;
     std::vector<openSection> sections;
     std::array<std::vector<seenValue>, LastTag> values;
+    std::vector<finding> replacements; // not reported yet
     std::array<bool, LastTag> meant{}; // by elements that are lost
     bool bRequires = false;
 };

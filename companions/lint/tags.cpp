@@ -154,6 +154,19 @@ std::string_view distributionOf(int tag) {
     }
 }
 
+const char *distributionOfSection(int tag) {
+    switch (tag) {
+    case RHEL:
+    case RHELVersion: return ppszDistroName[DISTRO_RHEL];
+    case SLES:
+    case SLESVersion: return ppszDistroName[DISTRO_SUSE];
+    case UBUNTUVersion: return ppszDistroName[DISTRO_UBUNTU];
+    case IAVersion: return ppszDistroName[DISTRO_INSPUR];
+    case CNTVersion: return ppszDistroName[DISTRO_CENTOS];
+    default: return nullptr;
+    }
+}
+
 int nearestTag(std::string_view name) {
     const int tag = sqloGetTagIndex(std::string(name).c_str());
     if (tag >= 0)

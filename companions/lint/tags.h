@@ -61,6 +61,9 @@ inline constexpr dependence dependences[] = {
 // The distribution that alone stores a tag, such as RHELVersion; empty where every host or none does.
 std::string_view distributionOf(int tag);
 
+// The distribution that a section of this tag is for by custom; null for a tag that names no section.
+const char *distributionOfSection(int tag);
+
 // The tag whose element name is most like a misspelled one, or -1.
 int nearestTag(std::string_view name);
 
