@@ -164,9 +164,14 @@ private:
         else if (isOrdering(triple.operation))
             checkOrdering(triple);
         else if (triple.operation.find('&') != string_view::npos)
-            report(Rule::entity, triple.operation,
-                   "entities are not resolved, so " + quoted(triple.operation) +
-                       " is no operator and always holds: write the character itself");
+            report(
+                Rule::entity, triple.operation,
+                "entities are not resolved, so " + quoted(triple.operation) +
+                    " is no operator and always holds: write " +
+                    (triple.operation.find("lt") == string_view::npos
+                         ? "the character itself"
+                         : "what these hosts need first, for all, and below it a section with \">\" or \">=\" for the "
+                           "others (\"<\" works, but is no well-formed XML)"));
         else
             report(Rule::operatorName, triple.operation,
                    "there is no operator " + quoted(triple.operation) + ", so \"" + words(triple) +
@@ -175,8 +180,12 @@ private:
 
     static string operatorHint(const triple &triple) {
         const string operand(triple.operand), operation(triple.operation);
-        if (operation == "<=" && isNumber(triple.value))
-            return "write \"" + operand + " < " + std::to_string(toNumber(triple.value) + 1) + "\"";
+        if (operation == "<=" && isNumber(triple.value)) {
+            const string above = operand + " > " + std::to_string(toNumber(triple.value));
+            return "give these values first, for all, and those of the others below, in a section with \"" + above +
+                   "\" (\"" + operand + " < " + std::to_string(toNumber(triple.value) + 1) +
+                   "\" works, but is no well-formed XML)";
+        }
         if (operation == "==")
             return "write \"=\"";
         if (operation == "!=")
