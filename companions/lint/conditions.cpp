@@ -270,14 +270,15 @@ private:
             auto named = std::find_if(asked.triples.rbegin(), asked.triples.rend(), [&](const triple &triple) {
                 return triple.tag == parts.second || triple.tag == parts.first;
             });
+            const long low = rangeOf(parts.first, all).low, from = rangeOf(parts.second, all).low;
             const string first = ppszTagName[parts.first], second = ppszTagName[parts.second];
-            const string low = std::to_string(rangeOf(parts.first, all).low);
-            const string next = std::to_string(rangeOf(parts.second, all).low);
+            const string lowest = std::to_string(low), part = std::to_string(from),
+                         next = std::to_string(low + 1) + ".";
             report(Rule::secondPart, named->operand,
-                   second + " is asked of every " + first + " from " + low + " on, so " +
-                       std::to_string(rangeOf(parts.first, all).low + 1) + ".0 is left out; for \"" + low + "." + next +
-                       " or later\" write two sections: \"" + first + " = " + low + " " + second + " >= " + next +
-                       "\" and \"" + first + " > " + low + "\"");
+                   second + " is asked of every " + first + " from " + lowest + " on, so " + next + "0" +
+                       (from > 1 ? " to " + next + std::to_string(from - 1) + " are" : " is") + " left out; for \"" +
+                       lowest + "." + part + " or later\" write two sections: \"" + first + " = " + lowest + " " +
+                       second + " >= " + part + "\" and \"" + first + " > " + lowest + "\"");
         }
     }
 

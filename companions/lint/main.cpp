@@ -49,11 +49,6 @@ struct wrongUsage : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// A value that is none, where the usage text would hide what is wanted.
-struct wrongValue : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 struct arguments {
     bool bHelp = false, bUnread = false, bLevels = false, bExplain = false, bHostOption = false;
     string level;
@@ -85,9 +80,10 @@ bool isKernel(const string &text) {
     return true;
 }
 
+// Without the usage text, which would hide what is wanted.
 string checked(const char *pText, bool (*isFit)(const string &), const char *pWanted) {
     if (!isFit(pText))
-        throw wrongValue(string(pWanted) + ", not \"" + lint::printable(pText) + "\"");
+        throw std::runtime_error(string(pWanted) + ", not \"" + lint::printable(pText) + "\"");
     return pText;
 }
 
@@ -157,8 +153,8 @@ void checkArguments(const arguments &given) {
     if (host.release.empty())
         throw wrongUsage("--release is missing, such as 9.4");
     if (!host.servicePack.empty() && host.release.find('.') != string::npos)
-        throw wrongValue("--release " + lint::printable(host.release) +
-                         " says the service pack: leave --service-pack out, or give the release without");
+        throw std::runtime_error("--release " + lint::printable(host.release) +
+                                 " says the service pack: leave --service-pack out, or give the release without");
     if (host.bClustered && host.bClient)
         throw wrongUsage("there is no clustered pass for a client");
 }

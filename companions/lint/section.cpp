@@ -319,7 +319,8 @@ void sectionJudge::explainOpening(const markup &part) {
     openUnread(part);
     if (bSection && line.text.find_first_of(" \t", part.column) == part.column)
         line.report(Rule::blanks, part.column,
-                    "a blank behind \"<\": the section is none and its lines are always read; write <" + name);
+                    "a blank behind \"<\": the section is none and its lines are always read; write <" + name +
+                        (part.attributes.empty() ? ">" : " value=...>"));
     else if (bSection && part.attributes.empty())
         line.report(part.complete && holds(line.text, "value") ? Rule::valueWord : Rule::blanks, part.column,
                     "this does not open the section, so its lines are read in every pass: the line must hold " +

@@ -249,7 +249,8 @@ private:
             const int distribution = outer < 0 ? pick(3) : outer;
             const auto &[name, version, servicePack, tag] = distributions[(std::size_t)distribution];
             const string number = std::to_string(7 + pick(4)), section = depth == 2 ? tag : "UBUNTUVersion";
-            const string element = oneOf({"MinOSVersion", "MinOSRelease", "kshVersion", "ksh", "perlPackage", "m4Package"});
+            const string element =
+                oneOf({"MinOSVersion", "MinOSRelease", "kshVersion", "ksh", "perlPackage", "m4Package"});
             if (depth > 0 && pick(3) == 0)
                 text += "<" + section + " value=\"LinuxDistro = " + name + " " +
                         oneOf({"", version + " >= " + number, version + " < 12", servicePack + " > " + number}) +
@@ -407,7 +408,8 @@ TEST(LintCommand, ExplainsALevel) {
               string::npos)
         << clustered;
     const string ubuntu = run("--explain 9.8 --distribution UBUNTU --release 22.04 --clustered " + sample).first;
-    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 is not for UBUNTU.*\nNote: .* only -l "))) << ubuntu;
+    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 is not for UBUNTU.*\nNote: .* only -l ")))
+        << ubuntu;
     EXPECT_NE(run(explain + "SUSE --release 15 --service-pack 5 " + file).first.find("line 8: UMASK"), string::npos);
 }
 
