@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <optional>
+#include <sstream>
 
 #include "tags.h"
 
@@ -272,13 +273,15 @@ private:
             });
             const long low = rangeOf(parts.first, all).low, from = rangeOf(parts.second, all).low;
             const string first = ppszTagName[parts.first], second = ppszTagName[parts.second];
-            const string lowest = std::to_string(low), part = std::to_string(from),
-                         next = std::to_string(low + 1) + ".";
-            report(Rule::secondPart, named->operand,
-                   second + " is asked of every " + first + " from " + lowest + " on, so " + next + "0" +
-                       (from > 1 ? " to " + next + std::to_string(from - 1) + " are" : " is") + " left out; for \"" +
-                       lowest + "." + part + " or later\" write two sections: \"" + first + " = " + lowest + " " +
-                       second + " >= " + part + "\" and \"" + first + " > " + lowest + "\"");
+            std::ostringstream text;
+            text << second << " is asked of every " << first << " from " << low << " on, so " << low + 1 << ".0";
+            if (from > 1)
+                text << " to " << low + 1 << '.' << from - 1 << " are";
+            else
+                text << " is";
+            text << " left out; for \"" << low << '.' << from << " or later\" write two sections: \"" << first << " = "
+                 << low << ' ' << second << " >= " << from << "\" and \"" << first << " > " << low << '"';
+            report(Rule::secondPart, named->operand, text.str());
         }
     }
 
@@ -301,13 +304,13 @@ string restHint(const std::vector<string_view> &rest) {
 
 // The first character that is none of ASCII's: that of a word processor or a web page. Empty when there is none.
 string_view foreignCharacter(string_view text) {
-    const auto isForeign = [](char c) { return (unsigned char)c >= 0x80; };
-    const auto isContinued = [](char c) { return ((unsigned char)c & 0xc0) == 0x80; };
-    const auto begin = std::find_if(text.begin(), text.end(), isForeign);
-    if (begin == text.end())
-        return {};
-    const auto end = std::find_if_not(begin + 1, text.end(), isContinued);
-    return text.substr((std::size_t)(begin - text.begin()), (std::size_t)(end - begin));
+    std::size_t begin = 0;
+    while (begin < text.size() && ((unsigned char)text[begin] & 0x80) == 0)
+        begin++;
+    std::size_t end = std::min(begin + 1, text.size());
+    while (end < text.size() && ((unsigned char)text[end] & 0xc0) == 0x80)
+        end++;
+    return text.substr(begin, end - begin);
 }
 
 } // namespace

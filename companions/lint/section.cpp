@@ -70,6 +70,51 @@ bool isForDistribution(string_view name, const std::vector<triple> &triples) {
 // What a section asks whose condition cannot be told.
 constexpr triple unknownTriple = {"", "", "", -1};
 
+// What is wrong with a text, by what it is read as, and by which rule. Nothing is where the fault is empty.
+std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
+    const string_view bare = trimmed(text);
+    const bool bDigit = std::isdigit((unsigned char)text[0]) != 0;
+    const string counted = std::to_string(leadingNumber(text.c_str()));
+    if (holdsEntity(text))
+        return {Rule::entity, "entities are not resolved: write the character itself"};
+    switch (kind) {
+    case TextKind::any: break;
+    case TextKind::number:
+        if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
+            return {Rule::number, "this is no whole number and counts as " + counted + ": " +
+                                      (holds(bare, ".") && std::isdigit((unsigned char)bare[0])
+                                           ? "give each part of a level a tag of its own"
+                                           : "write digits only")};
+        break;
+    case TextKind::mask:
+        if (!bDigit || bare.find_first_not_of("01234567") != npos)
+            return {Rule::number, "a umask is an octal number, as 022; " +
+                                      (bDigit ? "of this one " + counted + " counts" : "this one no host passes")};
+        break;
+    case TextKind::version:
+        if (!bDigit)
+            return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
+                                  "alone, as 1.2.3"};
+        if (bare.find_first_of(" \t:<>=,*") != npos)
+            return {Rule::number, "a version is numbers between points, what stands around them is ignored: write it "
+                                  "alone, as 1.2.3"};
+        break;
+    case TextKind::exact:
+        if (bare != text)
+            return {Rule::outerBlank,
+                    "the blanks around this text are part of it, and nothing on a host has them: take them out"};
+        break;
+    case TextKind::package:
+    case TextKind::command:
+        if (!isPackageName(text, kind == TextKind::command))
+            return {Rule::packageName, "\"" + text +
+                                           "\" is no package's name: write the bare name, without blanks, "
+                                           "version, pattern or quotes"};
+        break;
+    }
+    return {Rule::number, ""};
+}
+
 } // namespace
 
 /* --- The line --- */
@@ -545,54 +590,11 @@ void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
 void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     const tagUse &use = useOf(tag);
     const string name(part.name);
-    const std::size_t column = line.columnOf(part.text);
-    const string_view bare = trimmed(text);
-    if (holdsEntity(text)) {
-        line.report(Rule::entity, column, "entities are not resolved: write the character itself");
+    const auto [rule, fault] = faultOf(text, use.text);
+    if (!fault.empty())
+        line.report(rule, line.columnOf(part.text), fault);
+    if (rule == Rule::entity)
         return;
-    }
-    switch (use.text) {
-    case TextKind::any: break;
-    case TextKind::number:
-        if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
-            line.report(Rule::number, column,
-                        "this is no whole number and counts as " + std::to_string(leadingNumber(text.c_str())) + ": " +
-                            (holds(bare, ".") && std::isdigit((unsigned char)bare[0])
-                                 ? "give each part of a level a tag of its own"
-                                 : "write digits only"));
-        break;
-    case TextKind::mask:
-        if (!std::isdigit((unsigned char)text[0]) || bare.find_first_not_of("01234567") != npos)
-            line.report(Rule::number, column,
-                        "a umask is an octal number, as 022; " +
-                            (std::isdigit((unsigned char)text[0])
-                                 ? "of this one " + std::to_string(leadingNumber(text.c_str())) + " counts"
-                                 : string("this one no host passes")));
-        break;
-    case TextKind::version:
-        if (!std::isdigit((unsigned char)text[0]))
-            line.report(Rule::number, column,
-                        "a version begins with a digit; this one every host meets: write the lowest version alone, as "
-                        "1.2.3");
-        else if (bare.find_first_of(" \t:<>=,*") != npos)
-            line.report(
-                Rule::number, column,
-                "a version is numbers between points, what stands around them is ignored: write it alone, as 1.2.3");
-        break;
-    case TextKind::exact:
-        if (bare != text)
-            line.report(Rule::outerBlank, column,
-                        "the blanks around this text are part of it, and nothing on a host has them: take them out");
-        break;
-    case TextKind::package:
-    case TextKind::command:
-        if (!isPackageName(text, use.text == TextKind::command))
-            line.report(Rule::packageName, column,
-                        "\"" + text +
-                            "\" is no package's name: write the bare name, without blanks, version, "
-                            "pattern or quotes");
-        break;
-    }
     if (use.read == Reading::host)
         line.report(Rule::hostValue, part.column,
                     "this replaces what the program knows of the host, for later levels, too: test " + name +
