@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include "sqloCommand.h"
+#include "sqloLiterals.h"
 
 /* --- Files --- */
 
@@ -337,8 +338,7 @@ static int awaitEnd(void) {
 }
 
 static void endTimedOut(const char *pCommand) {
-    fprintf(stderr, "Ended, because it took more than %u seconds: %s\n", bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT,
-            pCommand);
+    fprintf(stderr, szStoppedByLimit, bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT, pCommand);
     bTimedOutBefore = 1;
     stopCommand(commandId, commandTarget, STOPPING_TIME);
 }
@@ -491,13 +491,13 @@ static int claimPath(const char *pPath) {
 static void printFileError(const char *pWhat, const char *pPath) {
     const char *pReason = strerror(errno);
     fflush(stdout);
-    fprintf(stderr, "%s %s: %s\n", pWhat, pPath, pReason);
+    fprintf(stderr, szFileError, pWhat, pPath, pReason);
 }
 
 static int claimCapture(captureFile *pCapture) {
     int descriptor = claimPath(pCapture->szPath);
     if (descriptor < 0) {
-        printFileError("Cannot create", pCapture->szPath);
+        printFileError(szCannotCreate, pCapture->szPath);
         return 0;
     }
     close(descriptor);
@@ -528,7 +528,7 @@ static int isWhole(const captureFile *pCapture) {
     errno = ENOSPC; // also for less than a block
     int bWhole = hasRoomForMore(descriptor);
     if (!bWhole)
-        printFileError("Cannot write all of", pCapture->szPath);
+        printFileError(szCannotWriteAll, pCapture->szPath);
     close(descriptor);
     return bWhole;
 }

@@ -1,6 +1,7 @@
 /*
- * The report's texts that come from no catalog: printed by the program, and read back by whoever reads a report. All
- * are printf formats; what stands for a directive was a value of the host or of the run.
+ * Texts of the report and of standard error that come from no catalog: printed by the program, and read back by
+ * whoever reads them. All but single words are printf formats; what stands for a directive was a value of the host or
+ * of the run.
  */
 #ifndef SQLO_LITERALS_H
 #define SQLO_LITERALS_H
@@ -61,6 +62,18 @@ constexpr char szMellanoxMissing[] =
 constexpr char szNetworkingConflict[] =
     "\n The kvxprereqcheck utility detected HPN package along with Mellanox package. Both "
     "the packages cannot co_exist\n";
+
+/* Standard error: a command was stopped, a file was not written, or a tool is missing. */
+constexpr char szStoppedByLimit[] = "Ended, because it took more than %u seconds: %s\n";
+constexpr char szCannotCreate[] = "Cannot create";
+constexpr char szCannotWriteAll[] = "Cannot write all of";
+constexpr char szFileError[] = "%s %s: %s\n"; // one of these two, the path, the reason
+constexpr char szTemporaryPathTooLong[] =
+    "The path in KVXTMPDIR is too long: no command that writes a file there is run\n";
+constexpr char szStringsUnknown[] = "ERROR: \n   Unable to determine if the 'strings' utility exists: %s\n";
+constexpr char szStringsMissing[] = "ERROR: \n   The 'strings' utility that is used to detect prerequisite libraries\n"
+                                    "   is not present on this system.  Please use your package or software\n"
+                                    "   manager to install the GNU Binary Utilities.\n";
 
 /* All that are lines of a check. */
 constexpr const char *ppszLiterals[] = {

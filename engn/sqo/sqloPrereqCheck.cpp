@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "sqloCommand.h"
+#include "sqloLiterals.h"
 #include "sqloMessages.h"
 #include "sqloPrereqDefs.h"
 
@@ -1047,7 +1048,7 @@ static void checkTemporaryDirectory(void) {
     if (capture.szPath[0] != '\0')
         return;
     fflush(stdout);
-    fputs("The path in KVXTMPDIR is too long: no command that writes a file there is run\n", stderr);
+    fputs(szTemporaryPathTooLong, stderr);
 }
 
 /* Checks the levels on this host. */

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "sqloCommand.h"
+#include "sqloLiterals.h"
 #include "sqloMessages.h"
 #include "sqloPrereqDefs.h"
 
@@ -27,12 +28,9 @@ int sqloCheckTools(void) {
     formatCommand(szCommand, "strings < /dev/null > /dev/null 2> /dev/null");
     int status = runCommand(szCommand);
     if (status == -1)
-        fprintf(stderr, "ERROR: \n   Unable to determine if the 'strings' utility exists: %s\n", strerror(errno));
+        fprintf(stderr, szStringsUnknown, strerror(errno));
     else if (status != 0)
-        fputs("ERROR: \n   The 'strings' utility that is used to detect prerequisite libraries\n"
-              "   is not present on this system.  Please use your package or software\n"
-              "   manager to install the GNU Binary Utilities.\n",
-              stderr);
+        fputs(szStringsMissing, stderr);
     return status == 0 ? RC_OK : RC_FAILED;
 }
 
