@@ -737,8 +737,9 @@ int checkprereqVEX(int msgLevel, int emitErrors);
 int sqloValidateUserProfile(const char *usrname, int checkSqllib);
 
 /* Are the service port and, with fcmCheck, the nPartitions + 1 FCM ports from fcmStartPort on free, or registered under
- * the names that the service name, of at most 254 characters, gives them? 0 or -1. A number that is no port has no
- * service. With fewer than 0 partitions there is no FCM port. */
+ * the names that the service name, of at most 254 characters, gives them? 0 or -1. A number outside 1 to 65535 is an
+ * error and is not looked up; the first such FCM port ends the FCM ports. With fewer than 0 partitions there is no FCM
+ * port. */
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions);
 
 /* Is the shell's umask at most the given one, as decimal numbers? 0 or -1; the closing line is then the error list's

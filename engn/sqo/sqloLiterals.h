@@ -55,6 +55,7 @@ constexpr char szPortAvailable[] = "   The %s Number - %lld is available for %s 
 constexpr char szPortAssigned[] = "   The %s Number - %lld is assigned to %s KVX service";
 constexpr char szPortNameTaken[] = "   ERROR: There already exists a service - %s assigned to %s %d";
 constexpr char szPortInUse[] = "   ERROR: The %s Number - %lld is in use and assigned to %s service";
+constexpr char szPortOutOfRange[] = "   ERROR: The %s Number - %lld is not between 1 and 65535";
 
 /* Packages of the high-speed network. */
 constexpr char szMellanoxMissing[] =
@@ -77,12 +78,12 @@ constexpr char szStringsMissing[] = "ERROR: \n   The 'strings' utility that is u
 
 /* All that are lines of a check. */
 constexpr const char *ppszLiterals[] = {
-    szUserNotOpened,    szUserNotFound,    szGroupNotOpened,     szHomeNotOpened,      szUserChecks,
-    szUserNamePassed,   szGroupNamePassed, szGroupPassed,        szBashrcPassed,       szSuseProfilePassed,
-    szProfilePassed,    szSqllibPassed,    szSqllibSkipped,      szUserFailed,         szUserNameTooLong,
-    szGroupNameTooLong, szGroupNotAllowed, szBashrcMissing,      szSuseProfileMissing, szProfileMissing,
-    szSqllibExists,     szUserPassed,      szPortAvailable,      szPortAssigned,       szPortNameTaken,
-    szPortInUse,        szMellanoxMissing, szNetworkingConflict,
+    szUserNotOpened,    szUserNotFound,    szGroupNotOpened,  szHomeNotOpened,      szUserChecks,
+    szUserNamePassed,   szGroupNamePassed, szGroupPassed,     szBashrcPassed,       szSuseProfilePassed,
+    szProfilePassed,    szSqllibPassed,    szSqllibSkipped,   szUserFailed,         szUserNameTooLong,
+    szGroupNameTooLong, szGroupNotAllowed, szBashrcMissing,   szSuseProfileMissing, szProfileMissing,
+    szSqllibExists,     szUserPassed,      szPortAvailable,   szPortAssigned,       szPortNameTaken,
+    szPortInUse,        szPortOutOfRange,  szMellanoxMissing, szNetworkingConflict,
 };
 
 #endif

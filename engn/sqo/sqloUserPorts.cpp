@@ -262,11 +262,6 @@ static knownService copyService(const struct servent *pService) {
     return service;
 }
 
-/* A number that is no port has no service. */
-static knownService serviceAtPort(long long port) {
-    return copyService(port >= 1 && port <= 65535 ? getservbyport(htons((uint16_t)port), NULL) : NULL);
-}
-
 /* How the lines name a kind of port, and one that another service's name is assigned to. */
 struct portKind {
     const char *pName, *pTaken;
@@ -275,9 +270,17 @@ struct portKind {
 static const portKind serviceKind = {"Service Port", "port"};
 static const portKind fcmKind = {"FCM Port", "FCM Port"};
 
-/* Decides about one port by what the services database knows of it and of the name it is to have. */
+/* Is a number a port? Reports one that is not; the services database is not asked about it. */
+static int isPortNumber(const portKind &kind, long long port) {
+    if (port >= 1 && port <= 65535)
+        return 1;
+    reportLine(1, szPortOutOfRange, kind.pName, port);
+    return 0;
+}
+
+/* Decides about one port, 1 to 65535, by what the services database knows of it and of its expected name. */
 static int checkPort(const portKind &kind, long long port, const char *pExpected, const char *pTaker) {
-    knownService byPort = serviceAtPort(port);
+    knownService byPort = copyService(getservbyport(htons((uint16_t)port), NULL));
     knownService byName = copyService(getservbyname(pExpected, NULL));
     if (!byPort.bFound && !byName.bFound) {
         reportLine(0, szPortAvailable, kind.pName, port, pTaker);
@@ -305,6 +308,21 @@ static void nameFcmPort(serviceName &KVX_svce, const char *pService, long long d
     formatText(KVX_svce, "KVX_%s%s", pService, lPartition);
 }
 
+/* Checks the range of FCM ports, up to the first number that is no port. */
+static int checkFcmPorts(const char *svcName, int fcmStartPort, int nPartitions) {
+    int result = RC_OK;
+    for (long long distance = 0; distance <= nPartitions; distance++) {
+        long long port = fcmStartPort + distance;
+        if (!isPortNumber(fcmKind, port))
+            return RC_FAILED;
+        serviceName KVX_svce;
+        nameFcmPort(KVX_svce, svcName, distance, nPartitions);
+        if (checkPort(fcmKind, port, KVX_svce, KVX_svce) != RC_OK)
+            result = RC_FAILED;
+    }
+    return result;
+}
+
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
     char szTitle[256];
     formatText(szTitle, "Service Port and FCM Ports usage for %s", svcName);
@@ -312,13 +330,11 @@ int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmSta
 
     serviceName kvxc_svce;
     formatText(kvxc_svce, "kvxc_%s", svcName);
-    int iRC = checkPort(serviceKind, svcPort, kvxc_svce, svcName);
-    for (long long distance = 0; fcmCheck && distance <= nPartitions; distance++) {
-        serviceName KVX_svce;
-        nameFcmPort(KVX_svce, svcName, distance, nPartitions);
-        if (checkPort(fcmKind, fcmStartPort + distance, KVX_svce, KVX_svce) != RC_OK)
-            iRC = RC_FAILED;
-    }
+    int iRC = RC_FAILED;
+    if (isPortNumber(serviceKind, svcPort))
+        iRC = checkPort(serviceKind, svcPort, kvxc_svce, svcName);
+    if (fcmCheck && checkFcmPorts(svcName, fcmStartPort, nPartitions) != RC_OK)
+        iRC = RC_FAILED;
     if (iRC == RC_OK)
         return passCheck();
     closeFailedCheck(SEVERITY_ERROR);
