@@ -224,6 +224,7 @@ extern int bShareGrid;                // the clustered feature is being checked;
 extern int bOrigShareGrid;            // its value before the pass
 extern int bPCSupportedPlatform;      // 1 until the host proves unfit for the clustered feature
 extern int bnoStdRtk;                 // the C++ runtime check failed
+extern int bOutputClosed;             // standard output came closed
 extern int bNonIB;                    // the last adapter probe said: not InfiniBand
 extern int bEtchostError;             // /etc/hosts was found inconsistent
 extern char szPlatform[30];           // "Linux" once prepared
@@ -544,7 +545,8 @@ extern summaryNode *pPrereqSummaryList; // checked levels, in checking order
 
 /* Appends a newline to the caller's buffer, which needs room for it, and writes the text to the report: to szReportFile
  * with "-o" (MSG_REPORT_NOT_WRITABLE on standard error when it cannot be written), else to standard output unless "-s"
- * or "-l" silences it. 0, or -1 for null. */
+ * or "-l" silences it. A line that has no standard output to go to is lost; main then reports MSG_REPORT_NOT_WRITABLE.
+ * 0, or -1 for null. */
 int logMessage(char *pText);
 
 /* Appends the text as it is to the GUI report file when there is one; MSG_REPORT_NOT_WRITABLE as for logMessage. 0, or

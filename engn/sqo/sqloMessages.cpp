@@ -14,6 +14,7 @@
 char *ppszTokens[MAX_TOKENS];
 int totalTokens;
 char szLocale[256];
+int bReportLost;
 errorMsg *pErrorList;
 summaryNode *pPrereqSummaryList;
 
@@ -260,8 +261,10 @@ static void writeToReportFile(const char *pPath, const char *pText, const char *
 static void writeToReport(const char *pText, const char *pAfterError) {
     if (bCustomReportFile)
         writeToReportFile(szReportFile, pText, pAfterError);
-    else if (!bPrintSummary && !bCheckLatestRelease)
+    else if (!bPrintSummary && !bCheckLatestRelease) {
         fputs(pText, stdout);
+        bReportLost |= bOutputClosed;
+    }
 }
 
 int logMessage(char *pText) {

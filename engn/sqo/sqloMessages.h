@@ -32,6 +32,9 @@ template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportText(int numbe
     logText(szText, number, tokens...);
 }
 
+/* 1 once a line of the report went to a standard output that came closed. */
+extern int bReportLost;
+
 /* Writes a message to standard error. */
 template <typename... Tokens> void printError(int number, Tokens... tokens) {
     messageText szText;

@@ -877,9 +877,10 @@ static Step checkSelectedLevels(int *pRc) {
  * the commands find all three. */
 static void fillStandardDescriptors(void) {
     int descriptor;
-    do
+    do {
         descriptor = open("/dev/null", O_RDWR);
-    while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+        bOutputClosed |= descriptor == STDOUT_FILENO;
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
     if (descriptor > STDERR_FILENO)
         close(descriptor);
 }
@@ -1078,7 +1079,7 @@ static Step prepareRun(int argc, char **argv, int *pRc) {
 
 /* Says so when the report or a part of it was lost. */
 static void checkOutput(void) {
-    if (fflush(stdout) != 0 || ferror(stdout))
+    if (fflush(stdout) != 0 || ferror(stdout) || bReportLost)
         printError(MSG_REPORT_NOT_WRITABLE, "(standard output)");
 }
 

@@ -37,6 +37,7 @@ int bShareGrid;
 int bOrigShareGrid;
 int bPCSupportedPlatform = 1;
 int bnoStdRtk;
+int bOutputClosed;
 int bEtchostError;
 char szPlatform[30];
 char szProcessor[30];
