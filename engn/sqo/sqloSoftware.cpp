@@ -424,7 +424,7 @@ static Verdict judgePackage(const packageRequest &request, captureFile *pCapture
 }
 
 /* Does an installed kernel-devel package begin with the release of the running kernel? A query that fails is no
- * reason to fail. */
+ * reason to fail; an unknown release matches no package. */
 static Verdict matchRunningKernel(void) {
     toolLine szKernel = "";
     firstLineOf("uname -r ", szKernel);
@@ -442,7 +442,7 @@ static Verdict matchRunningKernel(void) {
         toolLine szLine;
         while (verdict == NOT_MET && readCapture(&capture, szLine)) {
             cutNewline(szLine);
-            if (strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
+            if (szKernel[0] != '\0' && strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
                 reportText(MSG_KERNEL_DEVEL_MATCHED, szLine, szKernel);
                 verdict = MET;
             }
