@@ -57,7 +57,7 @@ enum MessageNumber {
     MSG_KERNEL_FOUND = 30047,               // version, release, minor release
     MSG_DISTRIBUTION_REQUIRED = 30050,      // distribution, version[, service pack]
     MSG_DISTRIBUTION_FOUND = 30051,         // [version[, service pack, may end in a newline]]
-    MSG_REQUIRED_WITH_RELEASE = 30052,      // name, version[, release]
+    MSG_REQUIRED_WITH_RELEASE = 30052,      // package or file, version[, release]
     MSG_CHECK_HEADING = 30053,              // title
     MSG_CHECK_PASSED = 30054,               // none
     MSG_CHECK_FAILED = 30055,               // severity word (MSG_SEVERITY_ERROR or MSG_SEVERITY_WARNING, or empty)
@@ -101,7 +101,7 @@ enum MessageNumber {
     MSG_ADAPTER_INFINIBAND = 30155,         // network name, host
     MSG_ADAPTER_10GE = 30156,               // network name, host
     MSG_ADAPTER_OTHER = 30159,              // network name, host
-    MSG_REQUIRED_VERSION = 30160,           // name, version
+    MSG_REQUIRED_VERSION = 30160,           // package or file, version
     MSG_CLUSTERED_LABEL = 30161,            // none; a token of MSG_LEVEL_FAILED
     MSG_UDAPL_TEST_STARTED = 30180,         // adapter list file
     MSG_KERNEL_DEVEL_MATCHED = 30184,       // kernel package line, running kernel release
@@ -140,7 +140,7 @@ enum MessageNumber {
     MSG_KERNEL_LEVEL_MALFORMED = 33544,     // none
     MSG_UMASK_UNREADABLE = 33545,           // none
     MSG_CAPTURE_NOT_READABLE = 33546,       // [file or directory, may be empty]
-    MSG_COMMAND_NOT_RUN = 33547,            // name, may be empty
+    MSG_COMMAND_NOT_RUN = 33547,            // package or file, may be empty
     MSG_GLIBC_STRINGS_FAILED = 33548,       // none
     MSG_LOADER_ERROR = 33552,               // dynamic loader's text
     MSG_LIBAIO_LOADED = 33553,              // none
