@@ -131,7 +131,7 @@ FAKE_OWN(int, rename, (const char *pPath, const char *pTo), (pPath, pTo), bRunni
 FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning,
     isGood() ? (ownPath = p, OWN_DESCRIPTOR) : -1)
 FAKE_OWN(int, close, (int number), (number), number == OWN_DESCRIPTOR, 0)
-FAKE_OWN(FILE *, fdopen, (int number, const char *p), (number, p), number == OWN_DESCRIPTOR, openStream(nullptr))
+FAKE_OWN(FILE *, fdopen, (int number, const char *p), (number, p), number == OWN_DESCRIPTOR, openOutput(p[0] == 'r'))
 // all of the program's modes hold an "e"
 FAKE_OWN(FILE *, fopen, (const char *pPath, const char *p), (pPath, p), strchr(p, 'e'), openOutput(p[0] == 'r'))
 FAKE_OWN(int, fclose, (FILE *pFile), (pFile), (openFiles.erase(pFile), false), 0)

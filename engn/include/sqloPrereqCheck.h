@@ -653,7 +653,8 @@ int sqloCheckLibAio(void);
 int sqloCheckLibNuma(void);
 
 /* Is the C library that the program uses at least LibCVersion, LibCMajorRelease, LibCMinorRelease (0 when absent)? 0,
- * also when no mapped file tells a level; else -1. Reports MSG_TITLE_GLIBC, MSG_GLIBC_LOCATED, MSG_GLIBC_REQUIRED,
+ * also when no mapped file tells a level; else -1, also when a file's texts cannot be read, as when strings times out.
+ * Reports MSG_TITLE_GLIBC, MSG_GLIBC_LOCATED, MSG_GLIBC_REQUIRED,
  * MSG_GLIBC_FOUND, MSG_GLIBC_MAPS_NOT_OPENED, MSG_GLIBC_STRINGS_FAILED. */
 int sqloCheckGlibC(void);
 

@@ -441,6 +441,7 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     if (!bFits || !formatText(pCapture->szPath, "%s%s", pHere, szPath))
         pCapture->szPath[0] = '\0';
     pCapture->bOurs = 0;
+    pCapture->descriptor = -1;
     pCapture->pFile = NULL;
 }
 
@@ -469,12 +470,12 @@ static int isAtPath(int descriptor, const char *pPath) {
 }
 
 /* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read, and
- * who plants again is met again. Returns a descriptor, or -1. */
+ * a name that is planted again is claimed again, up to 100 times. Returns a descriptor, or -1. */
 static int claimPath(const char *pPath) {
     noteOwnFile(pPath);
     for (int attempt = 0; attempt < 100; attempt++) {
         unlink(pPath);
-        int descriptor = open(pPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        int descriptor = open(pPath, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
         if (descriptor < 0 && errno == EEXIST)
             descriptor = moveAside(pPath);
         else if (descriptor < 0)
@@ -494,15 +495,19 @@ static void printFileError(const char *pWhat, const char *pPath) {
     fprintf(stderr, szFileError, pWhat, pPath, pReason);
 }
 
+/* The descriptor stays open, so that the file can be told from one that takes its name meanwhile. */
 static int claimCapture(captureFile *pCapture) {
-    int descriptor = claimPath(pCapture->szPath);
-    if (descriptor < 0) {
+    pCapture->descriptor = claimPath(pCapture->szPath);
+    if (pCapture->descriptor < 0)
         printFileError(szCannotCreate, pCapture->szPath);
-        return 0;
-    }
-    close(descriptor);
-    pCapture->bOurs = 1;
-    return 1;
+    pCapture->bOurs = pCapture->descriptor >= 0;
+    return pCapture->bOurs;
+}
+
+static void closeUnread(captureFile *pCapture) {
+    if (pCapture->descriptor >= 0)
+        close(pCapture->descriptor);
+    pCapture->descriptor = -1;
 }
 
 /* Can one more block be appended to a file, which keeps its size? A file size limit must not end the run. */
@@ -520,33 +525,33 @@ static int hasRoomForMore(int descriptor) {
     return bRoom && bRestored;
 }
 
-/* Tools do not tell that their output was cut. Where nothing more can be written now, it may have been. */
+/* Tools do not report that their output was truncated. Where nothing more can be written now, it may have been. */
 static int isWhole(const captureFile *pCapture) {
-    int descriptor = open(pCapture->szPath, O_WRONLY | O_NOFOLLOW | O_CLOEXEC);
-    if (descriptor < 0)
-        return 0;
     errno = ENOSPC; // also for less than a block
-    int bWhole = hasRoomForMore(descriptor);
-    if (!bWhole)
-        printFileError(szCannotWriteAll, pCapture->szPath);
-    close(descriptor);
-    return bWhole;
+    if (hasRoomForMore(pCapture->descriptor))
+        return 1;
+    printFileError(szCannotWriteAll, pCapture->szPath);
+    return 0;
 }
 
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind) {
     if (pCapture->szPath[0] == '\0' || szCommand[0] == '\0' || !claimCapture(pCapture))
         return COMMAND_NOT_RUN;
     int status = runCommand(szCommand, kind);
-    if (isWhole(pCapture))
-        return status;
-    dropCapture(pCapture);
-    return wasKilled(status) ? status : COMMAND_NOT_RUN;
+    if (status == COMMAND_TIMED_OUT || !isAtPath(pCapture->descriptor, pCapture->szPath))
+        closeUnread(pCapture);
+    else if (!isWhole(pCapture)) {
+        dropCapture(pCapture);
+        return wasKilled(status) ? status : COMMAND_NOT_RUN;
+    }
+    return status;
 }
 
 int openCapture(captureFile *pCapture) {
-    closeCapture(pCapture);
-    if (pCapture->bOurs)
-        pCapture->pFile = fopen(pCapture->szPath, "re");
+    if (pCapture->descriptor >= 0)
+        pCapture->pFile = fdopen(pCapture->descriptor, "r");
+    if (pCapture->pFile != NULL)
+        pCapture->descriptor = -1; // now the stream's
     return pCapture->pFile != NULL;
 }
 
@@ -560,6 +565,7 @@ void closeCapture(captureFile *pCapture) {
     if (pCapture->pFile != NULL)
         fclose(pCapture->pFile);
     pCapture->pFile = NULL;
+    closeUnread(pCapture);
 }
 
 void dropCapture(captureFile *pCapture) {
@@ -572,6 +578,7 @@ void dropCapture(captureFile *pCapture) {
 }
 
 void leaveCapture(captureFile *pCapture) {
+    closeUnread(pCapture);
     forgetOwnFile(pCapture->szPath);
     pCapture->bOurs = 0;
 }

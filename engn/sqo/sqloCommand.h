@@ -83,6 +83,7 @@ int outputHolds(const commandText &szCommand, const char *pText);
 struct captureFile {
     char szPath[4096]; // empty when the path would be too long
     int bOurs;         // 1 once the file was created by us
+    int descriptor;    // of the file that was created, until it is opened for reading; -1 when it must not be read
     FILE *pFile;       // open for reading, or null
 };
 
@@ -98,7 +99,8 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute_
 /* Runs a command that writes into the capture file, having made that name ours: a file or link that stands there is
  * removed, a directory moved aside, and the file created anew. Where that is not possible standard error says so, and
  * the command is not run: it would write to whatever someone puts there meanwhile. Where the file has no room for what
- * the command writes, its output counts for nothing, as if it had not run. */
+ * the command writes, its output counts for nothing, as if it had not run. A file that is removed or replaced while the
+ * command runs, or whose command times out, cannot be opened. */
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind = LOCAL_COMMAND);
 
 /* Names a capture file and composes a command that writes into it: the file's path is the format's last word. */
@@ -115,8 +117,7 @@ template <typename... Words> int captureOutput(captureFile *pCapture, const char
     return runIntoCapture(pCapture, szCommand);
 }
 
-/* Opens a capture file that was named before for reading, or from the start again. 0 when it cannot be opened or is
- * not ours. */
+/* Opens a capture file for reading, once, when its command has run. 0 when it cannot be opened. */
 int openCapture(captureFile *pCapture);
 
 /* Reads a line, newline included. 0 with an empty line at the end, or when the file is not open. */
