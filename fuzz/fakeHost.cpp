@@ -28,7 +28,6 @@ static std::set<FILE *> openFiles;
 static string ownPath; // of the file that was created last
 static char ending;    // of the command that was started last
 static int pipeEnd;
-static void (*pLimitHandler)(int);
 
 char decision() {
     return !settings.empty() && decided < settings[0].size() ? settings[0][decided++] : '0';
@@ -71,23 +70,23 @@ static int startCommand(pid_t *pId, const char *pCommand) {
     return ending == 'n' ? EAGAIN : 0;
 }
 
-static int awaitCommand() {
-    if (ending == 't')
-        pLimitHandler(SIGALRM);
-    errno = EINTR;
-    return ending == 't' ? -1 : 0;
+static int findEnded(siginfo_t *pInformation) {
+    pInformation->si_pid = ending == 't' ? 0 : OWN_PROCESS;
+    return 0;
 }
 
+// Each look at the clock is a second later.
+static int tellTime(timespec *pTime) {
+    static time_t seconds;
+    *pTime = {++seconds, 0};
+    return 0;
+}
+
+// One that takes too long is never reaped.
 static pid_t takeStatus(int *pStatus) {
     if (pStatus != nullptr)
         *pStatus = ending == 'k' ? SIGKILL : ((ending ^ '0') & 0xff) << 8;
-    return OWN_PROCESS;
-}
-
-static int setHandler(int number, const struct sigaction *pAction) {
-    if (number == SIGALRM)
-        pLimitHandler = pAction->sa_handler;
-    return -1;
+    return pStatus != nullptr ? OWN_PROCESS : -1;
 }
 
 // A catalog is always there, so that fetching a text asks for no decision.
@@ -117,13 +116,12 @@ FAKE_OWN(int, posix_spawn, (pid_t *pId, const char *p, const posix_spawn_file_ac
     (pId, p, pActions, pAttributes, ppWords, ppEnvironment), bRunning, startCommand(pId, ppWords[2]))
 FAKE(int, posix_spawn_file_actions_adddup2, (posix_spawn_file_actions_t *, int number, int), (pipeEnd = number, 0))
 FAKE_OWN(int, waitid, (idtype_t type, id_t id, siginfo_t *p, int options), (type, id, p, options), bRunning,
-    awaitCommand())
+    findEnded(p))
+FAKE(int, sigtimedwait, (const sigset_t *, siginfo_t *, const timespec *), -1)
+FAKE_OWN(int, clock_gettime, (clockid_t clock, timespec *p), (clock, p), bRunning, tellTime(p))
 FAKE_OWN(pid_t, waitpid, (pid_t id, int *pStatus, int options), (id, pStatus, options), bRunning, takeStatus(pStatus))
 FAKE_OWN(int, kill, (pid_t id, int number), (id, number), bRunning, -1)
-FAKE_OWN(unsigned, alarm, (unsigned seconds), (seconds), bRunning, 0)
 FAKE_OWN(sighandler_t, signal, (int number, sighandler_t p), (number, p), bRunning, SIG_DFL)
-FAKE_OWN(int, sigaction, (int number, const struct sigaction *p, struct sigaction *pOld), (number, p, pOld), bRunning,
-    setHandler(number, p))
 FAKE_OWN(int, stat, (const char *pPath, struct stat *p), (pPath, p), bRunning, fileStatus(pPath, p))
 FAKE_OWN(int, mkdir, (const char *pPath, mode_t mode), (pPath, mode), bRunning, isGood() ? 0 : -1)
 FAKE_OWN(int, unlink, (const char *pPath), (pPath), bRunning, 0)

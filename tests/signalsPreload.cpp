@@ -1,15 +1,40 @@
 // Laid over the program by LD_PRELOAD: time limits pass at once, and a signal strikes between two commands.
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dlfcn.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-// The two limits are a second, what is shorter stays.
-extern "C" unsigned alarm(unsigned seconds) noexcept {
-    return (unsigned)syscall(SYS_alarm, seconds >= 30 ? 1 : seconds);
+static bool bInVain;      // the last wait was for nothing: the next ones only pass on the clock
+static time_t secondsOff; // that waits did not take
+
+// A stop of a second is one of a thousand seconds.
+extern "C" int clock_gettime(clockid_t clock, timespec *pTime) noexcept {
+    const long status = syscall(SYS_clock_gettime, clock, pTime);
+    pTime->tv_sec = pTime->tv_sec * 1000 + pTime->tv_nsec / 1000000 + secondsOff;
+    return static_cast<int>(status);
+}
+
+extern "C" int sigtimedwait(const sigset_t *pSet, siginfo_t *pInfo, const timespec *pTimeout) {
+    const timespec nothing = {};
+    const long result = syscall(SYS_rt_sigtimedwait, pSet, pInfo, bInVain ? &nothing : pTimeout, sizeof(long));
+    bInVain = result < 0 && errno == EAGAIN;
+    secondsOff += bInVain;
+    return static_cast<int>(result);
+}
+
+extern "C" int poll(pollfd *pPolled, nfds_t count, int milliseconds) {
+    const bool bStep = milliseconds == 1000;
+    const timespec timeout = {bStep && !bInVain, milliseconds % 1000 * 1000000L};
+    const int result = ppoll(pPolled, count, milliseconds < 0 ? nullptr : &timeout, nullptr);
+    bInVain = bStep && result == 0;
+    secondsOff += bInVain;
+    return result;
 }
 
 // A capture file is there and ours, and no command runs.

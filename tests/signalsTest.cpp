@@ -3,13 +3,14 @@
 
 #include <csignal>
 
-// A clustered pass of the installed program on a host with these tools; "strike NUMBER" sends the program a signal.
+// A clustered pass of the installed program on a host with these tools; "strike SIGNAL" sends the program a signal
+// and prints its process id.
 static runResult run(const fileList &tools, const string &shell = "exec \"$@\"", const string &strike = "") {
     privateHost host;
     host.layers = {KVX_SOURCE_DIR "/samples/hosts/rhel"};
     host.binds = {KVX_SOURCE_DIR, KVX_PROGRAM_DIR};
     host.files = {{"/fakes/strike", "#!/bin/sh\np=$$; until grep -qx kvxprereqcheck /proc/$p/comm; do "
-                                    "p=$(cut -d' ' -f4 /proc/$p/stat); done; kill -$1 $p\n"},
+                                    "p=$(cut -d' ' -f4 /proc/$p/stat); done; echo $p; kill -$1 $p\n"},
                   {"/fakes/linger", "#!/bin/sh\ntrap '' TERM; echo $$ >> /lingering; while :; do sleep 1; done\n"}};
     for (const auto &[name, body] : tools)
         host.files.emplace_back("/fakes/" + name, "#!/bin/sh\n" + body + "\n");
@@ -25,7 +26,7 @@ static runResult run(const fileList &tools, const string &shell = "exec \"$@\"",
 // In a command that does not listen, in a pipe, and between two commands: the run ends by the signal, its command ends,
 // and nothing is left.
 TEST(Signals, EndTheRunWithItsCommand) {
-    for (int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE})
+    for (int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM})
         for (const fileList &tools : {fileList{{"rpm", "strike $NUMBER; linger & linger"}},
                                       {{"which", "strike $NUMBER; exec sleep 1000"}},
                                       {}}) {
@@ -42,6 +43,27 @@ TEST(Signals, ThatWereIgnoredAtTheStartStaySo) {
     EXPECT_LT(r.status, 128) << r.err;
 }
 
+// Process 1 of a container ignores the signal that it sends itself.
+TEST(Signals, EndTheRunOfProcess1) {
+    const runResult r = run({{"rpm", "strike TERM"}}, "unshare -mpf --propagation unchanged sh -c "
+                                                      "'mount -t proc proc /proc; exec \"$@\"' sh \"$@\"");
+    EXPECT_EQ(r.status, 128 + SIGTERM) << r.err;
+}
+
+TEST(Signals, AlarmOfTheCallerEndsTheRun) {
+    const runResult r = run({{"strings", "exec sleep 1000"}}, "exec perl -e 'alarm 1; exec @ARGV' \"$@\"");
+    EXPECT_EQ(r.status, 128 + SIGALRM) << r.err;
+}
+
+// The command ends in its own time, while the program is stopped or later.
+TEST(Stops, DoNotCountForTheCommand) {
+    const string stop = "[ -e /once.${0##*/} ] && exit; touch /once.${0##*/}\n"
+                        "id=$(strike STOP); (sleep 2; kill -CONT $id) > /dev/null 2>&1 &\n";
+    const runResult r = run({{"which", stop + "echo /bin/true"}, {"strings", stop + "sleep 2.1"}});
+    EXPECT_EQ(r.err.find("more than"), string::npos) << r.err;
+    EXPECT_EQ(r.err.find("not present"), string::npos) << r.err;
+}
+
 // One that sleeps and one that does not listen; what a tool that ended left running goes on.
 TEST(HungTools, CountAsFailed) {
     const string once = "[ -e /once.${0##*/} ] && exit 1; touch /once.${0##*/}; "; // one of each kind is enough
@@ -53,6 +75,15 @@ TEST(HungTools, CountAsFailed) {
     EXPECT_NE(r.err.find("more than 30 seconds: df"), string::npos) << r.err;
     EXPECT_EQ(r.out.find("left"), string::npos) << r.out;
     EXPECT_EQ(r.changed.count("/late"), 1U);
+}
+
+// What a hung tool has printed may be only a part: it is not read, and the C library is not asked for again.
+TEST(HungTools, GiveNoAnswer) {
+    const runResult r =
+        run({{"strings", "case $1 in *libc.*) echo 'release version 99.9.9, x'; exec sleep 1000; esac"}});
+    EXPECT_NE(r.out.find("The C library cannot be judged"), string::npos) << r.out;
+    EXPECT_EQ(r.out.find("99.9.9"), string::npos) << r.out;
+    EXPECT_EQ(r.err.find("more than"), r.err.rfind("more than")) << r.err;
 }
 
 // A local command is in the background of the terminal: it may use it all the same, whatever that wants.

@@ -13,9 +13,11 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "sqloCommand.h"
@@ -178,17 +180,18 @@ static void forgetOwnFile(const char *pPath) {
 
 /* --- Signals. The handlers use nothing but what is safe in one. --- */
 
-static const int endingSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE};
+static const int endingSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM};
 
 static volatile sig_atomic_t commandId;     // process id of the running command, 0 when none runs
 static volatile sig_atomic_t commandTarget; // whom to signal: its group, or the process alone in our group
-static volatile sig_atomic_t bLimitPassed;  // the running command's time is up
 
-/* Waits until a command, and all of its group, is gone. 0 when it is still there after the time. */
+/* Waits until a command, and all of its group, is gone. 0 when it is still there after the time. Process 1 of a
+ * container must reap the group's orphans too. */
 static int waitForEnd(int id, int target, int milliseconds) {
     const int pause = 10;
     for (int waited = 0; waited <= milliseconds; waited += pause) {
-        waitpid(id, NULL, WNOHANG);
+        while (waitpid(id, NULL, WNOHANG) > 0 || waitpid(target, NULL, WNOHANG) > 0)
+            continue;
         if (kill(target, 0) != 0)
             return 1;
         poll(NULL, 0, pause);
@@ -218,12 +221,7 @@ static void endRun(int number) {
     sigaddset(&set, number);
     sigprocmask(SIG_UNBLOCK, &set, NULL);
     raise(number);
-}
-
-/* Strikes again until it is noticed: the first may fall between a test and the wait behind it. */
-static void noteLimit(int) {
-    bLimitPassed = 1;
-    alarm(1);
+    _exit(128 + number); // process 1 of a container ignores the signal; the run must not go on
 }
 
 static sigset_t handledSignals(void) {
@@ -231,44 +229,57 @@ static sigset_t handledSignals(void) {
     sigemptyset(&set);
     for (int number : endingSignals)
         sigaddset(&set, number);
-    sigaddset(&set, SIGALRM);
     return set;
 }
 
-/* No system call is begun again behind a handler: whoever waits looks at bLimitPassed. */
-static void catchSignal(int number, void (*pHandler)(int)) {
-    struct sigaction action = {};
-    action.sa_handler = pHandler;
-    action.sa_mask = handledSignals();
-    sigaction(number, &action, NULL);
-}
-
-/* A parent that ignores its children's ends would have every command count as not run. */
+/* SIGCHLD may be inherited as ignored; waitpid would then fail for every command. */
 void watchSignals(void) {
     signal(SIGCHLD, SIG_DFL);
+    struct sigaction action = {};
+    action.sa_handler = endRun;
+    action.sa_mask = handledSignals();
     for (int number : endingSignals) {
         struct sigaction before;
         if (sigaction(number, NULL, &before) == 0 && before.sa_handler != SIG_IGN)
-            catchSignal(number, endRun);
+            sigaction(number, &action, NULL);
     }
 }
 
 /* --- Shell commands. What was printed so far goes out first, so that a child's output follows it. --- */
 
 static const unsigned FIRST_LIMIT = 300, LATER_LIMIT = 30; // seconds; a host where one tool hangs has more of them
-static const int STOPPING_TIME = 5000;                     // milliseconds
+static const int STEP = 1000, STOPPING_TIME = 5000;        // milliseconds
 
 static int bTimedOutBefore;
+static long long timeLeft; // milliseconds that the running command may still take
+static long long stepStart;
+static sigset_t maskBefore; // the signals that were blocked before the running command was started
 
-/* Starts the clock of a local command. */
-static void startLimit(CommandKind kind) {
-    bLimitPassed = 0;
-    catchSignal(SIGALRM, noteLimit);
-    if (kind == LOCAL_COMMAND)
-        alarm(bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT);
+static unsigned limitInSeconds(void) {
+    return bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT;
 }
 
-/* A command in a group of its own must not be stopped for using the terminal; what is ignored now stays so in it. */
+static long long milliseconds(void) {
+    struct timespec now = {0, 0};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
+}
+
+static void startClock(CommandKind kind) {
+    timeLeft = kind == LOCAL_COMMAND ? limitInSeconds() * 1000LL : LLONG_MAX;
+    stepStart = milliseconds();
+}
+
+/* Counts a step of waiting, as a second at most: the clock goes on while this program is stopped or frozen, and its
+ * command may be so too. */
+static void countStep(void) {
+    long long now = milliseconds();
+    timeLeft -= now - stepStart < STEP ? now - stepStart : STEP;
+    stepStart = now;
+}
+
+/* A background group is stopped when it uses the terminal. Ignored signals are inherited, so SIGTTIN and SIGTTOU are
+ * ignored while a command in a group of its own is spawned. */
 struct terminalSignals {
     void (*pInput)(int), (*pOutput)(int);
 };
@@ -286,40 +297,59 @@ static void restoreTerminal(const terminalSignals &before) {
         signal(SIGTTOU, before.pOutput);
 }
 
-/* Starts the shell on a command, with its output into a descriptor unless that is -1. An error number, 0 when done. */
-static int spawnShell(const char *pCommand, CommandKind kind, int output, const sigset_t &mask, pid_t *pId) {
+/* What a command is started with: its group and signal mask, and where its output goes unless output is -1. An error
+ * number, 0 when all of it is set. */
+static int setUpSpawn(posix_spawnattr_t *pAttributes, posix_spawn_file_actions_t *pActions, CommandKind kind,
+                      int output) {
+    const short ownGroup = kind == LOCAL_COMMAND ? POSIX_SPAWN_SETPGROUP : 0;
+    int error = posix_spawnattr_setflags(pAttributes, (short)(POSIX_SPAWN_SETSIGMASK | ownGroup));
+    if (error == 0)
+        error = posix_spawnattr_setsigmask(pAttributes, &maskBefore);
+    if (error == 0)
+        error = posix_spawnattr_setpgroup(pAttributes, 0);
+    if (error == 0 && output >= 0)
+        error = posix_spawn_file_actions_adddup2(pActions, output, STDOUT_FILENO);
+    return error;
+}
+
+/* Starts the shell on a command. An error number, 0 when done. */
+static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t *pId) {
     const char *const ppszArguments[] = {"sh", "-c", pCommand, NULL};
     posix_spawnattr_t attributes;
     posix_spawn_file_actions_t actions;
-    posix_spawnattr_init(&attributes);
-    posix_spawn_file_actions_init(&actions);
-    posix_spawnattr_setflags(&attributes, kind == LOCAL_COMMAND ? POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP
-                                                                : POSIX_SPAWN_SETSIGMASK);
-    posix_spawnattr_setsigmask(&attributes, &mask);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    if (output >= 0)
-        posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    int error = posix_spawn(pId, "/bin/sh", &actions, &attributes, const_cast<char *const *>(ppszArguments), environ);
-    posix_spawn_file_actions_destroy(&actions);
+    int error = posix_spawnattr_init(&attributes);
+    if (error != 0)
+        return error;
+    error = posix_spawn_file_actions_init(&actions);
+    if (error == 0) {
+        error = setUpSpawn(&attributes, &actions, kind, output);
+        if (error == 0)
+            error =
+                posix_spawn(pId, "/bin/sh", &actions, &attributes, const_cast<char *const *>(ppszArguments), environ);
+        posix_spawn_file_actions_destroy(&actions);
+    }
     posix_spawnattr_destroy(&attributes);
     return error;
 }
 
-/* Starts a command. RC_OK, or what system would tell of the failure: -1 without a process, the status of exit code 127
- * without a shell. Signals wait until the command is known to their handler. */
+/* Starts a command. RC_OK, or what system returns on the failure: -1 without a process, the status of exit code 127
+ * without a shell. The ending signals are blocked until their handler knows the command; SIGCHLD stays blocked until
+ * the command is reaped, or sigtimedwait could miss it. */
 static int startCommand(const char *pCommand, CommandKind kind, int output) {
     fflush(stdout);
-    sigset_t handled = handledSignals(), mask;
-    sigprocmask(SIG_BLOCK, &handled, &mask);
-    sigdelset(&mask, SIGALRM);
+    sigset_t blocked = handledSignals();
+    sigaddset(&blocked, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &blocked, &maskBefore);
     terminalSignals terminal = ignoreTerminal(kind);
     pid_t id = 0;
-    int error = spawnShell(pCommand, kind, output, mask, &id);
+    int error = spawnShell(pCommand, kind, output, &id);
     restoreTerminal(terminal);
+    sigset_t mask = maskBefore;
     if (error == 0) {
         commandTarget = kind == LOCAL_COMMAND ? -id : id;
         commandId = id;
-        startLimit(kind);
+        startClock(kind);
+        sigaddset(&mask, SIGCHLD);
     }
     sigprocmask(SIG_SETMASK, &mask, NULL);
     if (error == 0)
@@ -328,33 +358,49 @@ static int startCommand(const char *pCommand, CommandKind kind, int output) {
     return error == EAGAIN || error == ENOMEM ? -1 : 127 << 8;
 }
 
-/* Waits for the running command, without taking its process id back, for as long as its time is not up. */
-static int awaitEnd(void) {
+/* Has the running command ended? It is not reaped, so that its process id stays its own. */
+static int hasEnded(void) {
     siginfo_t information;
-    while (!bLimitPassed)
-        if (waitid(P_PID, (id_t)commandId, &information, WEXITED | WNOWAIT) == 0 || errno != EINTR)
-            return 1;
-    return 0;
+    information.si_pid = 0;
+    return waitid(P_PID, (id_t)commandId, &information, WEXITED | WNOHANG | WNOWAIT) != 0 || information.si_pid != 0;
+}
+
+/* Waits for the running command. 0 when it runs out of time. */
+static int awaitEnd(void) {
+    const struct timespec step = {STEP / 1000, 0};
+    sigset_t childSignal;
+    sigemptyset(&childSignal);
+    sigaddset(&childSignal, SIGCHLD);
+    while (!hasEnded()) {
+        if (timeLeft <= 0)
+            return 0;
+        sigtimedwait(&childSignal, NULL, &step);
+        countStep();
+    }
+    return 1;
 }
 
 static void endTimedOut(const char *pCommand) {
-    fprintf(stderr, szStoppedByLimit, bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT, pCommand);
+    commandText szShown;
+    copyText(szShown, pCommand);
+    hideControls(szShown);
+    fprintf(stderr, szStoppedByLimit, limitInSeconds(), szShown);
     bTimedOutBefore = 1;
     stopCommand(commandId, commandTarget, STOPPING_TIME);
 }
 
-/* Waits for the running command and returns its status. What one that ended left running is left alone. */
+/* Waits for the running command and returns its status. Children that it leaves behind are left alone. */
 static int finishCommand(const char *pCommand) {
-    int status = -1;
+    int status = COMMAND_TIMED_OUT;
     int bEnded = awaitEnd();
-    alarm(0);
     if (!bEnded)
         endTimedOut(pCommand);
     pid_t id = commandId;
     commandId = 0;
-    if (!bEnded)
-        return COMMAND_TIMED_OUT;
-    return waitpid(id, &status, 0) == id ? status : -1;
+    if (bEnded && waitpid(id, &status, 0) != id)
+        status = -1;
+    sigprocmask(SIG_SETMASK, &maskBefore, NULL);
+    return status;
 }
 
 int runCommand(const commandText &szCommand, CommandKind kind) {
@@ -374,50 +420,102 @@ int exitCode(int status) {
 
 /* --- Pipes --- */
 
-/* Starts a command whose output is read through a pipe. Null when it cannot be started. */
-static FILE *openPipe(const char *pCommand) {
+/* A command whose output is read through a pipe. */
+struct commandPipe {
+    const char *pCommand;
+    int descriptor;
+    int rest; // bytes that were in the pipe when the command had ended; -1 while it runs
+    char output[4096];
+    size_t taken, length; // of that
+};
+
+/* Starts a command whose output is read. 0 when it cannot be started. */
+static int openPipe(commandPipe *pPipe, const char *pCommand) {
     int ends[2];
     if (pCommand[0] == '\0' || pipe2(ends, O_CLOEXEC) != 0)
-        return NULL;
-    FILE *pPipe = fdopen(ends[0], "r");
-    int bStarted = pPipe != NULL && startCommand(pCommand, LOCAL_COMMAND, ends[1]) == RC_OK;
+        return 0;
+    pPipe->pCommand = pCommand;
+    pPipe->descriptor = ends[0];
+    pPipe->rest = -1;
+    pPipe->taken = pPipe->length = 0;
+    int bStarted = startCommand(pCommand, LOCAL_COMMAND, ends[1]) == RC_OK;
     close(ends[1]);
-    if (bStarted)
-        return pPipe;
-    if (pPipe != NULL)
-        fclose(pPipe);
-    else
+    if (!bStarted)
         close(ends[0]);
-    return NULL;
+    return bStarted;
+}
+
+/* Waits for output, until there is some or the command has ended. 0 when it runs out of time. */
+static int awaitOutput(commandPipe *pPipe) {
+    struct pollfd end = {pPipe->descriptor, POLLIN, 0};
+    while (pPipe->rest < 0 && timeLeft > 0) {
+        if (hasEnded())
+            return ioctl(pPipe->descriptor, FIONREAD, &pPipe->rest) == 0;
+        int bReadable = poll(&end, 1, STEP) > 0;
+        countStep();
+        if (bReadable)
+            return 1;
+    }
+    return pPipe->rest >= 0;
+}
+
+/* Reads the next piece of the output. 0 when there is no more. A background child may hold the pipe when the command
+ * has ended, and may go on to write: only what is in the pipe by then is read. */
+static int fillPipe(commandPipe *pPipe) {
+    if (!awaitOutput(pPipe))
+        return 0;
+    size_t size = sizeof pPipe->output;
+    if (pPipe->rest >= 0 && (size_t)pPipe->rest < size)
+        size = (size_t)pPipe->rest;
+    ssize_t length = size == 0 ? 0 : read(pPipe->descriptor, pPipe->output, size);
+    if (length <= 0)
+        return 0;
+    if (pPipe->rest >= 0)
+        pPipe->rest -= (int)length;
+    pPipe->taken = 0;
+    pPipe->length = (size_t)length;
+    return 1;
+}
+
+/* Reads a line, newline included; a longer one comes in pieces. 0 at the end of the output. */
+static int readPipe(commandPipe *pPipe, char *szLine, size_t size) {
+    size_t length = 0;
+    while (length + 1 < size && (pPipe->taken < pPipe->length || fillPipe(pPipe))) {
+        szLine[length] = pPipe->output[pPipe->taken++];
+        if (szLine[length++] == '\n')
+            break;
+    }
+    szLine[length] = '\0';
+    return length > 0;
 }
 
 /* Closes the pipe and waits for its command. 1 when that ended in time. */
-static int closePipe(FILE *pPipe, const char *pCommand) {
-    fclose(pPipe);
-    return finishCommand(pCommand) != COMMAND_TIMED_OUT;
+static int closePipe(const commandPipe *pPipe) {
+    close(pPipe->descriptor);
+    return finishCommand(pPipe->pCommand) != COMMAND_TIMED_OUT;
 }
 
 int firstLineOf(const char *pCommand, char *szLine, size_t size) {
-    FILE *pPipe = openPipe(pCommand);
+    commandPipe pipe;
     szLine[0] = '\0';
-    if (pPipe == NULL)
+    if (!openPipe(&pipe, pCommand))
         return 0;
-    int bRead = fgets(szLine, (int)size, pPipe) != NULL;
-    if (closePipe(pPipe, pCommand) && bRead)
+    int bRead = readPipe(&pipe, szLine, size);
+    if (closePipe(&pipe) && bRead)
         return 1;
     szLine[0] = '\0';
     return 0;
 }
 
 int outputHolds(const commandText &szCommand, const char *pText) {
-    FILE *pPipe = openPipe(szCommand);
-    if (pPipe == NULL)
+    commandPipe pipe;
+    if (!openPipe(&pipe, szCommand))
         return 0;
     char szLine[256];
     int bHolds = 0;
-    while (!bHolds && fgets(szLine, sizeof szLine, pPipe) != NULL)
+    while (!bHolds && readPipe(&pipe, szLine, sizeof szLine))
         bHolds = strstr(szLine, pText) != NULL;
-    return closePipe(pPipe, szCommand) && bHolds;
+    return closePipe(&pipe) && bHolds;
 }
 
 /* --- Capture files --- */

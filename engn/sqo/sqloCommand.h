@@ -52,12 +52,13 @@ const int COMMAND_TIMED_OUT = COMMAND_NOT_RUN | 9;
  * works on other hosts, stays in ours, which has the terminal, and takes the time that it takes. */
 enum CommandKind { LOCAL_COMMAND, ATTACHED_COMMAND };
 
-/* Makes ready to run commands: a signal that ends the run (SIGINT, SIGQUIT, SIGTERM, SIGHUP or SIGPIPE, unless it was
- * ignored) ends the running command too and removes the files that are ours. */
+/* Makes ready to run commands: a signal that ends the run (SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE or SIGALRM,
+ * unless it is inherited as ignored) ends the running command too and removes the files that are ours. The program then
+ * ends by the same signal; as process 1 of a container, which ignores it, with status 128 and its number. */
 void watchSignals(void);
 
 /* Runs a command and returns the status of system, or COMMAND_TIMED_OUT. The empty command, one that could not be
- * composed, is not run. */
+ * composed, is not run. The time that this program is stopped or frozen does not count. */
 int runCommand(const commandText &szCommand, CommandKind kind = LOCAL_COMMAND);
 
 /* 1 when a status tells that the command was ended by a signal or could not be run at all. */
@@ -67,7 +68,8 @@ int wasKilled(int status);
 int exitCode(int status);
 
 /* Runs a command through a pipe and reads the first line of its output, newline included. 0, with an empty line,
- * when there is none. */
+ * when there is none or the command times out. A background child that keeps the pipe open is not waited for, here and
+ * below. */
 int firstLineOf(const char *pCommand, char *szLine, size_t size);
 
 template <size_t N> int firstLineOf(const char *pCommand, char (&szLine)[N]) {
