@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <climits>
+#include <initializer_list>
 #include <optional>
 #include <sstream>
+#include <strings.h>
 
+#include "markup.h"
 #include "tags.h"
 
 namespace lint {
@@ -14,21 +17,32 @@ namespace {
 using std::string;
 using std::string_view;
 
+constexpr string_view operatorCharacters = "<>=!", digits = "0123456789";
+
 bool isOrdering(string_view operation) {
     return operation == "<" || operation == ">" || operation == ">=";
 }
 
 bool isNumber(string_view text) {
-    return sqloCheckIsNumber(string(text).c_str()) && !text.empty();
+    return !text.empty() && text.find_first_not_of(digits) == string_view::npos;
 }
 
+bool isOneOf(string_view word, std::initializer_list<string_view> words) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+bool isOperatorLike(string_view word) {
+    return word.find_first_not_of(operatorCharacters) == string_view::npos;
+}
+
+// As the program reads it; a greater one counts as the greatest.
 long toNumber(string_view text) {
     return std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX);
 }
 
 // Can a triple fail on a host that knows its operand?
 bool hasEffect(const triple &triple) {
-    return triple.tag >= 0 && (triple.operation == "=" || (isOrdering(triple.operation) && isNumber(triple.value)));
+    return triple.tag >= 0 && (triple.operation == "=" || (isOrdering(triple.operation) && triple.number >= 0));
 }
 
 // What an operand is, on a host that passes some triples.
@@ -39,7 +53,7 @@ struct range {
 };
 
 void narrow(range &known, const triple &asked) {
-    const long number = toNumber(asked.value);
+    const long number = std::max(asked.number, 0L);
     if (asked.operation == "=") {
         known.bImpossible = known.bImpossible || (known.text && *known.text != asked.value);
         known.text = asked.value;
@@ -78,7 +92,7 @@ std::optional<string_view> fixedText(int tag, string_view level) {
 
 // A number and the one below it: a host's release, and its kernel's.
 struct releaseParts {
-    Tag first, second;
+    int first, second;
 };
 
 constexpr releaseParts releases[] = {
@@ -86,14 +100,57 @@ constexpr releaseParts releases[] = {
     {CNTVersion, CNTSP},   {OSVersion, OSRelease}, {OSRelease, OSMinorRelease},
 };
 
+constexpr long FIRST_STREAM = 8; // CentOS Stream is a release without a service pack
+
+// The condition, or the two, for hosts on one side of a release such as 9.4.
+string releaseConditions(const releaseParts &parts, string_view operation, long first, long second) {
+    const string left = ppszTagName[parts.first], right = ppszTagName[parts.second], number = std::to_string(first);
+    if (parts.first == CNTVersion && first >= FIRST_STREAM)
+        return "test CNTVersion alone, for CentOS Stream has no service pack";
+    if (operation == "=")
+        return "write \"" + left + " = " + number + ' ' + right + " = " + std::to_string(second) + '"';
+    return "write two sections, one with \"" + left + " = " + number + ' ' + right + ' ' + string(operation) + ' ' +
+           std::to_string(second) + "\" and one with \"" + left + (operation == "<" ? " < " : " > ") + number + '"';
+}
+
 // Is the second part bounded from below for several numbers of the first? It starts anew with each of them.
 bool skipsReleases(const releaseParts &parts, const std::vector<triple> &triples) {
     const range first = rangeOf(parts.first, triples), second = rangeOf(parts.second, triples);
     return first.low != LONG_MIN && first.low < first.high && second.low > 0 && second.low < second.high;
 }
 
-bool isDistribution(string_view word) {
-    return std::find(ppszDistroName + 1, ppszDistroName + DISTRO_COUNT, word) != ppszDistroName + DISTRO_COUNT;
+// A word without what an author puts around it: quotes, or a sign for "and later".
+string_view bareWord(string_view word) {
+    const std::size_t begin = std::min(word.find_first_not_of("'`("), word.size());
+    const std::size_t end = word.find_last_not_of("'`)+,;") + 1;
+    return begin < end ? word.substr(begin, end - begin) : string_view();
+}
+
+// The distribution that a word means, in the spelling of conditions; empty when there is none.
+string_view distributionMeant(string_view word) {
+    static constexpr string_view names[][2] = {{"redhat", "RHEL"}, {"sles", "SUSE"},      {"sle", "SUSE"},
+                                               {"ol", "RHEL"},     {"opensuse", "SUSE"},  {"rocky", "RHEL"},
+                                               {"k-ux", "INSPUR"}, {"almalinux", "RHEL"}, {"red", "RHEL"}};
+    string letters(bareWord(word));
+    letters.resize(std::min(letters.find_first_of(digits), letters.size()));
+    for (const distributionTags &one : distributions)
+        if (strcasecmp(one.name(), letters.c_str()) == 0)
+            return one.name();
+    for (const auto &name : names)
+        if (strcasecmp(name[0].data(), letters.c_str()) == 0)
+            return name[1];
+    return {};
+}
+
+// A word such as "RHELVersion>=9" in three.
+string spaced(string_view word) {
+    const std::size_t begin = word.find_first_of(operatorCharacters);
+    const std::size_t end = std::min(word.find_first_not_of(operatorCharacters, begin), word.size());
+    string words(word.substr(0, begin));
+    words += ' ';
+    words += word.substr(begin, end - begin);
+    words += ' ';
+    return words.append(end < word.size() ? word.substr(end) : "...");
 }
 
 class conditionCheck {
@@ -105,8 +162,9 @@ public:
 
     // Whether the words are in their places, so that a rest is one.
     bool run() const {
-        for (const triple &triple : asked.triples) {
-            if (!checkWords(triple))
+        for (std::size_t i = 0; i < asked.triples.size(); i++) {
+            const triple &triple = asked.triples[i];
+            if (!checkWords(i))
                 return false;
             if (!checkOperand(triple))
                 continue;
@@ -120,24 +178,48 @@ public:
 
 private:
     // Whether the words of a triple are in their places.
-    bool checkWords(const triple &triple) const {
+    bool checkWords(std::size_t at) const {
+        const triple &triple = asked.triples[at];
         for (string_view word : {triple.operand, triple.operation, triple.value})
             if (word.find('\t') != string_view::npos) {
                 report(Rule::triple, word, "only blanks separate the words of a condition: replace the tabulator");
                 return false;
             }
-        if (triple.operand == "and" || triple.operand == "AND" || triple.operand == "&&") {
-            report(Rule::triple, triple.operand,
-                   "no word stands between triples, which must all hold: take " + quoted(triple.operand) + " out");
+        if (triple.tag < 0 && !checkFirstWord(triple, at))
             return false;
-        }
-        if (triple.tag < 0 && triple.operand.find_first_of("=<>&") != string_view::npos) {
-            report(Rule::triple, triple.operand,
-                   quoted(triple.operand) +
-                       " is one word: put blanks around the operator, as in \"LinuxDistro = RHEL\"");
+        if (isOperatorLike(triple.operation) && triple.value == "=") {
+            const string_view number = at + 1 < asked.triples.size() ? asked.triples[at + 1].operand
+                                       : asked.rest.empty()          ? ""
+                                                                     : asked.rest[0];
+            const string whole = string(triple.operation) + '=';
+            report(Rule::triple, triple.operation,
+                   "the blank in " + quoted(string(triple.operation) + " =") + " makes two words of an operator: " +
+                       operatorHint(
+                           {triple.operand, whole, number, triple.tag, isNumber(number) ? toNumber(number) : -1}));
             return false;
         }
         return true;
+    }
+
+    // Whether a word that is no tag may be one that is misspelled.
+    bool checkFirstWord(const triple &triple, std::size_t at) const {
+        const string word = quoted(triple.operand);
+        if (isOneOf(triple.operand, {"and", "AND", "And", "&&", "&amp;&amp;", ",", ";"}))
+            report(Rule::triple, triple.operand,
+                   "no word stands between triples, which must all hold: take " + word + " out");
+        else if (isOneOf(triple.operand, {"or", "OR", "Or", "||", "|"}))
+            report(Rule::triple, triple.operand,
+                   "there is no " + word + ", all triples must hold: write a section for each of the two");
+        else if (at > 0 && isOperatorLike(triple.operand))
+            report(Rule::triple, triple.operand,
+                   "each triple begins with a tag: write \"" + string(asked.triples[at - 1].operand) + ' ' +
+                       string(triple.operand) + ' ' + string(triple.operation) + '"');
+        else if (triple.operand.find_first_of("=<>&") != string_view::npos)
+            report(Rule::triple, triple.operand,
+                   word + " is one word: put blanks around the operator, as in \"" + spaced(triple.operand) + '"');
+        else
+            return true;
+        return false;
     }
 
     bool checkOperand(const triple &triple) const {
@@ -146,17 +228,29 @@ private:
             report(Rule::operand, triple.operand,
                    quoted(triple.operand) + " is no tag, so the section is skipped on every host" +
                        (nearest < 0 ? string(": test one of the tags of the manual")
-                                    : "; is " + quoted(ppszTagName[nearest]) + " meant?"));
+                                    : ": write " + quoted(ppszTagName[nearest])));
             return false;
         }
-        if (useOf(triple.tag).read == Reading::host || place.given[(std::size_t)triple.tag])
+        const Reading read = useOf(triple.tag).read;
+        const bool bGiven = place.given[(std::size_t)triple.tag];
+        if (read == Reading::host)
             return true;
-        report(Rule::unset, triple.operand,
-               string(triple.operand) + " has no text on any host and none above this line, so \"" + words(triple) +
-                   "\" always holds: " +
-                   (triple.tag == UBUNTUVersion ? "the release of Ubuntu is not known to conditions"
-                                                : "test what the program stores, such as LinuxDistro"));
-        return true;
+        const string effect =
+            bGiven ? "the file gives " + string(triple.operand) + ", so this tests the file and not the host"
+                   : "no host has a " + string(triple.operand) + ", so \"" + words(triple) + "\" always holds";
+        report(isSectionTag(triple.tag) ? Rule::unset : Rule::requirementTested, triple.operand,
+               effect + ": " + operandHint(triple.tag));
+        return false;
+    }
+
+    static string operandHint(int tag) {
+        const distributionTags *pDistribution = distributionOfSection(tag);
+        const int hostTag = pDistribution == nullptr ? hostTagFor(tag) : pDistribution->version;
+        if (hostTag >= 0)
+            return "test " + string(ppszTagName[hostTag]);
+        return tag == UBUNTUVersion || tag == MinUBUNTUVersion
+                   ? "conditions do not know the release of Ubuntu; take this out"
+                   : "test what the program stores of the host, such as LinuxDistro";
     }
 
     void checkOperator(const triple &triple) const {
@@ -180,70 +274,99 @@ private:
     }
 
     static string operatorHint(const triple &triple) {
+        static constexpr string_view meant[][2] = {{"==", "="},  {"=>", ">="}, {">=", ">="}, {"is", "="}, {"eq", "="},
+                                                   {"ge", ">="}, {"gt", ">"},  {"lt", "<"},  {"in", "="}};
         const string operand(triple.operand), operation(triple.operation);
-        if (operation == "<=" && isNumber(triple.value)) {
-            const string above = operand + " > " + std::to_string(toNumber(triple.value));
+        if (isOneOf(operation, {"<=", "=<"}) && triple.number >= 0) {
+            const string above = operand + " > " + std::to_string(triple.number);
             return "give these values first, for all, and those of the others below, in a section with \"" + above +
-                   "\" (\"" + operand + " < " + std::to_string(toNumber(triple.value) + 1) +
+                   "\" (\"" + operand + " < " + std::to_string(triple.number + 1) +
                    "\" works, but is no well-formed XML)";
         }
-        if (operation == "==")
-            return "write \"=\"";
+        for (const auto &pair : meant)
+            if (operation == pair[0])
+                return "write " + quoted(pair[1]);
         if (operation == "!=")
-            return "write what the other hosts need into sections for them";
-        const std::size_t digit = operation.find_first_of("0123456789");
+            return "write a section for each of the other hosts";
+        const std::size_t digit = operation.find_first_of(digits);
         if (digit != string::npos && digit > 0 && digit == operation.find_first_not_of("<>="))
             return "put a blank between operator and number";
         return "the operators are <, >, >= and =";
     }
 
     void checkOrdering(const triple &triple) const {
-        const bool release = triple.tag == RHELVersion || triple.tag == SLESVersion || triple.tag == CNTVersion ||
-                             triple.tag == IAVersion;
-        if (!isNumber(triple.value))
+        if (triple.number < 0)
             report(Rule::wholeNumber, triple.value,
-                   quoted(triple.value) + " is no whole number, so \"" + words(triple) + "\" always holds" +
-                       (release ? ": compare the service pack in a triple of its own, or in a section of its own"
-                                : ": compare with digits only"));
+                   quoted(triple.value) + " is no whole number, so \"" + words(triple) +
+                       "\" always holds: " + numberHint(triple));
         else if (triple.tag == LinuxDistro || fixedText(triple.tag, ""))
             report(Rule::wholeNumber, triple.operand,
-                   string(triple.operand) + " is no whole number, only what it begins with counts" +
-                       (triple.tag == KVXLevel ? string(": use \"=\", or put the section into the level that it is for")
-                                               : string(": use \"=\"")));
+                   string(triple.operand) + " is no whole number, only what it begins with counts: " +
+                       (triple.tag == KVXLevel ? string("use \"=\", or put the section into the level that it is for")
+                                               : "test it with \"=\", or test a release such as RHELVersion"));
+    }
+
+    // What to write instead of something that is no whole number.
+    static string numberHint(const triple &triple) {
+        const string_view bare = bareWord(triple.value);
+        const std::size_t point = bare.find('.');
+        if (isNumber(bare))
+            return "write " + string(bare);
+        for (const releaseParts &parts : releases) {
+            const string_view behind = point == string_view::npos ? string_view() : bare.substr(point + 1);
+            const std::size_t end = std::min(behind.find('.'), behind.size());
+            if (parts.first == triple.tag && isNumber(bare.substr(0, point)) && isNumber(behind.substr(0, end)))
+                return releaseConditions(parts, triple.operation, toNumber(bare), toNumber(behind));
+        }
+        return "compare with digits only";
     }
 
     void checkEquality(const triple &triple) const {
-        const bool given = place.given[(std::size_t)triple.tag];
         const std::optional<string_view> fixed = fixedText(triple.tag, place.level);
-        if (given)
+        if (place.given[(std::size_t)triple.tag])
             return;
-        if (triple.tag == LinuxDistro && !isDistribution(triple.value))
-            report(Rule::never, triple.value,
-                   "LinuxDistro is never " + quoted(triple.value) +
-                       ", the section is skipped on every host: it is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
-        else if (fixed && *fixed != triple.value)
-            report(Rule::never, triple.value,
-                   string(triple.operand) + " is " + (fixed->empty() ? string("the empty text") : quoted(*fixed)) +
-                       " here, never " + quoted(triple.value) + ": the section is skipped on every host");
-        else if (!fixed && triple.tag != LinuxDistro && useOf(triple.tag).read == Reading::host &&
-                 !isNumber(triple.value))
-            report(Rule::never, triple.value,
-                   string(triple.operand) + " is a whole number, never " + quoted(triple.value) +
-                       ": the section is skipped on every host that knows it (9.4 is version 9, service pack 4)");
+        if (triple.tag == LinuxDistro) {
+            if (distributionOf(triple.value) == nullptr)
+                reportDistribution(triple);
+        } else if (fixed) {
+            if (*fixed != triple.value)
+                report(Rule::never, triple.value,
+                       string(triple.operand) + " is " + (fixed->empty() ? string("the empty text") : quoted(*fixed)) +
+                           " here, never " + quoted(triple.value) +
+                           ", so the section is skipped on every host: take it out");
+        } else if (triple.number < 0 || (triple.value.size() > 1 && triple.value[0] == '0'))
+            reportNoNumber(triple);
         else if (triple.tag == SLESSP || (triple.tag == SLESVersion && rangeOf(SLESSP, all).low <= 0))
             report(Rule::lineBreak, triple.operation,
                    "on a host without /etc/SuSE-release " + string(triple.operand) +
-                       " may end in a line break and is then equal to no word: use \">=\" and \"<\"");
+                       " may end in a line break and is then equal to no word: write \"" + string(triple.operand) +
+                       " >= " + string(triple.value) + ' ' + string(triple.operand) + " < " +
+                       std::to_string(triple.number + 1) + '"');
+    }
+
+    void reportDistribution(const triple &triple) const {
+        const string_view meant = distributionMeant(triple.value);
+        report(Rule::never, triple.value,
+               "LinuxDistro is never " + quoted(triple.value) + ", so the section is skipped on every host: write " +
+                   (meant.empty() ? "RHEL, SUSE, UBUNTU, INSPUR or CENTOS" : string(meant)));
+    }
+
+    void reportNoNumber(const triple &triple) const {
+        report(Rule::never, triple.value,
+               string(triple.operand) + " is a whole number and compared as text, never " + quoted(triple.value) +
+                   ", so the section is skipped on every host that knows it: " +
+                   (triple.number < 0 ? numberHint(triple) : "write " + std::to_string(triple.number)));
     }
 
     void checkDistribution(const triple &triple) const {
-        const string_view wanted = distributionOf(triple.tag);
-        if (wanted.empty() || place.given[(std::size_t)triple.tag])
+        const distributionTags *pStoring = distributionStoring(triple.tag);
+        if (pStoring == nullptr || place.given[(std::size_t)triple.tag])
             return;
+        const string wanted = pStoring->name();
         const range distro = rangeOf(LinuxDistro, all);
-        if (distro.text == wanted || (distro.text && !isDistribution(*distro.text)))
+        if (distro.text == wanted || (distro.text && distributionOf(*distro.text) == nullptr))
             return;
-        const string fix = "LinuxDistro = " + string(wanted);
+        const string fix = "LinuxDistro = " + wanted;
         report(Rule::distribution, triple.operand,
                distro.text
                    ? string(triple.operand) + " has no text on " + string(*distro.text) +
@@ -266,23 +389,41 @@ private:
 
     void checkReleases() const {
         for (const releaseParts &parts : releases) {
-            if (!skipsReleases(parts, all) || skipsReleases(parts, place.enclosing))
+            if (!skipsReleases(parts, all)) {
+                checkStream(parts);
                 continue;
-            auto named = std::find_if(asked.triples.rbegin(), asked.triples.rend(), [&](const triple &triple) {
+            }
+            if (skipsReleases(parts, place.enclosing))
+                continue;
+            const auto named = std::find_if(asked.triples.rbegin(), asked.triples.rend(), [&](const triple &triple) {
                 return triple.tag == parts.second || triple.tag == parts.first;
             });
             const long low = rangeOf(parts.first, all).low, from = rangeOf(parts.second, all).low;
-            const string first = ppszTagName[parts.first], second = ppszTagName[parts.second];
             std::ostringstream text;
-            text << second << " is asked of every " << first << " from " << low << " on, so " << low + 1 << ".0";
+            text << ppszTagName[parts.second] << " is asked of every " << ppszTagName[parts.first] << " from " << low
+                 << " on, so " << low + 1 << ".0";
             if (from > 1)
                 text << " to " << low + 1 << '.' << from - 1 << " are";
             else
                 text << " is";
-            text << " left out; for \"" << low << '.' << from << " or later\" write two sections: \"" << first << " = "
-                 << low << ' ' << second << " >= " << from << "\" and \"" << first << " > " << low << '"';
+            text << " left out; for \"" << low << '.' << from << " or later\" "
+                 << releaseConditions(parts, ">=", low, from);
             report(Rule::secondPart, named->operand, text.str());
         }
+    }
+
+    // The service pack of a CentOS release that a host may have without one.
+    void checkStream(const releaseParts &parts) const {
+        if (parts.first != CNTVersion || rangeOf(CNTVersion, all).high < FIRST_STREAM || place.given[CNTSP] ||
+            rangeOf(LinuxDistro, all).text != distributionStoring(CNTSP)->name())
+            return;
+        for (const triple &triple : asked.triples)
+            if (triple.tag == CNTSP && hasEffect(triple)) {
+                report(Rule::distribution, triple.operand,
+                       "CentOS Stream has no service pack, so \"" + words(triple) +
+                           "\" holds there: test CNTVersion alone");
+                return;
+            }
     }
 
     static string words(const triple &triple) {
@@ -302,15 +443,24 @@ string restHint(const std::vector<string_view> &rest) {
                                                      : "complete it, or take it out";
 }
 
-// The first character that is none of ASCII's: that of a word processor or a web page. Empty when there is none.
-string_view foreignCharacter(string_view text) {
-    std::size_t begin = 0;
-    while (begin < text.size() && ((unsigned char)text[begin] & 0x80) == 0)
-        begin++;
-    std::size_t end = std::min(begin + 1, text.size());
-    while (end < text.size() && ((unsigned char)text[end] & 0xc0) == 0x80)
-        end++;
-    return text.substr(begin, end - begin);
+// The character may be one that a word processor writes, or look like another.
+void reportForeign(string_view text, const reporter &report) {
+    const string_view foreign = foreignCharacter(text);
+    const std::size_t at = (std::size_t)(foreign.data() - text.data());
+    const std::size_t begin = text.find_last_of(' ', at) + 1; // 0 when there is none
+    const string_view word = text.substr(begin, text.find(' ', at) - begin);
+    const string shown = codePoint(foreign);
+    if (latinized(foreign) != foreign)
+        report(Rule::lookAlike, foreign,
+               shown + " looks like \"" + latinized(foreign) + "\" but is another letter: write " +
+                   quoted(latinized(word)));
+    else if (foreign == noBreakSpace)
+        report(Rule::triple, foreign,
+               shown + " is a no-break space, which does not separate words: replace it with a blank");
+    else if (foreign == "\u2265")
+        report(Rule::triple, foreign, "there is no operator " + shown + ": write \">=\"");
+    else
+        report(Rule::triple, foreign, shown + " is in no tag, operator or word of a host: replace it");
 }
 
 } // namespace
@@ -334,7 +484,8 @@ condition readCondition(string_view text) {
     condition read;
     std::size_t i = 0;
     for (; i + 3 <= words.size(); i += 3)
-        read.triples.push_back({words[i], words[i + 1], words[i + 2], sqloGetTagIndex(string(words[i]).c_str())});
+        read.triples.push_back({words[i], words[i + 1], words[i + 2], tagOf(words[i]),
+                                isNumber(words[i + 2]) ? toNumber(words[i + 2]) : -1});
     read.rest.assign(words.begin() + (std::ptrdiff_t)i, words.end());
     return read;
 }
@@ -350,14 +501,23 @@ bool isImplied(const triple &asked, const std::vector<triple> &others) {
     return both.low == known.low && both.high == known.high;
 }
 
+bool holdsUnknown(const std::vector<triple> &triples) {
+    return std::any_of(triples.begin(), triples.end(), [](const triple &triple) { return triple.operation.empty(); });
+}
+
+bool canHoldTogether(const std::vector<triple> &left, const std::vector<triple> &right) {
+    if (holdsUnknown(left) || holdsUnknown(right))
+        return true;
+    std::vector<triple> all(left);
+    all.insert(all.end(), right.begin(), right.end());
+    return std::none_of(all.begin(), all.end(),
+                        [&](const triple &triple) { return triple.tag >= 0 && rangeOf(triple.tag, all).bImpossible; });
+}
+
 void checkCondition(string_view text, const conditionPlace &place, const reporter &report) {
     const condition asked = readCondition(text);
-    const string_view foreign = foreignCharacter(text);
-    if (!foreign.empty()) {
-        report(Rule::triple, foreign,
-               foreign == noBreakSpace
-                   ? quoted(foreign) + " is a no-break space, which does not separate words: replace it with a blank"
-                   : quoted(foreign) + " is in no tag, operator or word of a host: replace it");
+    if (!foreignCharacter(text).empty()) {
+        reportForeign(text, report);
         return;
     }
     if (asked.triples.empty() && asked.rest.empty())
@@ -365,10 +525,14 @@ void checkCondition(string_view text, const conditionPlace &place, const reporte
     if (!conditionCheck(asked, place, report).run() || asked.rest.empty())
         return;
     const string_view first = asked.rest.front();
-    if (first.find_first_of("=<>&\t") != string_view::npos)
+    if (!asked.triples.empty() && isOperatorLike(first) && asked.rest.size() == 2)
         report(Rule::triple, first,
-               quoted(first) + " is one word and always holds: put blanks around the operator, as in "
-                               "\"LinuxDistro = RHEL\"");
+               "each triple begins with a tag: write \"" + string(asked.triples.back().operand) + ' ' + string(first) +
+                   ' ' + string(asked.rest[1]) + '"');
+    else if (first.find_first_of("=<>&\t") != string_view::npos)
+        report(Rule::triple, first,
+               quoted(first) + " is one word and always holds: put blanks around the operator, as in \"" +
+                   spaced(first) + '"');
     else
         report(Rule::triple, first,
                quoted(text.substr((std::size_t)(first.data() - text.data()))) +

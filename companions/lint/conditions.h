@@ -14,8 +14,12 @@ namespace lint {
 
 struct triple {
     std::string_view operand, operation, value;
-    int tag; // the operand's, or -1
+    int tag;     // the operand's, or -1
+    long number; // the value, or -1 when it is no whole number
 };
+
+// What a condition asks that is a mistake.
+inline constexpr triple unknownTriple = {"", "", "", -1, -1};
 
 struct condition {
     std::vector<triple> triples;
@@ -30,6 +34,12 @@ condition readCondition(std::string_view text);
 
 // Does a triple that can fail hold on every host where all of the others do?
 bool isImplied(const triple &asked, const std::vector<triple> &others);
+
+// Is one of the conditions a mistake, so that nobody can tell what it asks?
+bool holdsUnknown(const std::vector<triple> &triples);
+
+// Is there a host on which all of both hold? Yes where that cannot be told.
+bool canHoldTogether(const std::vector<triple> &left, const std::vector<triple> &right);
 
 // Where a condition stands, for what can be said of it.
 struct conditionPlace {

@@ -109,10 +109,7 @@ private:
         default:
             readReleaseFile(linuxDistro, (linuxDistro == DISTRO_INSPUR ? "K-UX " : "release ") + host.release + "\n");
             if (!host.servicePack.empty())
-                store(linuxDistro == DISTRO_RHEL     ? RHELSP
-                      : linuxDistro == DISTRO_CENTOS ? CNTSP
-                                                     : IASP,
-                      host.servicePack);
+                store(distributionOf(host.distribution)->servicePack, host.servicePack);
         }
     }
 
@@ -361,7 +358,7 @@ string printable(string_view text) {
 }
 
 bool isKnownDistribution(const string &name) {
-    return std::find(ppszDistroName + 1, ppszDistroName + DISTRO_COUNT, name) != ppszDistroName + DISTRO_COUNT;
+    return distributionOf(name) != nullptr;
 }
 
 bool explain(string_view file, const string &level, const describedHost &host, std::ostream &out) {

@@ -16,7 +16,7 @@ using std::string;
 using std::string_view;
 
 constexpr auto npos = string_view::npos;
-constexpr string_view levelStart = "<KVXLevel", platformName = "platform", supported = "Linux";
+constexpr string_view levelStart = "<KVXLevel", platformName = "platform", supported = "Linux", shortLevel = "level";
 constexpr std::size_t LEVEL_ROOM = sizeof(versionList::szVersion);
 
 bool holds(string_view text, string_view part) {
@@ -37,10 +37,18 @@ bool sameLetters(string_view left, string_view right) {
     return left.size() == right.size() && (left == right || lowered(left) == lowered(right));
 }
 
-// UTF-16, by its byte order mark or by the file's first "<".
-bool isWide(string_view file) {
-    static constexpr string_view beginnings[] = {"\xff\xfe", "\xfe\xff", {"<\0", 2}, {"\0<", 2}};
-    return std::find(std::begin(beginnings), std::end(beginnings), file.substr(0, 2)) != std::end(beginnings);
+// The encoding of a file that the program cannot read, by its byte order mark or by its first "<"; empty for others.
+string_view wideEncoding(string_view file) {
+    static constexpr string_view utf32[] = {{"\xff\xfe\0\0", 4}, {"\0\0\xfe\xff", 4}, {"<\0\0\0", 4}, {"\0\0\0<", 4}};
+    static constexpr string_view utf16[] = {"\xff\xfe", "\xfe\xff", {"<\0", 2}, {"\0<", 2}};
+    if (std::find(std::begin(utf32), std::end(utf32), file.substr(0, 4)) != std::end(utf32))
+        return "UTF-32";
+    return std::find(std::begin(utf16), std::end(utf16), file.substr(0, 2)) != std::end(utf16) ? "UTF-16" : "";
+}
+
+// Does every line end in a carriage return alone?
+bool hasOldLineEnds(string_view file) {
+    return holds(file, "\r") && !holds(file, "\n");
 }
 
 // Digits and points, each number between two of them.
@@ -50,12 +58,18 @@ bool isLevelName(string_view name) {
 
 class fileJudge {
 public:
-    explicit fileJudge(bool bUnread) : section(line, reader, bUnread) {
+    fileJudge(string_view file, bool bUnread) : markups(file), section(line, reader, bUnread) {
     }
 
     std::vector<finding> run(string_view file) {
-        if (isWide(file))
-            return {{1, 1, Rule::noLevel, true, "the file is in UTF-16, which is not read: save it as UTF-8"}};
+        const string encoding(wideEncoding(file));
+        if (!encoding.empty())
+            return {
+                {1, 1, Rule::encoding, true, "the file is in " + encoding + ", which is not read: save it as UTF-8"}};
+        if (hasOldLineEnds(file))
+            return {
+                {1, 1, Rule::encoding, true,
+                 "the lines end in a carriage return (CR) alone, so the file is one line: save it with line ends LF"}};
         while (!file.empty()) {
             const std::size_t end = std::min(file.find('\n'), file.size());
             takeLine(file.substr(0, end));
@@ -73,15 +87,22 @@ public:
 private:
     void takeLine(string_view text) {
         line.number++;
-        line.text = text;
         markups.read(text, line.marked);
+        if (text.size() >= PREREQ_LINE_SIZE && endsAsItLooks(text))
+            text = text.substr(0, PREREQ_LINE_SIZE - 1);
+        line.text = text;
         if (holds(text, string_view("\0", 1)))
-            line.report(Rule::nulByte, text.find('\0') + 1,
+            line.report(Rule::nul, text.find('\0') + 1,
                         "a NUL character: what follows on this line is not read; take it out");
+        if (line.marked.openComment != 0)
+            line.report(Rule::comment, line.marked.openComment,
+                        "this comment has no end: write --> behind it (nothing in it would be hidden)");
         const markup *pLevel = levelPart();
         if (text.size() >= PREREQ_LINE_SIZE)
             takeLongLine();
-        else if (holds(text, levelStart) || pLevel != nullptr)
+        else if (pLevel != nullptr && closesLevel(*pLevel))
+            reportLevelEnd(pLevel->column);
+        else if (holds(text, levelStart) || pLevel != nullptr || beginsLevelAsText())
             takeLevelLine(pLevel);
         else if (reader.place() == PLACE_SECTION)
             takeSectionLine();
@@ -89,6 +110,17 @@ private:
             takeLineOfLevel();
         else
             judgeOutside();
+        bLevelClosed = bLevelClosed || line.find(MarkupKind::closing, "KVXLevel") != nullptr;
+    }
+
+    // Is what a long line holds too much nothing but blanks and the end of a comment, or a comment?
+    bool endsAsItLooks(string_view text) const {
+        for (std::size_t at = PREREQ_LINE_SIZE - 1; (at = text.find('<', at)) != npos; at++)
+            if (text.compare(at, 4, "<!--") != 0)
+                return false;
+        return std::all_of(line.marked.parts.begin(), line.marked.parts.end(),
+                           [](const markup &part) { return part.end < PREREQ_LINE_SIZE; }) &&
+               (line.marked.textColumn == 0 || line.marked.textColumn < PREREQ_LINE_SIZE);
     }
 
     // The first part outside comments, or else in one, for which a test holds.
@@ -105,15 +137,46 @@ private:
         return findPart([&](const markup &part) {
             if (part.kind == MarkupKind::closing || part.name == "KVXLevel")
                 return part.kind != MarkupKind::closing;
-            return part.comment == 0 && (sameLetters(part.name, "KVXLevel") ||
-                                         (reader.place() != PLACE_SECTION && nearestTag(part.name) == KVXLevel));
+            return part.comment == 0 && isLevelMeant(part);
         });
     }
 
+    bool isLevelMeant(const markup &part) const {
+        const string name = latinized(part.name);
+        if (sameLetters(name, "KVXLevel") || (reader.place() != PLACE_SECTION && nearestTag(name) == KVXLevel))
+            return true;
+        return tagOf(name) < 0 && name.size() >= shortLevel.size() &&
+               sameLetters(string_view(name).substr(name.size() - shortLevel.size()), shortLevel) &&
+               isLevelName(valueOf(part));
+    }
+
+    // The text of a part's attribute "value", or else of its first one.
+    static string_view valueOf(const markup &part) {
+        const std::size_t name = part.attributes.find("value");
+        const string_view from = part.attributes.substr(name == npos ? 0 : name);
+        const std::size_t opened = from.find_first_of("\"'");
+        if (opened == npos)
+            return {};
+        return from.substr(opened + 1, from.find(from[opened], opened + 1) - opened - 1);
+    }
+
+    // Is an opening tag without a name meant to close the level?
+    bool closesLevel(const markup &part) const {
+        return bLevel && !bLevelClosed && part.comment == 0 && part.attributes.empty() && !holds(line.text, "\"");
+    }
+
+    void reportLevelEnd(std::size_t column) {
+        line.report(Rule::closing, column, "this does not close the level: write </KVXLevel>");
+        if (reader.place() == PLACE_SECTION)
+            reportOpenPlatform();
+        bLevelClosed = true;
+    }
+
     // Something that stands beside what the line is for.
-    void judgeOthers(const markup *pCounted, const char *pWhat) {
+    void judgeOthers(const markup *pCounted, const char *pWhat, const markup *pAlso = nullptr) {
         for (const markup &part : line.marked.parts)
-            if (&part != pCounted && part.comment == 0 && part.name != "KVXLevel" && part.name != "KVXprereqs") {
+            if (&part != pCounted && &part != pAlso && part.comment == 0 && part.name != "KVXLevel" &&
+                part.name != "KVXprereqs") {
                 line.report(Rule::several, part.column,
                             string("only ") + pWhat + " counts on this line: give <" + string(part.name) +
                                 "> a line of its own");
@@ -133,16 +196,20 @@ private:
     /* --- Levels --- */
 
     void takeLevelLine(const markup *pPart) {
+        const markup *pClosing = endPlatformBefore(pPart);
         endLevel();
         bool bQuotes = false;
-        const string name(quotedText(line.text, bQuotes));
-        levelAt = {line.number, pPart == nullptr ? line.text.find(levelStart) + 1 : pPart->column};
-        bPlatformClosed = bOtherPlatform = bOutsideReported = false;
+        const string offered(quotedText(line.text, bQuotes));
+        const string name(pPart == nullptr || valueOf(*pPart).empty() ? offered : valueOf(*pPart));
+        levelAt = {line.number, pPart != nullptr              ? pPart->column
+                                : line.marked.textColumn != 0 ? line.marked.textColumn
+                                                              : line.text.find(levelStart) + 1};
+        bPlatformClosed = bOtherPlatform = bOutsideReported = bLevelClosed = false;
         bLevel = true;
-        reader.beginLevel(name);
+        reader.beginLevel(offered);
         reader.take(line.text);
         const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && bQuotes;
-        bAnyLevel = bAnyLevel || bOffered;
+        bAnyLevel = true;        // what is wrong with its line is reported there
         reader.beginLevel(name); // the level's lines are judged, whatever its own line is like
         reader.take(levelLine(name));
         section.begin(name);
@@ -150,30 +217,58 @@ private:
         if (pPart != nullptr && pPart->comment != 0)
             line.reportComment(*pPart, "this level is offered");
         else if (!bFound || !bQuotes)
-            judgeLevelForm(pPart, name, bOffered);
+            judgeLevelForm(pPart, name, bOffered ? &offered : nullptr);
         else
             judgeLevelName(name);
-        judgeOthers(pPart, "the level");
+        judgeOthers(pPart, "the level", pClosing);
         if (platformPart() != nullptr) { // it does not count here; its lines are judged all the same
             reader.take(platformLine());
             beginPlatform();
         }
     }
 
-    void judgeLevelForm(const markup *pPart, const string &name, bool bOffered) {
-        const string fix = ": write " + levelLine(name.empty() ? "12.1" : name);
-        const string outcome = bOffered ? "the level is offered, but its section is not found, so it is checked as one "
-                                          "without requirements"
-                                        : "the level is not offered";
+    // A platform section may end on the line of the next level, in front of it. Returns its closing tag.
+    const markup *endPlatformBefore(const markup *pLevel) {
+        const markup *pClosing = line.find(MarkupKind::closing, platformName);
+        if (reader.place() != PLACE_SECTION || pLevel == nullptr || pClosing == nullptr ||
+            pClosing->column > pLevel->column || reader.take(line.text).effect != LINE_OUTSIDE)
+            return nullptr;
+        section.end();
+        return pClosing;
+    }
+
+    // Has the opening tag of a level lost its "<"?
+    bool beginsLevelAsText() const {
+        return line.marked.textColumn != 0 &&
+               trimmed(line.text).substr(0, levelStart.size() - 1) == levelStart.substr(1) && holds(line.text, "\"");
+    }
+
+    void judgeLevelForm(const markup *pPart, const string &name, const string *pOffered) {
+        const string meant = name.empty() ? "12.1" : name;
+        const string fix = ": write " + levelLine(meant);
+        const string outcome = pOffered == nullptr
+                                   ? "the level is not offered"
+                                   : "level " + *pOffered +
+                                         " is offered, but its section is not found, so it is checked as "
+                                         "one without requirements";
         const std::size_t behind = levelAt.second + levelStart.size() - 1;
-        if (pPart != nullptr && pPart->name != "KVXLevel" && sameLetters(pPart->name, "KVXLevel"))
+        const bool bOtherName = pPart != nullptr && pPart->name != "KVXLevel";
+        if (bOtherName && !foreignCharacter(pPart->name).empty())
+            line.report(Rule::lookAlike, levelAt.second,
+                        string(pPart->name) + " holds " + codePoint(foreignCharacter(pPart->name)) + ", " + outcome +
+                            fix);
+        else if (bOtherName && sameLetters(pPart->name, "KVXLevel"))
             line.report(Rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix);
-        else if (pPart != nullptr && pPart->name != "KVXLevel")
+        else if (bOtherName)
             line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix);
         else if (behind < line.text.size() && line.text[behind] == '\t')
             line.report(Rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix);
-        else if (!bOffered && holds(line.text, "'"))
+        else if (pOffered == nullptr && holds(line.text, "'"))
             line.report(Rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix);
+        else if (holds(line.text, levelLine(meant)))
+            line.report(Rule::levelForm, levelAt.second,
+                        "the first quoted text of a level's line is its name, so " + outcome + ": give " +
+                            levelLine(meant) + " a line of its own");
         else
             line.report(Rule::levelForm, levelAt.second, outcome + fix);
     }
@@ -195,7 +290,7 @@ private:
         if (!first.second)
             line.report(Rule::levelTwice, levelAt.second,
                         "level " + name + " stands in line " + std::to_string(first.first->second) +
-                            " already, and that one is read twice: keep one");
+                            " already, and that one is read twice: take one out");
     }
 
     void endLevel() {
@@ -248,17 +343,22 @@ private:
 
     const markup *platformPart() const {
         return findPart([](const markup &part) {
-            return part.kind == MarkupKind::opening && sameLetters(part.name, platformName);
+            return part.kind != MarkupKind::closing &&
+                   (sameLetters(latinized(part.name), platformName) ||
+                    (part.comment == 0 && tagOf(part.name) < 0 && sameLetters(valueOf(part), supported)));
         });
     }
 
     void beginPlatform() {
+        platformTag = platformName;
         platformAt = {line.number, std::min(line.text.find('<'), line.text.size()) + 1};
         bOutsideReported = false;
     }
 
     // A section that names no platform, or this one in another form, is meant to be read.
     static bool isMeantForLinux(const markup &part) {
+        if (part.kind == MarkupKind::element)
+            return !part.text.empty() && sameLetters(trimmed(part.text), supported);
         bool bQuotes = false;
         quotedText(part.attributes, bQuotes);
         return !bQuotes || holds(lowered(part.attributes), "linux");
@@ -275,10 +375,18 @@ private:
             reportOtherPlatform(part);
             return;
         }
-        line.report(part.name == platformName ? Rule::platformForm : Rule::letterCase, part.column,
-                    "the section is not found, and the level gets that of one further down: write " + platformLine());
+        const bool bLetters = sameLetters(part.name, platformName);
+        const Rule id = !foreignCharacter(part.name).empty()    ? Rule::lookAlike
+                        : bLetters && part.name != platformName ? Rule::letterCase
+                                                                : Rule::platformForm;
+        line.report(
+            id, part.column,
+            "the section is not found, and the level gets that of one further down: write " + platformLine() +
+                (bLetters && part.kind == MarkupKind::opening ? "" : ", and </platform> where the section ends"));
         reader.take(platformLine()); // its lines are judged all the same
         beginPlatform();
+        platformTag = part.name;
+        bPlatformClosed = part.kind == MarkupKind::element;
     }
 
     void reportOpenPlatform() {
@@ -292,24 +400,63 @@ private:
 
     void takeSectionLine() {
         const lineEffect &effect = reader.take(line.text);
-        const markup *pClosing = findPart([](const markup &part) {
-            return part.kind == MarkupKind::closing && sameLetters(part.name, platformName);
+        const markup *pClosing = findPart([&](const markup &part) {
+            return part.kind == MarkupKind::closing &&
+                   (sameLetters(latinized(part.name), platformName) || part.name == platformTag);
         });
         if (reader.place() == PLACE_BEHIND) {
             endPlatform(pClosing);
             return;
         }
         if (pClosing != nullptr && pClosing->comment == 0) {
-            line.report(pClosing->name == platformName ? Rule::blanks : Rule::letterCase, pClosing->column,
-                        "this does not close the platform section: write </platform>");
-            section.end();
-            reader.leave();
+            if (pClosing->name == platformName || pClosing->name != platformTag)
+                reportPlatformEnd(*pClosing);
+            leavePlatform();
             return;
         }
+        if (const markup *pOpening = line.find(MarkupKind::opening, platformName);
+            pOpening != nullptr && pOpening->comment == 0 && pOpening->attributes.empty()) {
+            line.report(Rule::closing, pOpening->column, "this does not close the platform section: write </platform>");
+            leavePlatform();
+            return;
+        }
+        if (closesAsText())
+            return;
         if (line.find(MarkupKind::closing, "KVXLevel") != nullptr)
             reportOpenPlatform();
         else
             section.takeLine(effect);
+    }
+
+    void reportPlatformEnd(const markup &closing) {
+        const Rule id = closing.name == platformName             ? Rule::blank
+                        : foreignCharacter(closing.name).empty() ? Rule::letterCase
+                                                                 : Rule::lookAlike;
+        line.report(id, closing.column, "this does not close the platform section: write </platform>");
+    }
+
+    void leavePlatform() {
+        section.end();
+        reader.leave();
+    }
+
+    // Has the closing tag of what is open lost its "<"?
+    bool closesAsText() {
+        string_view name = trimmed(line.text);
+        if (line.marked.textColumn == 0 || name.empty() || name.back() != '>')
+            return false;
+        name.remove_suffix(1);
+        name.remove_prefix(name.front() == '/');
+        if (name == "KVXLevel") {
+            reportLevelEnd(line.marked.textColumn);
+            return true;
+        }
+        if (name == platformName)
+            leavePlatform();
+        else if (!section.closeText(name))
+            return false;
+        line.report(Rule::closing, line.marked.textColumn, "this closes nothing: write </" + string(name) + ">");
+        return true;
     }
 
     void endPlatform(const markup *pClosing) {
@@ -334,9 +481,8 @@ private:
                 line.report(Rule::outside, pPlatform->column,
                             "a platform section outside a level is not read: write " + levelLine("12.1") + " above it");
         }
-        if (line.marked.textColumn != 0 && holds(line.text, "KVXLevel"))
-            line.report(Rule::levelForm, line.marked.textColumn,
-                        "the level's \"<\" is missing, so the level is not offered: write " + levelLine("12.1"));
+        if (line.marked.textColumn != 0 && bLevel && closesAsText())
+            return;
         const markup *pPart = findPart([](const markup &part) {
             return part.kind != MarkupKind::closing && part.name != platformName &&
                    (nearestTag(part.name) >= 0 || holds(part.attributes, "value"));
@@ -360,17 +506,19 @@ private:
     sectionJudge section;
     std::map<string, std::size_t> levels; // and the line of each
     position levelAt, platformAt;
-    bool bLevel = false;           // in a level, or behind its platform section
-    bool bAnyLevel = false;        // one was offered
-    bool bPlatformClosed = false;  // or said to be open
-    bool bOtherPlatform = false;   // in a platform section that is not read
-    bool bOutsideReported = false; // once for the lines in a row
+    string_view platformTag = platformName; // the tag that the section's author gave it
+    bool bLevel = false;                    // in a level, or behind its platform section
+    bool bLevelClosed = false;              // its closing tag was there
+    bool bAnyLevel = false;                 // one was offered
+    bool bPlatformClosed = false;           // or said to be open
+    bool bOtherPlatform = false;            // in a platform section that is not read
+    bool bOutsideReported = false;          // once for the lines in a row
 };
 
 } // namespace
 
 std::vector<finding> judge(std::string_view file, bool bUnread) {
-    return fileJudge(bUnread).run(file);
+    return fileJudge(file, bUnread).run(file);
 }
 
 } // namespace lint

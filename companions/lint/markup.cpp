@@ -1,6 +1,9 @@
 #include "markup.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
 
 namespace lint {
 
@@ -8,13 +11,14 @@ namespace {
 
 constexpr std::string_view commentBegin = "<!--", commentEnd = "-->";
 constexpr auto npos = std::string_view::npos;
+constexpr std::size_t MOST_PARTS = 100, FARTHEST_PART = 4096; // further ones of a long line are not looked at
 
 bool beginsAt(std::string_view line, std::size_t position, std::string_view text) {
     return line.compare(position, text.size(), text) == 0;
 }
 
 bool isNameStart(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || ((unsigned char)c & 0x80) != 0;
 }
 
 std::size_t nameEnd(std::string_view line, std::size_t position) {
@@ -41,10 +45,33 @@ std::size_t tagEnd(std::string_view line, std::size_t position) {
     return last == npos || last < start ? npos : last;
 }
 
-// The place behind what is neither element nor comment: "<?...>" and "<!...>".
+// The place behind a declaration, "<!...>". That of a document type may hold others between brackets.
 std::size_t declarationEnd(std::string_view line, std::size_t position) {
-    std::size_t end = line.find('>', position);
+    if (line[std::min(line.find_first_of("[>", position), line.size() - 1)] == '[')
+        position = std::min(line.find(']', position), line.size());
+    const std::size_t end = line.find('>', position);
     return end == npos ? line.size() : end + 1;
+}
+
+// The comments of a file that have no end of their own, in the order of the file. An end belongs to the last beginning
+// above it, so that a comment around others is closed. A beginning behind another one on its line is text.
+std::vector<const char *> commentsWithoutEnd(std::string_view file) {
+    std::vector<const char *> open;
+    std::size_t position = 0;
+    while ((position = file.find("--", position)) != npos) {
+        const char *pDashes = file.data() + position;
+        if (position >= 2 && file.compare(position - 2, 4, commentBegin) == 0) {
+            if (open.empty() || std::memchr(open.back(), '\n', (std::size_t)(pDashes - open.back())) != nullptr)
+                open.push_back(pDashes - 2);
+            position += 2;
+        } else if (beginsAt(file, position, commentEnd)) {
+            if (!open.empty())
+                open.pop_back();
+            position += commentEnd.size();
+        } else
+            position++;
+    }
+    return open;
 }
 
 bool closes(const markup &closing, const markup &opening) {
@@ -74,6 +101,7 @@ void joinElements(std::string_view line, std::vector<markup> &parts) {
         opening->kind = MarkupKind::element;
         opening->text = line.substr(begin, closing->column - 1 - begin);
         opening->closedBy = closing->name;
+        opening->end = closing->end;
         opening->complete = closing->complete;
         opening->plain = opening->plain && closing->plain;
         parts.erase(opening + 1, closing + 1);
@@ -117,20 +145,24 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     const bool bClosing = beginsAt(line, start, "</");
     const std::size_t opened = start + (bClosing ? 2 : 1);
     const std::size_t nameStart = std::min(line.find_first_not_of(" \t", opened), line.size());
-    const std::size_t behindName = nameEnd(line, nameStart), end = tagEnd(line, behindName);
-    const bool bBlank = nameStart != opened; // a "<" before a blank may be text, too
-    if (nameStart == line.size() || !isNameStart(line[nameStart]) || (bBlank && end == npos)) {
-        position = start + 1;
+    const std::size_t behindName = nameEnd(line, nameStart);
+    position = start + 1;
+    if (nameStart == line.size() || !isNameStart(line[nameStart]) || marked.parts.size() == MOST_PARTS ||
+        start > FARTHEST_PART)
         return;
-    }
+    const std::size_t end = tagEnd(line, behindName);
+    const bool bBlank = nameStart != opened; // a "<" before a blank may be text, too
+    if (bBlank && end == npos)
+        return;
     const std::size_t stop = end != npos ? end : std::min(line.find('<', behindName), line.size());
     markup part = {};
     part.kind = bClosing ? MarkupKind::closing : MarkupKind::opening;
     part.name = line.substr(nameStart, behindName - nameStart);
     part.attributes = trimmed(line.substr(behindName, stop - behindName));
     part.column = start + 1;
-    part.comment = inComment || behindMark ? comments : 0;
+    part.comment = hidden ? comments : 0;
     part.complete = end != npos;
+    part.end = part.complete ? end + 1 : stop;
     part.plain = part.complete && !bBlank && (end == behindName || (!bClosing && !part.attributes.empty()));
     if (part.name.back() == '/' || part.attributes == "/") {
         part.name.remove_suffix(part.name.back() == '/');
@@ -139,40 +171,181 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
         part.closedBy = part.name;
     }
     marked.parts.push_back(part);
-    position = part.complete ? end + 1 : stop;
+    position = part.end;
+}
+
+// Reads what a comment or the like hides: up to its terminator, or the line's end. Returns the place behind it.
+std::size_t markupReader::readHidden(std::string_view line, std::size_t begin, std::string_view terminator,
+                                     markedLine &marked) {
+    const std::size_t end = line.find(terminator, begin);
+    const std::string_view text = line.substr(0, end);
+    hidden = true;
+    std::size_t position = begin;
+    while ((position = text.find('<', position)) != npos)
+        readTag(text, position, marked);
+    hidden = false;
+    return end == npos ? line.size() : end + terminator.size();
+}
+
+bool markupReader::isNeverClosed(const char *pComment) {
+    if (neverClosed.empty() || neverClosed.back() != pComment)
+        return false;
+    neverClosed.pop_back();
+    return true;
+}
+
+// Reads what begins at a "<" outside comments, and returns the place behind it.
+std::size_t markupReader::readMarkup(std::string_view line, std::size_t begin, markedLine &marked) {
+    std::size_t position = begin;
+    if (beginsAt(line, begin, commentBegin)) {
+        comments++;
+        if (isNeverClosed(line.data() + begin)) {
+            marked.openComment = begin + 1;
+            return readHidden(line, begin + commentBegin.size(), "->", marked);
+        }
+        inComment = true;
+        return begin + commentBegin.size();
+    }
+    if (beginsAt(line, begin, "<?") || beginsAt(line, begin, "<!-")) {
+        comments++;
+        return readHidden(line, begin + 2, line[begin + 1] == '?' ? "?>" : "->", marked);
+    }
+    if (beginsAt(line, begin, "<!"))
+        return declarationEnd(line, begin);
+    hidden = behindMark;
+    readTag(line, position, marked);
+    hidden = false;
+    return position;
+}
+
+markupReader::markupReader(std::string_view file) : neverClosed(commentsWithoutEnd(file)) {
+    std::reverse(neverClosed.begin(), neverClosed.end());
 }
 
 void markupReader::read(std::string_view line, markedLine &marked) {
     marked.parts.clear();
-    marked.textColumn = 0;
-    std::size_t textColumn = 0, position = 0;
-    behindMark = !lineMark(line).empty();
-    comments += behindMark && !inComment;
+    marked.textColumn = marked.openComment = 0;
+    std::size_t textColumn = 0;
+    std::size_t position = 0;
+    behindMark = !inComment && !lineMark(line).empty();
+    comments += behindMark;
     while (position < line.size()) {
-        const std::size_t mark = std::min(line.find('<', position), line.size());
-        const std::size_t end = inComment ? line.find(commentEnd, position) : npos;
-        if (end < mark) {
-            inComment = false;
-            position = end + commentEnd.size();
+        if (inComment) {
+            inComment = line.find(commentEnd, position) == npos;
+            position = readHidden(line, position, commentEnd, marked);
             continue;
         }
-        if (!inComment)
-            noteText(line, position, mark, textColumn);
-        position = mark;
-        if (position == line.size())
-            break;
-        if (!inComment && beginsAt(line, position, commentBegin)) {
-            inComment = true;
-            comments++;
-            position += commentBegin.size();
-        } else if (!inComment && (beginsAt(line, position, "<?") || beginsAt(line, position, "<!")))
-            position = declarationEnd(line, position);
-        else
-            readTag(line, position, marked);
+        const std::size_t mark = std::min(line.find('<', position), line.size());
+        noteText(line, position, mark, textColumn);
+        position = mark == line.size() ? mark : readMarkup(line, mark, marked);
     }
     joinElements(line, marked.parts);
     if (std::none_of(marked.parts.begin(), marked.parts.end(), [](const markup &part) { return part.comment == 0; }))
         marked.textColumn = textColumn;
+}
+
+/* --- Characters --- */
+
+std::string_view foreignCharacter(std::string_view text) {
+    std::size_t begin = 0;
+    while (begin < text.size() && ((unsigned char)text[begin] & 0x80) == 0)
+        begin++;
+    std::size_t end = std::min(begin + 1, text.size());
+    while (end < text.size() && ((unsigned char)text[end] & 0xc0) == 0x80)
+        end++;
+    return text.substr(begin, end - begin);
+}
+
+static unsigned long codeOf(std::string_view character) {
+    const unsigned char lead = (unsigned char)character[0];
+    unsigned long code = lead < 0xe0 ? lead & 0x1f : lead < 0xf0 ? lead & 0x0f : lead & 0x07;
+    for (const char c : character.substr(1))
+        code = code << 6 | ((unsigned char)c & 0x3f);
+    return code;
+}
+
+std::string codePoint(std::string_view character) {
+    char name[16];
+    std::snprintf(name, sizeof name, "U+%04lX", codeOf(character) & 0x1fffff);
+    return name;
+}
+
+std::string latinized(std::string_view text) {
+    static constexpr struct {
+        unsigned long code;
+        char letter;
+    } likenesses[] = {
+        // Cyrillic
+        {0x405, 'S'},
+        {0x406, 'I'},
+        {0x408, 'J'},
+        {0x410, 'A'},
+        {0x412, 'B'},
+        {0x415, 'E'},
+        {0x41a, 'K'},
+        {0x41c, 'M'},
+        {0x41d, 'H'},
+        {0x41e, 'O'},
+        {0x420, 'P'},
+        {0x421, 'C'},
+        {0x422, 'T'},
+        {0x425, 'X'},
+        {0x430, 'a'},
+        {0x435, 'e'},
+        {0x43e, 'o'},
+        {0x440, 'p'},
+        {0x441, 'c'},
+        {0x443, 'y'},
+        {0x445, 'x'},
+        {0x455, 's'},
+        {0x456, 'i'},
+        {0x458, 'j'},
+        {0x474, 'V'},
+        {0x475, 'v'},
+        {0x501, 'd'},
+        {0x51b, 'q'},
+        {0x51d, 'w'},
+        // Greek
+        {0x391, 'A'},
+        {0x392, 'B'},
+        {0x395, 'E'},
+        {0x396, 'Z'},
+        {0x397, 'H'},
+        {0x399, 'I'},
+        {0x39a, 'K'},
+        {0x39c, 'M'},
+        {0x39d, 'N'},
+        {0x39f, 'O'},
+        {0x3a1, 'P'},
+        {0x3a4, 'T'},
+        {0x3a5, 'Y'},
+        {0x3a7, 'X'},
+        {0x3bd, 'v'},
+        {0x3bf, 'o'},
+        // Latin, but none of ASCII
+        {0x131, 'i'},
+        {0x251, 'a'},
+        {0x261, 'g'},
+        {0x2113, 'l'},
+    };
+    std::string latin;
+    while (!text.empty()) {
+        const std::string_view foreign = foreignCharacter(text);
+        if (foreign.empty())
+            return latin.append(text);
+        const unsigned long code = codeOf(foreign);
+        latin.append(text, 0, (std::size_t)(foreign.data() - text.data()));
+        text = text.substr((std::size_t)(foreign.data() - text.data()) + foreign.size());
+        const auto like = std::find_if(std::begin(likenesses), std::end(likenesses),
+                                       [&](const auto &likeness) { return likeness.code == code; });
+        if (code > 0xff00 && code < 0xff5f)
+            latin += (char)(code - 0xff00 + ' '); // of full width
+        else if (like != std::end(likenesses))
+            latin += like->letter;
+        else
+            latin.append(foreign);
+    }
+    return latin;
 }
 
 } // namespace lint

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <iterator>
+#include <strings.h>
+#include <unordered_set>
 
 #include "sqloText.h"
 #include "tags.h"
@@ -16,6 +19,10 @@ using std::string_view;
 
 constexpr auto npos = string_view::npos;
 
+// What is deeper, or farther back among the values of a tag, is not looked at: no file is meant so.
+constexpr std::size_t DEEPEST = 300, FARTHEST_VALUE = 300;
+constexpr std::ptrdiff_t NEAR_VALUES = 40;
+
 bool holds(string_view text, string_view part) {
     return text.find(part) != npos;
 }
@@ -23,10 +30,6 @@ bool holds(string_view text, string_view part) {
 bool sameLetters(string_view left, string_view right) {
     return std::equal(left.begin(), left.end(), right.begin(), right.end(),
                       [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-}
-
-int tagOf(string_view name) {
-    return sqloGetTagIndex(string(name).c_str());
 }
 
 string opening(string_view name) {
@@ -67,16 +70,93 @@ bool isForDistribution(string_view name, const std::vector<triple> &triples) {
     });
 }
 
-// What a section asks whose condition cannot be told.
-constexpr triple unknownTriple = {"", "", "", -1};
+long numberOf(string_view text) {
+    return leadingNumber(string(text).c_str());
+}
+
+constexpr std::size_t SHORTEST_TEXT = 4; // that strings(1) prints
+
+// The text that a part gives in its attributes, or behind a "=".
+string_view attributeText(string_view attributes) {
+    const std::size_t quote = attributes.find_first_of("\"'");
+    if (quote != npos)
+        return attributes.substr(quote + 1, attributes.find(attributes[quote], quote + 1) - quote - 1);
+    return trimmed(attributes.substr(std::min(attributes.find('=') + 1, attributes.size())));
+}
+
+// The element that a part with attributes is meant to be.
+string elementMeant(const markup &part) {
+    const string_view text = trimmed(part.text);
+    const string_view given = text.empty() ? attributeText(part.attributes) : text;
+    return element(part.name, given.empty() ? "..." : given);
+}
+
+// Is there exactly one attribute, of the form that the program reads?
+bool isPlainValue(string_view attributes) {
+    const std::size_t behind = sizeof "value" - 1;
+    if (attributes.substr(0, behind) != "value")
+        return false;
+    const std::size_t quote = attributes.find('"');
+    return quote != npos && trimmed(attributes.substr(behind, quote - behind)) == "=" &&
+           attributes.find('"', quote + 1) == attributes.size() - 1;
+}
+
+// All that the attributes of a part ask.
+string triplesIn(string_view attributes) {
+    string all;
+    bool bQuotes = true;
+    while (bQuotes) {
+        const string_view text = quotedText(attributes, bQuotes);
+        if (!readCondition(text).triples.empty())
+            all += (all.empty() ? "" : " ") + string(trimmed(text));
+        if (bQuotes)
+            attributes.remove_prefix((std::size_t)(text.data() + text.size() + 1 - attributes.data()));
+    }
+    return all;
+}
+
+// What the loader puts into a library's path itself is left out.
+bool isLibraryName(string text) {
+    for (const string_view token : {"ORIGIN", "LIB", "PLATFORM"})
+        for (const string &written : {"${" + string(token) + "}", "$" + string(token)})
+            for (std::size_t at; (at = text.find(written)) != npos;)
+                text.replace(at, written.size(), "x");
+    return std::all_of(text.begin(), text.end(),
+                       [](unsigned char c) {
+                           return std::isalnum(c) || (c != '\0' && holds("._+-/@~", string(1, (char)c)));
+                       }) &&
+           std::any_of(text.begin(), text.end(), [](unsigned char c) { return std::isalpha(c); });
+}
+
+// A version of the C++ runtime's symbols, or another line of its texts. Neither is a list, in quotes or a number.
+bool isSymbolText(const string &text) {
+    for (const string_view runtime : {"CXXABI", "GLIBCXX"})
+        if (strncasecmp(text.c_str(), runtime.data(), runtime.size()) == 0)
+            return text.substr(0, runtime.size()) == runtime && text.size() > runtime.size() + 1 &&
+                   text[runtime.size()] == '_' && std::all_of(text.begin(), text.end(), [](unsigned char c) {
+                       return std::isupper(c) || std::isdigit(c) || c == '_' || c == '.';
+                   });
+    return text.find_first_of("\"'`,;|<>*?$&") == npos && text.find_first_not_of("0123456789.") != npos &&
+           text.size() >= SHORTEST_TEXT;
+}
+
+// What to do about a character that no name or number on a host holds.
+string foreignHint(string_view foreign, const string &latin) {
+    return codePoint(foreign) + (foreign == noBreakSpace ? " is a no-break space" : " is no character of ASCII") +
+           ", and no name on a host holds it: " +
+           (foreignCharacter(latin).empty() ? "write " + latin : string("replace it"));
+}
 
 // What is wrong with a text, by what it is read as, and by which rule. Nothing is where the fault is empty.
 std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
     const string_view bare = trimmed(text);
     const bool bDigit = std::isdigit((unsigned char)text[0]) != 0;
     const string counted = std::to_string(leadingNumber(text.c_str()));
+    const string_view foreign = foreignCharacter(text);
     if (holdsEntity(text))
         return {Rule::entity, "entities are not resolved: write the character itself"};
+    if (!foreign.empty() && kind != TextKind::any)
+        return {Rule::lookAlike, foreignHint(foreign, latinized(text))};
     switch (kind) {
     case TextKind::any: break;
     case TextKind::number:
@@ -95,14 +175,20 @@ std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
         if (!bDigit)
             return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
                                   "alone, as 1.2.3"};
-        if (bare.find_first_of(" \t:<>=,*") != npos)
+        if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
             return {Rule::number, "a version is numbers between points, what stands around them is ignored: write it "
                                   "alone, as 1.2.3"};
         break;
-    case TextKind::exact:
+    case TextKind::library:
+    case TextKind::symbol:
         if (bare != text)
             return {Rule::outerBlank,
                     "the blanks around this text are part of it, and nothing on a host has them: take them out"};
+        if (kind == TextKind::library && !isLibraryName(text))
+            return {Rule::libraryName, "no library can have this name: write the name of one file, as libstdc++.so.6"};
+        if (kind == TextKind::symbol && !isSymbolText(text))
+            return {Rule::symbolVersion,
+                    "no library can have this version: write one symbol version, as CXXABI_1.3.11"};
         break;
     case TextKind::package:
     case TextKind::command:
@@ -165,7 +251,8 @@ void sectionJudge::begin(const string &newLevel) {
 
 void sectionJudge::takeLine(const lineEffect &effect) {
     judgeOthers(partThatCounts(effect));
-    if (line.marked.textColumn != 0 && effect.effect <= LINE_IGNORED && (sections.empty() || sections.back().tag >= 0))
+    if (line.marked.textColumn != 0 && trimmed(line.text) != "-->" && effect.effect <= LINE_IGNORED &&
+        (sections.empty() || sections.back().tag >= 0))
         line.report(Rule::text, line.marked.textColumn,
                     "text outside of elements counts nothing: give it a tag, or make it a comment");
 }
@@ -200,7 +287,7 @@ const markup *sectionJudge::countedValue(const lineEffect &effect) {
                     opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
     else
         judgeValue(*pPart, effect);
-    if (countedClosing(effect) != nullptr)
+    if (countedClosing(effect) != nullptr && !isSectionTag(effect.tag))
         line.report(Rule::nested, pPart->column,
                     "where the section " + opening(pPart->name) +
                         " is skipped, this line ends it: use another tag for the section");
@@ -219,8 +306,22 @@ const markup *sectionJudge::countedOpening(int tag) {
     }
     if (pPart->comment != 0)
         line.reportComment(*pPart, "the section " + opening(pPart->name) + " counts");
+    if (isValueMeant(*pPart, tag)) {
+        line.report(Rule::attribute, pPart->column,
+                    "an element gives its text between two tags, and this is lost: write " + elementMeant(*pPart));
+        noteMeant(tag);
+        return pPart;
+    }
     open(*pPart, tag, !pPart->attributes.empty());
     return pPart;
+}
+
+// Does what looks like a condition hold a text, for a tag that no section has?
+bool sectionJudge::isValueMeant(const markup &part, int tag) const {
+    bool bQuotes = false;
+    const string_view text = quotedText(part.attributes, bQuotes);
+    return distributionOfSection(tag) == nullptr && tag != shareGrid && !trimmed(text).empty() &&
+           text.find_first_of("<>=") == npos;
 }
 
 // Does the line begin the clustered feature's section without a condition?
@@ -305,35 +406,45 @@ void sectionJudge::explain(const markup &part) {
 }
 
 void sectionJudge::explainUnknown(const markup &part, int nearest) {
-    const string name(part.name), hint = nearest < 0 ? "" : "; is " + string(ppszTagName[nearest]) + " meant?";
-    const bool bSection = part.kind == MarkupKind::opening && !part.attributes.empty();
-    const string effect = bSection ? "the section is none: its lines are read on every host" : "the line is ignored";
-    if (nearest >= 0 && sameLetters(name, ppszTagName[nearest]))
+    const bool bSection = part.kind == MarkupKind::opening && !part.attributes.empty() && part.attributes[0] != '=';
+    explainName(part, nearest, bSection);
+    if (part.kind == MarkupKind::opening && (part.attributes.empty() || bSection))
+        openUnread(part);
+}
+
+void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
+    const string name(part.name);
+    const string effect = bSection ? "this opens no section: its lines are read on every host" : "the line is ignored";
+    const string_view foreign = foreignCharacter(name);
+    const int latin = foreign.empty() ? -1 : nearestTag(latinized(name));
+    if (latin >= 0)
+        line.report(Rule::lookAlike, part.column,
+                    name + " holds " + codePoint(foreign) + ", which no tag does, " + effect + ": write " +
+                        ppszTagName[latin]);
+    else if (nearest >= 0 && sameLetters(name, ppszTagName[nearest]))
         line.report(Rule::letterCase, part.column,
                     "letters' case matters, " + effect + ": write " + ppszTagName[nearest]);
     else
         line.report(bSection ? Rule::unknownSection : Rule::unknownElement, part.column,
                     name + " is no tag, " + effect +
-                        (hint.empty() ? ": the manual KVXprereqs.xml(5) names the tags" : hint));
-    if (part.kind == MarkupKind::opening)
-        openUnread(part);
+                        (nearest < 0 ? string(": the manual KVXprereqs.xml(5) names the tags")
+                                     : "; is " + string(ppszTagName[nearest]) + " meant?"));
 }
 
 void sectionJudge::explainElement(const markup &part) {
     const string name(part.name);
     const string_view text = trimmed(part.text);
     if (part.closedBy != part.name)
-        line.report(Rule::otherClosing, part.column,
+        line.report(Rule::mismatch, part.column,
                     opening(name) + " is closed by " + closing(part.closedBy) + " and is lost: write " + closing(name));
     else if (!part.attributes.empty() && holds(part.text, "<"))
         line.report(Rule::oneLine, part.column,
                     "a section on one line has no effect: give its opening tag, its elements and its closing tag "
                     "lines of their own");
     else if (!part.attributes.empty())
-        line.report(Rule::attribute, part.column,
-                    "an element with an attribute is lost: write " + element(name, text.empty() ? "..." : text));
+        line.report(Rule::attribute, part.column, "an element with an attribute is lost: write " + elementMeant(part));
     else if (holds(line.text, "value"))
-        line.report(Rule::valueWord, line.text.find("value") + 1,
+        line.report(Rule::openingWord, line.text.find("value") + 1,
                     "the word \"value\" makes the line an opening tag, and " + opening(name) +
                         " is lost: use another word, or another line");
     else if (text.empty() && !part.plain)
@@ -341,7 +452,7 @@ void sectionJudge::explainElement(const markup &part) {
                     "<" + name + "/> is empty and changes nothing" +
                         (depthOf(name) < sections.size() ? "; is " + closing(name) + " meant?" : ": take it out"));
     else if (!part.plain)
-        line.report(Rule::blanks, part.column,
+        line.report(Rule::blank, part.column,
                     "a blank or \"/\" in angle brackets, or a missing \">\", loses the element: write " +
                         element(name, text));
     else
@@ -353,7 +464,8 @@ void sectionJudge::explainOpening(const markup &part) {
     const string name(part.name);
     const bool bSection = !part.attributes.empty() || name == ppszTagName[shareGrid];
     const std::size_t behind = part.column + name.size(), depth = depthOf(name);
-    const char *pDistribution = distributionOfSection(tagOf(name));
+    const string_view text = trimmed(line.text.substr(std::min(part.end, line.text.size())));
+    const distributionTags *pDistribution = distributionOfSection(tagOf(name));
     if (!bSection && depth < sections.size()) {
         line.report(Rule::closing, part.column,
                     opening(name) + " does not close the section of line " + std::to_string(sections[depth].line) +
@@ -361,23 +473,29 @@ void sectionJudge::explainOpening(const markup &part) {
         closeTo(depth);
         return;
     }
+    if (!part.attributes.empty() && part.attributes[0] == '=') {
+        line.report(Rule::notClosed, part.column,
+                    "an element gives its text between two tags, and this is lost: write " + elementMeant(part));
+        noteMeant(tagOf(name));
+        return;
+    }
     openUnread(part);
     if (bSection && line.text.find_first_of(" \t", part.column) == part.column)
-        line.report(Rule::blanks, part.column,
-                    "a blank behind \"<\": the section is none and its lines are always read; write <" + name +
-                        (part.attributes.empty() ? ">" : " value=...>"));
+        line.report(Rule::blank, part.column,
+                    "a blank behind \"<\": this opens no section, so its lines are always read: write <" + name +
+                        (part.attributes.empty() ? "" : " ") + string(part.attributes) + ">");
     else if (bSection && part.attributes.empty())
-        line.report(part.complete && holds(line.text, "value") ? Rule::valueWord : Rule::blanks, part.column,
+        line.report(part.complete && holds(line.text, "value") ? Rule::openingWord : Rule::blank, part.column,
                     "this does not open the section, so its lines are read in every pass: the line must hold " +
                         opening(name) + " and not the word \"value\"");
     else if (!bSection && part.complete && pDistribution != nullptr)
         line.report(Rule::attribute, part.column,
                     "a section without a condition is none, its lines are read on every host: write <" + name +
-                        " value=\"LinuxDistro = " + pDistribution + "\">");
+                        " value=\"LinuxDistro = " + pDistribution->name() + "\">");
     else if (!bSection)
         line.report(Rule::notClosed, part.column,
-                    "the element does not end on this line and is lost: write " + element(name, "...") +
-                        " on one line");
+                    "the element does not end on this line and is lost: write " +
+                        element(name, text.empty() ? "..." : text) + " on one line");
     else if (behind < line.text.size() && line.text[behind] == '\t')
         line.report(Rule::tabulator, behind + 1,
                     "a tabulator behind the tag: the section is none and its lines are always read; put a blank there");
@@ -399,10 +517,10 @@ void sectionJudge::explainClosing(const markup &part) {
     if (depth < sections.size()) {
         const string outcome = " does not close the section of line " + std::to_string(sections[depth].line);
         if (holds(line.text, "value"))
-            line.report(Rule::valueWord, line.text.find("value") + 1,
+            line.report(Rule::openingWord, line.text.find("value") + 1,
                         "with the word \"value\" on the line " + closing(name) + outcome + ": take it off the line");
         else if (!part.plain)
-            line.report(Rule::blanks, part.column,
+            line.report(Rule::blank, part.column,
                         "write " + closing(name) + ": with a blank in the angle brackets, or without \">\", this" +
                             outcome);
         else
@@ -446,10 +564,11 @@ void sectionJudge::explainStray(const markup &part) {
 /* --- Sections --- */
 
 std::size_t sectionJudge::depthOf(string_view name) const {
-    std::size_t depth = sections.size();
-    while (depth > 0 && sections[depth - 1].name != name)
-        depth--;
-    return depth == 0 ? sections.size() : depth - 1;
+    const std::size_t last = sections.size() < DEEPEST ? 0 : sections.size() - DEEPEST;
+    for (std::size_t depth = sections.size(); depth > last; depth--)
+        if (sections[depth - 1].name == name)
+            return depth - 1;
+    return sections.size();
 }
 
 // Ends a section and those within it, which were not closed.
@@ -484,13 +603,31 @@ void sectionJudge::reportReplaced() {
 
 std::vector<triple> sectionJudge::enclosingTriples() const {
     std::vector<triple> all;
-    for (const openSection &section : sections)
-        all.insert(all.end(), section.triples.begin(), section.triples.end());
+    const std::size_t count = std::min(sections.size(), DEEPEST);
+    bool bUnknown = false;
+    for (auto section = sections.end() - (std::ptrdiff_t)count; section != sections.end(); ++section)
+        for (const triple &triple : section->triples)
+            if (!triple.operation.empty())
+                all.push_back(triple);
+            else
+                bUnknown = true;
+    if (bUnknown)
+        all.push_back(unknownTriple);
     return all;
 }
 
 bool sectionJudge::inGrid() const {
-    return std::any_of(sections.begin(), sections.end(), [](const openSection &section) { return section.bGrid; });
+    const std::size_t count = std::min(sections.size(), DEEPEST);
+    return std::any_of(sections.end() - (std::ptrdiff_t)count, sections.end(),
+                       [](const openSection &section) { return section.bGrid; });
+}
+
+bool sectionJudge::closeText(string_view name) {
+    const std::size_t depth = depthOf(name);
+    if (depth == sections.size())
+        return false;
+    closeTo(depth);
+    return true;
 }
 
 // An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
@@ -504,12 +641,13 @@ void sectionJudge::open(const markup &part, int tag, bool bCondition) {
     judgeNesting(part, tag);
     openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0, 0, 0};
     if (bCondition)
-        judgeCondition(part.column, section);
+        judgeCondition(part, section);
     sections.push_back(section);
 }
 
 void sectionJudge::judgeNesting(const markup &part, int tag) {
-    for (openSection &outer : sections) {
+    for (std::size_t i = sections.size() < DEEPEST ? 0 : sections.size() - DEEPEST; i < sections.size(); i++) {
+        openSection &outer = sections[i];
         if (outer.bReported || (outer.tag != tag && tag != shareGrid))
             continue;
         if (outer.tag == tag) { // or the outer one is never closed
@@ -540,14 +678,29 @@ void sectionJudge::disregard(openSection &section) {
     section.triples = {unknownTriple};
 }
 
-void sectionJudge::judgeCondition(std::size_t column, openSection &section) {
+// Only the first text in double quotes is read. Is that all there is?
+bool sectionJudge::judgeAttributes(const markup &part) {
+    if (isPlainValue(part.attributes))
+        return true;
+    const string asked = triplesIn(part.attributes);
+    line.report(Rule::attribute, part.column,
+                "of what stands behind the tag only the first text in double quotes counts: write <" +
+                    string(part.name) + " value=\"" + (asked.empty() ? "..." : asked) + "\">");
+    return false;
+}
+
+void sectionJudge::judgeCondition(const markup &part, openSection &section) {
     bool bQuotes = false;
     const string_view text = quotedText(line.text, bQuotes);
     if (!bQuotes) {
         const bool bOne = holds(line.text, "\"");
-        line.report(Rule::quotes, column,
+        line.report(Rule::quotes, part.column,
                     bOne ? "the condition's closing quote is missing, so the section is read on every host"
                          : "a condition stands in double quotes; without them the section is skipped on every host");
+        section.triples = {unknownTriple};
+        return;
+    }
+    if (!judgeAttributes(part)) {
         section.triples = {unknownTriple};
         return;
     }
@@ -595,10 +748,16 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
         line.report(rule, line.columnOf(part.text), fault);
     if (rule == Rule::entity)
         return;
-    if (use.read == Reading::host)
-        line.report(Rule::hostValue, part.column,
-                    "this replaces what the program knows of the host, for later levels, too: test " + name +
-                        " in a condition instead");
+    const int requirement = requirementFor(tag);
+    const string instead = requirement < 0 ? string() : element(ppszTagName[requirement], text);
+    if (isSectionTag(tag))
+        line.report(Rule::sectionTag, part.column,
+                    name + " is a section's tag, and no check reads its text: " +
+                        (instead.empty() ? "take it out" : "write " + instead));
+    else if (use.read == Reading::host)
+        line.report(Rule::host, part.column,
+                    "this replaces what the program knows of the host, for later levels, too: " +
+                        (instead.empty() ? "take it out" : "write " + instead + " for a requirement, or take it out"));
     if (bUnread && use.read == Reading::dormant)
         line.report(Rule::unread, part.column,
                     "only a check that no option selects reads " + name + " (" + string(use.check) + ")");
@@ -607,20 +766,30 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     bRequires = bRequires || use.read == Reading::everyPass || use.read == Reading::clusteredPass;
 }
 
-// A value that applies wherever an earlier one of its tag does replaces it for good.
+// Does a value apply wherever an earlier one of its tag does?
+bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) const {
+    return (!given.bGrid || earlier.bGrid) &&
+           std::all_of(given.triples.begin(), given.triples.end(),
+                       [&](const triple &triple) { return isImplied(triple, earlier.triples); });
+}
+
+// A value that applies wherever an earlier one does replaces it for good.
 void sectionJudge::remember(const markup &part, int tag) {
-    const seenValue given = {line.number, part.column, enclosingTriples(), inGrid(), false};
+    const std::size_t section = sections.empty() ? 0 : sections.back().line;
+    const seenValue given = {line.number, part.column, section, enclosingTriples(), part.text, inGrid(), false};
     auto &seen = values[(std::size_t)tag];
-    for (seenValue &earlier : seen)
-        if (!earlier.bReported && (!given.bGrid || earlier.bGrid) &&
-            std::all_of(given.triples.begin(), given.triples.end(),
-                        [&](const triple &triple) { return isImplied(triple, earlier.triples); })) {
-            replacements.push_back({earlier.line, earlier.column, Rule::replaced, entryOf(Rule::replaced).error,
-                                    opening(part.name) + " is replaced on every host by line " +
-                                        std::to_string(line.number) +
-                                        ": take one out, or put the general one first and exceptions below it"});
-            earlier.bReported = true;
-        }
+    for (std::size_t i = seen.size(); i > 0 && seen.size() - i < FARTHEST_VALUE; i--) {
+        seenValue &earlier = seen[i - 1];
+        if (earlier.bReplaced || !isReplacedBy(earlier, given))
+            continue;
+        replacements.push_back({earlier.line, earlier.column, Rule::replaced, entryOf(Rule::replaced).error,
+                                opening(part.name) + " is replaced on every host by line " +
+                                    std::to_string(line.number) +
+                                    ": take one out, or put the general one first and exceptions below it"});
+        earlier.bReplaced = true;
+    }
+    if (!seen.empty() && seen.back().bReplaced && seen.back().section == section)
+        seen.pop_back(); // so many lines of one section need no room
     seen.push_back(given);
 }
 
@@ -631,7 +800,81 @@ void sectionJudge::judgeLevel(std::size_t levelLine, std::size_t levelColumn) {
                       "MinOSVersion");
     for (const dependence &pair : dependences)
         judgeDependence(pair);
+    for (const auto &parts : levelParts)
+        judgeParts(parts);
 }
+
+/* --- Levels of three parts --- */
+
+// A section that raises a part of a level leaves the lower ones as they are.
+void sectionJudge::judgeParts(const Tag (&parts)[3]) {
+    std::unordered_set<std::size_t> reported; // the sections, by their lines
+    for (std::size_t part = 0; part + 1 < std::size(parts); part++)
+        for (const seenValue &given : values[parts[part]])
+            if (given.section != 0 && !given.bReplaced && !holdsUnknown(given.triples) &&
+                reported.count(given.section) == 0) {
+                const std::size_t before = line.findings.size();
+                judgeRaised(parts, part, given);
+                if (line.findings.size() > before)
+                    reported.insert(given.section);
+            }
+}
+
+void sectionJudge::judgeRaised(const Tag (&parts)[3], std::size_t part, const seenValue &given) {
+    const seenValue *pOutside = valueBeside(parts[part], given);
+    if (pOutside == nullptr || pOutside->section == given.section || numberOf(given.text) <= numberOf(pOutside->text))
+        return;
+    string level, lacking;
+    for (std::size_t other = 0; other < std::size(parts); other++) {
+        const seenValue *pValue = other == part ? &given : valueBeside(parts[other], given);
+        const long number = pValue == nullptr ? 0 : numberOf(pValue->text);
+        level += (level.empty() ? "" : ".") + std::to_string(number);
+        if (other > part && number > 0 && pValue->section != given.section && !isGivenBelow(parts[other], given))
+            lacking += (lacking.empty() ? "" : " and ") + string(ppszTagName[parts[other]]);
+    }
+    if (!lacking.empty())
+        line.reportAt(Rule::mixedLevel, given.line, given.column,
+                      "lower parts stay as they were above, so this comes to " + level + ": give " + lacking +
+                          " here, too");
+}
+
+std::vector<sectionJudge::seenValue>::const_iterator sectionJudge::firstFrom(const std::vector<seenValue> &seen,
+                                                                             std::size_t atLine) {
+    return std::lower_bound(seen.begin(), seen.end(), atLine,
+                            [](const seenValue &value, std::size_t number) { return value.line < number; });
+}
+
+// The value of a tag that counts beside another one: that of its section, or else the last one above that some host
+// reads along with it. Null when there is none.
+const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValue &given) const {
+    const auto &seen = values[tag];
+    const auto at = firstFrom(seen, given.line);
+    const auto below = at + std::min(NEAR_VALUES, seen.end() - at),
+               above = at - std::min(NEAR_VALUES, at - seen.begin());
+    const auto here = std::find_if(above, below, [&](const seenValue &other) {
+        return other.section == given.section && other.line != given.line;
+    });
+    if (here != below)
+        return &*here;
+    const auto reads = [&](const seenValue &other) {
+        return (!other.bGrid || given.bGrid) && canHoldTogether(other.triples, given.triples);
+    };
+    const auto last = std::find_if(std::reverse_iterator(at), std::reverse_iterator(above), reads);
+    if (last.base() != above)
+        return &*last;
+    const auto first = std::find_if(seen.begin(), above, [](const seenValue &other) { return other.section == 0; });
+    return first == above ? nullptr : &*first;
+}
+
+// Does a later line give the tag wherever a value counts?
+bool sectionJudge::isGivenBelow(Tag tag, const seenValue &given) const {
+    const auto &seen = values[tag];
+    const auto at = firstFrom(seen, given.line + 1);
+    return std::any_of(at, at + std::min(NEAR_VALUES, seen.end() - at),
+                       [&](const seenValue &later) { return isReplacedBy(given, later); });
+}
+
+/* --- Values that need others --- */
 
 // A value that a distribution can have, without another that it never has.
 void sectionJudge::judgeDependence(const dependence &pair) {
@@ -640,8 +883,8 @@ void sectionJudge::judgeDependence(const dependence &pair) {
     const seenValue *pFirst = nullptr;
     string names;
     int lacking = 0;
-    for (int distribution = DISTRO_UNKNOWN + 1; distribution < DISTRO_COUNT; distribution++) {
-        const char *pName = ppszDistroName[distribution];
+    for (const distributionTags &distribution : distributions) {
+        const char *pName = distribution.name();
         const seenValue *pGiven = firstValueOn(pName, pair.tag);
         if (pGiven == nullptr || firstValueOn(pName, pair.needed) != nullptr)
             continue;

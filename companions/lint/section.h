@@ -41,6 +41,8 @@ public:
     void takeLine(const lineEffect &effect);
     // A line of which nothing can be told.
     void passLine();
+    // Closes a section whose closing tag has lost its "<". False when none of this name is open.
+    bool closeText(std::string_view name);
     void end();
     // What can be said only of the level as a whole.
     void judgeLevel(std::size_t levelLine, std::size_t levelColumn);
@@ -61,8 +63,10 @@ private:
     };
     struct seenValue {
         std::size_t line, column;
-        std::vector<triple> triples; // of the sections around it
-        bool bGrid, bReported;
+        std::size_t section;         // the line of the innermost one around it; 0: none
+        std::vector<triple> triples; // of all sections around it
+        std::string_view text;
+        bool bGrid, bReplaced;
     };
 
     const markup *partThatCounts(const lineEffect &effect);
@@ -73,6 +77,7 @@ private:
     void judgeOthers(const markup *pCounted);
     void explain(const markup &part);
     void explainUnknown(const markup &part, int nearest);
+    void explainName(const markup &part, int nearest, bool bSection);
     void explainElement(const markup &part);
     void explainOpening(const markup &part);
     void explainClosing(const markup &part);
@@ -84,7 +89,9 @@ private:
     static void disregard(openSection &section);
     void judgeNesting(const markup &part, int tag);
     void reportNested(const openSection &outer);
-    void judgeCondition(std::size_t column, openSection &section);
+    void judgeCondition(const markup &part, openSection &section);
+    bool judgeAttributes(const markup &part);
+    bool isValueMeant(const markup &part, int tag) const;
     void closeTo(std::size_t depth);
     void reportReplaced();
     std::size_t depthOf(std::string_view name) const;
@@ -92,6 +99,12 @@ private:
     void judgeText(const markup &part, int tag, const std::string &text);
     void remember(const markup &part, int tag);
     void judgeDependence(const dependence &pair);
+    void judgeParts(const Tag (&parts)[3]);
+    void judgeRaised(const Tag (&parts)[3], std::size_t part, const seenValue &given);
+    const seenValue *valueBeside(Tag tag, const seenValue &given) const;
+    static std::vector<seenValue>::const_iterator firstFrom(const std::vector<seenValue> &seen, std::size_t atLine);
+    bool isGivenBelow(Tag tag, const seenValue &given) const;
+    bool isReplacedBy(const seenValue &earlier, const seenValue &given) const;
     const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
     std::vector<triple> enclosingTriples() const;
     bool inGrid() const;

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <bitset>
+#include <iterator>
 #include <numeric>
 #include <string>
+#include <unordered_map>
 
 namespace lint {
 
@@ -27,7 +29,8 @@ constexpr tagGroup group(Reading read, TextKind text, std::string_view check, Ta
 // clang-format off
 constexpr tagGroup groups[] = {
     group(Reading::everyPass, TextKind::number, "kernel level", MinOSVersion, MinOSRelease, MinOSMinorRelease),
-    group(Reading::everyPass, TextKind::exact, "C++ runtime", CPPLibName, CPPVersionString),
+    group(Reading::everyPass, TextKind::library, "C++ runtime", CPPLibName),
+    group(Reading::everyPass, TextKind::symbol, "C++ runtime", CPPVersionString),
     group(Reading::everyPass, TextKind::mask, "umask, with -vastdw", UMASK),
     group(Reading::clusteredPass, TextKind::number, "C library level",
           LibCVersion, LibCMajorRelease, LibCMinorRelease),
@@ -89,13 +92,13 @@ constexpr bool everyTagHasOneUse() {
             return false;
     return rows == LastTag;
 }
-static_assert(everyTagHasOneUse());
+static_assert(everyTagHasOneUse(), "every tag is in exactly one group");
 
 char lowered(char c) {
     return c >= 'A' && c <= 'Z' ? (char)(c - 'A' + 'a') : c;
 }
 
-typedef std::bitset<128> letterSet;
+typedef std::bitset<64> letterSet; // upper case is not told from lower
 
 letterSet lettersOf(std::string_view name) {
     letterSet letters;
@@ -140,43 +143,75 @@ const tagUse &useOf(int tag) {
     return uses[(std::size_t)tag];
 }
 
-std::string_view distributionOf(int tag) {
+template <typename Test> static const distributionTags *findDistribution(Test test) {
+    const auto found = std::find_if(std::begin(distributions), std::end(distributions), test);
+    return found == std::end(distributions) ? nullptr : found;
+}
+
+const distributionTags *distributionOf(std::string_view name) {
+    return findDistribution([&](const distributionTags &one) { return one.name() == name; });
+}
+
+const distributionTags *distributionStoring(int tag) {
+    return tag < 0 ? nullptr : findDistribution([&](const distributionTags &one) {
+        return one.version == tag || one.servicePack == tag;
+    });
+}
+
+const distributionTags *distributionOfSection(int tag) {
+    return tag < 0 ? nullptr : findDistribution([&](const distributionTags &one) {
+        return one.section == tag || one.version == tag;
+    });
+}
+
+bool isSectionTag(int tag) {
+    return tag == RHEL || tag == SLES || tag == UBUNTUVersion || tag == shareGrid;
+}
+
+int requirementFor(int tag) {
+    for (const distributionTags &one : distributions) {
+        if (tag == one.section || tag == one.version)
+            return one.minVersion;
+        if (tag == one.servicePack)
+            return one.minServicePack;
+    }
     switch (tag) {
-    case RHELVersion:
-    case RHELSP: return "RHEL";
-    case SLESVersion:
-    case SLESSP: return "SUSE";
-    case IAVersion:
-    case IASP: return "INSPUR";
-    case CNTVersion:
-    case CNTSP: return "CENTOS";
-    default: return "";
+    case OSVersion: return MinOSVersion;
+    case OSRelease: return MinOSRelease;
+    case OSMinorRelease: return MinOSMinorRelease;
+    default: return -1;
     }
 }
 
-const char *distributionOfSection(int tag) {
-    switch (tag) {
-    case RHEL:
-    case RHELVersion: return ppszDistroName[DISTRO_RHEL];
-    case SLES:
-    case SLESVersion: return ppszDistroName[DISTRO_SUSE];
-    case UBUNTUVersion: return ppszDistroName[DISTRO_UBUNTU];
-    case IAVersion: return ppszDistroName[DISTRO_INSPUR];
-    case CNTVersion: return ppszDistroName[DISTRO_CENTOS];
-    default: return nullptr;
-    }
+int hostTagFor(int requirement) {
+    for (int tag = 0; tag < LastTag && requirement >= 0; tag++)
+        if (useOf(tag).read == Reading::host && requirementFor(tag) == requirement)
+            return tag;
+    return -1;
+}
+
+int tagOf(std::string_view name) {
+    static const auto tags = [] {
+        std::unordered_map<std::string_view, int> all;
+        for (int tag = LastTag - 1; tag >= 0; tag--)
+            all[ppszTagName[tag]] = tag;
+        return all;
+    }();
+    const auto found = tags.find(name);
+    return found == tags.end() ? -1 : found->second;
 }
 
 int nearestTag(std::string_view name) {
-    const int tag = sqloGetTagIndex(std::string(name).c_str());
+    const int tag = tagOf(name);
     if (tag >= 0)
         return tag;
     const auto letters = lettersOf(name);
     std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     int nearest = -1;
     for (int other = 0; other < LastTag && best > 0; other++) {
-        if ((letters & ~lettersOfTags()[(std::size_t)other]).count() >= best)
-            continue; // each letter that the tag lacks is a mistake
+        const letterSet &lettersOfTag = lettersOfTags()[(std::size_t)other];
+        if ((letters & ~lettersOfTag).count() >= best || (lettersOfTag & ~letters).count() >= best)
+            continue; // each letter that only one of them has is a mistake
         const std::size_t found = distance(name, ppszTagName[other], best);
         if (found < best) {
             best = found;

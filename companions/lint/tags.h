@@ -21,7 +21,8 @@ enum class TextKind {
     number,  // its leading digits are compared
     version, // numbers between points are compared
     mask,    // so is it, but the number is octal
-    exact,   // compared or used as it stands
+    library, // the file of a library
+    symbol,  // a version of its symbols
     package, // the name of a package
     command, // a command, or the path of a file
 };
@@ -58,11 +59,54 @@ inline constexpr dependence dependences[] = {
     {LibCMinorRelease, LibCMajorRelease, "the major release counts as 0"},
 };
 
-// The distribution that alone stores a tag, such as RHELVersion; empty where every host or none does.
-std::string_view distributionOf(int tag);
+// What belongs to a distribution. A tag that it lacks is -1.
+struct distributionTags {
+    int distribution; // its place in ppszDistroName
+    int version;      // its release, which the program stores
+    int servicePack;
+    int section; // by custom that of its sections
+    int minVersion;
+    int minServicePack;
+
+    const char *name() const {
+        return ppszDistroName[distribution];
+    }
+};
+
+inline constexpr distributionTags distributions[] = {
+    {DISTRO_RHEL, RHELVersion, RHELSP, RHEL, MinRHELVersion, MinRHELSP},
+    {DISTRO_SUSE, SLESVersion, SLESSP, SLES, MinSLESVersion, MinSLESSP},
+    {DISTRO_UBUNTU, -1, -1, UBUNTUVersion, MinUBUNTUVersion, -1},
+    {DISTRO_INSPUR, IAVersion, IASP, IAVersion, MinIAVersion, MinIASP},
+    {DISTRO_CENTOS, CNTVersion, CNTSP, CNTVersion, MinCNTVersion, MinCNTSP},
+};
+
+// The levels of three parts, of which a file gives each part in an element of its own.
+inline constexpr Tag levelParts[][3] = {
+    {MinOSVersion, MinOSRelease, MinOSMinorRelease},
+    {LibCVersion, LibCMajorRelease, LibCMinorRelease},
+};
+
+// Null for a name that is none of the program's.
+const distributionTags *distributionOf(std::string_view name);
+
+// The distribution that alone stores a tag, such as RHELVersion; null where every host or none does.
+const distributionTags *distributionStoring(int tag);
 
 // The distribution that a section of this tag is for by custom; null for a tag that names no section.
-const char *distributionOfSection(int tag);
+const distributionTags *distributionOfSection(int tag);
+
+// Does the tag mark a section, and hold nothing that a check or a condition asks for?
+bool isSectionTag(int tag);
+
+// The requirement that somebody may mean who gives a tag of the host or of a section a text; -1 when there is none.
+int requirementFor(int tag);
+
+// What a condition tests of the host where somebody tests a requirement; -1 when there is nothing.
+int hostTagFor(int requirement);
+
+// The tag of this name, or -1.
+int tagOf(std::string_view name);
 
 // The tag whose element name is most like a misspelled one, or -1.
 int nearestTag(std::string_view name);
