@@ -211,4 +211,12 @@ bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
+std::optional<std::tm> timeOf(const std::string &text) {
+    std::tm time{};
+    const char *pEnd = strptime(text.c_str(), "%a %b %d %H:%M:%S %Y", &time);
+    if (pEnd == nullptr || *pEnd != '\0')
+        return std::nullopt;
+    return time;
+}
+
 } // namespace report

@@ -2,7 +2,9 @@
 #ifndef REPORT_TEXT_H
 #define REPORT_TEXT_H
 
+#include <ctime>
 #include <iconv.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +50,9 @@ std::vector<std::string> wrap(std::string_view text, size_t width);
 // A text without its leading blanks.
 std::string_view withoutLeadingBlanks(std::string_view text);
 bool isBlank(std::string_view text);
+
+// The time that a text is, as the program prints it.
+std::optional<std::tm> timeOf(const std::string &text);
 
 } // namespace report
 
