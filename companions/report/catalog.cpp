@@ -63,7 +63,7 @@ catalog::catalog(const std::string &path, const std::string &codeSetName) : ownC
                      [](const pattern &a, const pattern &b) { return a.literalLength > b.literalLength; });
     for (const pattern &one : patterns)
         for (size_t byte = 0; byte < byFirst.size(); byte++)
-            if (one.literals[0].empty() || static_cast<unsigned char>(one.literals[0][0]) == byte)
+            if (beginsWith(one, static_cast<char>(byte)))
                 byFirst[byte].push_back(&one);
 }
 
@@ -71,6 +71,14 @@ const std::string &catalog::text(int message) const {
     static const std::string none;
     const auto found = texts.find(message);
     return found == texts.end() ? none : found->second;
+}
+
+std::vector<const pattern *> catalog::patternsOf(int message) const {
+    std::vector<const pattern *> found;
+    for (const pattern &one : patterns)
+        if (one.message == message)
+            found.push_back(&one);
+    return found;
 }
 
 int catalog::titleMessage(std::string_view title) const {
@@ -145,8 +153,11 @@ void catalog::addLiterals() {
     }
 }
 
-// Whether a pattern's literal parts stand in a line in their order; each token takes as little as it can.
-static bool matches(const pattern &one, std::string_view line, std::vector<std::string_view> &tokens) {
+bool beginsWith(const pattern &one, char byte) {
+    return one.literals[0].empty() || one.literals[0][0] == byte;
+}
+
+bool matches(const pattern &one, std::string_view line, std::vector<std::string_view> &tokens) {
     const std::string &first = one.literals.front(), &last = one.literals.back();
     if (one.places.empty())
         return line == first;

@@ -21,6 +21,11 @@ struct pattern {
     size_t literalLength = 0;
 };
 
+// Whether a line that begins with this byte can be a pattern's.
+bool beginsWith(const pattern &one, char byte);
+// Whether a pattern's literal parts stand in a line in their order; each token takes as little as it can.
+bool matches(const pattern &one, std::string_view line, std::vector<std::string_view> &tokens);
+
 // What a line was found to be.
 struct explanation {
     const pattern *pPattern = nullptr;
@@ -41,6 +46,8 @@ public:
     size_t weigh(std::string_view line) const;
 
     const std::string &text(int message) const;
+    // A message may have several: some of its tokens are one of a few words.
+    std::vector<const pattern *> patternsOf(int message) const;
     // The message that a check's title is, 0 when it is none.
     int titleMessage(std::string_view title) const;
 

@@ -46,6 +46,7 @@ tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back);
 .level { border-left: 1px solid var(--line); }
 .word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
   color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
+.why { font-size: .8125rem; }
 .none .word { padding-left: 1rem; font-weight: 400; }
 .spoken { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); white-space: nowrap; }
 .host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }
@@ -162,7 +163,10 @@ private:
         for (size_t i = 0; i < hosts.size(); i++) {
             const std::string result = nameOf(hosts[i].result);
             out << "<tr><th scope=\"row\"><a href=\"#host-" << i + 1 << "\">" << escaped(hosts[i].name)
-                << "</a></th><td class=\"" << result << "\">" << badge(result) << "</td>";
+                << "</a></th><td class=\"" << result << "\">" << badge(result);
+            if (failedByStatusAlone(hosts[i]))
+                out << " <span class=\"why\">exit status " << hosts[i].status.value_or(0) << "</span>";
+            out << "</td>";
             for (const auto &[pPlain, pClustered] : rowOf(hosts[i], levels)) {
                 showCell(pPlain, " level");
                 if (levels.bClustered)
@@ -225,8 +229,9 @@ private:
         if (from == end)
             return;
         out << "<ul class=\"findings\"";
-        if (!one.language.empty() && one.language != "en-US")
-            out << " lang=\"" << escaped(one.language) << "\"";
+        const std::string language = languageOf(one);
+        if (!language.empty() && language != "en-US")
+            out << " lang=\"" << escaped(language) << "\"";
         out << ">\n";
         for (size_t i = from; i < end; i++) {
             const finding &now = findings[i];

@@ -1,4 +1,5 @@
 // The machine's form. kvxprereqreport(1) describes it; a member is added only with a new schema number.
+#include "outline.h"
 #include "writers.h"
 
 #include <array>
@@ -132,7 +133,7 @@ public:
         member(json, "host", std::string_view(one.name));
         member(json, "status", one.status);
         member(json, "result", nameOf(one.result));
-        member(json, "reason", one.reason);
+        member(json, "reason", reasonOf(one));
         list(json, "errors", one.errors, appendText);
         list(json, "passes", one.passes, appendPass);
         json += '}';

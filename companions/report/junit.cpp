@@ -1,5 +1,7 @@
 // The form for build servers: each pass of a host is a suite, each check a case.
+#include "judge.h"
 #include "markup.h"
+#include "outline.h"
 #include "text.h"
 #include "writers.h"
 
@@ -34,12 +36,11 @@ namespace {
 
 // The report's time, which the C locale wrote, as the readers want it; none when it is something else.
 std::string timestampOf(const pass &one) {
-    std::tm time{};
-    std::array<char, 64> text{};
-    const char *pEnd = one.time ? strptime(one.time->c_str(), "%a %b %d %H:%M:%S %Y", &time) : nullptr;
-    if (pEnd == nullptr || *pEnd != '\0')
+    const std::optional<std::tm> time = one.time ? timeOf(*one.time) : std::nullopt;
+    if (!time)
         return "";
-    std::strftime(text.data(), text.size(), " timestamp=\"%Y-%m-%dT%H:%M:%S\"", &time);
+    std::array<char, 64> text{};
+    std::strftime(text.data(), text.size(), " timestamp=\"%Y-%m-%dT%H:%M:%S\"", &*time);
     return text.data();
 }
 
@@ -104,7 +105,7 @@ private:
             if (now.checks.empty() || !text.severity)
                 verdict.lines.push_back(text.text);
         if (now.result == PassResult::incomplete)
-            verdict = {"verdict", "error", "no verdict: the report was cut off", {}};
+            verdict = {"verdict", "error", "not known: the report is not whole", {}};
         if (now.checks.empty() || !verdict.lines.empty() || now.result == PassResult::incomplete)
             cases.push_back(std::move(verdict));
         addSuite(one.name + ", level " + nameOf(now), one.name, timestampOf(now), cases);
@@ -113,13 +114,13 @@ private:
     // The run as a whole: what no check shows.
     void addRun(const host &one) {
         testCase run{"run", "", "", one.errors};
-        const auto hasFailed = [](const pass &now) { return now.result == PassResult::failed; };
         if (one.result == HostResult::unknown) {
             run.element = "error";
-            run.message = one.reason.value_or("not known whether the prerequisites are met");
-        } else if (one.result == HostResult::failed && std::none_of(one.passes.begin(), one.passes.end(), hasFailed)) {
+            run.message = reasonOf(one).value_or("not known whether the prerequisites are met");
+        } else if (failedByStatusAlone(one)) {
             run.element = "failure";
-            run.message = "exit status " + std::to_string(one.status.value_or(0));
+            run.message =
+                "exit status " + std::to_string(one.status.value_or(0)) + ": " + meaningOf(one.status.value_or(0));
         }
         addSuite(one.name, one.name, "", {run});
     }

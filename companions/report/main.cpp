@@ -163,10 +163,9 @@ material fetchedFrom(const fs::path &directory) {
     if (status && !(given.status = statusOf(*status)))
         complain("file status holds no exit status");
     given.errors = content("errors").value_or("");
-    const auto report = content("report");
-    if (!report && !given.status)
+    given.report = content("report");
+    if (!given.report && !given.status)
         complain("there is no report");
-    given.report = report.value_or("");
     return given;
 }
 
@@ -259,12 +258,8 @@ std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out,
 // --- The run ---
 
 int exitStatusOf(const host &one) {
-    const auto isIncomplete = [](const pass &now) { return now.result == PassResult::incomplete; };
-    if (one.result == HostResult::failed)
-        return exitFailed;
-    return one.result == HostResult::unknown || std::any_of(one.passes.begin(), one.passes.end(), isIncomplete)
-               ? exitUnknown
-               : exitGood;
+    static constexpr std::array statuses{exitGood, exitGood, exitUnknown, exitFailed};
+    return statuses[static_cast<size_t>(one.result)];
 }
 
 // A failure outranks what is not known.

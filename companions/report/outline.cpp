@@ -1,5 +1,7 @@
 #include "outline.h"
 
+#include "judge.h"
+
 #include <algorithm>
 #include <array>
 #include <set>
@@ -16,6 +18,13 @@ static bool standsAlone(const entry &one, const pass &in) {
     return !one.severity && std::none_of(in.checks.begin(), in.checks.end(), [&](const check &now) {
         return std::any_of(now.lines.begin(), now.lines.end(), [&](const line &text) { return text.text == one.text; });
     });
+}
+
+// What such an entry is: its pass tells.
+static CheckResult severityIn(const pass &one) {
+    static constexpr std::array severities{CheckResult::warning, CheckResult::warning, CheckResult::open,
+                                           CheckResult::error};
+    return severities[static_cast<size_t>(one.result)];
 }
 
 static void note(std::vector<const pass *> &passes, const pass &one) {
@@ -72,8 +81,7 @@ std::vector<finding> findingsOf(const host &one) {
         for (const entry &now : in.entries)
             if (standsAlone(now, in)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
-                findings.add(in.result == PassResult::warning ? CheckResult::warning : CheckResult::error,
-                             now.text.substr(0, end), in);
+                findings.add(severityIn(in), now.text.substr(0, end), in);
                 if (end < now.text.size())
                     findings.addDetail(now.text.substr(end + 1), in);
             }
@@ -98,33 +106,43 @@ std::string namesOf(const std::vector<const pass *> &passes, const host &one) {
     return names;
 }
 
-static std::string noteOn(const pass &incomplete, const host &one) {
-    if (incomplete.level)
-        return "Level " + nameOf(incomplete) + " has no verdict: the report was cut off there.";
-    if (one.language.empty())
-        return "There is no report, or it is none of kvxprereqcheck, or in a language whose catalog is not here.";
-    return "No level was checked, or the report was cut off in front of one.";
-}
-
 std::vector<std::string> notesOf(const host &one) {
     std::vector<std::string> notes;
     if (one.reason)
         notes.push_back("Not known: " + *one.reason);
-    size_t unnamed = 0, failed = 0;
-    for (const pass &now : one.passes) {
+    notes.insert(notes.end(), one.doubts.begin(), one.doubts.end());
+    if (const auto found = one.evidence.find(Evidence::stopped); found != one.evidence.end())
+        notes.push_back("A check may have missed something: " + found->second);
+    if (one.passes.empty() && one.result == HostResult::passed)
+        notes.emplace_back("No level is reported. All that is known is the exit status, which says that none failed.");
+    size_t unnamed = 0;
+    for (const pass &now : one.passes)
         unnamed += !now.level && now.result == PassResult::passed ? 1 : 0;
-        failed += now.result == PassResult::failed ? 1 : 0;
-        if (now.result == PassResult::incomplete)
-            notes.push_back(noteOn(now, one));
-    }
     if (unnamed > 0)
         notes.push_back("Passes that a summary does not name, all passed: " + std::to_string(unnamed));
-    if (one.passes.empty() && one.result != HostResult::passed)
-        notes.emplace_back("No level was checked.");
     if (one.status.value_or(0) != 0)
-        notes.push_back("Exit status " + std::to_string(*one.status) +
-                        (failed == 0 ? ", although no check failed; see standard error." : ""));
+        notes.push_back("Exit status " + std::to_string(*one.status) + ": " + meaningOf(*one.status) +
+                        (failedByStatusAlone(one) ? ". No check shows it; see standard error." : "."));
     return notes;
+}
+
+bool failedByStatusAlone(const host &one) {
+    const auto hasFailed = [](const pass &now) { return now.result == PassResult::failed; };
+    return one.result == HostResult::failed && std::none_of(one.passes.begin(), one.passes.end(), hasFailed);
+}
+
+std::optional<std::string> reasonOf(const host &one) {
+    if (one.reason || one.result != HostResult::unknown || one.doubts.empty())
+        return one.reason;
+    return one.doubts.front();
+}
+
+std::string languageOf(const host &one) {
+    std::string common = one.passes.empty() ? "" : one.passes[0].language;
+    for (const pass &now : one.passes)
+        if (now.language != common)
+            common.clear();
+    return common;
 }
 
 void sortWorstFirst(std::vector<host> &hosts) {
@@ -176,8 +194,11 @@ levelColumns::levelColumns(const std::vector<host> &hosts) {
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels) {
     std::vector<std::array<const pass *, 2>> row(levels.names.size());
     for (const pass &now : one.passes)
-        if (now.level)
-            row[levels.places.at(*now.level)][now.clustered.value_or(false) ? 1 : 0] = &now;
+        if (now.level) {
+            const pass *&pCell = row[levels.places.at(*now.level)][now.clustered.value_or(false) ? 1 : 0];
+            if (pCell == nullptr || pCell->result <= now.result)
+                pCell = &now;
+        }
     return row;
 }
 

@@ -34,6 +34,15 @@ std::string namesOf(const std::vector<const pass *> &passes, const host &one);
 // What else is to be said of a host: why it is unknown, what its status means.
 std::vector<std::string> notesOf(const host &one);
 
+// Whether only the exit status tells that a host failed: all that its report shows may be good.
+bool failedByStatusAlone(const host &one);
+
+// Why a host is unknown: the reason that came with its report, or else the first doubt.
+std::optional<std::string> reasonOf(const host &one);
+
+// The language of all passes, such as "de-DE"; empty where they differ or no catalog explains them.
+std::string languageOf(const host &one);
+
 // Failed hosts first, passed ones last, equal ones by their names.
 void sortWorstFirst(std::vector<host> &hosts);
 
@@ -51,6 +60,7 @@ struct levelColumns {
 };
 
 // A host's row: for each level the pass without and the one with the clustered feature, null where none was made.
+// Of several the worst.
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels);
 
 } // namespace report

@@ -1,18 +1,14 @@
 #include "reader.h"
 
+#include "judge.h"
 #include "sqloLiterals.h"
 #include "sqloPrereqCheck.h"
 
 #include <algorithm>
-#include <fstream>
+#include <array>
 #include <set>
-#include <sstream>
-#include <stdexcept>
-#include <unordered_map>
 
 namespace report {
-
-namespace fs = std::filesystem;
 
 const char *nameOf(CheckResult result) {
     static constexpr std::array names{"passed", "warning", "error", "open"};
@@ -33,293 +29,51 @@ std::string nameOf(const pass &one) {
     return one.level.value_or("?") + (one.clustered.value_or(false) ? " clustered" : "");
 }
 
-// --- Languages ---
-
-static const char *const pEnglish = "en_US.iso88591";
-static const char *const pCatalogName = "kvxistring.cat";
-
-languages::languages(fs::path directory) : place(std::move(directory)) {
-}
-
-// A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII: they tell nothing of the host's code
-// set.
-const languages::language *languages::open(const fs::path &directory) {
-    const std::string name = directory.filename();
-    const size_t dot = std::min(name.find('.'), name.size());
-    const std::string codeSetName = name == pEnglish ? "utf8" : name.substr(std::min(dot + 1, name.size()));
-    language made{name.substr(0, dot), nullptr};
-    std::replace(made.name.begin(), made.name.end(), '_', '-');
-    try {
-        made.texts = std::make_unique<catalog>(directory / pCatalogName, codeSetName);
-    } catch (const std::runtime_error &) {
-        return nullptr;
-    }
-    opened.push_back(std::move(made));
-    return &opened.back();
-}
-
-static std::string contentOf(const fs::path &file) {
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
-}
-
-// In the order of their names, and those in UTF-8 in front: of code sets that explain a report alike it is the likely
-// one.
-void languages::openAll() {
-    allOpened = true;
-    std::vector<fs::path> directories;
-    std::error_code failed;
-    for (const auto &one : fs::directory_iterator(place, failed))
-        directories.push_back(one.path());
-    std::sort(directories.begin(), directories.end(), [](const fs::path &a, const fs::path &b) {
-        return std::make_pair(a.extension() != ".utf8", a) < std::make_pair(b.extension() != ".utf8", b);
-    });
-    std::set<std::string> contents{contentOf(place / pEnglish / pCatalogName)};
-    for (const fs::path &directory : directories)
-        if (contents.insert(contentOf(directory / pCatalogName)).second)
-            open(directory);
-}
-
-// Lines that hold the longest texts of a report and tell a language apart at once: one of them settles on English.
-static bool isTelling(int message) {
-    static constexpr std::array telling{MSG_LEVEL_BANNER, MSG_LEVEL_BANNER_CLUSTERED, MSG_LEVEL_FAILED,
-                                        MSG_LEVEL_PASSED};
-    return std::count(telling.begin(), telling.end(), message) > 0;
-}
-
-const languages::language *languages::choose(const std::vector<std::string_view> &lines) {
-    if (opened.empty() && !allOpened)
-        open(place / pEnglish);
-    if (!opened.empty())
-        for (const std::string_view line : lines) {
-            const pattern *pFound = opened[0].texts->explain(line).pPattern;
-            if (pFound != nullptr && isTelling(pFound->message))
-                return opened.data();
-        }
-    if (!allOpened)
-        openAll();
-    const language *pBest = nullptr;
-    size_t most = 0;
-    for (const language &one : opened) {
-        size_t weight = 0;
-        for (const std::string_view line : lines)
-            weight += one.texts->weigh(line);
-        if (weight > most) {
-            pBest = &one;
-            most = weight;
-        }
-    }
-    return pBest;
-}
-
-// --- Reports ---
-
 namespace {
 
-// Follows a report line by line.
-class reportReader {
-public:
-    reportReader(const catalog *pCatalog, std::vector<pass> &passes) : pTexts(pCatalog), found(passes) {
-    }
+// --- Lines ---
 
-    void read(std::string_view text);
-    void finish();
-
-private:
-    enum class Part { outside, checks, verdict, entries };
-
-    void readLine(std::string_view printed);
-    line lineOf(std::string_view printed, const explanation &known) const;
-    std::string tokenOf(const explanation &known, size_t token) const;
-    CheckResult severityOf(const explanation &known) const;
-    void startPass(const explanation &known, bool clustered);
-    void startCheck(const explanation &known);
-    void closeCheck(const explanation &known, std::string_view printed);
-    void keepLine(std::string_view printed, const explanation &known);
-    void endPass(const explanation &known);
-    void keepEntry(std::string_view printed, const explanation &known);
-    pass &currentPass();
-    check &currentCheck();
-
-    const catalog *pTexts;
-    std::vector<pass> &found;
-    Part at = Part::outside;
-    bool bHasPass = false;
-    bool bRule = false;  // a rule stood behind the last pass
-    bool bBlank = false; // the last line was blank
-    int lastEntryMessage = 0;
-    std::vector<line> stray; // what stands in front of a pass
-};
-
-std::string_view nextLine(std::string_view &text) {
-    const size_t end = text.find('\n');
-    std::string_view line = text.substr(0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    if (!line.empty() && line.back() == '\r')
-        line.remove_suffix(1);
-    return line;
+const catalog *catalogOf(const piece &one) {
+    return one.pLanguage == nullptr ? nullptr : one.pLanguage->texts.get();
 }
 
-void reportReader::read(std::string_view text) {
-    while (!text.empty())
-        readLine(nextLine(text));
-}
-
-bool isRule(std::string_view printed) {
-    static const std::string_view rule(szReportRule + 1, sizeof szReportRule - 3);
-    return printed == rule;
-}
-
-void reportReader::readLine(std::string_view printed) {
-    if (isBlank(printed)) {
-        bBlank = true;
-        return;
-    }
-    if (isRule(printed)) {
-        at = Part::outside;
-        bHasPass = false;
-        bRule = true;
-        return;
-    }
-    printed = withoutLeadingBlanks(printed);
-    const explanation known = pTexts == nullptr ? explanation() : pTexts->explain(printed);
-    const int message = known.pPattern == nullptr ? 0 : known.pPattern->message;
-    switch (message) {
-    case MSG_LEVEL_BANNER: startPass(known, false); break;
-    case MSG_LEVEL_BANNER_CLUSTERED: startPass(known, true); break;
-    case MSG_LEVEL_PASSED:
-    case MSG_LEVEL_FAILED: endPass(known); break;
-    case MSG_REPORT_NOT_WRITABLE: keepLine(printed, known); break; // wherever standard error has it
-    case MSG_FAILURES_FOLLOW:
-        if (at == Part::verdict)
-            at = Part::entries;
-        break;
-    default:
-        if (at == Part::entries)
-            keepEntry(printed, known);
-        else if (message == MSG_CHECK_HEADING && at != Part::verdict)
-            startCheck(known);
-        else if ((message == MSG_CHECK_PASSED || message == MSG_CHECK_FAILED) && at == Part::checks)
-            closeCheck(known, printed);
-        else
-            keepLine(printed, known);
-    }
-    bBlank = false;
+const codeSet &encodingOf(const piece &one) {
+    static const codeSet unknown("utf8");
+    return one.pLanguage == nullptr ? unknown : one.pLanguage->texts->encoding();
 }
 
 std::string_view bytesOf(const explanation &known, size_t token) {
     return token < known.tokens.size() ? known.tokens[token] : std::string_view();
 }
 
-std::string reportReader::tokenOf(const explanation &known, size_t token) const {
+std::string tokenOf(const explanation &known, size_t token, const codeSet &encoding) {
     const std::string_view bytes = bytesOf(known, token);
     if (bytes.empty())
         return "";
-    return known.fixed[token] ? pTexts->encoding().toUtf8(bytes) : pTexts->encoding().hostTextToUtf8(bytes);
+    return known.fixed[token] ? encoding.toUtf8(bytes) : encoding.hostTextToUtf8(bytes);
 }
 
-line reportReader::lineOf(std::string_view printed, const explanation &known) const {
-    static const codeSet unknown("utf8");
+line lineOf(std::string_view printed, const explanation &known, const codeSet &encoding) {
     line made;
     if (known.pPattern == nullptr) {
-        made.text = (pTexts == nullptr ? unknown : pTexts->encoding()).hostTextToUtf8(printed);
+        made.text = encoding.hostTextToUtf8(printed);
         return made;
     }
     made.message = known.pPattern->message;
     for (size_t i = 0; i < known.tokens.size(); i++)
-        made.tokens.push_back(tokenOf(known, i));
+        made.tokens.push_back(tokenOf(known, i, encoding));
     const pattern &one = *known.pPattern;
     for (size_t i = 0; i < one.literals.size(); i++) {
         if (i > 0)
             made.text += made.tokens[one.places[i - 1]];
-        made.text += pTexts->encoding().toUtf8(one.literals[i]);
+        made.text += encoding.toUtf8(one.literals[i]);
     }
     return made;
 }
 
-// Lines that stand in front of a pass, such as a trace, become a check without a title.
-pass &reportReader::currentPass() {
-    if (!bHasPass) {
-        found.emplace_back();
-        bHasPass = true;
-        at = Part::checks;
-        if (!stray.empty()) {
-            found.back().checks.push_back({0, "", CheckResult::passed, std::move(stray)});
-            stray.clear();
-        }
-    }
-    return found.back();
-}
-
-check &reportReader::currentCheck() {
-    pass &now = currentPass();
-    if (now.checks.empty())
-        now.checks.push_back({0, "", CheckResult::passed, {}});
-    return now.checks.back();
-}
-
-// Between the rule and the level stands the time.
-void reportReader::startPass(const explanation &known, bool clustered) {
-    std::optional<std::string> time;
-    if (bRule && !stray.empty()) {
-        time = std::move(stray.back().text);
-        stray.pop_back();
-    }
-    bHasPass = bRule = false;
-    pass &now = currentPass();
-    now.level = tokenOf(known, 0);
-    now.clustered = clustered;
-    now.time = std::move(time);
-}
-
-void reportReader::startCheck(const explanation &known) {
-    check now;
-    now.title = tokenOf(known, 0);
-    now.titleMessage = pTexts->titleMessage(bytesOf(known, 0));
-    if (now.titleMessage != 0)
-        now.title = pTexts->encoding().toUtf8(bytesOf(known, 0));
-    currentPass().checks.push_back(std::move(now));
-}
-
-CheckResult reportReader::severityOf(const explanation &known) const {
-    return bytesOf(known, 0) == pTexts->text(MSG_SEVERITY_WARNING) ? CheckResult::warning : CheckResult::error;
-}
-
-void reportReader::closeCheck(const explanation &known, std::string_view printed) {
-    check &now = currentCheck();
-    if (now.result != CheckResult::open)
-        now.lines.push_back(lineOf(printed, known));
-    else if (known.pPattern->message == MSG_CHECK_PASSED)
-        now.result = CheckResult::passed;
-    else
-        now.result = severityOf(known);
-}
-
-void reportReader::keepLine(std::string_view printed, const explanation &known) {
-    if (at == Part::outside)
-        stray.push_back(lineOf(printed, known));
-    else
-        currentCheck().lines.push_back(lineOf(printed, known));
-}
-
-// A verdict that stands in no pass is one of a summary. A good one does not say which level it is on.
-void reportReader::endPass(const explanation &known) {
-    if (at != Part::checks)
-        bHasPass = false;
-    pass &now = currentPass();
-    at = Part::verdict;
-    lastEntryMessage = 0;
-    if (known.pPattern->message == MSG_LEVEL_PASSED) {
-        now.result = PassResult::passed;
-        return;
-    }
-    now.result = PassResult::failed;
-    now.client = bytesOf(known, 0) == szClientWord;
-    if (!now.level) {
-        now.level = tokenOf(known, 2);
-        now.clustered = !bytesOf(known, 1).empty();
-    }
+// The program writes these to standard error, wherever a report is: they belong to no check.
+bool isErrorMessage(int message) {
+    return message == MSG_REPORT_NOT_WRITABLE || message == MSG_LEVEL_UNSUPPORTED;
 }
 
 // What an entry begins with when it has a second line: what was found.
@@ -330,11 +84,206 @@ bool isRequirement(int message) {
     return std::count(requirements.begin(), requirements.end(), message) > 0;
 }
 
+// --- A part of a report ---
+
+// Follows a part line by line. Lines that belong to no pass, such as a trace, are strays: those in front of the first
+// pass become a check of it without a title.
+class partReader {
+public:
+    partReader(const piece &given, std::vector<line> before);
+
+    void read();
+
+    std::vector<pass> passes;
+    std::vector<line> strays;
+
+private:
+    enum class Part { outside, checks, verdict, entries };
+
+    void readLine(std::string_view printed);
+    void keepOther(std::string_view printed, const explanation &known);
+    void startPass(const explanation &known, bool bClustered);
+    std::optional<std::string> takeTime();
+    void startCheck(const explanation &known);
+    CheckResult severityOf(const explanation &known) const;
+    void closeCheck(const explanation &known, std::string_view printed);
+    void keepLine(std::string_view printed, const explanation &known);
+    void endPass(const explanation &known);
+    void keepEntry(std::string_view printed, const explanation &known);
+    void finish();
+    pass &currentPass();
+    check &currentCheck();
+
+    const piece &part;
+    const catalog *pTexts;
+    const codeSet &encoding;
+    size_t countBefore; // strays that stood in front of the part
+    Part at = Part::outside;
+    bool bHasPass = false;
+    bool bReportText = false; // a stray is a text of the program
+    bool bBlank = false;      // of the last line: whether it was blank, whether a text explained it
+    bool bExplained = false;
+    int lastEntryMessage = 0;
+};
+
+partReader::partReader(const piece &given, std::vector<line> before)
+    : strays(std::move(before)), part(given), pTexts(catalogOf(given)), encoding(encodingOf(given)),
+      countBefore(strays.size()) {
+}
+
+void partReader::read() {
+    for (std::string_view left = part.text; !left.empty();)
+        readLine(nextLine(left));
+    finish();
+}
+
+void partReader::readLine(std::string_view printed) {
+    if (isBlank(printed)) {
+        bBlank = true;
+        return;
+    }
+    printed = withoutLeadingBlanks(printed);
+    const explanation known = pTexts == nullptr ? explanation() : pTexts->explain(printed);
+    bExplained = known.pPattern != nullptr;
+    switch (bExplained ? known.pPattern->message : 0) {
+    case MSG_LEVEL_BANNER: startPass(known, false); break;
+    case MSG_LEVEL_BANNER_CLUSTERED: startPass(known, true); break;
+    case MSG_LEVEL_PASSED:
+    case MSG_LEVEL_FAILED: endPass(known); break;
+    case MSG_FAILURES_FOLLOW:
+        if (at == Part::verdict)
+            at = Part::entries;
+        else
+            keepOther(printed, known);
+        break;
+    default: keepOther(printed, known);
+    }
+    bBlank = false;
+}
+
+void partReader::keepOther(std::string_view printed, const explanation &known) {
+    const int message = bExplained ? known.pPattern->message : 0;
+    if (isErrorMessage(message))
+        keepLine(printed, known);
+    else if (message == MSG_CHECK_HEADING)
+        startCheck(known);
+    else if (at == Part::entries)
+        keepEntry(printed, known);
+    else if (message == MSG_CHECK_PASSED || message == MSG_CHECK_FAILED)
+        closeCheck(known, printed);
+    else
+        keepLine(printed, known);
+}
+
+pass &partReader::currentPass() {
+    if (!bHasPass) {
+        passes.emplace_back();
+        passes.back().language = part.pLanguage == nullptr ? "" : part.pLanguage->name;
+        bHasPass = true;
+        at = Part::checks;
+        if (!strays.empty())
+            passes.back().checks.push_back({0, "", CheckResult::passed, std::move(strays)});
+        strays.clear();
+        countBefore = 0;
+        bReportText = false;
+    }
+    return passes.back();
+}
+
+check &partReader::currentCheck() {
+    pass &now = currentPass();
+    if (now.checks.empty())
+        now.checks.push_back({0, "", CheckResult::passed, {}});
+    return now.checks.back();
+}
+
+// Between the rule and the level stands the time, perhaps among lines of a trace.
+std::optional<std::string> partReader::takeTime() {
+    const auto start = strays.begin() + static_cast<std::ptrdiff_t>(countBefore);
+    const auto found = std::find_if(start, strays.end(), [](const line &one) { return timeOf(one.text).has_value(); });
+    if (part.rule == Rule::none || found == strays.end())
+        return std::nullopt;
+    std::string time = std::move(found->text);
+    strays.erase(found);
+    return time;
+}
+
+// Text of a report in front of the level is what a pass whose beginning is missing has left.
+void partReader::startPass(const explanation &known, bool bClustered) {
+    const bool bFirst = passes.empty();
+    std::optional<std::string> time = takeTime();
+    if (!bHasPass && bReportText)
+        currentPass();
+    bHasPass = false;
+    pass &now = currentPass();
+    now.level = tokenOf(known, 0, encoding);
+    now.clustered = bClustered;
+    now.time = std::move(time);
+    now.bBanner = true;
+    now.bTornStart = bFirst && part.rule == Rule::torn;
+}
+
+// A check behind a verdict is one of a pass whose beginning is missing.
+void partReader::startCheck(const explanation &known) {
+    if (at == Part::verdict || at == Part::entries)
+        bHasPass = false;
+    check now;
+    now.title = tokenOf(known, 0, encoding);
+    now.titleMessage = pTexts->titleMessage(bytesOf(known, 0));
+    if (now.titleMessage != 0)
+        now.title = encoding.toUtf8(bytesOf(known, 0));
+    currentPass().checks.push_back(std::move(now));
+}
+
+CheckResult partReader::severityOf(const explanation &known) const {
+    return bytesOf(known, 0) == pTexts->text(MSG_SEVERITY_WARNING) ? CheckResult::warning : CheckResult::error;
+}
+
+// Of several results the worst counts.
+void partReader::closeCheck(const explanation &known, std::string_view printed) {
+    check &now = currentCheck();
+    const CheckResult result = known.pPattern->message == MSG_CHECK_PASSED ? CheckResult::passed : severityOf(known);
+    if (now.result == CheckResult::open) {
+        now.result = result;
+        return;
+    }
+    now.result = std::max(now.result, result);
+    now.lines.push_back(lineOf(printed, known, encoding));
+}
+
+void partReader::keepLine(std::string_view printed, const explanation &known) {
+    if (at != Part::outside) {
+        currentCheck().lines.push_back(lineOf(printed, known, encoding));
+        return;
+    }
+    bReportText = bReportText || (bExplained && !isErrorMessage(known.pPattern->message));
+    strays.push_back(lineOf(printed, known, encoding));
+}
+
+// A verdict behind a verdict is that of another pass. A good one does not say which level it is on.
+void partReader::endPass(const explanation &known) {
+    if (at != Part::checks)
+        bHasPass = false;
+    pass &now = currentPass();
+    at = Part::verdict;
+    lastEntryMessage = 0;
+    if (known.pPattern->message == MSG_LEVEL_PASSED) {
+        now.verdict = Verdict::good;
+        return;
+    }
+    now.verdict = Verdict::bad;
+    now.client = bytesOf(known, 0) == szClientWord;
+    if (!now.level) {
+        now.level = tokenOf(known, 2, encoding);
+        now.clustered = !bytesOf(known, 1).empty();
+    }
+}
+
 // Blank lines stand between entries, except on standard error.
-void reportReader::keepEntry(std::string_view printed, const explanation &known) {
+void partReader::keepEntry(std::string_view printed, const explanation &known) {
     std::vector<entry> &entries = currentPass().entries;
-    const line now = lineOf(printed, known);
-    const bool bNew = bBlank || (known.pPattern != nullptr && !isRequirement(lastEntryMessage));
+    const line now = lineOf(printed, known, encoding);
+    const bool bNew = bBlank || (bExplained && !isRequirement(lastEntryMessage));
     if (bNew || entries.empty())
         entries.push_back({now.text, std::nullopt});
     else
@@ -344,125 +293,141 @@ void reportReader::keepEntry(std::string_view printed, const explanation &known)
         entries.back().severity = severityOf(known);
 }
 
-// A rule without a pass behind it is where the run was cut off. Lines that no pass follows are all that it left.
-void reportReader::finish() {
-    if (!bRule && (stray.empty() || !found.empty()))
-        return;
-    bHasPass = false;
-    currentPass();
+// Behind a rule stands a pass, or the report was cut off there. So it was where the last line has no line break, unless
+// it is a whole text: a shell may have taken the line break away.
+void partReader::finish() {
+    const bool bTorn = !part.text.empty() && part.text.back() != '\n' && !bBlank && !bExplained;
+    if (passes.empty() && (part.rule != Rule::none || bReportText || bTorn))
+        currentPass();
+    if (bTorn)
+        passes.back().bTornEnd = true;
 }
 
-// --- What it comes to ---
+// --- Evidence ---
 
-// An entry is as severe as the check that it stands in.
-void findSeverities(pass &one) {
-    std::unordered_map<std::string_view, CheckResult> byText;
-    for (check &now : one.checks)
-        for (const line &text : now.lines)
-            if (now.result == CheckResult::error || now.result == CheckResult::warning)
-                byText[text.text] = std::max(byText[text.text], now.result);
-    for (entry &now : one.entries) {
-        const auto known = byText.find(std::string_view(now.text).substr(0, now.text.find('\n')));
-        if (known != byText.end() && !now.severity)
-            now.severity = known->second;
+// What a line of a literal text begins with: its longest line up to the first directive.
+std::string leadOf(std::string_view literal) {
+    std::string_view longest;
+    while (!literal.empty()) {
+        const std::string_view line = nextLine(literal);
+        const std::string_view lead = withoutLeadingBlanks(line.substr(0, line.find('%')));
+        if (lead.size() > longest.size())
+            longest = lead;
+    }
+    return std::string(longest);
+}
+
+struct telling {
+    Evidence kind;
+    std::string lead;
+};
+
+std::optional<Evidence> evidenceOf(std::string_view text, languages &known) {
+    static const std::vector<telling> leads{
+        {Evidence::stopped, leadOf(szStoppedByLimit)},
+        {Evidence::notDone, szCannotCreate + std::string(" ")},
+        {Evidence::notDone, szCannotWriteAll + std::string(" ")},
+        {Evidence::notDone, leadOf(szTemporaryPathTooLong)},
+        {Evidence::notDone, leadOf(szStringsUnknown)},
+        {Evidence::notDone, leadOf(szStringsMissing)},
+    };
+    for (const telling &one : leads)
+        if (text.compare(0, one.lead.size(), one.lead) == 0)
+            return one.kind;
+    switch (known.tellingMessage(text)) {
+    case MSG_REPORT_NOT_WRITABLE:
+    case MSG_FILE_NOT_OPENED: return Evidence::notDone;
+    case MSG_LEVEL_FAILED: return Evidence::badVerdict;
+    case MSG_LEVEL_UNSUPPORTED: return std::nullopt;
+    default: return Evidence::unknownText;
     }
 }
 
-// A fault of the level's own, in front of the first check.
-void judgeUntitled(pass &one) {
-    if (one.checks.empty() || !one.checks[0].title.empty())
-        return;
-    for (const line &text : one.checks[0].lines)
-        for (const entry &now : one.entries)
-            if (now.text == text.text)
-                one.checks[0].result = CheckResult::error;
+// Lines of standard error may stand in the report too, where both were written to one file.
+void findEvidence(const piece &part, bool bErrors, languages &known, host &one) {
+    for (std::string_view left = part.text; !left.empty();) {
+        const std::string_view text = withoutLeadingBlanks(nextLine(left));
+        const std::optional<Evidence> found = isBlank(text) ? std::nullopt : evidenceOf(text, known);
+        if (found && (bErrors || *found == Evidence::stopped || *found == Evidence::notDone))
+            one.evidence.try_emplace(*found, encodingOf(part).hostTextToUtf8(text));
+    }
 }
 
-bool hasCheck(const pass &one, CheckResult result) {
-    return std::any_of(one.checks.begin(), one.checks.end(), [=](const check &now) { return now.result == result; });
+// --- A host ---
+
+// Strays that no pass follows are all that there is, or belong to the last pass.
+void readReport(std::string_view text, languages &known, host &one, std::vector<line> &strays) {
+    for (const piece &part : known.split(text)) {
+        findEvidence(part, false, known, one);
+        partReader reader(part, std::move(strays));
+        reader.read();
+        strays = std::move(reader.strays);
+        std::move(reader.passes.begin(), reader.passes.end(), std::back_inserter(one.passes));
+    }
 }
 
-// A bad verdict is on warnings when these are what the pass shows, or when the run ended well; one without its list of
-// failures was cut off.
-void judgePass(pass &one, const std::optional<int> &status) {
-    judgeUntitled(one);
-    findSeverities(one);
-    if (one.result != PassResult::failed)
-        return;
-    if (one.entries.empty())
-        one.result = PassResult::incomplete;
-    else if (!hasCheck(one, CheckResult::error) && (hasCheck(one, CheckResult::warning) || status == 0))
-        one.result = PassResult::warning;
+bool isUntitled(const check &one) {
+    return one.title.empty() && one.result == CheckResult::passed;
+}
+
+// Moves the lines that stand in no check of a pass.
+void takeOthers(pass &from, std::vector<std::string> &others) {
+    for (const check &now : from.checks)
+        if (isUntitled(now))
+            for (const line &text : now.lines)
+                others.push_back(text.text);
+    from.checks.erase(std::remove_if(from.checks.begin(), from.checks.end(), isUntitled), from.checks.end());
+}
+
+// -l and -s write their verdicts to standard error and leave a report without passes, or none.
+std::vector<pass> readErrors(std::string_view text, languages &known, host &one) {
+    std::vector<pass> told;
+    for (const piece &part : known.split(text)) {
+        findEvidence(part, true, known, one);
+        for (std::string_view left = part.text; !left.empty();)
+            if (const std::string_view line = nextLine(left); !isBlank(line))
+                one.errors.push_back(encodingOf(part).hostTextToUtf8(line));
+        partReader reader(part, {});
+        reader.read();
+        for (pass &now : reader.passes) {
+            takeOthers(now, one.otherErrors);
+            now.bFromErrors = !now.bBanner && now.checks.empty();
+            if (!now.bFromErrors || now.verdict != Verdict::none)
+                told.push_back(std::move(now));
+        }
+        for (const line &other : reader.strays)
+            one.otherErrors.push_back(other.text);
+    }
+    return told;
 }
 
 // In a summary a clustered pass follows the level's plain one, whose verdict names no level when it is good.
 void nameLevels(std::vector<pass> &passes) {
     for (size_t i = 1; i < passes.size(); i++)
-        if (passes[i].clustered.value_or(false) && !passes[i - 1].level && passes[i - 1].result == PassResult::passed) {
+        if (passes[i].clustered.value_or(false) && !passes[i - 1].level && passes[i - 1].verdict == Verdict::good) {
             passes[i - 1].level = passes[i].level;
             passes[i - 1].clustered = false;
         }
 }
 
-// Runs are appended to a report file: the last pass of each level and kind counts.
-void dropRepeated(std::vector<pass> &passes) {
-    std::set<std::pair<std::string, bool>> seen;
-    const auto isRepeated = [&](const pass &one) {
-        return one.level && !seen.insert({*one.level, one.clustered.value_or(false)}).second;
-    };
-    std::reverse(passes.begin(), passes.end());
-    passes.erase(std::remove_if(passes.begin(), passes.end(), isRepeated), passes.end());
-    std::reverse(passes.begin(), passes.end());
-}
-
-HostResult judgeHost(const host &one, bool bSaidNothing) {
-    PassResult worst = PassResult::passed;
-    for (const pass &now : one.passes)
-        worst = std::max(worst, now.result);
-    if (one.status.value_or(0) != 0 || worst == PassResult::failed)
-        return HostResult::failed;
-    if (one.reason || worst == PassResult::incomplete || (one.passes.empty() && !(one.status && bSaidNothing)))
-        return HostResult::unknown;
-    return worst == PassResult::warning ? HostResult::warning : HostResult::passed;
-}
-
-// The first lines of a text, each once. What no catalog has written is longer.
-void sample(std::string_view text, std::vector<std::string_view> &lines) {
-    constexpr size_t longest = 1000;
-    std::set<std::string_view> seen;
-    for (int left = 400; left > 0 && !text.empty() && seen.size() < 60; left--) {
-        const std::string_view line = withoutLeadingBlanks(nextLine(text));
-        if (!line.empty() && line.size() < longest && seen.insert(line).second)
-            lines.push_back(line);
-    }
-}
-
-void readPasses(std::string_view text, const catalog *pTexts, std::vector<pass> &passes) {
-    reportReader reader(pTexts, passes);
-    reader.read(text);
-    reader.finish();
-}
-
-// -l and -s write their verdicts to standard error and leave a report without passes, or none. What else stands between
-// them is no part of a check.
-void readSummary(std::string_view errors, const catalog *pTexts, host &one) {
-    std::vector<pass> told;
-    readPasses(errors, pTexts, told);
-    const auto isNone = [](const pass &now) { return now.result == PassResult::incomplete; };
-    told.erase(std::remove_if(told.begin(), told.end(), isNone), told.end());
-    if (told.empty())
-        return;
+// What standard error tells of levels counts where the report tells of none.
+void addTold(std::vector<pass> told, host &one) {
+    const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
+    const bool bReported = std::any_of(one.passes.begin(), one.passes.end(), hasLevel);
+    const auto isKnown = [&](const pass &now) { return now.bFromErrors && bReported; };
+    told.erase(std::remove_if(told.begin(), told.end(), isKnown), told.end());
     nameLevels(told);
-    one.otherErrors.clear();
-    for (pass &now : told) {
-        for (const check &other : now.checks)
-            for (const line &text : other.lines)
-                one.otherErrors.push_back(text.text);
-        now.checks.clear();
-    }
-    if (!one.passes.empty())
-        told[0].checks = std::move(one.passes[0].checks);
-    one.passes = std::move(told);
+    if (told.empty())
+        one.otherErrors = one.errors;
+    std::move(told.begin(), told.end(), std::back_inserter(one.passes));
+}
+
+void addStrays(std::vector<line> strays, host &one) {
+    if (strays.empty())
+        return;
+    if (one.passes.empty())
+        one.passes.emplace_back();
+    one.passes[0].checks.insert(one.passes[0].checks.begin(), {0, "", CheckResult::passed, std::move(strays)});
 }
 
 // Each text once, where it stands first.
@@ -476,37 +441,20 @@ void dropRepeated(std::vector<std::string> &texts) {
 } // namespace
 
 host readHost(const material &given, languages &known) {
+    const codeSet utf8("utf8");
     host one;
-    const codeSet utf8("UTF-8");
     one.name = utf8.toUtf8(given.name);
     one.status = given.status;
+    if (given.report)
+        one.reportSize = given.report->size();
     if (given.reason)
         one.reason = utf8.toUtf8(*given.reason);
-    std::vector<std::string_view> lines;
-    sample(given.report, lines);
-    sample(given.errors, lines);
-    const languages::language *pLanguage = known.choose(lines);
-    const catalog *pTexts = pLanguage == nullptr ? nullptr : pLanguage->texts.get();
-    if (pLanguage != nullptr)
-        one.language = pLanguage->name;
-
-    static const codeSet unknown("utf8");
-    for (std::string_view left = given.errors; !left.empty();) {
-        const std::string_view line = nextLine(left);
-        if (!isBlank(line))
-            one.errors.push_back((pTexts == nullptr ? unknown : pTexts->encoding()).hostTextToUtf8(line));
-    }
-    one.otherErrors = one.errors;
-
-    readPasses(given.report, pTexts, one.passes);
-    const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
-    if (std::none_of(one.passes.begin(), one.passes.end(), hasLevel))
-        readSummary(given.errors, pTexts, one);
-    dropRepeated(one.passes);
+    std::vector<line> strays;
+    readReport(given.report.value_or(""), known, one, strays);
+    addTold(readErrors(given.errors, known, one), one);
+    addStrays(std::move(strays), one);
     dropRepeated(one.otherErrors);
-    for (pass &now : one.passes)
-        judgePass(now, one.status);
-    one.result = judgeHost(one, isBlank(given.report) && isBlank(given.errors));
+    judge(one);
     return one;
 }
 

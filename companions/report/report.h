@@ -2,6 +2,7 @@
 #ifndef REPORT_H
 #define REPORT_H
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +30,9 @@ struct entry {
     std::optional<CheckResult> severity; // of the check that it stands in
 };
 
+// What the report itself says of a pass.
+enum class Verdict { none, good, bad };
+
 // From good to bad.
 enum class PassResult { passed, warning, incomplete, failed };
 
@@ -36,23 +40,39 @@ struct pass {
     std::optional<std::string> level; // none where a summary does not name it, or the report begins behind its name
     std::optional<bool> clustered, client;
     std::optional<std::string> time;
-    PassResult result = PassResult::incomplete;
+    std::string language; // such as "de-DE"; empty when no catalog explains it
+    Verdict verdict = Verdict::none;
+    bool bBanner = false;     // the line that names level and kind at the start is there
+    bool bTornStart = false;  // the rule in front has not all of its characters
+    bool bTornEnd = false;    // the last line has no line break, and no text explains it
+    bool bFromErrors = false; // known from standard error alone, which has no checks
     std::vector<check> checks;
     std::vector<entry> entries;
+    PassResult result = PassResult::incomplete;
 };
 
 // From good to bad.
 enum class HostResult { passed, warning, unknown, failed };
 
+// What lines outside of a pass tell, most of them on standard error.
+enum class Evidence {
+    stopped,    // a command took too long and was stopped
+    notDone,    // something was not checked, or not written
+    badVerdict, // on standard error: only the exit status tells whether an error is meant
+    unknownText // on standard error: a line that is none of the above and of no pass
+};
+
 struct host {
     std::string name;
     std::optional<int> status;
-    HostResult result = HostResult::unknown;
-    std::optional<std::string> reason;
+    std::optional<std::string> reason; // given with the report: why it is not there
+    std::optional<size_t> reportSize;  // none: there is no report
     std::vector<std::string> errors;
     std::vector<pass> passes;
-    std::vector<std::string> otherErrors; // those of the errors that are not shown as passes, each once
-    std::string language;                 // of the report's texts, such as "de-DE"; empty when no catalog explains it
+    std::vector<std::string> otherErrors;     // those of the errors that are not shown as passes, each once
+    std::map<Evidence, std::string> evidence; // the first line of each kind
+    HostResult result = HostResult::unknown;
+    std::vector<std::string> doubts; // why the host is not known to have passed, a sentence each
 };
 
 const char *nameOf(CheckResult result);

@@ -17,7 +17,9 @@ enum Colour { plain, red, yellow, green, bold };
 
 const char *wordOf(const pass *pOne) {
     static constexpr std::array words{"ok", "warn", "cut", "FAIL"};
-    return pOne == nullptr ? "-" : words[static_cast<size_t>(pOne->result)];
+    if (pOne == nullptr)
+        return "-";
+    return pOne->bFromErrors && pOne->result == PassResult::incomplete ? "?" : words[static_cast<size_t>(pOne->result)];
 }
 
 Colour colourOf(const pass *pOne) {
@@ -100,7 +102,10 @@ private:
         out << cell(one.result == HostResult::passed ? nameOf(one.result) : inCapitals(nameOf(one.result)),
                     resultWidth + 1, colourOf(one.result));
         const auto row = rowOf(one, levels);
-        showCells(row.size(), [&](size_t i, size_t width) {
+        const bool bStatus = failedByStatusAlone(one);
+        showCells(row.size() + (bStatus ? 1 : 0), [&](size_t i, size_t width) {
+            if (i == row.size())
+                return cell("status " + std::to_string(one.status.value_or(0)), width, red);
             const auto [pPlain, pClustered] = row[i];
             const std::string first = cell(wordOf(pPlain), 5, colourOf(pPlain));
             return levels.bClustered ? first + cell(wordOf(pClustered), width - 5, colourOf(pClustered))

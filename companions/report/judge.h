@@ -1,0 +1,19 @@
+// The judgement: of all that is seen on a host the worst counts. It is computed from what was read and from nothing
+// else, so that it can be made again when that changes.
+#ifndef REPORT_JUDGE_H
+#define REPORT_JUDGE_H
+
+#include "report.h"
+
+namespace report {
+
+// Fills in the severity of entries, the results of passes and host, and the doubts. Passes that a later run of the same
+// level and kind replaces are removed.
+void judge(host &one);
+
+// What an exit status other than 0 means: "a tool or library is missing or too old, or SELinux is not disabled".
+std::string meaningOf(int status);
+
+} // namespace report
+
+#endif

@@ -1,0 +1,223 @@
+#include "languages.h"
+
+#include "sqloLiterals.h"
+#include "sqloPrereqCheck.h"
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+
+namespace report {
+
+namespace fs = std::filesystem;
+
+// --- Catalogs ---
+
+static const char *const pEnglish = "en_US.iso88591";
+static const char *const pCatalogName = "kvxistring.cat";
+
+languages::languages(fs::path directory) : place(std::move(directory)) {
+}
+
+// A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII: they tell nothing of the host's code
+// set.
+void languages::open(const fs::path &directory) {
+    const std::string name = directory.filename();
+    const size_t dot = std::min(name.find('.'), name.size());
+    const std::string codeSetName = name == pEnglish ? "utf8" : name.substr(std::min(dot + 1, name.size()));
+    language made{name.substr(0, dot), nullptr};
+    std::replace(made.name.begin(), made.name.end(), '_', '-');
+    try {
+        made.texts = std::make_unique<catalog>(directory / pCatalogName, codeSetName);
+    } catch (const std::runtime_error &) {
+        return;
+    }
+    opened.push_back(std::move(made));
+    addTellingTexts(opened.size() - 1);
+}
+
+static std::string contentOf(const fs::path &file) {
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+// English first, then the code sets in UTF-8, each in the order of their names: of code sets that explain a text alike
+// UTF-8 is the likely one.
+void languages::openAll() {
+    if (bOpened)
+        return;
+    bOpened = true;
+    std::vector<fs::path> directories;
+    std::error_code failed;
+    for (const auto &one : fs::directory_iterator(place, failed))
+        directories.push_back(one.path());
+    const auto rankOf = [](const fs::path &one) {
+        return one.filename() == pEnglish ? 0 : one.extension() == ".utf8" ? 1 : 2;
+    };
+    std::sort(directories.begin(), directories.end(), [&](const fs::path &a, const fs::path &b) {
+        return std::make_pair(rankOf(a), a) < std::make_pair(rankOf(b), b);
+    });
+    std::set<std::string> contents;
+    for (const fs::path &directory : directories)
+        if (opened.size() < most && contents.insert(contentOf(directory / pCatalogName)).second)
+            open(directory);
+}
+
+// --- Telling lines ---
+
+// Lines that tell a language at once, and on which the result of a run depends.
+static constexpr std::array tellingMessages{MSG_LEVEL_BANNER,     MSG_LEVEL_BANNER_CLUSTERED, MSG_LEVEL_FAILED,
+                                            MSG_LEVEL_PASSED,     MSG_REPORT_NOT_WRITABLE,    MSG_FILE_NOT_OPENED,
+                                            MSG_LEVEL_UNSUPPORTED};
+
+void languages::addTellingTexts(size_t number) {
+    const auto add = [&](std::vector<tellingText> &texts, const pattern *pOne) {
+        const auto known = std::find_if(texts.begin(), texts.end(), [&](const tellingText &one) {
+            return one.pPattern->message == pOne->message && one.pPattern->literals == pOne->literals;
+        });
+        if (known == texts.end())
+            texts.push_back({pOne, languageSet().set(number)});
+        else
+            known->in.set(number);
+    };
+    for (const int message : tellingMessages)
+        for (const pattern *pOne : opened[number].texts->patternsOf(message))
+            for (size_t byte = 0; byte < telling.size(); byte++)
+                if (beginsWith(*pOne, static_cast<char>(byte)))
+                    add(telling[byte], pOne);
+}
+
+// The text with the longest literal part, as for a catalog's own lines.
+const languages::tellingText *languages::findTelling(std::string_view line) const {
+    const tellingText *pBest = nullptr;
+    std::vector<std::string_view> ignored;
+    if (!line.empty())
+        for (const tellingText &one : telling[static_cast<unsigned char>(line[0])])
+            if ((pBest == nullptr || one.pPattern->literalLength > pBest->pPattern->literalLength) &&
+                matches(*one.pPattern, line, ignored))
+                pBest = &one;
+    return pBest;
+}
+
+int languages::tellingMessage(std::string_view line) {
+    openAll();
+    const tellingText *pFound = findTelling(withoutLeadingBlanks(line));
+    return pFound == nullptr ? 0 : pFound->pPattern->message;
+}
+
+// --- Splitting ---
+
+std::string_view nextLine(std::string_view &text) {
+    const size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    if (!line.empty() && line.back() == '\r')
+        line.remove_suffix(1);
+    return line;
+}
+
+static Rule ruleOf(std::string_view line) {
+    static const std::string_view rule(szReportRule + 1, sizeof szReportRule - 3);
+    if (line.empty() || line.find_first_not_of('=') != std::string_view::npos)
+        return Rule::none;
+    return line == rule ? Rule::whole : Rule::torn;
+}
+
+// The program prints a line break in front of each rule, which ends a line that was cut off.
+static std::string_view withoutLineBreak(std::string_view text) {
+    for (const char c : {'\n', '\r'})
+        if (!text.empty() && text.back() == c)
+            text.remove_suffix(1);
+    return text;
+}
+
+std::vector<piece> languages::split(std::string_view text) {
+    openAll();
+    std::vector<piece> pieces;
+    piece current;
+    languageSet possible;
+    size_t start = 0;
+    const auto end = [&](size_t at, bool bRuleFollows) {
+        current.text = text.substr(start, at - start);
+        if (bRuleFollows)
+            current.text = withoutLineBreak(current.text);
+        current.pLanguage = choose(current.text, possible);
+        if (current.rule != Rule::none || !isBlank(current.text))
+            pieces.push_back(current);
+        current = piece();
+        possible.reset();
+        start = at;
+    };
+    for (std::string_view left = text; !left.empty();) {
+        const size_t at = text.size() - left.size();
+        const std::string_view line = nextLine(left);
+        if (const Rule rule = ruleOf(line); rule != Rule::none) {
+            end(at, true);
+            current.rule = rule;
+            start = text.size() - left.size();
+        } else if (const tellingText *pFound = findTelling(withoutLeadingBlanks(line)); pFound != nullptr) {
+            if (possible.any() && (possible & pFound->in).none())
+                end(at, false);
+            possible = possible.any() ? possible & pFound->in : pFound->in;
+        }
+    }
+    end(text.size(), false);
+    return pieces;
+}
+
+// --- Choosing ---
+
+// How much of a line each language explains. Most lines of reports are the same on all hosts.
+const std::vector<size_t> &languages::weigh(std::string_view line) {
+    constexpr size_t mostKept = 20000;
+    if (weights.size() > mostKept)
+        weights.clear();
+    const auto [known, bNew] = weights.try_emplace(std::string(line));
+    if (bNew)
+        for (const language &one : opened)
+            known->second.push_back(one.texts->weigh(line));
+    return known->second;
+}
+
+// The first lines of a text, each once. What no catalog has written is longer.
+static std::vector<std::string_view> sampleOf(std::string_view text) {
+    constexpr size_t longest = 1000;
+    std::vector<std::string_view> lines;
+    std::set<std::string_view> seen;
+    for (int left = 400; left > 0 && !text.empty() && seen.size() < 60; left--) {
+        const std::string_view line = withoutLeadingBlanks(nextLine(text));
+        if (!line.empty() && line.size() < longest && seen.insert(line).second)
+            lines.push_back(line);
+    }
+    return lines;
+}
+
+// The language that explains most of the first lines. Of code sets that explain them alike it is one that can hold all
+// bytes of the text.
+const language *languages::choose(std::string_view text, const languageSet &possible) {
+    if (possible.count() == 1)
+        for (size_t i = 0; i < opened.size(); i++)
+            if (possible[i])
+                return &opened[i];
+    std::vector<size_t> sums(opened.size());
+    for (const std::string_view line : sampleOf(text)) {
+        const std::vector<size_t> &one = weigh(line);
+        for (size_t i = 0; i < sums.size(); i++)
+            sums[i] += possible.none() || possible[i] ? one[i] : 0;
+    }
+    const size_t heaviest = sums.empty() ? 0 : *std::max_element(sums.begin(), sums.end());
+    const language *pFirst = nullptr;
+    for (size_t i = 0; i < sums.size(); i++) {
+        if (sums[i] != heaviest || (possible.none() ? heaviest == 0 : !possible[i]))
+            continue;
+        if (opened[i].texts->encoding().holds(text))
+            return &opened[i];
+        pFirst = pFirst == nullptr ? &opened[i] : pFirst;
+    }
+    return pFirst;
+}
+
+} // namespace report

@@ -1,0 +1,72 @@
+// The languages in which reports can be written: which parts of a text are in one language, and in which.
+#ifndef REPORT_LANGUAGES_H
+#define REPORT_LANGUAGES_H
+
+#include "catalog.h"
+
+#include <array>
+#include <bitset>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace report {
+
+// How a part of a report begins: a rule is torn where it has not all of its characters.
+enum class Rule { none, whole, torn };
+
+struct language {
+    std::string name; // such as "de-DE"
+    std::unique_ptr<catalog> texts;
+};
+
+// A part of a text that one run wrote, as far as the text tells.
+struct piece {
+    std::string_view text; // without the rule
+    Rule rule = Rule::none;
+    const language *pLanguage = nullptr; // null when no catalog explains any of its lines
+};
+
+// The catalogs of a locale directory, opened when the first text is split. Of those that are byte for byte the same one
+// is kept.
+class languages {
+public:
+    explicit languages(std::filesystem::path directory);
+
+    // Splits a text at its rules, and where a line is in another language than those in front of it.
+    std::vector<piece> split(std::string_view text);
+
+    // The message of a line that tells the languages apart, in whatever language it is; 0 for any other line.
+    int tellingMessage(std::string_view line);
+
+private:
+    static constexpr size_t most = 256; // catalogs
+    using languageSet = std::bitset<most>;
+    struct tellingText {
+        const pattern *pPattern;
+        languageSet in;
+    };
+
+    void openAll();
+    void open(const std::filesystem::path &directory);
+    void addTellingTexts(size_t place);
+    const tellingText *findTelling(std::string_view line) const;
+    const language *choose(std::string_view text, const languageSet &possible);
+    const std::vector<size_t> &weigh(std::string_view line);
+
+    std::filesystem::path place;
+    bool bOpened = false;
+    std::vector<language> opened;
+    std::array<std::vector<tellingText>, most> telling; // by the first byte of their lines
+    std::unordered_map<std::string, std::vector<size_t>> weights;
+};
+
+// Takes the first line off a text. Neither its line break nor a carriage return in front of that belongs to it.
+std::string_view nextLine(std::string_view &text);
+
+} // namespace report
+
+#endif
