@@ -4,12 +4,25 @@
 #include <cstddef>
 #include <unordered_set>
 
-static int failing, count;
+static int failing;
+static bool bCounting;
 static bool bHolding;
+
+static std::vector<const void *> &places() {
+    static std::vector<const void *> places;
+    return places;
+}
 
 static std::unordered_set<void *> &held() {
     static std::unordered_set<void *> pointers;
     return pointers;
+}
+
+// Notes who asked for memory. Whether there is none for it.
+static bool isToFail(const void *pPlace) {
+    if (bCounting)
+        places().push_back(pPlace);
+    return bCounting && static_cast<int>(places().size()) == failing;
 }
 
 template <typename Pointer> static Pointer hold(Pointer pMemory) {
@@ -22,7 +35,7 @@ template <typename Pointer> static Pointer hold(Pointer pMemory) {
 #define ALLOCATOR(NAME, RESULT, PARAMETERS, ARGUMENTS)                                                                 \
     RESULT __real_##NAME PARAMETERS;                                                                                   \
     RESULT __wrap_##NAME PARAMETERS {                                                                                  \
-        return ++count == failing ? nullptr : hold(__real_##NAME ARGUMENTS);                                           \
+        return isToFail(__builtin_return_address(0)) ? nullptr : hold(__real_##NAME ARGUMENTS);                        \
     }
 
 extern "C" {
@@ -41,11 +54,13 @@ void __wrap_free(void *pMemory) {
 
 void failAllocation(int number) {
     failing = number;
-    count = 0;
+    bCounting = true;
+    places().clear();
 }
 
-int allocationCount() {
-    return count;
+std::vector<const void *> allocationPlaces() {
+    bCounting = false;
+    return places();
 }
 
 void holdAllocations() {

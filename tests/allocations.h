@@ -3,11 +3,13 @@
 #ifndef ALLOCATIONS_H
 #define ALLOCATIONS_H
 
+#include <vector>
+
 // Lets the n-th allocation from now on fail, and no other; 0: none.
 void failAllocation(int number);
 
-// How many allocations were asked for since the last call of failAllocation.
-int allocationCount();
+// The places in the program that asked for memory since the last call of failAllocation. Ends what that began.
+std::vector<const void *> allocationPlaces();
 
 // From the one call to the other it is noted what the program allocates; what it has not freed by then is freed.
 void holdAllocations();
