@@ -92,6 +92,8 @@ static pid_t takeStatus(int *pStatus) {
 // A catalog is always there, so that fetching a text asks for no decision.
 static int fileStatus(const string &path, struct stat *pStatus) {
     bool bCatalog = path.find("kvxistring.cat") != path.npos, bLocale = path.find("/locale/") != path.npos;
+    *pStatus = {};
+    pStatus->st_size = static_cast<off_t>(catalogText.size()); // another catalog is opened anew
     pStatus->st_mode = bLocale && !bCatalog ? S_IFDIR : S_IFREG;
     return bLocale || bCatalog || isGood() ? 0 : -1;
 }

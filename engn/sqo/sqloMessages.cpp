@@ -156,16 +156,40 @@ static int copyMessage(nl_catd catalog, int number, char *buffer, int size) {
     return strlen(buffer) < strlen(pText) ? RC_MESSAGE_TRUNCATED : RC_OK;
 }
 
+/* The catalog that was read last, unless the path is empty. It stays open, because a run fetches more than a hundred
+ * messages from the same one. */
+static nl_catd keptCatalog;
+static catalogPath szKeptPath;
+static struct stat keptStatus;
+
+/* Is the file at a path the catalog that is open? One that was changed in place is opened anew. */
+static int isKept(const char *pPath, const struct stat &status) {
+    return strcmp(pPath, szKeptPath) == 0 && status.st_dev == keptStatus.st_dev && status.st_ino == keptStatus.st_ino &&
+           status.st_size == keptStatus.st_size &&
+           memcmp(&status.st_mtim, &keptStatus.st_mtim, sizeof status.st_mtim) == 0;
+}
+
+/* Opens a catalog, unless it is open. */
+static nl_catd openCatalog(const char *pPath) {
+    struct stat status = {};
+    if (stat(pPath, &status) == 0 && isKept(pPath, status))
+        return keptCatalog;
+    if (szKeptPath[0] != '\0')
+        catclose(keptCatalog);
+    keptCatalog = catopen(pPath, NL_CAT_LOCALE);
+    keptStatus = status;
+    copyText(szKeptPath, keptCatalog == (nl_catd)-1 ? "" : pPath);
+    return keptCatalog;
+}
+
 int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalogPath) {
-    nl_catd catalog = catopen(pCatalogPath, NL_CAT_LOCALE);
+    nl_catd catalog = openCatalog(pCatalogPath);
     if (catalog == (nl_catd)-1) {
         debugTrace("%i: Could not load resource library '%s'.\n", __LINE__, pCatalogPath);
         formatText(buffer, (size_t)size, "Could not load the resource library %s", pCatalogPath);
         return RC_CATALOG_UNOPENED;
     }
-    int status = copyMessage(catalog, number, buffer, size);
-    catclose(catalog);
-    return status;
+    return copyMessage(catalog, number, buffer, size);
 }
 
 char *sqloGetString(int number, char *buffer, int size) {
