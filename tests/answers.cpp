@@ -1,10 +1,10 @@
-// What a case comes to, told by the names of messages and without what is usual; README in cases/ explains it.
+// What a case comes to: the parts of its answer, which README in cases/ explains.
 #include "support.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <gnu/libc-version.h>
-#include <iomanip>
 #include <regex>
 #include <sstream>
 #include <unistd.h>
@@ -12,240 +12,338 @@
 using std::vector;
 namespace fs = std::filesystem;
 
-// What the program says in texts of its own, shorter; of a user's checks a sign for each that passed.
-static const fileList abbreviations = {
-    {"\\s*[\\w. ]+ Check - Passed\\.", "+"},
-    {"Total number of required user checks: (.)\\.", "$1:"},
-    {"\\n *(sqllib Check - Skipped|Details of the failed|SUCCESS: All).*", ""},
-    {"(ERROR: )?The (Service|FCM) Port Number - ", "$2 "},
-    {" is available for (\\S+) to use\\.", " free for $1"},
-    {" is assigned to (\\S+) KVX service", " is $1"},
-    {" is in use and assigned to (\\S+) service", " used by $1"},
-    {"ERROR: There already exists a service - (\\S+) assigned to", "$1 has"},
-    {"(^|\n)( *ERROR: .{45}).*", "$1$2..."},
-    {"RDMA Infiniband Package: ", "rdma:"},
-    {"Infiniband Support Package: ", "ib:"},
-    {"High Performance Networking Package: ", "hpn:"},
-    {"=+(?=\n)", "="},
-};
-static const char *const trace = " \\d+ : Cateory .*\n"; // of every message
-static const char *const date = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}";
-
 struct outcome {
     int status;
-    vector<string> report, errors; // errors from the oldest
-    string gui;
+    vector<string> report; // lines
+    vector<string> errors; // from the oldest
+    vector<string> gui;
 };
 
+// --- Texts ---
+
+static const char *const dateLine = "[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}";
+static const char *const traceOfEveryMessage = " \\d+ : Cateory .*\n";
+
+// The lines that are not blank, without the blanks around them.
 static vector<string> linesOf(const string &text) {
     vector<string> lines;
     std::istringstream in(text);
     for (string line; std::getline(in, line);) {
-        line.erase(line.find_last_not_of(" \r") + 1).erase(0, line.find_first_not_of(' '));
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        line.erase(0, line.find_first_not_of(" \t"));
         if (!line.empty())
             lines.push_back(line);
     }
     return lines;
 }
 
-static string joined(const vector<string> &lines, const string &between) {
-    string all;
-    for (const string &line : lines)
-        all += (all.empty() ? "" : between) + line;
-    return all;
+static bool beginsWith(const string &text, const char *pBeginning) {
+    return text.rfind(pBeginning, 0) == 0;
 }
 
-static string onOneLine(const string &text) {
-    return joined(linesOf(text), "|");
-}
-
-// Takes off the closing line, and names it.
-static string takeClosing(vector<string> *pLines) {
-    static const std::map<string, string> closings = {{"CHECK_PASSED", "passes"},
-                                                      {"CHECK_FAILED SEVERITY_ERROR", "fails"},
-                                                      {"CHECK_FAILED SEVERITY_WARNING", "warns"},
-                                                      {"CHECK_FAILED", "fails as nothing"}};
-    const auto found = pLines->empty() ? closings.end() : closings.find(pLines->back());
-    if (found == closings.end())
-        return "stays open";
-    pLines->pop_back();
-    return found->second;
-}
-
-// The lines, those of the error list marked, and what is only there. In a failed block all are usually in it.
-static string marked(const vector<string> &lines, const vector<string> &errors, bool bFailed) {
-    vector<string> shown = lines, others;
-    size_t found = 0;
-    for (const string &error : errors) {
-        const auto at = std::find(lines.begin() + static_cast<long>(found), lines.end(), error);
-        if (at == lines.end())
-            others.push_back(" +" + error);
-        else {
-            found = static_cast<size_t>(at - lines.begin()) + 1;
-            shown[found - 1].insert(0, "!");
-        }
-    }
-    const bool bAll = others.empty() && errors.size() == lines.size();
-    const string all = joined(bFailed && bAll ? lines : shown, ", ");
-    return (all.empty() ? "" : ": " + all) + joined(others, "") + (bFailed && errors.empty() ? " unlisted" : "");
-}
-
-// One check's block: verdict, title, lines, GUI report, as far as they are not what they always are.
-static string blockAnswer(const namedOperation &what, const vector<string> &words, outcome got) {
-    const auto first = std::find_if(words.begin() + 1, words.end(), [](const string &word) { return word != "NULL"; });
-    const string usualTitle = replaced(what.pTitle, {{"%", first == words.end() ? "" : *first}});
-    string title;
-    if (!got.report.empty() && got.report[0].rfind("CHECK_HEADING ", 0) == 0) {
-        title = got.report[0].substr(14);
-        got.report.erase(got.report.begin());
-    }
-    const string closing = title.empty() ? "no block" : takeClosing(&got.report);
-    const bool bFailed = closing != "passes" && !title.empty();
-    const bool bUsual = got.status == (bFailed ? -1 : 0) || got.status == NO_STATUS;
-    const string all = (bUsual ? "" : std::to_string(got.status) + " ") + closing +
-                       (title == usualTitle || title.empty() ? "" : " (" + title + ")") +
-                       marked(got.report, got.errors, bFailed && closing != "stays open");
-    if (what.pMarker == nullptr)
-        return all;
-    const string marker = replaced(what.pMarker, {{"\\?", ""}});
-    const string end = bFailed && what.pMarker[0] == '?' ? "" : "\n" + marker;
-    const string usualGui = onOneLine(marker + "\n" + joined(got.errors, "\n") + end);
-    return all + (onOneLine(got.gui) == usualGui ? "" : " gui: " + onOneLine(got.gui));
-}
-
-// Every check with its sign; of a level's summary whether it is good, or how many lines follow a bad one; and the lines
-// outside of blocks. A "?" begins what a tool was asked about.
-static string manyAnswer(const outcome &got) {
-    static const fileList names = {{"^TITLE_|^/.*/", ""}, {"^(User|Service) .*", "$1"}, {"^\\S+so\\S*: ", ""}},
-                          shorter = {{" free space \\?", " "},
-                                     {"([ :])(\\S+) \\?\\2([-+])", "$1$2$3"},
-                                     {" /tmp\\+ /var\\+ /usr\\+|( free space\\+){3}", " space+"},
-                                     {" OS_LEVEL\\+( [A-Z_]+\\+)* LIBAIO\\+", " host+"}};
-    string all;
-    int failures = -1;
-    bool bOpen = false;
-    const auto endLevel = [&] { all += failures < 0 ? "" : " " + std::to_string(failures) + " lines", failures = -1; };
-    for (const string &line : got.report) {
-        const string name = line.substr(0, line.find(' ')), rest = name == line ? "" : line.substr(name.size() + 1);
-        if (name[0] == '=')
-            endLevel();
-        else if (failures >= 0)
-            failures++;
-        else if (name == "LEVEL_BANNER" || name == "LEVEL_BANNER_CLUSTERED")
-            all += " " + replaced(rest, {{" Linux", name == "LEVEL_BANNER" ? ":" : "+:"}});
-        else if (name == "CHECK_HEADING")
-            all += " " + replaced(rest, names), bOpen = true;
-        else if (name == "CHECK_PASSED")
-            all += "+", bOpen = false;
-        else if (name == "CHECK_FAILED")
-            all += "-" + (rest.empty() ? "" : rest.substr(9, 1)), bOpen = false;
-        else if (name == "LEVEL_PASSED")
-            all += " met";
-        else if (name == "LEVEL_FAILED")
-            all += " failed for " + rest.substr(0, rest.find(' ')), failures = 0;
-        else if (line[0] == '?' || !bOpen)
-            all += " " + line;
-    }
-    endLevel();
-    all = replaced(all, shorter);
-    return all.substr(all[0] == ' ') + (got.status == 0 ? "" : "; exit " + std::to_string(got.status & 255));
-}
-
-static string plainAnswer(const outcome &got) {
-    const string gui = got.gui.empty() ? "" : " gui: " + onOneLine(got.gui),
-                 lines = marked(got.report, got.errors, false) + gui;
-    if (got.status != NO_STATUS)
-        return std::to_string(got.status) + lines;
-    return lines.substr(std::min<size_t>(lines.size(), 2));
-}
-
-// What the host has got since it was remembered, with short texts.
-static string changesOfHost(bool bWhole) {
-    const string usual =
-        "/(gui|log|report)|/run/.*|.*/rpm/.*" + (bWhole ? "|/tmp/kvxprereqcheck\\." + std::to_string(getpid()) : "");
-    string all;
-    for (const string &path : filesChangedOnHost()) {
-        const string text = fs::is_regular_file(path) ? onOneLine(readFile(path)) : "";
-        if (path == "/fakes/log")
-            all = " ran: " + text + all;
-        else if (!std::regex_match(path, std::regex(usual)))
-            all += (fs::exists(fs::symlink_status(path)) ? " left " : " removed ") + path +
-                   (text.empty() ? text : ": " + (text.size() > 60 ? "..." : text));
-    }
-    return all;
-}
-
-// Long runs of one letter by their lengths.
-static string shortened(const string &text) {
-    string all;
-    for (size_t at = 0, end; at < text.size(); at = end) {
-        end = std::min(text.find_first_not_of(text[at], at), text.size());
-        all += end - at < 12 ? text.substr(at, end - at) : text[at] + string("*") + std::to_string(end - at);
-    }
-    return all;
+// The usage as it is printed, in one word; every line of it has to be there.
+static string withoutUsage(string text) {
+    const string usage = capture(displayHelp).out;
+    for (size_t at = 0; (at = text.find(usage)) != string::npos;)
+        text.replace(at, usage.size(), "usage\n");
+    return text;
 }
 
 // What differs from run to run and from machine to machine.
-static string masked(const string &answer) {
+static string masked(const string &text) {
     utsname own = {};
     uname(&own);
-    return replaced(answer, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
-                             {"/tmp/kvxprereqcheck\\.(PID|\\d+)", "capture"},
-                             {"KERNEL_FOUND " + replaced(own.release, {{"-.*", ""}, {"\\.", " "}}), "KERNEL_FOUND OWN"},
-                             {date, "DATE"},
-                             {namedTextsDirectory(), "RUNTIME"},
-                             {"\\d+ : Cateory", "LINE : Cateory"},
-                             {"sh: [^,}]*", "sh: ..."},
-                             {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
-                             {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}});
+    const string level = replaced(own.release, {{"-.*", ""}, {"\\.", " "}});
+    return replaced(text, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
+                           {"(kvxprereqcheck\\.PID)\\.\\w{6}\\b", "$1.RANDOM"},
+                           {"/tmp/kvxprereqcheck\\.\\d+", "/tmp/kvxprereqcheck.PID"},
+                           {"KERNEL_FOUND " + level, "KERNEL_FOUND OWN"},
+                           {dateLine, "DATE"},
+                           {namedTextsDirectory(), "RUNTIME"},
+                           {"\\d+ : Cateory", "LINE : Cateory"},
+                           {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
+                           {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}});
 }
 
-static string wholeText(const printed &shown, const printed &after, int status) {
+// Writes 12 and more of one letter as x*12.
+static string withCountedLetters(const string &text) {
+    string all;
+    for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find_first_not_of(text[at], at), text.size());
+        const size_t count = end - at;
+        all += count < 12 ? text.substr(at, count) : text[at] + string("*") + std::to_string(count);
+        at = end;
+    }
+    return all;
+}
+
+// --- One check ---
+
+// The word for a closing line; nothing for another line.
+static string verdictOf(const string &line) {
+    static const std::map<string, string> verdicts = {{"CHECK_PASSED", "passes"},
+                                                      {"CHECK_FAILED SEVERITY_ERROR", "fails"},
+                                                      {"CHECK_FAILED SEVERITY_WARNING", "warns"},
+                                                      {"CHECK_FAILED", "fails without severity"}};
+    const auto found = verdicts.find(line);
+    return found == verdicts.end() ? "" : found->second;
+}
+
+// Takes the heading off, and returns its title.
+static string takeTitle(vector<string> *pLines) {
+    if (pLines->empty() || !beginsWith(pLines->front(), "CHECK_HEADING "))
+        return "";
+    const string title = pLines->front().substr(strlen("CHECK_HEADING "));
+    pLines->erase(pLines->begin());
+    return title;
+}
+
+// Takes the closing line off, and returns its word.
+static string takeVerdict(vector<string> *pLines) {
+    const string verdict = pLines->empty() ? "" : verdictOf(pLines->back());
+    if (verdict.empty())
+        return "stays open";
+    pLines->pop_back();
+    return verdict;
+}
+
+// A list where another was due.
+static void addUnlessUsual(answer *pAll, const char *pHead, const vector<string> &lines, const vector<string> &usual) {
+    if (lines != usual)
+        pAll->push_back({pHead, lines.empty() ? vector<string>{"none"} : lines});
+}
+
+static vector<string> usualGuiReport(const namedOperation &what, bool bFailed, const vector<string> &errors) {
+    const bool bEndsUnmarked = what.pMarker[0] == '?' && bFailed;
+    const string marker = what.pMarker + (what.pMarker[0] == '?' ? 1 : 0);
+    vector<string> lines = errors;
+    if (marker.empty())
+        return lines;
+    lines.insert(lines.begin(), marker);
+    if (!bEndsUnmarked)
+        lines.push_back(marker);
+    return lines;
+}
+
+static answer checkAnswer(const namedOperation &what, const string &usualTitle, outcome got) {
+    const string title = takeTitle(&got.report);
+    const string verdict = title.empty() ? "no block" : takeVerdict(&got.report);
+    const bool bFailed = verdict != "passes" && verdict != "no block";
+    const bool bErrorsListed = bFailed && verdict != "stays open";
+    answer all = {{verdict + (title == usualTitle || title.empty() ? "" : ", titled " + title), got.report}};
+    if (got.status != NO_STATUS && got.status != (bFailed ? -1 : 0))
+        all.push_back({"status " + std::to_string(got.status), {}});
+    addUnlessUsual(&all, "errors", got.errors, bErrorsListed ? got.report : vector<string>());
+    if (what.pMarker != nullptr)
+        addUnlessUsual(&all, "GUI report", got.gui, usualGuiReport(what, bFailed, got.errors));
+    return all;
+}
+
+// --- Other operations ---
+
+static answer linesAnswer(const outcome &got) {
+    answer all;
+    if (got.report.size() == 1)
+        all.push_back({got.report[0], {}});
+    else
+        addUnlessUsual(&all, "prints", got.report, {});
+    if (got.status != NO_STATUS)
+        all.push_back({"status " + std::to_string(got.status), {}});
+    addUnlessUsual(&all, "errors", got.errors, {});
+    addUnlessUsual(&all, "GUI report", got.gui, {});
+    return all;
+}
+
+// Many blocks: their titles, those with one verdict in a row together; and what stands outside of blocks.
+static answer checksAnswer(const outcome &got) {
+    answer all;
+    string title;
+    bool bFailures = false; // of a level: the lines up to the next level
+    const auto closeBlock = [&](const string &verdict) {
+        if (all.empty() || all.back().head != verdict)
+            all.push_back({verdict, {}});
+        all.back().items.push_back(title);
+        title = "";
+    };
+    for (const string &line : got.report) {
+        const string heading = "CHECK_HEADING ";
+        if (beginsWith(line, heading.c_str())) {
+            if (!title.empty())
+                closeBlock("stays open");
+            title = line.substr(heading.size());
+        } else if (!title.empty()) {
+            if (!verdictOf(line).empty())
+                closeBlock(verdictOf(line));
+        } else if (beginsWith(line, "=====")) {
+            bFailures = false;
+        } else if (bFailures) {
+            all.back().items.push_back(line);
+        } else if (masked(line) != "DATE") {
+            all.push_back({line, {}});
+            bFailures = beginsWith(line, "LEVEL_FAILED ");
+        }
+    }
+    if (!title.empty())
+        closeBlock("stays open");
+    return all;
+}
+
+static answer runAnswer(const namedOperation &what, const outcome &got) {
+    answer all = checksAnswer(got);
+    if (what.kind == CHECKS)
+        addUnlessUsual(&all, "errors", got.errors, {});
+    if (got.status != 0 && got.status != NO_STATUS)
+        all.push_back({"status " + std::to_string(got.status & 255), {}});
+    return all;
+}
+
+// --- What every operation can change ---
+
+static void addChangedSettings(answer *pAll, const std::map<string, string> &before) {
+    vector<string> changed;
+    for (const auto &[name, text] : settings())
+        if (text != before.at(name))
+            changed.push_back(name + "=" + replaced(text, {{"\n", "\\n"}}));
+    addUnlessUsual(pAll, "sets", changed, {});
+}
+
+static void addHostsGivenUp(answer *pAll) {
+    vector<string> hosts;
+    for (const hostInfo *pHost = preqHostInfo; pHost != nullptr; pHost = pHost->next)
+        if (!pHost->isSSH)
+            hosts.emplace_back(pHost->hostName, strnlen(pHost->hostName, sizeof pHost->hostName));
+    addUnlessUsual(pAll, "gives up", hosts, {});
+}
+
+// Reports and what rpm writes are no news; and a run leaves what ldd said.
+static bool isUsualFile(const string &path, bool bRun) {
+    static const std::regex usual("/(gui|log|report)|/run/.*|.*/rpm/.*");
+    return std::regex_match(path, usual) || (bRun && path == "/tmp/kvxprereqcheck." + std::to_string(getpid()));
+}
+
+static void addChangedFiles(answer *pAll, bool bRun) {
+    const std::set<string> paths = filesChangedOnHost();
+    if (paths.count("/fakes/log") > 0)
+        pAll->push_back({"ran", linesOf(readFile("/fakes/log"))});
+    for (const string &path : paths) {
+        if (path == "/fakes/log" || isUsualFile(path, bRun))
+            continue;
+        if (fs::is_regular_file(path))
+            pAll->push_back({"leaves " + path, linesOf(readFile(path))});
+        else
+            pAll->push_back({(fs::exists(fs::symlink_status(path)) ? "leaves " : "removes ") + path, {}});
+    }
+}
+
+// --- Calls ---
+
+// The words of a call; one that has blanks, or none, stands in double quotes, with \" for a quote.
+static vector<string> wordsOf(const string &call) {
+    vector<string> words;
+    bool bInWord = false;
+    bool bQuoted = false;
+    for (size_t i = 0; i < call.size(); i++) {
+        if (call[i] == ' ' && !bQuoted) {
+            bInWord = false;
+            continue;
+        }
+        if (!bInWord)
+            words.emplace_back();
+        bInWord = true;
+        const bool bEscaped = bQuoted && call[i] == '\\' && i + 1 < call.size() && call[i + 1] == '"';
+        if (call[i] == '"')
+            bQuoted = !bQuoted;
+        else
+            words.back() += bEscaped ? call[++i] : call[i];
+    }
+    return words;
+}
+
+struct performed {
+    outcome got;
+    printed shown;
+    printed after;
+    std::map<string, string> settingsBefore;
+};
+
+static performed performHere(const vector<string> &words, const vector<string> &given) {
+    std::for_each(given.begin(), given.end(), applySetting);
+    performed all;
+    all.settingsBefore = settings();
+    rememberHost();
+    all.shown = capture([&] { all.got.status = perform(words); });
+    all.after = capture([] { (void)!system("[ ! -x /after ] || /after"); });
+    return all;
+}
+
+static string wholeText(const performed &all) {
     const string gui = readFile("/gui");
-    return replaced(shown.out,
-                    {{trace, ""}, {"([^ \n]) +\n", "$1\n"}, {"(.*profile Check.*\n)(.*bashrc Check.*\n)", "$2$1"}}) +
-           after.out + (shown.err.empty() ? "" : "standard error:\n" + shown.err) +
-           (gui.empty() ? "" : "GUI report:\n" + gui) + "status " + std::to_string(status) + "\n";
+    string text = replaced(all.shown.out, {{traceOfEveryMessage, ""},
+                                           {"([^ \n]) +\n", "$1\n"},
+                                           // files of a home directory come in any order
+                                           {"(.*profile Check.*\n)(.*bashrc Check.*\n)", "$2$1"}});
+    text += all.after.out;
+    if (!all.shown.err.empty())
+        text += "standard error:\n" + all.shown.err;
+    if (!gui.empty())
+        text += "GUI report:\n" + gui;
+    return masked(text + "status " + std::to_string(all.got.status) + "\n");
+}
+
+// The report's lines, with a mark where a heading has no blank line in front of it.
+static vector<string> reportLines(const string &report, bool bRun) {
+    string text = withoutUsage(report);
+    if (bRun)
+        text = replaced(text, {{traceOfEveryMessage, ""}});
+    return linesOf(replaced(text, {{"(^|[^ ]\n)CHECK_HEADING ", "$1CHECK_HEADING no blank line, "}}));
+}
+
+static answer answerOf(const namedOperation &what, const vector<string> &words, performed *pAll) {
+    const bool bRun = what.kind == RUN || what.kind == OPTIONS;
+    outcome &got = pAll->got;
+    got.report = reportLines(pAll->shown.out, bRun);
+    got.gui = linesOf(readFile("/gui"));
+    const vector<string> entries = errorEntries();
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
+        for (const string &line : linesOf(*entry))
+            got.errors.push_back(line);
+    answer all;
+    if (what.kind == LINES)
+        all = linesAnswer(got);
+    else if (what.kind == ONE_CHECK)
+        all = checkAnswer(what, usualTitle(words), got);
+    else
+        all = runAnswer(what, got);
+    addUnlessUsual(&all, "standard error", linesOf(withoutUsage(pAll->shown.err)), {});
+    if (what.kind != RUN && what.kind != CHECKS)
+        addChangedSettings(&all, pAll->settingsBefore);
+    addHostsGivenUp(&all);
+    addUnlessUsual(&all, "afterwards", linesOf(pAll->after.out), {});
+    addChangedFiles(&all, bRun || what.kind == CHECKS);
+    if (all.empty())
+        all.push_back({"nothing", {}});
+    return all;
 }
 
 string answerHere(const string &call, bool bWholeText) {
-    vector<string> words, given;
-    std::istringstream in(call);
-    for (string word; in >> std::quoted(word);)
+    vector<string> words;
+    vector<string> given;
+    for (const string &word : wordsOf(call))
         (isSetting(word) ? given : words).push_back(word);
     if (words.empty() || namedOperations.count(words[0]) == 0)
         return "no such operation";
     const namedOperation &what = namedOperations.at(words[0]);
-    const bool bMany = what.pTitle == MANY_CHECKS, bOptions = words[0] == "options",
-               bWhole = bMany || bOptions || words[0] == "everywhere" || words[0] == "network-type";
-    setText(IIHName, "here"), setText(szGUIReportFile, "/gui");
+    setText(IIHName, "here");
+    setText(szGUIReportFile, "/gui");
     bGUIReportFile = what.pMarker != nullptr;
-    std::for_each(given.begin(), given.end(), applySetting);
-    const auto before = settings();
-    rememberHost();
-    int status = 0;
-    const printed shown = capture([&] { status = perform(words); });
-    const printed after = capture([] { (void)!system("[ ! -x /after ] || /after"); });
+    performed all = performHere(words, given);
     if (bWholeText)
-        return masked(wholeText(shown, after, status));
-    const auto shorter = [](const string &text) { return linesOf(replaced(text, abbreviations)); };
-    outcome got = {status,
-                   shorter(replaced(shown.out, {{bWhole ? trace : "$.", ""},
-                                                {"(^|[^ ]\n)CHECK_HEADING ", "$1CHECK_HEADING no blank line, "},
-                                                {usageNames, "usage\n"},
-                                                {date, ""}})),
-                   {},
-                   joined(shorter(readFile("/gui")), "\n")};
-    const vector<string> entries = errorEntries();
-    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
-        for (const string &line : shorter(*entry))
-            got.errors.push_back(line);
-    string all = what.pTitle == nullptr ? plainAnswer(got) : bMany ? manyAnswer(got) : blockAnswer(what, words, got);
-    all += shown.err.empty() ? "" : " {" + joined(linesOf(replaced(shown.err, {{usageNames, "usage\n"}})), ", ") + "}";
-    for (const auto &[name, text] : settings())
-        all += text == before.at(name) || (bWhole && !bOptions) ? "" : " " + name + "=" + text;
-    for (const hostInfo *pHost = preqHostInfo; pHost != nullptr; pHost = pHost->next)
-        all += pHost->isSSH ? "" : string(" without ") + string(pHost->hostName, strnlen(pHost->hostName, 9));
-    all += (after.out.empty() ? "" : " after: " + onOneLine(after.out)) + changesOfHost(bWhole);
-    return shortened(onOneLine(masked(all)));
+        return wholeText(all);
+    string text;
+    for (const answerPart &part : answerOf(what, words, &all)) {
+        text += withCountedLetters(part.head) + "\n";
+        for (const string &item : part.items)
+            text += "\t" + withCountedLetters(item) + "\n";
+    }
+    return masked(text);
 }

@@ -12,49 +12,168 @@
 using std::vector;
 namespace fs = std::filesystem;
 
-// --- Reading ---
-
-// A line of a file, with those that continue it.
-struct caseLine {
-    string written; // as it stands
-    string text;    // joined
-    int number;
-};
-
 struct oneCase {
-    string file, call, setUp, expected;
-    size_t line; // its index in the file
+    string file;
+    int line;
+    string call;  // with what every case of its group is given
+    string setUp; // shell lines
+    size_t paragraph;
+    string expected; // in one line
 };
 
-static const string directory = KVX_SOURCE_DIR "/tests/cases/", sign = " => ";
-static std::map<string, vector<caseLine>> files;
-static string wantedCase; // FILE:LINE; empty: all
+static const string directory = KVX_SOURCE_DIR "/tests/cases/";
+static const string arrow = " =>";
+static const string hostMark = " host: ";
+static const size_t WIDTH = 120;
+static std::map<string, vector<string>> files; // paragraphs: a line with the indented ones below it
+static string wantedCase;                      // FILE:LINE; empty: all
 static bool bUpdate;
 
-static vector<caseLine> readLines(const string &file) {
-    vector<caseLine> lines;
-    std::istringstream in(readFile(directory + file));
-    int number = 1;
-    for (string line; std::getline(in, line); number++)
-        if (line[0] == ' ') {
-            lines.back().written += "\n" + line;
-            lines.back().text += " " + line.substr(line.find_first_not_of(' '));
-        } else
-            lines.push_back({line, line, number});
+// --- Paragraphs ---
+
+static vector<string> linesOf(const string &text) {
+    vector<string> lines;
+    std::istringstream in(text);
+    for (string line; std::getline(in, line);)
+        lines.push_back(line);
     return lines;
 }
+
+static vector<string> readParagraphs(const string &file) {
+    vector<string> paragraphs;
+    for (const string &line : linesOf(readFile(directory + file)))
+        if (line[0] == ' ')
+            paragraphs.back() += "\n" + line;
+        else
+            paragraphs.push_back(line);
+    return paragraphs;
+}
+
+static size_t indentOf(const string &line) {
+    return std::min(line.find_first_not_of(' '), line.size());
+}
+
+// The lines of a paragraph joined by a blank, or by newlines and without the first four columns.
+static string joined(const string &paragraph, bool bNewlines) {
+    string all;
+    for (const string &line : linesOf(paragraph)) {
+        const size_t from = bNewlines ? std::min<size_t>(indentOf(line), 4) : indentOf(line);
+        all += (all.empty() ? "" : bNewlines ? "\n" : " ") + line.substr(from);
+    }
+    return all;
+}
+
+// What stands behind the arrow in one line: the parts of an answer, indented by 4, are parted by "; "; what continues a
+// part is indented further.
+static string answerInOneLine(const string &text) {
+    string all;
+    for (const string &line : linesOf(text)) {
+        const size_t indent = indentOf(line);
+        if (indent == line.size())
+            continue;
+        const char *const pBetween = indent <= 4 ? "; " : " ";
+        all += (all.empty() ? "" : pBetween) + line.substr(indent);
+    }
+    return all;
+}
+
+// --- Answers ---
+
+// The parts, from the lines of answerHere.
+static answer partsOf(const string &text) {
+    answer parts;
+    for (const string &line : linesOf(text))
+        if (line[0] == '\t')
+            parts.back().items.push_back(line.substr(1));
+        else
+            parts.push_back({line, {}});
+    return parts;
+}
+
+static string inOneLine(const answerPart &part) {
+    string all = part.head;
+    for (size_t i = 0; i < part.items.size(); i++)
+        all += (i == 0 ? ": " : ", ") + part.items[i];
+    return all;
+}
+
+static string inOneLine(const answer &parts) {
+    string all;
+    for (const answerPart &part : parts)
+        all += (all.empty() ? "" : "; ") + inOneLine(part);
+    return all;
+}
+
+// A line, broken at single blanks where it is too long.
+static string wrapped(string line, size_t indent) {
+    string all;
+    while (line.size() > WIDTH) {
+        size_t at = WIDTH;
+        while (at > WIDTH / 2 && (line[at] != ' ' || line[at - 1] == ' ' || line[at + 1] == ' '))
+            at--;
+        if (at == WIDTH / 2)
+            break;
+        all += line.substr(0, at) + "\n";
+        line = string(indent, ' ') + line.substr(at + 1);
+    }
+    return all + line + "\n";
+}
+
+// The items of a part below it: as many as fit to a line, or each on its own where some are long.
+static string itemsInLines(const vector<string> &items) {
+    const auto isLong = [](const string &item) { return item.size() > 60; };
+    const bool bSomeLong = std::any_of(items.begin(), items.end(), isLong);
+    string all;
+    string line;
+    for (size_t i = 0; i < items.size(); i++) {
+        const string item = items[i] + (i + 1 < items.size() ? "," : "");
+        if (!line.empty() && (bSomeLong || line.size() + 1 + item.size() > WIDTH)) {
+            all += wrapped(line, 12);
+            line = "";
+        }
+        line += (line.empty() ? string(8, ' ') : " ") + item;
+    }
+    return all + wrapped(line, 12);
+}
+
+// The parts below each other, or few of them in one line.
+static string inLines(const answer &parts) {
+    const string together = "    " + inOneLine(parts);
+    if (parts.size() <= 4 && together.size() <= WIDTH)
+        return together + "\n";
+    string all;
+    for (const answerPart &part : parts) {
+        const string line = "    " + inOneLine(part);
+        if (line.size() <= WIDTH || part.items.empty())
+            all += wrapped(line, 12);
+        else
+            all += "    " + part.head + ":\n" + itemsInLines(part.items);
+    }
+    return all;
+}
+
+static string withAnswer(const string &paragraph, const answer &parts) {
+    const string call = paragraph.substr(0, paragraph.find(arrow)) + arrow;
+    const string line = call + " " + inOneLine(parts);
+    if (parts.size() <= 4 && line.size() - line.rfind('\n') - 1 <= WIDTH)
+        return line;
+    const string block = call + "\n" + inLines(parts);
+    return block.substr(0, block.size() - 1);
+}
+
+// --- Running and comparing ---
 
 // Replaces x*300.
 static string expanded(const string &text) {
     static const std::regex run("(\\S)\\*(\\d{2,})");
     string all;
     auto rest = text.cbegin();
-    for (std::sregex_iterator it(text.begin(), text.end(), run), end; it != end; rest = (*it++)[0].second)
+    for (std::sregex_iterator it(text.begin(), text.end(), run), end; it != end; ++it) {
         all += it->prefix().str() + string(std::stoul((*it)[2]), *(*it)[1].first);
+        rest = (*it)[0].second;
+    }
     return all.append(rest, text.cend());
 }
-
-// --- Running and comparing ---
 
 static string answerOf(const oneCase &given, bool bWholeText) {
     privateHost host;
@@ -62,8 +181,8 @@ static string answerOf(const oneCase &given, bool bWholeText) {
     host.binds = {szRuntimePath, KVX_SOURCE_DIR "/samples"};
     host.removed = {"/usr/sbin/getenforce", "/usr/bin/ofed_info", "/etc/modprobe.d", "/etc/os-release",
                     "/etc/dat.conf",        "/etc/ofed",          "/etc/rdma",       "/var/kvx"};
-    host.ownNetwork = given.setUp.find("# own network") != string::npos;
-    if (given.setUp.find("# rpm database") != string::npos)
+    host.ownNetwork = given.setUp.find("own_network") != string::npos;
+    if (given.setUp.find("rpm_database") != string::npos)
         host.layers = {KVX_PROGRAM_DIR "/tests/rpm-host"};
     const string setUp = "runtime=" + namedTextsDirectory() + "\n" + prelude + given.setUp + "\n:";
     const auto body = [&] {
@@ -76,28 +195,39 @@ static string answerOf(const oneCase &given, bool bWholeText) {
 
 static string differences(const string &expected, const string &got) {
     const scratchDirectory scratch;
-    writeFile(scratch.path + "/expected", expected), writeFile(scratch.path + "/got", got);
+    writeFile(scratch.path + "/expected", expected);
+    writeFile(scratch.path + "/got", got);
     return capture([&] { system(("cd " + scratch.path + "; diff -U1 expected got | tail -n +3").c_str()); }).out;
 }
 
-static void compare(const oneCase &given) {
-    const bool bWholeText = given.expected.rfind("as ", 0) == 0;
-    const string path = directory + given.expected.substr(bWholeText ? 3 : 0), got = answerOf(given, bWholeText);
-    const string expected = bWholeText ? readFile(path) : given.expected;
-    caseLine &line = files[given.file][given.line];
-    if (!wantedCase.empty())
-        std::cout << given.file << ":" << line.number << ": " << line.text << "\n  " << got << "\n";
-    const bool bBeginning = !bWholeText && std::regex_search(expected, std::regex("\\.\\.\\.$"));
-    if (got == expected || (bBeginning && got.rfind(expected.substr(0, expected.size() - 3), 0) == 0))
+static void report(const oneCase &given, const string &expected, const string &got) {
+    const string setUp = given.setUp.empty() ? "" : "\nset-up:   " + given.setUp;
+    ADD_FAILURE_AT((directory + given.file).c_str(), given.line)
+        << "call:     " << given.call << setUp << "\nexpected: " << expected << "\ngot:      " << got;
+}
+
+static void compareWholeText(const oneCase &given, const string &path) {
+    const string expected = readFile(path);
+    const string got = answerOf(given, true);
+    if (got == expected)
         return;
-    if (bUpdate && bWholeText)
+    if (bUpdate)
         writeFile(path, got);
-    else if (bUpdate)
-        line.text = line.text.substr(0, line.text.find(sign)) + sign + got;
-    const size_t end = line.text.find(sign), shell = std::min(line.text.find(":: "), end);
-    ADD_FAILURE_AT((directory + given.file).c_str(), line.number)
-        << given.call << line.text.substr(shell, end - shell) << "\nexpected: " << given.expected
-        << "\ngot:      " << (bWholeText ? "\n" + differences(expected, got) : got);
+    report(given, given.expected, differences(expected, got));
+}
+
+static void compare(const oneCase &given) {
+    if (given.expected.rfind("as ", 0) == 0)
+        return compareWholeText(given, directory + given.expected.substr(3));
+    const answer parts = partsOf(answerOf(given, false));
+    string &paragraph = files[given.file][given.paragraph];
+    if (!wantedCase.empty())
+        std::cout << paragraph << "\n\n" << inLines(parts);
+    if (inOneLine(parts) == given.expected)
+        return;
+    if (bUpdate)
+        paragraph = withAnswer(paragraph, parts);
+    report(given, given.expected, inOneLine(parts));
 }
 
 struct Cases : testing::Test {
@@ -119,67 +249,69 @@ static bool isWanted(const string &file, int line) {
     return wantedCase.empty() || wantedCase == file + ":" + std::to_string(line);
 }
 
-static void addTest(const string &file, const string &heading, int line, const vector<oneCase> &cases) {
-    const string name = replaced(heading, {{"\\W+", "_"}}), suite = file.substr(0, file.find('.'));
+// A heading with its cases, and what it gives to each of them; in front of the first one, to all of the file.
+struct group {
+    string heading;
+    int line;
+    string words;
+    string setUp;
+    vector<oneCase> cases;
+};
+
+static void addTest(const string &file, const group &given) {
+    const string name = replaced(given.heading, {{"\\W+", "_"}});
+    const string suite = file.substr(0, file.find('.'));
+    const vector<oneCase> &cases = given.cases;
     if (cases.empty())
         return;
     if (!wantedCase.empty())
         testing::GTEST_FLAG(filter) += (":" + suite).append("." + name);
-    testing::RegisterTest(suite.c_str(), name.c_str(), nullptr, nullptr, file.c_str(), line,
+    testing::RegisterTest(suite.c_str(), name.c_str(), nullptr, nullptr, file.c_str(), given.line,
                           [cases]() -> Cases * { return new Cases(cases); });
 }
 
-// What a line gives that stands in front of the cases of a file or, behind a heading, of a test.
-struct common {
-    string words, setUp;
-};
-
-static void addTests(const string &file) {
-    const vector<caseLine> &lines = files[file] = readLines(file);
-    common ofFile, ofTest;
-    string heading = file;
-    int headingLine = 1;
-    vector<oneCase> cases;
-    for (size_t i = 0; i < lines.size(); i++) {
-        const string text = lines[i].text, mark = text.substr(0, text.find(' ') + 1);
-        if (mark == "## ") {
-            addTest(file, heading, headingLine, cases);
-            (heading == file ? ofFile : ofTest) = ofTest;
-            heading = text.substr(3), headingLine = lines[i].number, ofTest = ofFile, cases.clear();
-        } else if (mark == "! ")
-            ofTest.setUp += text.substr(2) + "\n";
-        else if (mark == "* ")
-            ofTest.words += text.substr(2) + " ";
-        else if (!text.empty() && text[0] != '#' && isWanted(file, lines[i].number)) {
-            const string all = ofTest.words + text;
-            const size_t answer = all.find(sign), shell = std::min(all.find(":: "), answer);
-            const string setUp = shell == answer ? "" : all.substr(shell + 3, answer - shell - 3);
-            cases.push_back({file, all.substr(0, shell), ofTest.setUp + setUp, all.substr(answer + sign.size()), i});
-        }
-    }
-    addTest(file, heading, headingLine, cases);
+static void addCase(const string &file, int line, size_t paragraph, group *pGroup) {
+    const string &text = files[file][paragraph];
+    const size_t end = text.find(arrow);
+    if (end == string::npos)
+        throw std::runtime_error(file + ":" + std::to_string(line) + ": no =>");
+    const string given = joined(text.substr(0, end), false);
+    const size_t shell = std::min(given.find(hostMark), given.size());
+    const string setUp = shell == given.size() ? "" : given.substr(shell + hostMark.size());
+    pGroup->cases.push_back({file, line, pGroup->words + given.substr(0, shell), pGroup->setUp + setUp, paragraph,
+                             answerInOneLine(text.substr(end + arrow.size()))});
 }
 
-// Breaks a line at single blanks, so that it can be joined again.
-static string wrapped(string text) {
-    string all;
-    while (text.size() > 120) {
-        size_t at = 120;
-        while (at > 60 && (text[at] != ' ' || text[at - 1] == ' ' || text[at + 1] == ' '))
-            at--;
-        if (at == 60)
-            break;
-        all += text.substr(0, at) + "\n";
-        text = "    " + text.substr(at + 1);
+static void addTests(const string &file) {
+    const vector<string> &paragraphs = files[file] = readParagraphs(file);
+    group ofFile;
+    group now;
+    int line = 1;
+    for (size_t i = 0; i < paragraphs.size(); i++) {
+        const string &text = paragraphs[i];
+        const string mark = text.substr(0, text.find_first_of(" \n"));
+        if (mark == "##") {
+            addTest(file, now);
+            if (ofFile.heading.empty())
+                ofFile = now;
+            ofFile.heading = file;
+            now = {text.substr(3), line, ofFile.words, ofFile.setUp, {}};
+        } else if (mark == "host:")
+            now.setUp += joined(text.substr(mark.size()), true) + "\n";
+        else if (mark == "given:")
+            now.words += joined(text.substr(mark.size()), false) + " ";
+        else if (!text.empty() && text[0] != '#' && isWanted(file, line))
+            addCase(file, line, i, &now);
+        line += 1 + static_cast<int>(std::count(text.begin(), text.end(), '\n'));
     }
-    return all + text;
+    addTest(file, now);
 }
 
 static void writeUpdates() {
-    for (const auto &[file, lines] : files) {
+    for (const auto &[file, paragraphs] : files) {
         string all;
-        for (const caseLine &line : lines)
-            all += (line.written.find_first_of("#!*") == 0 ? line.written : wrapped(line.text)) + "\n";
+        for (const string &paragraph : paragraphs)
+            all += paragraph + "\n";
         if (all != readFile(directory + file))
             writeFile(directory + file, all);
     }
@@ -206,14 +338,18 @@ int main(int argc, char **argv) {
     for (int i = 1; i < argc; i++) {
         const string argument = argv[i];
         bUpdate = bUpdate || argument == "--update";
-        if (argument.rfind("--case=", 0) == 0)
-            wantedCase = replaced(argument.substr(7), {{"(\\.txt)?:", ".txt:"}}), testing::GTEST_FLAG(filter) = "";
+        if (argument.rfind("--case=", 0) != 0)
+            continue;
+        wantedCase = replaced(argument.substr(7), {{"(\\.txt)?:", ".txt:"}});
+        testing::GTEST_FLAG(filter) = "";
     }
     for (const fs::directory_entry &entry : fs::directory_iterator(directory))
         if (entry.path().extension() == ".txt")
             addTests(entry.path().filename());
-    if (testing::GTEST_FLAG(filter).empty()) // nothing was found for --case
-        return std::cerr << "no case begins at " << wantedCase << "\n", 1;
+    if (testing::GTEST_FLAG(filter).empty()) {
+        std::cerr << "no case begins at " << wantedCase << "\n";
+        return 1;
+    }
     const int status = RUN_ALL_TESTS();
     if (bUpdate)
         writeUpdates();

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <sys/personality.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using std::vector;
@@ -16,39 +17,68 @@ int kvxMain(int argc, char **argv);
 
 // --- Settings ---
 
-// clang-format off
-#define N(setting) {#setting, &setting}
-static const std::map<string, int *> numbers = {
-    N(bClient), N(debug), N(strictFlag), N(vastdw), N(usname), N(sqllib), N(isPort), N(servicePort), N(isfcmstart),
-    N(fcmstart), N(partitions), N(issvcnm), N(bCustomInputFile), N(bCustomReportFile), N(bGUIReportFile), N(kshntp),
-    N(bCheckLatestRelease), N(bNonShareGrid), N(bPrintSummary), N(bCheckSpecificRelease), N(bShareGrid), N(bnoStdRtk),
-    N(bNonIB), N(bHostList), N(bHostName), N(bDiskName), N(bDiskList), N(bInstName), N(bInstList), N(bNetName),
-    N(bNetList), N(bTbDiskName), N(bMHCA), N(bUDAPL), N(bCustomNetworkType), N(isUbuntu14), N(bInputInstanceHome),
-    N(bInputInstallPath), N(bAdapterListFile), N(bEtchostError), N(isNTP), N(linuxDistro)};
-#define T(setting) {#setting, {setting, sizeof setting}}
-static const std::map<string, std::pair<char *, size_t>> texts = {
-    T(uname1), T(svcnm), T(szReportFile), T(szGUIReportFile), T(szInputVersion), T(szRuntimePath), T(szInputDistro),
-    T(szInputHome), T(szInputInstallPath), T(IIHName), T(szNTPMessages), T(name.release), T(addFiles),
-    T(szInputXMLFile), T(tbDiskName), T(szLocale), T(szPrereqCatFilePath)};
-// clang-format on
+struct namedText {
+    char *pText;
+    size_t size;
+};
 
-// A list, its words parted by commas: "users" as NAME or NAME:UID:GID, "disks" as DISK or DISK:ID.
-static void fillList(const string &list, const string &words) {
-    std::istringstream in(words);
-    for (string word; std::getline(in, word, ',');) {
-        const size_t colon = word.find(':'), second = word.find(':', colon + 1);
-        const string first = word.substr(0, colon), rest = colon == word.npos ? "" : word.substr(colon + 1);
-        const int gid = second == word.npos ? 0 : atoi(word.c_str() + second + 1);
-        if (list == "hosts")
-            updateHostList(word.c_str());
-        else if (list == "nets")
-            updateNetNames(word.c_str());
-        else if (list == "expected")
-            updateEtcHostInfo(word.c_str()), resetEtcHosts(); // a new name is not marked yet
-        else if (list == "disks")
-            updateDiskList(first.c_str(), rest.c_str(), !rest.empty());
-        else
-            updateUserList(first.c_str(), atoi(rest.c_str()), gid, !rest.empty());
+static vector<string> separated(const string &text, char separator) {
+    vector<string> all;
+    std::istringstream in(text);
+    for (string word; std::getline(in, word, separator);)
+        all.push_back(word);
+    return all;
+}
+
+template <typename Record> static std::map<string, Record> byName(const char *pNames, const vector<Record> &records) {
+    std::map<string, Record> all;
+    size_t next = 0;
+    for (const string &name : separated(pNames, ','))
+        all[replaced(name, {{" ", ""}})] = records[next++];
+    return all;
+}
+
+template <typename... Number> static vector<int *> numbersAt(Number &...numbers) {
+    return {&numbers...};
+}
+
+template <size_t... N> static vector<namedText> textsAt(char (&...texts)[N]) {
+    return {namedText{texts, N}...};
+}
+
+#define NUMBERS(...) byName(#__VA_ARGS__, numbersAt(__VA_ARGS__))
+#define TEXTS(...)   byName(#__VA_ARGS__, textsAt(__VA_ARGS__))
+
+static const std::map<string, int *> numbers =
+    NUMBERS(bClient, debug, strictFlag, vastdw, usname, sqllib, isPort, servicePort, isfcmstart, fcmstart, partitions,
+            issvcnm, bCustomInputFile, bCustomReportFile, bGUIReportFile, kshntp, bCheckLatestRelease, bNonShareGrid,
+            bPrintSummary, bCheckSpecificRelease, bShareGrid, bnoStdRtk, bNonIB, bHostList, bHostName, bDiskName,
+            bDiskList, bInstName, bInstList, bNetName, bNetList, bTbDiskName, bMHCA, bUDAPL, bCustomNetworkType,
+            isUbuntu14, bInputInstanceHome, bInputInstallPath, bAdapterListFile, bEtchostError, isNTP, linuxDistro);
+static const std::map<string, namedText> texts =
+    TEXTS(uname1, svcnm, szReportFile, szGUIReportFile, szInputVersion, szRuntimePath, szInputDistro, szInputHome,
+          szInputInstallPath, IIHName, szNTPMessages, name.release, addFiles, szInputXMLFile, tbDiskName, szLocale,
+          szPrereqCatFilePath);
+static const vector<string> variables = {"GIVEN", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"};
+static const vector<string> lists = {"hosts", "users", "disks", "nets", "expected"};
+static const vector<string> ofTheProcess = {"bits", "cd", "umask"};
+
+// Adds to a list: a user as NAME or NAME:UID:GID, a disk as DISK or DISK:ID.
+static void addToList(const string &list, const string &entry) {
+    vector<string> parts = separated(entry, ':');
+    const bool bAll = parts.size() > 1;
+    parts.resize(3);
+    if (list == "hosts")
+        updateHostList(entry.c_str());
+    else if (list == "nets")
+        updateNetNames(entry.c_str());
+    else if (list == "disks")
+        updateDiskList(parts[0].c_str(), parts[1].c_str(), bAll);
+    else if (list == "users")
+        updateUserList(parts[0].c_str(), atoi(parts[1].c_str()), atoi(parts[2].c_str()), bAll);
+    else {
+        updateEtcHostInfo(entry.c_str());
+        resetEtcHosts(); // a new name is not marked yet
     }
 }
 
@@ -57,46 +87,51 @@ std::map<string, string> settings() {
     for (const auto &[name, pNumber] : numbers)
         all[name] = std::to_string(*pNumber);
     for (const auto &[name, text] : texts)
-        all[name] = string(text.first, strnlen(text.first, text.second));
+        all[name] = string(text.pText, strnlen(text.pText, text.size));
     for (int tag = 0; tag < LastTag; tag++)
         all[ppszTagName[tag]] = ppszPREREQ[tag] == nullptr ? "" : ppszPREREQ[tag];
     all["linuxDistro"] = ppszDistroName[linuxDistro];
     return all;
 }
 
+static bool isOneOf(const vector<string> &all, const string &name) {
+    return std::count(all.begin(), all.end(), name) > 0;
+}
+
 bool isSetting(const string &word) {
     const size_t length = word.find('=');
-    const auto isNamePart = [](char c) { return isalnum(c) || c == '.' || c == '_'; };
-    return length > 0 && length != word.npos && std::all_of(word.data(), word.data() + length, isNamePart);
+    if (length == string::npos)
+        return false;
+    const string name = word.substr(0, length);
+    return numbers.count(name) > 0 || texts.count(name) > 0 || sqloGetTagIndex(name.c_str()) >= 0 ||
+           isOneOf(variables, name) || isOneOf(lists, name) || isOneOf(ofTheProcess, name);
 }
 
 void applySetting(const string &setting) {
-    static const vector<string> variables = {"GIVEN", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"},
-                                lists = {"hosts", "users", "disks", "nets", "expected"};
     const size_t at = setting.find('=');
-    const string name = setting.substr(0, at), text = replaced(setting.substr(at + 1), {{"\\\\n", "\n"}});
-    const auto isOneOf = [&name](const vector<string> &all) { return std::count(all.begin(), all.end(), name) > 0; };
+    const string name = setting.substr(0, at);
+    const string text = replaced(setting.substr(at + 1), {{"\\\\n", "\n"}});
     const auto distro = std::find(ppszDistroName, ppszDistroName + DISTRO_COUNT, text);
-    if (name == "linuxDistro" && distro != ppszDistroName + DISTRO_COUNT)
-        linuxDistro = static_cast<int>(distro - ppszDistroName), setValue(LinuxDistro, text);
-    else if (const auto number = numbers.find(name); number != numbers.end())
+    if (name == "linuxDistro" && distro != ppszDistroName + DISTRO_COUNT) {
+        linuxDistro = static_cast<int>(distro - ppszDistroName);
+        setValue(LinuxDistro, text);
+    } else if (const auto number = numbers.find(name); number != numbers.end())
         *number->second = std::stoi(text);
     else if (const auto array = texts.find(name); array != texts.end())
-        iStrncpy(array->second.first, text.c_str(), static_cast<int>(array->second.second));
-    else if (const int tag = sqloGetTagIndex(name.c_str()); tag >= 0)
-        setValue(static_cast<Tag>(tag), text);
+        iStrncpy(array->second.pText, text.c_str(), static_cast<int>(array->second.size));
     else if (name == "bits")
         personality(text == "32" ? PER_LINUX32 : PER_LINUX);
     else if (name == "cd")
         std::filesystem::current_path(text);
     else if (name == "umask")
         umask(static_cast<mode_t>(std::stoi(text, nullptr, 8)));
-    else if (isOneOf(variables))
+    else if (isOneOf(variables, name))
         setenv(name.c_str(), text.c_str(), 1);
-    else if (isOneOf(lists))
-        fillList(name, text);
+    else if (isOneOf(lists, name))
+        for (const string &entry : separated(text, ','))
+            addToList(name, entry);
     else
-        ADD_FAILURE() << "no such setting: " << name;
+        setValue(static_cast<Tag>(sqloGetTagIndex(name.c_str())), text);
 }
 
 // --- Operations ---
@@ -108,7 +143,8 @@ static int number(const char *pWord, int otherwise = 1) {
 }
 
 static int show(const string &text) {
-    return puts(text.c_str()), NO_STATUS;
+    puts(text.c_str());
+    return NO_STATUS;
 }
 
 template <typename R, typename... A> static constexpr size_t argumentCount(R (*)(A...)) {
@@ -124,10 +160,11 @@ template <typename T> static T argument(char *pWord) {
 
 template <typename R, typename... A, size_t... I>
 static int callWith(R (*pCall)(A...), words w, std::index_sequence<I...>) {
-    (void)w;
-    if constexpr (std::is_void_v<R>)
-        return pCall(argument<A>(w[I])...), NO_STATUS;
-    else
+    (void)w; // where there are no arguments
+    if constexpr (std::is_void_v<R>) {
+        pCall(argument<A>(w[I])...);
+        return NO_STATUS;
+    } else
         return pCall(argument<A>(w[I])...);
 }
 
@@ -136,20 +173,14 @@ template <auto pCall> static int call(words w) {
     return callWith(pCall, w, std::make_index_sequence<argumentCount(pCall)>());
 }
 
-// A device's identifier or the name that an identifier has, with a stale file under the name of the capture file.
-static int device(words w) {
-    char szDevice[256], szId[256];
-    iStrncpy(szDevice, w[1], sizeof szDevice), iStrncpy(szId, w[2], sizeof szId);
-    if (w[5] != nullptr)
-        writeFile("/tmp/kvxprereqcheckb." + std::to_string(getpid()), "stale stale/stale\n"), strcat(szId, "\n");
-    const int rc = sqloGetDevNameOrID(w[0], szDevice, szId, w[3] == string("id"), w[4] == string("remote"));
-    return show(szDevice + string(" ") + szId), rc;
+// What a function answers, as a line.
+template <auto pCall> static int showCall(words w) {
+    return show(std::to_string(call<pCall>(w)));
 }
 
-static int adapters(words w) {
-    for (; *w != nullptr; w++)
-        updateNetNames(*w);
-    return sqloValidateAdapter(), NO_STATUS;
+static int shell(words w) {
+    const int status = system(w[0]);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : status;
 }
 
 // The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
@@ -166,228 +197,398 @@ static int run(words w) {
 
 // What a run makes of a network type.
 static int networkType(words w) {
-    setText(szNetworkType, w[0]), bCustomNetworkType = 1;
+    setText(szNetworkType, w[0]);
+    bCustomNetworkType = 1;
     char *argument[] = {nullptr};
-    string refused = capture([&] { run(argument); }).err;
-    return show(refused.empty() ? settings()["HCANetwork"] + " " + settings()["MHCA"] : refused);
+    const string refused = capture([&] { run(argument); }).err;
+    if (!refused.empty())
+        return show(refused);
+    return show("HCANetwork=" + settings()["HCANetwork"] + "\nMHCA=" + settings()["MHCA"]);
 }
 
-// On every host of the list, and what it was told to do there.
-static int runEverywhere(words w) {
-    bHostList = 1;
-    const int rc = run(w);
-    return show(string("[") + addCmd + "] [" + addFiles + "]"), rc;
+// The clustered feature's sequence, whose report goes to a file.
+static int sequence(words) {
+    bCustomReportFile = 1;
+    setText(szReportFile, "/log");
+    const int rc = sqloCheckPrereqShareGrid();
+    show(readFile("/log"));
+    return rc;
 }
 
-// On a host, with its distribution and the level that is asked for.
-static int runWith(words w) {
-    updateHostList(w[0]);
-    preqHostInfo->isSSH = bGUIReportFile = bCheckSpecificRelease = linuxDistro = 1;
-    setValue(LinuxDistro, w[1]), iStrncpy(szInputVersion, w[2], sizeof szInputVersion);
-    snprintf(addCmd, sizeof addCmd, "-v %s ", szInputVersion);
-    return runPrereqBinaries();
+// --- Small operations ---
+
+// In a buffer of eight bytes, and whether the byte behind it is still there.
+static int showBuffer(const char *pText, const char *pBuffer) {
+    const string text(pText, strnlen(pText, 8));
+    return show(pBuffer[8] == '#' ? text : text + "\nwrites behind the buffer");
 }
 
-static int placeRunAndRemove(words) {
-    const int placed = placePrereqBinaries(), ran = runPrereqBinaries();
-    return show("placed " + std::to_string(placed) + ", ran " + std::to_string(ran)), removePrereqBinaries();
+static int append(words w) {
+    char szBuffer[] = "\0\0\0\0\0\0\0\0#";
+    strncpy(szBuffer, w[0], 8);
+    return showBuffer(safeStrNCat(szBuffer, w[1], 8), szBuffer);
 }
 
-template <typename Record> static string names(const Record *pFirst, char (Record::*field)[255]) {
-    string all;
-    for (; pFirst != nullptr; pFirst = pFirst->next)
-        all += "[" + string(pFirst->*field, strnlen(pFirst->*field, 255)) + "]";
-    return all;
+static int copy(words w) {
+    char szBuffer[] = "\0\0\0\0\0\0\0\0#";
+    return showBuffer(iStrncpy(szBuffer, w[0], 8), szBuffer);
 }
 
-// Adds the words to every list, and shows what the lists then hold.
-static int lists(words w) {
-    for (; *w != nullptr; w++) {
-        const char *pName = *w == string("-") ? nullptr : *w, *pId = strlen(*w) == 1 ? nullptr : *w;
-        printf("%d%d%d%d ", updateHostList(pName), updateNetNames(pName), updateUserList(pName, 7, 8, 1),
-               updateDiskList(pName, pId, 1));
-    }
-    return show(names(preqHostInfo, &hostInfo::hostName) + names(preqNetNames, &netNames::netName) +
-                names(preqUserInfo, &userInfo::userName) + names(preqDiskInfo, &diskInfo::diskName) +
-                names(preqDiskInfo, &diskInfo::diskID) + std::to_string(preqHostInfo->isSSH) +
-                std::to_string(preqUserInfo->UID) + std::to_string(preqUserInfo->GID));
+static int exists(words w) {
+    return show(sqloFileExists(w[0]) ? "yes" : "no");
 }
 
-// --- Single functions: what they answer to each word ---
-
-static string each(words w, const std::function<string(const char *)> &answer) {
-    string all;
-    for (; *w != nullptr; w++)
-        all += (all.empty() ? "" : " ") + answer(*w == string("NULL!") ? nullptr : *w);
-    return all;
+static int locale(words w) {
+    return show(sqloNormalizedLocaleDir(w[0]));
 }
 
-static string order(const char *pRequired, const char *pFound) {
+static int language(words) {
+    sqloInitLocale(nullptr);
+    return NO_STATUS;
+}
+
+static int location(words w) {
+    sqloSetRuntimeLocation(w[0]);
+    return show(sqloGetRuntimeLocation(nullptr));
+}
+
+static int compareVersions(words w) {
     const char *const ppszOrders[] = {"higher", "equal", "lower", "unreadable"};
-    return ppszOrders[sqloCompareVersionStrings(pRequired, pFound)];
+    return show(ppszOrders[sqloCompareVersionStrings(w[0], w[1])]);
 }
 
-// A condition in a line, or a whole line.
-static string condition(const char *pText) {
-    const string line = pText[0] == '<' ? pText : "<RHEL value=\"" + string(pText) + "\">";
-    return sqloProcessConditionStmt(line.c_str(), RHEL) ? "fails" : "holds";
-}
-
-// Copies and appends within a buffer of 8 bytes.
-static int copies(words w) {
-    char szText[] = "\0\0\0\0\0\0\0\0#";
-    strncpy(szText, w[0], 8);
-    const char *const pAppended = safeStrNCat(szText, w[1], 8);
-    const string appended(pAppended, strnlen(pAppended, 8));
-    return show(appended + " " + iStrncpy(szText, w[1], 8) + szText[8]);
-}
-
-// The text 1 of the catalog, fetched twice into a buffer of a size.
-static int text(words w) {
-    const int size = number(w[0]);
-    string buffer(300, 'x'), all;
-    for (int round = 0; round < 2; round++) {
-        for (words token = w + 1; *token != nullptr; token++)
-            addToken(*token == string("NULL!") ? nullptr : *token);
-        all += sqloGetString(1, buffer.data(), size) + string(1, buffer[static_cast<size_t>(size)]) + "|";
-    }
-    return show(all + std::to_string(totalTokens));
-}
-
-static int retrieve(words w) {
-    string buffer(300, 'x');
-    const int rc = sqloRetrieveNLString(number(w[1]), buffer.data(), number(w[2]), w[0]);
-    return show(buffer.c_str() + string(1, buffer[static_cast<size_t>(number(w[2]))])), rc;
-}
-
-// Sends each sink its text.
-static int sinks(words) {
-    char szLine[8] = "line";
-    return logMessage(szLine), logRemoteMessage("remote"), logGUIMessage("gui"), show(szLine);
-}
-
-// Levels with their failures, as LEVEL:FAILURE,...; then the summary, when it is asked for.
-static int summary(words w) {
-    for (; *w != nullptr; w++) {
-        const string level = string(*w).substr(0, string(*w).find(':'));
-        std::istringstream in(string(*w).substr(std::min(level.size() + 1, strlen(*w))));
-        for (string failure; std::getline(in, failure, ',');)
-            sqloUpdateErrorList(failure.c_str());
-        sqloWriteSummaryToReport(level.c_str());
-    }
-    return bPrintSummary ? sqloPrintSummary() : 0;
-}
-
-static int levels(words w) {
-    const int rc = sqloRetrieveSupportedVersion();
-    string all;
-    for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
-        all += string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)) + " ";
-    all += each(w, [](const char *pLevel) {
-        return applySetting(string("szInputVersion=") + pLevel), validateInputVersion() == 0 ? "known" : "unknown";
-    });
-    return show(all), rc;
+// A condition as it stands between the quotes of a line, or a whole line.
+static int condition(words w) {
+    const string text = w[0];
+    const string line = text[0] == '<' ? text : "<RHEL value=\"" + text + "\">";
+    return show(sqloProcessConditionStmt(line.c_str(), RHEL) ? "fails" : "holds");
 }
 
 static int prepare(words) {
     for (char *&pValue : ppszPREREQ)
         pValue = szInputVersion;
     sqloPreparePrereqCheck();
-    return show(std::to_string(std::count(ppszPREREQ, ppszPREREQ + PREREQ_SLOTS, szInputVersion)) + " " + szPlatform);
+    return show(szPlatform);
 }
 
-// The clustered feature's sequence, whose report and tools log into one file.
-static int sequence(words) {
-    bCustomReportFile = 1;
-    setText(szReportFile, "/log");
-    const int rc = sqloCheckPrereqShareGrid();
-    return show(readFile("/log") + std::to_string(errorEntries().size())), rc;
+// The levels that the file offers, and whether one can be asked for.
+static int levels(words w) {
+    const int rc = sqloRetrieveSupportedVersion();
+    for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
+        show("offers " + string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)));
+    if (w[0] != nullptr) {
+        iStrncpy(szInputVersion, w[0], sizeof szInputVersion);
+        show(validateInputVersion() == 0 ? "known" : "unknown");
+    }
+    return rc;
 }
 
-// clang-format off
-const char MANY_CHECKS[] = "many";
+// The text 1 of the catalog with its tokens, in a buffer of a size; it is the same when it is fetched again.
+static string fetchText(size_t size, const string &tokens) {
+    string buffer(300, '#');
+    for (const string &token : separated(tokens, ' '))
+        addToken(token == "NULL" ? nullptr : token.c_str());
+    const string text = sqloGetString(1, buffer.data(), static_cast<int>(size));
+    return buffer[size] == '#' ? text : text + "\nwrites behind the buffer";
+}
+
+static int text(words w) {
+    const size_t size = static_cast<size_t>(number(w[0], 256));
+    const string tokens = w[1] == nullptr ? "" : w[1];
+    const string first = fetchText(size, tokens);
+    EXPECT_EQ(totalTokens, 0);
+    EXPECT_EQ(fetchText(size, tokens), first);
+    return show(first);
+}
+
+static int retrieve(words w) {
+    string buffer(300, '#');
+    const int size = number(w[2], 256);
+    const int rc = sqloRetrieveNLString(number(w[1]), buffer.data(), size, w[0]);
+    show(buffer.c_str());
+    EXPECT_EQ(buffer[static_cast<size_t>(size)], '#');
+    return rc;
+}
+
+static int catalog(words) {
+    return show(message(1));
+}
+
+// Sends each sink its text.
+static int sinks(words) {
+    char szLine[8] = "line";
+    logMessage(szLine);
+    logRemoteMessage("remote");
+    logGUIMessage("gui");
+    return show(szLine);
+}
+
+// A level's summary with its failures, in the report and, when it is asked for, on standard error.
+static int summary(words w) {
+    for (const string &failure : separated(w[1] == nullptr ? "" : w[1], ','))
+        sqloUpdateErrorList(failure.c_str());
+    sqloWriteSummaryToReport(w[0]);
+    return bPrintSummary ? sqloPrintSummary() : 0;
+}
+
+// --- Platform and software ---
+
+static int ubuntuRelease(words w) {
+    return sqloCheckLSBRelease("/lsb", w[0], 1, number(w[1]));
+}
+
+static int unreportedRelease(words) {
+    return sqloCheckSUSERHELRelease("7", "6", nullptr, nullptr, 1, 0);
+}
+
+static int toolsWithoutChildren(words) {
+    signal(SIGCHLD, SIG_IGN);
+    return sqloCheckTools();
+}
+
+static int mellanox(words w) {
+    return sqloCheckMellanoxPackageLINUX("L", w[0], number(w[1]), number(w[2]), number(w[3]));
+}
+
+static int group(words w) {
+    return sqloCheckPackagePresenceLinux("G", w[0], number(w[1], 0));
+}
+
+static int probe(words w) {
+    iStrncpy(szNetname, w[0], sizeof szNetname);
+    return sqloCheckMHCA();
+}
+
+// --- Instance ---
+
+static int user(words w) {
+    return sqloValidateUserProfile(w[0], number(w[1], 0));
+}
+
+// FCM ports are checked when a start port is given.
+static int ports(words w) {
+    return sqloValidatePorts(number(w[1]), w[0], w[2] != nullptr, number(w[2], 0), number(w[3], 0));
+}
+
+// --- Network and cluster ---
+
+static int adapters(words w) {
+    for (; *w != nullptr; w++)
+        updateNetNames(*w);
+    sqloValidateAdapter();
+    return NO_STATUS;
+}
+
+static int flip(words w) {
+    const string all = sqoFlipFile(w[0]);
+    return show(all.size() < 1000 ? all : std::to_string(all.size()) + " bytes");
+}
+
+// A device's identifier, or the name that an identifier has.
+static int device(words w) {
+    char szDevice[256];
+    char szId[256];
+    iStrncpy(szDevice, w[1], sizeof szDevice);
+    iStrncpy(szId, w[2], sizeof szId - 1);
+    if (w[5] != nullptr) // a line of a file has its newline
+        strcat(szId, "\n");
+    const int rc = sqloGetDevNameOrID(w[0], szDevice, szId, w[3] == string("id"), w[4] == string("remote"));
+    show("device " + string(szDevice) + "\nid " + szId);
+    return rc;
+}
+
+static int policy(words w) {
+    return sqloGetSCSIType(w[0], w[1], w[2] == string("remote"));
+}
+
+static int hostsTwice(words) {
+    sqloValidateEtcHosts();
+    resetEtcHosts();
+    return sqloValidateEtcHosts();
+}
+
+static int remoteCommands(words) {
+    return show(getSSHCmd() + string("\n") + getSCPCmd());
+}
+
+// A run on every host of the list, and what it was told to do there.
+static int runEverywhere(words w) {
+    bHostList = 1;
+    const int rc = run(w);
+    show("passes on " + string(addCmd));
+    show("copies " + string(addFiles));
+    return rc;
+}
+
+// On a host, with its distribution and the level that is asked for.
+static int runWith(words w) {
+    updateHostList(w[0]);
+    preqHostInfo->isSSH = 1;
+    bGUIReportFile = 1;
+    bCheckSpecificRelease = 1;
+    linuxDistro = 1;
+    setValue(LinuxDistro, w[1]);
+    iStrncpy(szInputVersion, w[2], sizeof szInputVersion);
+    snprintf(addCmd, sizeof addCmd, "-v %s ", szInputVersion);
+    return runPrereqBinaries();
+}
+
+static int placeRunAndRemove(words) {
+    const int placed = placePrereqBinaries();
+    const int ran = runPrereqBinaries();
+    show("placing answers " + std::to_string(placed) + " and running " + std::to_string(ran));
+    return removePrereqBinaries();
+}
+
+template <typename Record> static void showList(const char *pName, const Record *pFirst, char (Record::*field)[255]) {
+    string all = pName;
+    for (; pFirst != nullptr; pFirst = pFirst->next)
+        all += " " + string(pFirst->*field, strnlen(pFirst->*field, sizeof(pFirst->*field)));
+    show(all);
+}
+
+// Adds a name to every list, and a null pointer; and shows what the lists then hold.
+static int listsOf(words w) {
+    for (; *w != nullptr; w++)
+        EXPECT_EQ(updateHostList(*w) + updateNetNames(*w) + updateUserList(*w, 7, 8, 1) + updateDiskList(*w, *w, 1), 0);
+    for (const int rc : {updateHostList(nullptr), updateNetNames(nullptr), updateUserList(nullptr, 7, 8, 1)})
+        EXPECT_EQ(rc, -1);
+    showList("hosts", preqHostInfo, &hostInfo::hostName);
+    showList("nets", preqNetNames, &netNames::netName);
+    showList("users", preqUserInfo, &userInfo::userName);
+    showList("disks", preqDiskInfo, &diskInfo::diskName);
+    showList("ids", preqDiskInfo, &diskInfo::diskID);
+    return show("isSSH=" + std::to_string(preqHostInfo->isSSH) + " UID=" + std::to_string(preqUserInfo->UID) +
+                " GID=" + std::to_string(preqUserInfo->GID));
+}
+
+// --- The table ---
+
+const char *const WORDS = "...";
 const std::map<string, namedOperation> namedOperations = {
-    {"shell", {nullptr, nullptr, [](words w) { const int rc = system(w[0]); return rc & 127 ? rc : rc >> 8; }}},
-    {"run", {MANY_CHECKS, nullptr, run}},
-    {"network-type", {nullptr, nullptr, networkType}},
-    {"options", {nullptr, nullptr, run}},
-    {"sequence", {MANY_CHECKS, nullptr, sequence}},
-    // single functions
-    {"catalog", {nullptr, nullptr, [](words) { return show(message(1)); }}},
-    {"conditions", {nullptr, nullptr, [](words w) { return show(each(w, condition)); }}},
-    {"copies", {nullptr, nullptr, copies}},
-    {"exists", {nullptr, nullptr, [](words w) { return show(each(w, [](const char *p) { return sqloFileExists(p) ? "yes" : "no"; })); }}},
-    {"language", {nullptr, nullptr, [](words) { return sqloInitLocale(nullptr), NO_STATUS; }}},
-    {"levels", {nullptr, nullptr, levels}},
-    {"locales", {nullptr, nullptr, [](words w) { return show(each(w, sqloNormalizedLocaleDir)); }}},
-    {"location", {nullptr, nullptr, [](words w) { return sqloSetRuntimeLocation(w[0]), show(sqloGetRuntimeLocation(nullptr)); }}},
-    {"prepare", {nullptr, nullptr, prepare}},
-    {"read", {nullptr, nullptr, call<sqloReadPrereqFromXML>}},
-    {"retrieve", {nullptr, nullptr, retrieve}},
-    {"sinks", {nullptr, nullptr, sinks}},
-    {"summary", {nullptr, nullptr, summary}},
-    {"tags", {nullptr, nullptr, [](words w) { return show(each(w, [](const char *p) { return std::to_string(sqloGetTagIndex(p)); })); }}},
-    {"text", {nullptr, nullptr, text}},
-    {"versions", {nullptr, nullptr, [](words w) { return show(each(w + 1, [w](const char *p) { return order(w[0] == string("NULL!") ? nullptr : w[0], p); })); }}},
+    {"run", {RUN, WORDS, run}},
+    {"options", {OPTIONS, WORDS, run}},
+    {"everywhere", {RUN, WORDS, runEverywhere}},
+    {"network-type", {RUN, "type", networkType}},
+    {"sequence", {CHECKS, "", sequence}},
+    {"shell", {LINES, "command", shell}},
+
+    // run control, definitions, messages
+    {"append", {LINES, "to text", append}},
+    {"catalog", {LINES, "", catalog}},
+    {"compare", {LINES, "required found", compareVersions}},
+    {"condition", {LINES, "line", condition}},
+    {"copy", {LINES, "text", copy}},
+    {"exists", {LINES, "path", exists}},
+    {"language", {LINES, "", language}},
+    {"levels", {LINES, "asked", levels}},
+    {"locale", {LINES, "locale", locale}},
+    {"location", {LINES, "path", location}},
+    {"prepare", {LINES, "", prepare}},
+    {"read", {LINES, "level", call<sqloReadPrereqFromXML>}},
+    {"retrieve", {LINES, "catalog number size", retrieve}},
+    {"sinks", {LINES, "", sinks}},
+    {"summary", {LINES, "level failures", summary}},
+    {"tag", {LINES, "tagName", showCall<sqloGetTagIndex>}},
+    {"text", {LINES, "size tokens", text}},
+
     // platform
-    {"detect", {nullptr, nullptr, call<sqloGetLinuxDistributions>}},
-    {"distribution", {"no blank line, TITLE_DISTRIBUTION", nullptr, call<sqloCheckLinuxDistributions>}},
-    {"kernel", {"TITLE_OS_LEVEL", nullptr, call<sqloCheckOSLevel>}},
-    {"lsb", {"TITLE_DISTRIBUTION", nullptr, [](words w) { return sqloCheckLSBRelease("/lsb", w[0], 1, number(w[1])); }}},
-    {"release", {nullptr, nullptr, call<sqloGetSUSERHELRelease>}},
-    {"unreported", {nullptr, nullptr, [](words) { return sqloCheckSUSERHELRelease("7", "6", nullptr, nullptr, 1, 0); }}},
+    {"detect", {LINES, "", call<sqloGetLinuxDistributions>}},
+    {"distribution", {ONE_CHECK, "", call<sqloCheckLinuxDistributions>, "no blank line, TITLE_DISTRIBUTION"}},
+    {"kernel", {ONE_CHECK, "", call<sqloCheckOSLevel>, "TITLE_OS_LEVEL"}},
+    {"lsb", {ONE_CHECK, "minimum bReport", ubuntuRelease, "TITLE_DISTRIBUTION"}},
+    {"release", {LINES, "file severity bReport", call<sqloGetSUSERHELRelease>}},
+    {"unreported", {LINES, "", unreportedRelease}},
+
     // software
-    {"aio", {"TITLE_LIBAIO", nullptr, call<sqloCheckLibAio>}},
-    {"childless", {nullptr, nullptr, [](words) { return signal(SIGCHLD, SIG_IGN), sqloCheckTools(); }}},
-    {"command", {"", nullptr, call<sqlocheckNtpChronyKsh>}},
-    {"cpp", {"TITLE_LIBSTDCXX", nullptr, call<sqloCheckLibStdCPlusPlus>}},
-    {"glibc", {"TITLE_GLIBC", nullptr, call<sqloCheckGlibC>}},
-    {"group", {nullptr, nullptr, [](words w) { return sqloCheckPackagePresenceLinux("G", w[0], number(w[1], 0)); }}},
-    {"hca", {"", nullptr, call<sqloCheckHCAPackageLINUX>}},
-    {"machine", {nullptr, nullptr, call<verifyVMware>}},
-    {"mellanox", {"", nullptr, [](words w) { return sqloCheckMellanoxPackageLINUX("L", w[0], number(w[1]), number(w[2]), number(w[3])); }}},
-    {"numa", {"TITLE_LIBNUMA", nullptr, call<sqloCheckLibNuma>}},
-    {"ofed", {nullptr, nullptr, call<sqloCheckMellanoxLINUX>}},
-    {"package", {"%", nullptr, call<sqloCheckPackageLINUX>}},
-    {"pam", {"/lib/libpam.so*", nullptr, call<sqloCheckLibPAM>}},
-    {"probe", {nullptr, nullptr, [](words w) { return iStrncpy(szNetname, w[0], 255), sqloCheckMHCA(); }}},
-    {"selinux", {"TITLE_SELINUX", nullptr, call<sqloCheckSELinuxEnabled>}},
-    {"sg", {"%", nullptr, call<sqloCheckSGPackageLINUX>}},
-    {"vex", {"prereqVEX", "prereqVEX", call<checkprereqVEX>}},
+    {"aio", {ONE_CHECK, "", call<sqloCheckLibAio>, "TITLE_LIBAIO"}},
+    {"command", {ONE_CHECK, "file minVersion minRelease", call<sqlocheckNtpChronyKsh>, "%"}},
+    {"cpp", {ONE_CHECK, "", call<sqloCheckLibStdCPlusPlus>, "TITLE_LIBSTDCXX"}},
+    {"glibc", {ONE_CHECK, "", call<sqloCheckGlibC>, "TITLE_GLIBC"}},
+    {"hca", {ONE_CHECK, "group package b32Bit msgLevel emitErrors", call<sqloCheckHCAPackageLINUX>, ""}},
+    {"machine", {LINES, "", call<verifyVMware>}},
+    {"mellanox", {ONE_CHECK, "package b32Bit msgLevel emitErrors", mellanox, ""}},
+    {"numa", {ONE_CHECK, "", call<sqloCheckLibNuma>, "TITLE_LIBNUMA"}},
+    {"ofed", {LINES, "", call<sqloCheckMellanoxLINUX>}},
+    {"package",
+     {ONE_CHECK, "package file minVersion minRelease msgLevel emitErrors", call<sqloCheckPackageLINUX>, "%"}},
+    {"pam", {ONE_CHECK, "", call<sqloCheckLibPAM>, "/lib/libpam.so*"}},
+    {"group", {LINES, "package b32Bit", group}},
+    {"probe", {LINES, "network", probe}},
+    {"selinux", {ONE_CHECK, "", call<sqloCheckSELinuxEnabled>, "TITLE_SELINUX"}},
+    {"sg", {ONE_CHECK, "package file msgLevel emitErrors", call<sqloCheckSGPackageLINUX>, "%"}},
+    {"tools-without-children", {LINES, "", toolsWithoutChildren}},
+    {"vex", {ONE_CHECK, "msgLevel emitErrors", call<checkprereqVEX>, "prereqVEX", "prereqVEX"}},
+
     // instance
-    {"ports", {"Service Port and FCM Ports usage for %", nullptr, [](words w) { return sqloValidatePorts(number(w[1]), w[0], w[2] != nullptr, number(w[2], 0), number(w[3], 0)); }}},
-    {"umask", {"umask", nullptr, call<sqloValidateUmsk>}},
-    {"user", {"User specific checks for %", nullptr, [](words w) { return sqloValidateUserProfile(w[0], number(w[1], 0)); }}},
+    {"ports", {ONE_CHECK, "svcName svcPort fcmStartPort nPartitions", ports, "Service Port and FCM Ports usage for %"}},
+    {"umask", {ONE_CHECK, "maximum", call<sqloValidateUmsk>, "umask"}},
+    {"user", {ONE_CHECK, "usrname checkSqllib", user, "User specific checks for %"}},
+
     // network
-    {"adapter", {"Adapter", "<AdapterTEST>", adapters}},
-    {"connectivity", {"uDAPL network connectivity", "<UDAPLconnectivity>", call<sqloValidateAdapterUsingRocmc>}},
-    {"flip", {nullptr, nullptr, [](words w) { const string all = sqoFlipFile(w[0]); return show(all.size() < 1000 ? all : std::to_string(all.size())); }}},
-    {"modprobe", {"modprobe.conf", "<MODPROBE>", call<sqloValidateModProbe>}},
-    {"modprobe-in", {nullptr, nullptr, call<chkModProbeFile>}},
-    {"openibd", {"openibd", "<OPENIBD>", call<sqloCheckForOpenibdStatus>}},
-    {"rdma", {"rdma-core", "<RDMA-CORE>", call<sqloCheckForRDMAStatus>}},
-    // cluster
-    {"device", {nullptr, nullptr, device}},
-    {"disks", {"disk info", "<DISKINFO>", call<sqloValidateDisk>}},
-    {"everywhere", {nullptr, nullptr, runEverywhere}},
-    {"hosts", {"/etc/hosts", "?<ETCHOSTS>", call<sqloValidateEtcHosts>}},
-    {"hosts-again", {"/etc/hosts", nullptr, [](words) { sqloValidateEtcHosts(), resetEtcHosts(); return sqloValidateEtcHosts(); }}},
-    {"lists", {nullptr, nullptr, lists}},
-    {"remote", {nullptr, nullptr, placeRunAndRemove}},
-    {"remote-commands", {nullptr, nullptr, [](words) { return show(string(getSSHCmd()) + " " + getSCPCmd()); }}},
-    {"pings", {"PING TEST", "<PINGTEST>", call<checkPingTest>}},
-    {"all-shells", {"passwordless kvxlocssh", "<SSH>", call<checkkvxSSHToAll>}},
-    {"tiebreaker-disk", {"Tie-breaker disk info", "", call<sqloValidateTbDisk>}},
-    {"policy", {nullptr, nullptr, [](words w) { return sqloGetSCSIType(w[0], w[1], w[2] == string("remote")); }}},
-    {"run-with", {nullptr, nullptr, runWith}},
-    {"space", {"free space", "<FREESPACE>", call<sqloCheckFreeSpace>}},
-    {"users", {"USER INFO", "<USERINFO>", call<sqloValidateUsers>}}};
-// clang-format on
+    {"adapter", {ONE_CHECK, WORDS, adapters, "Adapter", "<AdapterTEST>"}},
+    {"connectivity",
+     {ONE_CHECK, "adapterFile", call<sqloValidateAdapterUsingRocmc>, "uDAPL network connectivity",
+      "<UDAPLconnectivity>"}},
+    {"flip", {LINES, "file", flip}},
+    {"modprobe", {ONE_CHECK, "", call<sqloValidateModProbe>, "modprobe.conf", "<MODPROBE>"}},
+    {"modprobe-in", {LINES, "file", call<chkModProbeFile>}},
+    {"openibd", {ONE_CHECK, "", call<sqloCheckForOpenibdStatus>, "openibd", "<OPENIBD>"}},
+    {"rdma", {ONE_CHECK, "", call<sqloCheckForRDMAStatus>, "rdma-core", "<RDMA-CORE>"}},
+
+    // cluster; "?" stands in front of a marker of the GUI report that is left out behind a failed check
+    {"all-shells", {ONE_CHECK, "", call<checkkvxSSHToAll>, "passwordless kvxlocssh", "<SSH>"}},
+    {"device", {LINES, "host device id wanted where newline", device}},
+    {"disks", {ONE_CHECK, "", call<sqloValidateDisk>, "disk info", "<DISKINFO>"}},
+    {"hosts", {ONE_CHECK, "", call<sqloValidateEtcHosts>, "/etc/hosts", "?<ETCHOSTS>"}},
+    {"hosts-twice", {ONE_CHECK, "", hostsTwice, "/etc/hosts"}},
+    {"lists", {LINES, WORDS, listsOf}},
+    {"pings", {ONE_CHECK, "", call<checkPingTest>, "PING TEST", "<PINGTEST>"}},
+    {"policy", {LINES, "host disk where", policy}},
+    {"remote", {LINES, "", placeRunAndRemove}},
+    {"remote-commands", {LINES, "", remoteCommands}},
+    {"run-with", {LINES, "host distribution level", runWith}},
+    {"space", {ONE_CHECK, "dir reqdSpace level", call<sqloCheckFreeSpace>, "free space", "<FREESPACE>"}},
+    {"tiebreaker-disk", {ONE_CHECK, "", call<sqloValidateTbDisk>, "Tie-breaker disk info", ""}},
+    {"users", {ONE_CHECK, "", call<sqloValidateUsers>, "USER INFO", "<USERINFO>"}},
+};
+
+// The words of a call in the order of the operation's parameters, NULL where one is not given; NAME=TEXT is the one of
+// that name, another word the next one.
+static vector<string> inOrder(const vector<string> &given) {
+    const vector<string> names = separated(namedOperations.at(given[0]).pParameters, ' ');
+    if (names == vector<string>{WORDS})
+        return {given.begin() + 1, given.end()};
+    vector<string> ordered(names.size(), "NULL");
+    size_t next = 0;
+    for (size_t i = 1; i < given.size(); i++) {
+        const size_t length = given[i].find('=');
+        const auto name = std::find(names.begin(), names.end(), given[i].substr(0, length));
+        const bool bNamed = length != string::npos && name != names.end();
+        const size_t position = bNamed ? static_cast<size_t>(name - names.begin()) : next;
+        if (position >= names.size())
+            throw std::runtime_error(given[0] + " has no such argument: " + given[i]);
+        ordered[position] = bNamed ? given[i].substr(length + 1) : given[i];
+        next = position + 1;
+    }
+    return ordered;
+}
+
+static bool isNull(const string &word) {
+    return word == "NULL";
+}
+
+string usualTitle(const vector<string> &given) {
+    const vector<string> ordered = inOrder(given);
+    const auto first = std::find_if_not(ordered.begin(), ordered.end(), isNull);
+    const string title = namedOperations.at(given[0]).pTitle;
+    return replaced(title, {{"%", first == ordered.end() ? "" : *first}});
+}
 
 int perform(const vector<string> &given) {
     vector<char *> all;
-    for (size_t i = 1; i < given.size(); i++)
-        all.push_back(given[i] == "NULL" ? nullptr : strdup(given[i].c_str()));
-    all.insert(all.end(), 9, nullptr);
+    for (const string &word : inOrder(given))
+        all.push_back(isNull(word) ? nullptr : strdup(word.c_str()));
+    all.push_back(nullptr);
     return namedOperations.at(given[0]).call(all.data());
 }

@@ -123,10 +123,6 @@ void useNamedTexts(bool bMachine) {
     useTexts(texts);
 }
 
-const string usageNames = replaced("FIRST ARGUMENTS SELECTION CLUSTERED FILES_GIVEN OUTPUT INSTANCE INSTANCE_USER "
-                                   "INSTANCE_PORTS GENERAL FILES ENVIRONMENT EXIT_STATUS LAST ",
-                                   {{"(\\w+) ", "USAGE_$1 *\n"}});
-
 string message(int number, const std::vector<string> &tokens) {
     char szText[1024];
     for (const string &token : tokens)
@@ -170,7 +166,15 @@ put() { case $1 in /*/* | [!/]*/*) mkdir -p "${1%/*}" ;; esac; printf "$2" >"$1"
 script() { put "$1" ''; printf '%s\n' '#!/bin/sh' "$2" >"$1"; chmod +x "$1"; }
 fake() { case $1 in /*) script "$1" "$2" ;; *) script "/fakes/$1" "$2" ;; esac; }
 logged() { fake "$1" "echo ${1##*/} \"\$*\" >>/fakes/log; $2"; }
-host() { cp -R $samples/hosts/$1/. /; fake ldd; fake file 'echo ELF 32-bit'; fake /usr/sbin/getenforce 'echo Disabled'; cd /; }
+own_network() { :; }
+rpm_database() { :; }
+example_host() {
+    cp -R $samples/hosts/$1/. /
+    fake ldd
+    fake file 'echo ELF 32-bit'
+    fake /usr/sbin/getenforce 'echo Disabled'
+    cd /
+}
 level() { printf '<KVXLevel value="%s">\n<platform value="Linux">\n' "$1"
 printf "${2-<CPPVersionString>CXXABI_1.3</CPPVersionString>\\n}</platform>\\n</KVXLevel>\\n"; } >>/KVXprereqs.xml
 many() { printf "%$1s" | sed "s/ /$2/g"; }

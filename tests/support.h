@@ -15,7 +15,8 @@ using std::string;
 typedef std::vector<std::pair<string, string>> fileList;
 
 struct printed {
-    string out, err;
+    string out;
+    string err;
 };
 
 // A directory that vanishes with its record.
@@ -45,9 +46,8 @@ void useCatalog();
 void useTexts(const std::map<int, string> &texts);
 // Lets every message be its name with its tokens; or with bMachine "=" where they differ from machine to machine.
 void useNamedTexts(bool bMachine = true);
-// Where they lie then; and the whole usage text in them, as a pattern.
+// Where they lie then.
 const string &namedTextsDirectory();
-extern const string usageNames;
 // The text that the program has for a number with its tokens.
 string message(int number, const std::vector<string> &tokens = {});
 
@@ -64,20 +64,33 @@ template <size_t N> void setText(char (&szSetting)[N], const string &text) {
 
 // --- Operations (operations.cpp) ---
 
-// An operation that a case can name: the title and the marker in the GUI report that its block has, if it has any ("%"
-// is the first word; "?" stands before a marker that is left out at the end of a failed check), and its call. A result
-// of NO_STATUS is not shown.
+// What an operation answers with.
+enum answerKind {
+    LINES,     // what it prints, and its status
+    ONE_CHECK, // one check's block
+    CHECKS,    // the blocks of many checks
+    RUN,       // those of levels
+    OPTIONS,   // the same, and the settings that changed
+};
+
+// An operation that a case can name: its parameters, parted by blanks, or "..." where all its words are of one kind;
+// the title of its block, with "%" for the first argument; and the marker of its section in the GUI report, if it has
+// any. A result of NO_STATUS is not shown.
 const int NO_STATUS = 1000;
-// The title of operations that make many checks.
-extern const char MANY_CHECKS[];
 struct namedOperation {
-    const char *pTitle, *pMarker;
+    answerKind kind;
+    const char *pParameters;
     int (*call)(char **ppszWords);
+    const char *pTitle = nullptr;
+    const char *pMarker = nullptr;
 };
 extern const std::map<string, namedOperation> namedOperations;
 
-// An operation and its words, done in this process; NULL is a null pointer.
-int perform(const std::vector<string> &words);
+// An operation and its arguments, done in this process. An argument is TEXT or NAME=TEXT, the text NULL a null pointer;
+// those that are not given are null pointers too.
+int perform(const std::vector<string> &given);
+// The title that the block of an operation has with these arguments.
+string usualTitle(const std::vector<string> &given);
 // Whether a word is a setting, NAME=TEXT.
 bool isSetting(const string &word);
 // Takes a setting of the run or of the environment, or a value of the level.
@@ -90,7 +103,15 @@ std::map<string, string> settings();
 // host; "$killed" in lines ends them, and the shell that waits, by a signal.
 extern const string prelude;
 
-// What a case comes to: a call is settings, an operation and its words, done in this process (answers.cpp).
+// A part of an answer: "fails: A, B" has a head and two items.
+struct answerPart {
+    string head;
+    std::vector<string> items;
+};
+typedef std::vector<answerPart> answer;
+
+// What a case comes to: a call is an operation with its arguments and settings, done in this process (answers.cpp). The
+// lines are the parts of the answer, the items of each behind its head with a tab in front; or the whole text.
 string answerHere(const string &call, bool bWholeText);
 
 // Shell lines that start hosts with an sshd, a name and a /tmp of their own, of which gamma refuses the key and delta
