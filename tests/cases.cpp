@@ -49,30 +49,15 @@ static vector<string> readParagraphs(const string &file) {
     return paragraphs;
 }
 
-static size_t indentOf(const string &line) {
-    return std::min(line.find_first_not_of(' '), line.size());
-}
-
 // The lines of a paragraph joined by a blank, or by newlines and without the first four columns.
 static string joined(const string &paragraph, bool bNewlines) {
     string all;
     for (const string &line : linesOf(paragraph)) {
-        const size_t from = bNewlines ? std::min<size_t>(indentOf(line), 4) : indentOf(line);
-        all += (all.empty() ? "" : bNewlines ? "\n" : " ") + line.substr(from);
-    }
-    return all;
-}
-
-// What stands behind the arrow in one line: the parts of an answer, indented by 4, are parted by "; "; what continues a
-// part is indented further.
-static string answerInOneLine(const string &text) {
-    string all;
-    for (const string &line : linesOf(text)) {
-        const size_t indent = indentOf(line);
-        if (indent == line.size())
-            continue;
-        const char *const pBetween = indent <= 4 ? "; " : " ";
-        all += (all.empty() ? "" : pBetween) + line.substr(indent);
+        const size_t indent = std::min(line.find_first_not_of(' '), line.size());
+        const string text = line.substr(bNewlines ? std::min<size_t>(indent, 4) : indent);
+        if (!all.empty() && !text.empty())
+            all += bNewlines ? "\n" : " ";
+        all += text;
     }
     return all;
 }
@@ -104,61 +89,54 @@ static string inOneLine(const answer &parts) {
     return all;
 }
 
-// A line, broken at single blanks where it is too long.
-static string wrapped(string line, size_t indent) {
-    string all;
+// Adds words to lines, on the last one where they fit; elsewhere they begin a line, and are broken at single blanks.
+static void addWords(vector<string> *pLines, const string &words, size_t indent) {
+    string &last = pLines->back();
+    const string between = last.find_first_not_of(' ') == string::npos ? "" : " ";
+    if (last.size() + between.size() + words.size() <= WIDTH) {
+        last += between + words;
+        return;
+    }
+    string line = string(indent, ' ') + words;
     while (line.size() > WIDTH) {
         size_t at = WIDTH;
         while (at > WIDTH / 2 && (line[at] != ' ' || line[at - 1] == ' ' || line[at + 1] == ' '))
             at--;
         if (at == WIDTH / 2)
             break;
-        all += line.substr(0, at) + "\n";
-        line = string(indent, ' ') + line.substr(at + 1);
+        pLines->push_back(line.substr(0, at));
+        line = string(indent + 4, ' ') + line.substr(at + 1);
     }
-    return all + line + "\n";
+    pLines->push_back(line);
 }
 
-// The items of a part below it: as many as fit to a line, or each on its own where some are long.
-static string itemsInLines(const vector<string> &items) {
-    const auto isLong = [](const string &item) { return item.size() > 60; };
-    const bool bSomeLong = std::any_of(items.begin(), items.end(), isLong);
-    string all;
-    string line;
-    for (size_t i = 0; i < items.size(); i++) {
-        const string item = items[i] + (i + 1 < items.size() ? "," : "");
-        if (!line.empty() && (bSomeLong || line.size() + 1 + item.size() > WIDTH)) {
-            all += wrapped(line, 12);
-            line = "";
-        }
-        line += (line.empty() ? string(8, ' ') : " ") + item;
-    }
-    return all + wrapped(line, 12);
-}
-
-// The parts below each other, or few of them in one line.
+// The parts, as many as fit to a line; one that does not fit begins a line, and its items fill those below it.
 static string inLines(const answer &parts) {
-    const string together = "    " + inOneLine(parts);
-    if (parts.size() <= 4 && together.size() <= WIDTH)
-        return together + "\n";
-    string all;
-    for (const answerPart &part : parts) {
-        const string line = "    " + inOneLine(part);
-        if (line.size() <= WIDTH || part.items.empty())
-            all += wrapped(line, 12);
-        else
-            all += "    " + part.head + ":\n" + itemsInLines(part.items);
+    vector<string> lines = {string(4, ' ')};
+    for (size_t i = 0; i < parts.size(); i++) {
+        const string end = i + 1 < parts.size() ? ";" : "";
+        const string whole = inOneLine(parts[i]) + end;
+        if (whole.size() + 4 <= WIDTH || parts[i].items.empty()) {
+            addWords(&lines, whole, 4);
+            continue;
+        }
+        lines.push_back("    " + parts[i].head + ":");
+        lines.push_back(string(8, ' '));
+        for (size_t k = 0; k < parts[i].items.size(); k++)
+            addWords(&lines, parts[i].items[k] + (k + 1 < parts[i].items.size() ? "," : end), 8);
+        lines.push_back(string(4, ' '));
     }
+    string all;
+    for (const string &line : lines)
+        if (line.find_first_not_of(' ') != string::npos)
+            all += "\n" + line;
     return all;
 }
 
 static string withAnswer(const string &paragraph, const answer &parts) {
     const string call = paragraph.substr(0, paragraph.find(arrow)) + arrow;
     const string line = call + " " + inOneLine(parts);
-    if (parts.size() <= 4 && line.size() - line.rfind('\n') - 1 <= WIDTH)
-        return line;
-    const string block = call + "\n" + inLines(parts);
-    return block.substr(0, block.size() - 1);
+    return line.size() - line.rfind('\n') - 1 <= WIDTH ? line : call + inLines(parts);
 }
 
 // --- Running and comparing ---
@@ -222,11 +200,11 @@ static void compare(const oneCase &given) {
     const answer parts = partsOf(answerOf(given, false));
     string &paragraph = files[given.file][given.paragraph];
     if (!wantedCase.empty())
-        std::cout << paragraph << "\n\n" << inLines(parts);
-    if (inOneLine(parts) == given.expected)
-        return;
+        std::cout << paragraph << "\n\nGot:" << inLines(parts) << "\n";
     if (bUpdate)
         paragraph = withAnswer(paragraph, parts);
+    if (inOneLine(parts) == given.expected)
+        return;
     report(given, given.expected, inOneLine(parts));
 }
 
@@ -279,7 +257,7 @@ static void addCase(const string &file, int line, size_t paragraph, group *pGrou
     const size_t shell = std::min(given.find(hostMark), given.size());
     const string setUp = shell == given.size() ? "" : given.substr(shell + hostMark.size());
     pGroup->cases.push_back({file, line, pGroup->words + given.substr(0, shell), pGroup->setUp + setUp, paragraph,
-                             answerInOneLine(text.substr(end + arrow.size()))});
+                             joined(text.substr(end + arrow.size()), false)});
 }
 
 static void addTests(const string &file) {
