@@ -1,18 +1,14 @@
 // kvxprereqreport: reads what kvxprereqcheck reported, on one host or on many, and shows it to programs or to people.
-#include "reader.h"
+#include "input.h"
 #include "writers.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <getopt.h>
 #include <iostream>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,133 +46,10 @@ struct settings {
     std::string format = "table", output, input = "-";
     std::optional<std::string> host, errors;
     std::optional<int> status;
+    bool bHelp = false;
 };
 
-// --- Reading ---
-
-std::runtime_error fileError(const std::string &path) {
-    return std::runtime_error(path + ": " + std::strerror(errno));
-}
-
-// A descriptor that closes itself.
-class descriptor {
-public:
-    explicit descriptor(int opened) : number(opened) {
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-    ~descriptor() {
-        if (number > STDERR_FILENO)
-            close(number);
-    }
-    operator int() const {
-        return number;
-    }
-
-private:
-    int number;
-};
-
-std::string readAll(int from, const std::string &path) {
-    std::string text;
-    std::array<char, 65536> buffer{};
-    for (;;) {
-        const ssize_t got = read(from, buffer.data(), buffer.size());
-        if (got < 0 && errno != EINTR)
-            throw fileError(path);
-        if (got == 0)
-            return text;
-        if (got > 0)
-            text.append(buffer.data(), static_cast<size_t>(got));
-    }
-}
-
-std::string readNamed(const std::string &path) {
-    if (path == "-")
-        return readAll(STDIN_FILENO, "standard input");
-    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file < 0)
-        throw fileError(path);
-    return readAll(file, path);
-}
-
-// A file of a host's directory, whose content came from that host: no link is followed and no pipe waited for. None
-// when there is no such file.
-std::optional<std::string> readFetched(const fs::path &path) {
-    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (file < 0 && errno == ENOENT)
-        return std::nullopt;
-    if (file < 0 && errno == ELOOP)
-        throw std::runtime_error(path.string() + ": is a link, which is not followed");
-    struct stat about {};
-    if (file < 0 || fstat(file, &about) != 0)
-        throw fileError(path);
-    if (!S_ISREG(about.st_mode))
-        throw std::runtime_error(path.string() + ": not a regular file");
-    return readAll(file, path);
-}
-
-std::optional<int> statusOf(std::string_view text) {
-    while (!text.empty() && isBlank(text.substr(text.size() - 1)))
-        text.remove_suffix(1);
-    int status = -1;
-    const auto [pEnd, error] = std::from_chars(text.data(), text.data() + text.size(), status);
-    if (error != std::errc() || pEnd != text.data() + text.size() || status < 0 || status > 255)
-        return std::nullopt;
-    return status;
-}
-
-std::string firstLine(const std::string &text) {
-    return text.substr(0, text.find('\n'));
-}
-
-// What cannot stand in a directory's name is percent-encoded there.
-std::string decoded(std::string name) {
-    for (size_t at = 0; (at = name.find('%', at)) != std::string::npos; at++) {
-        unsigned char code = 0;
-        const char *pDigits = name.c_str() + at + 1;
-        if (at + 2 < name.size() && std::from_chars(pDigits, pDigits + 2, code, 16).ptr == pDigits + 2)
-            name.replace(at, 3, 1, static_cast<char>(code));
-    }
-    return name;
-}
-
-// What cannot be read becomes the reason why the host is unknown.
-material fetchedFrom(const fs::path &directory) {
-    material given;
-    given.name = decoded(directory.filename());
-    const auto complain = [&](const std::string &what) {
-        if (!given.reason)
-            given.reason = what;
-    };
-    const auto content = [&](const char *pName) -> std::optional<std::string> {
-        try {
-            return readFetched(directory / pName);
-        } catch (const std::runtime_error &error) {
-            complain(error.what());
-            return std::nullopt;
-        }
-    };
-    if (const auto text = content("reason"); text && !isBlank(*text))
-        given.reason = firstLine(*text);
-    const auto status = content("status");
-    if (status && !(given.status = statusOf(*status)))
-        complain("file status holds no exit status");
-    given.errors = content("errors").value_or("");
-    given.report = content("report");
-    if (!given.report && !given.status)
-        complain("there is no report");
-    return given;
-}
-
-std::vector<fs::path> hostDirectories(const fs::path &directory) {
-    std::vector<fs::path> found;
-    for (const auto &one : fs::directory_iterator(directory))
-        if (one.is_directory() && one.path().filename().string()[0] != '.')
-            found.push_back(one.path());
-    std::sort(found.begin(), found.end());
-    return found;
-}
+// --- Input ---
 
 std::string ownName() {
     std::array<char, 256> name{};
@@ -193,6 +66,28 @@ material givenBy(const settings &asked) {
     return given;
 }
 
+bool isDirectory(const std::string &path) {
+    std::error_code failed;
+    return path != "-" && fs::is_directory(path, failed);
+}
+
+// What is no host is told, except the file that the output replaces.
+std::vector<hostPlace> hostsIn(const settings &asked) {
+    if (asked.host || asked.status || asked.errors)
+        throw usageError("--host, --status and --errors are for one report; " + asked.input + " is a directory");
+    std::vector<fs::path> others;
+    const std::vector<hostPlace> places = placesIn(asked.input, others);
+    if (places.empty())
+        throw std::runtime_error(asked.input + (fs::exists(fs::path(asked.input) / "report")
+                                                    ? ": is one host's directory; name the one that it lies in"
+                                                    : ": has no directory of a host"));
+    std::error_code failed;
+    for (const fs::path &other : others)
+        if (asked.output.empty() || !fs::equivalent(other, asked.output, failed))
+            std::cerr << "kvxprereqreport: " << visible(other.string()) << ": not a directory, so not a host\n";
+    return places;
+}
+
 // --- Catalogs ---
 
 // Beside the program in a build, in the program's own directory once installed.
@@ -207,16 +102,21 @@ fs::path localeDirectory() {
 
 // --- Writing ---
 
-// A file that is complete when it appears. What is no regular file, such as a pipe, is written to as it is.
+// A file that is complete when it appears, with the owner and the mode of the one that it replaces. What is no regular
+// file, such as a pipe, is written to as it is.
 class outputFile {
 public:
     explicit outputFile(const std::string &path) : target(path), written(path) {
         struct stat about {};
-        if (lstat(path.c_str(), &about) != 0 || S_ISREG(about.st_mode)) {
+        const bool bExists = lstat(path.c_str(), &about) == 0;
+        if (!bExists || S_ISREG(about.st_mode)) {
             written += "." + std::to_string(getpid());
-            const descriptor file(open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+            const descriptor file(
+                open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, bExists ? 0600 : 0666));
             if (file < 0)
                 throw fileError(target);
+            if (bExists)
+                takeOver(file, about);
         }
         stream.open(written, std::ios::binary);
         if (!stream)
@@ -241,6 +141,13 @@ public:
     }
 
 private:
+    // Only root can give a file away. A change of the owner clears bits of the mode, so that is set behind it.
+    void takeOver(int file, const struct stat &about) {
+        const bool bOwned = fchown(file, about.st_uid, about.st_gid) == 0;
+        if (fchmod(file, about.st_mode & (bOwned ? 07777U : 0777U)) != 0)
+            throw fileError(target);
+    }
+
     std::string target, written;
     std::ofstream stream;
 };
@@ -267,7 +174,7 @@ int worse(int a, int b) {
     return a == exitFailed || b == exitFailed ? exitFailed : std::max(a, b);
 }
 
-int showHosts(const settings &asked, writer &shown) {
+int showHosts(const settings &asked, const std::vector<hostPlace> &places, writer &shown) {
     languages known(localeDirectory());
     int status = exitGood;
     const auto show = [&](const material &given) {
@@ -275,36 +182,39 @@ int showHosts(const settings &asked, writer &shown) {
         status = worse(status, exitStatusOf(one));
         shown.add(std::move(one));
     };
-    if (asked.input == "-" || !fs::is_directory(asked.input))
+    if (places.empty())
         show(givenBy(asked));
-    else {
-        if (asked.host || asked.status || asked.errors)
-            throw usageError("--host, --status and --errors are for one report; " + asked.input + " is a directory");
-        const std::vector<fs::path> directories = hostDirectories(asked.input);
-        if (directories.empty())
-            throw std::runtime_error(asked.input + (fs::exists(fs::path(asked.input) / "report")
-                                                        ? ": is one host's directory; name the one that it lies in"
-                                                        : ": has no directory of a host"));
-        for (const fs::path &directory : directories)
-            show(fetchedFrom(directory));
-    }
+    for (const hostPlace &place : places)
+        show(fetchedFrom(place));
     shown.finish();
     return status;
 }
 
+void flushStandardOutput() {
+    if (!std::cout.flush())
+        throw fileError("standard output");
+}
+
+// The hosts are found before the output is made, which may lie among them.
 int run(const settings &asked) {
+    const std::vector<hostPlace> places = isDirectory(asked.input) ? hostsIn(asked) : std::vector<hostPlace>();
     if (asked.output.empty()) {
         std::ios::sync_with_stdio(false);
         const bool bColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-        const int status = showHosts(asked, *makeWriter(asked.format, std::cout, bColour));
-        if (!std::cout.flush())
-            throw fileError("standard output");
+        const int status = showHosts(asked, places, *makeWriter(asked.format, std::cout, bColour));
+        flushStandardOutput();
         return status;
     }
     outputFile file(asked.output);
-    const int status = showHosts(asked, *makeWriter(asked.format, file.content(), false));
+    const int status = showHosts(asked, places, *makeWriter(asked.format, file.content(), false));
     file.finish();
     return status;
+}
+
+int showHelp() {
+    std::cout << pUsage;
+    flushStandardOutput();
+    return exitGood;
 }
 
 std::string notEmpty(const char *pValue) {
@@ -335,7 +245,7 @@ settings readCommandLine(int argc, char **argv) {
                 throw usageError(std::string("no exit status: ") + optarg);
             break;
         case 'h':
-        case HELP: std::cout << pUsage; std::exit(exitGood);
+        case HELP: asked.bHelp = true; return asked;
         default: throw usageError("");
         }
     }
@@ -352,7 +262,8 @@ settings readCommandLine(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     try {
-        return run(readCommandLine(argc, argv));
+        const settings asked = readCommandLine(argc, argv);
+        return asked.bHelp ? showHelp() : run(asked);
     } catch (const usageError &error) {
         if (*error.what() != '\0')
             std::cerr << "kvxprereqreport: " << error.what() << '\n';
