@@ -37,12 +37,12 @@ a { color: var(--link); }
 .counts strong { display: block; color: var(--own); font-size: 1.625rem; line-height: 1.2; font-variant-numeric: tabular-nums; }
 .scroll { position: relative; max-height: 85vh; overflow: auto; }
 table { border-collapse: separate; border-spacing: 0; font-size: .875rem; }
-caption { padding-bottom: .5rem; color: var(--quiet); text-align: left; }
+.about { color: var(--quiet); font-size: .875rem; }
 th, td { padding: .3rem .35rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }
 thead { position: sticky; top: 0; z-index: 1; }
 thead th { background: var(--raised); }
-tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back); font-weight: 600; white-space: normal;
-  overflow-wrap: break-word; }
+tbody th { position: sticky; left: 0; min-width: 7rem; max-width: min(24rem, 38vw); background: var(--back); font-weight: 600; white-space: normal;
+  overflow-wrap: anywhere; }
 .level { border-left: 1px solid var(--line); }
 .word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
   color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
@@ -53,7 +53,7 @@ tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back);
 summary { cursor: pointer; }
 .host > summary { padding: .6rem .9rem; background: var(--raised); border-radius: 0 6px 6px 0; }
 .host > summary .word { margin: 0 .5rem; }
-.host > summary span:last-child { color: var(--quiet); }
+.host > summary > span:last-child { color: var(--quiet); }
 .inside { padding: .25rem 1rem 1rem; scroll-margin-top: 4rem; }
 pre { margin: .25rem 0 .75rem; padding: .5rem .75rem; overflow-x: auto; background: var(--raised); border-radius: 4px;
   font: .875rem/1.45 ui-monospace, "DejaVu Sans Mono", monospace; }
@@ -108,32 +108,33 @@ public:
     }
 
     void finish() override {
-        sortWorstFirst(hosts);
-        levels = levelColumns(hosts);
+        const outline all(std::move(hosts));
+        levels = all.levels;
         out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
                "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
                "<meta name=\"color-scheme\" content=\"light dark\">\n<title>Prerequisites: "
-            << countsOf(hosts) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
-        showCounts();
+            << countsOf(all.hosts) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
+        showCounts(all.hosts);
         out << "<main>\n";
-        showMatrix();
+        showMatrix(all.hosts);
+        showCommon(all.common);
         out << "<h2>What was found</h2>\n";
-        for (size_t i = 0; i < hosts.size(); i++)
-            showHost(hosts[i], i);
+        for (size_t i = 0; i < all.hosts.size(); i++)
+            showHost(all, i);
         out << "</main>\n<footer><p>Read by kvxprereqreport from what kvxprereqcheck reported.</p></footer>\n</body>\n</html>\n";
     }
 
 private:
-    void showCounts() {
+    void showCounts(const std::vector<host> &all) {
         static constexpr std::array shown{HostResult::failed, HostResult::unknown, HostResult::warning,
                                           HostResult::passed};
         static constexpr std::array words{"passed", "with warnings", "unknown", "failed"};
         out << "<header>\n<h1>Prerequisites of "
-            << (hosts.size() == 1 ? escaped(hosts[0].name) : std::to_string(hosts.size()) + " hosts")
+            << (all.size() == 1 ? escaped(all[0].name) : std::to_string(all.size()) + " hosts")
             << "</h1>\n<ul class=\"counts\">\n";
         for (const HostResult result : shown) {
             size_t count = 0;
-            for (const host &one : hosts)
+            for (const host &one : all)
                 count += one.result == result ? 1 : 0;
             out << "<li class=\"" << (count == 0 ? "none" : nameOf(result)) << "\"><strong>" << count << "</strong> "
                 << words[static_cast<size_t>(result)] << "</li>\n";
@@ -141,14 +142,15 @@ private:
         out << "</ul>\n</header>\n";
     }
 
-    void showMatrix() {
+    void showMatrix(const std::vector<host> &all) {
         const char *const pSpan = levels.bClustered ? " colspan=\"2\"" : "";
-        out << "<h2 id=\"levels\">Hosts by level</h2>\n"
-               "<div class=\"scroll\" role=\"region\" aria-labelledby=\"levels\" tabindex=\"0\">\n<table>\n"
-            << "<caption>The result of each host, and that of each product level"
-            << (levels.bClustered ? ", without and with the clustered feature" : "")
-            << "</caption>\n<thead>\n<tr><th scope=\"col\"" << (levels.bClustered ? " rowspan=\"2\"" : "")
-            << ">Host</th><th scope=\"col\"" << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Result</th>";
+        out << "<h2 id=\"levels\">Hosts by level</h2>\n<p id=\"about\" class=\"about\">The result of each host, and that of "
+               "each product level"
+            << (levels.bClustered ? ", without and with the clustered feature. " : ". ") << hiddenOf(levels)
+            << "</p>\n<div class=\"scroll\" role=\"region\" aria-labelledby=\"levels\" tabindex=\"0\">\n"
+               "<table aria-labelledby=\"levels\" aria-describedby=\"about\">\n<thead>\n<tr><th scope=\"col\""
+            << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Host</th><th scope=\"col\""
+            << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Result</th>";
         for (const std::string &name : levels.names)
             out << "<th class=\"level\" scope=\"" << (levels.bClustered ? "colgroup" : "col") << "\"" << pSpan << ">"
                 << escaped(name) << "</th>";
@@ -160,14 +162,14 @@ private:
             out << "</tr>\n";
         }
         out << "</thead>\n<tbody>\n";
-        for (size_t i = 0; i < hosts.size(); i++) {
-            const std::string result = nameOf(hosts[i].result);
-            out << "<tr><th scope=\"row\"><a href=\"#host-" << i + 1 << "\">" << escaped(hosts[i].name)
+        for (size_t i = 0; i < all.size(); i++) {
+            const std::string result = nameOf(all[i].result);
+            out << "<tr><th scope=\"row\"><a href=\"#host-" << i + 1 << "\">" << escaped(all[i].name)
                 << "</a></th><td class=\"" << result << "\">" << badge(result);
-            if (failedByStatusAlone(hosts[i]))
-                out << " <span class=\"why\">exit status " << hosts[i].status.value_or(0) << "</span>";
+            if (failedByStatusAlone(all[i]))
+                out << " <span class=\"why\">exit status " << all[i].status.value_or(0) << "</span>";
             out << "</td>";
-            for (const auto &[pPlain, pClustered] : rowOf(hosts[i], levels)) {
+            for (const auto &[pPlain, pClustered] : rowOf(all[i], levels)) {
                 showCell(pPlain, " level");
                 if (levels.bClustered)
                     showCell(pClustered, "");
@@ -185,15 +187,30 @@ private:
             out << "<td class=\"" << nameOf(pOne->result) << pMore << "\">" << badge(nameOf(pOne->result)) << "</td>";
     }
 
+    void showCommon(const std::vector<commonFinding> &common) {
+        if (common.empty())
+            return;
+        out << "<h2>On several hosts</h2>\n<ul class=\"findings\">\n";
+        for (size_t i = 0; i < common.size(); i++) {
+            const commonFinding &one = common[i];
+            startFinding(*one.pFinding, *one.pHost, "common-" + std::to_string(i + 1));
+            showWhere(std::to_string(one.hosts.size()) + " hosts, " + namesOf(one.hosts));
+            showDetails(*one.pFinding, *one.pHost);
+            out << "</li>\n";
+        }
+        out << "</ul>\n";
+    }
+
     // The worst hosts are unfolded, as long as they are few.
-    void showHost(const host &one, size_t place) {
+    void showHost(const outline &all, size_t place) {
         constexpr size_t fewHosts = 20;
+        const host &one = all.hosts[place];
         const std::string result = nameOf(one.result);
-        const std::vector<finding> findings = findingsOf(one);
+        const std::vector<finding> &findings = all.findings[place];
         std::array<size_t, 4> counts{};
         for (const finding &now : findings)
             counts[static_cast<size_t>(now.result)]++;
-        const bool bUnfolded = hosts.size() == 1 || (one.result >= HostResult::unknown && place < fewHosts);
+        const bool bUnfolded = all.hosts.size() == 1 || (one.result >= HostResult::unknown && place < fewHosts);
         out << "<details class=\"host " << result << "\"" << (bUnfolded ? " open" : "") << ">\n<summary><h3>"
             << escaped(one.name) << "</h3> " << badge(result) << " <span>" << counts[2]
             << (counts[2] == 1 ? " error, " : " errors, ") << counts[1]
@@ -215,56 +232,84 @@ private:
         }
         const size_t passed = counts[0];
         const size_t others = findings.size() - passed;
-        showFindings(one, findings, 0, others);
+        showFindings(all, one, findings, 0, others);
         if (passed > 0) {
             out << "<details>\n<summary>Passed checks (" << passed << ")</summary>\n";
-            showFindings(one, findings, others, findings.size());
+            showFindings(all, one, findings, others, findings.size());
             out << "</details>\n";
         }
         showPasses(one);
         out << "</div>\n</details>\n";
     }
 
-    void showFindings(const host &one, const std::vector<finding> &findings, size_t from, size_t end) {
+    void showFindings(const outline &all, const host &one, const std::vector<finding> &findings, size_t from,
+                      size_t end) {
         if (from == end)
             return;
-        out << "<ul class=\"findings\"";
-        const std::string language = languageOf(one);
-        if (!language.empty() && language != "en-US")
-            out << " lang=\"" << escaped(language) << "\"";
-        out << ">\n";
+        out << "<ul class=\"findings\">\n";
         for (size_t i = from; i < end; i++) {
             const finding &now = findings[i];
-            out << "<li class=\"" << styleOf(now.result) << "\">" << badge(nameOf(now.result)) << " <b>"
-                << escaped(now.title) << "</b>";
-            if (one.passes.size() > 1 && !now.namesItsPasses())
-                out << " <span class=\"where\">(" << escaped(namesOf(now.passes, one)) << ")</span>";
-            if (!now.details.empty()) {
-                out << "\n<ul>\n";
-                for (const finding::detail &text : now.details) {
-                    out << "<li>" << escaped(text.text);
-                    if (text.passes.size() < now.passes.size())
-                        out << " <span class=\"where\">(" << escaped(namesOf(text.passes, one)) << ")</span>";
-                    out << "</li>\n";
-                }
-                out << "</ul>";
-            }
+            startFinding(now, one, "");
+            if (now.common)
+                out << " <span class=\"where\">(<a href=\"#common-" << *now.common + 1 << "\">on "
+                    << all.common[*now.common].hosts.size() << " hosts</a>)</span>";
+            else
+                showDetails(now, one);
             out << "</li>\n";
         }
         out << "</ul>\n";
     }
 
+    void startFinding(const finding &now, const host &one, const std::string &id) {
+        const std::string language = languageOf(one);
+        out << "<li class=\"" << styleOf(now.result) << "\"";
+        if (!id.empty())
+            out << " id=\"" << id << "\"";
+        if (!language.empty() && language != "en-US")
+            out << " lang=\"" << escaped(language) << "\"";
+        out << ">" << badge(nameOf(now.result)) << " <b>" << escaped(now.title) << "</b>";
+    }
+
+    void showWhere(const std::string &text) {
+        if (!text.empty())
+            out << " <span class=\"where\">(" << escaped(text) << ")</span>";
+    }
+
+    void showDetails(const finding &now, const host &one) {
+        showWhere(whereIs(now, one));
+        if (now.details.empty())
+            return;
+        out << "\n<ul>\n";
+        for (const finding::detail &text : now.details) {
+            out << "<li>" << escaped(text.text);
+            showWhere(whereIs(text, now, one));
+            out << "</li>\n";
+        }
+        out << "</ul>";
+    }
+
+    // As the matrix, the list has at most the passes of its levels, and as many that name no level.
     void showPasses(const host &one) {
         if (one.passes.empty())
             return;
         out << "<details>\n<summary>Passes (" << one.passes.size()
             << ")</summary>\n<div class=\"scroll\" role=\"region\" aria-label=\"Passes of " << escaped(one.name)
             << "\" tabindex=\"0\">\n<table>\n<thead><tr><th scope=\"col\">Level</th><th scope=\"col\">Result</th><th scope=\"col\">Time</th></tr></thead>\n<tbody>\n";
-        for (const pass &now : one.passes)
-            out << "<tr><th scope=\"row\">" << escaped(nameOf(now)) << "</th><td class=\"" << nameOf(now.result)
-                << "\">" << badge(nameOf(now.result)) << "</td><td>" << escaped(now.time.value_or(""))
-                << "</td></tr>\n";
-        out << "</tbody>\n</table>\n</div>\n</details>\n";
+        constexpr size_t most = 40;
+        size_t unnamed = 0;
+        size_t hidden = 0;
+        for (const pass &now : one.passes) {
+            if (now.level ? levels.places.count(*now.level) == 0 : ++unnamed > most)
+                hidden++;
+            else
+                out << "<tr><th scope=\"row\">" << escaped(nameOf(now)) << "</th><td class=\"" << nameOf(now.result)
+                    << "\">" << badge(nameOf(now.result)) << "</td><td>" << escaped(now.time.value_or(""))
+                    << "</td></tr>\n";
+        }
+        out << "</tbody>\n</table>\n</div>\n";
+        if (hidden > 0)
+            out << "<p>" << hidden << " more are not shown.</p>\n";
+        out << "</details>\n";
     }
 
     std::ostream &out;

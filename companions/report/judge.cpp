@@ -145,22 +145,29 @@ bool isToldByStatus(const host &one) {
     return one.passes.empty() && one.reportSize == 0U && one.status && one.evidence.count(Evidence::unknownText) == 0;
 }
 
-std::vector<std::string> doubtsOn(const host &one) {
+// Each doubt once, and of very many passes the first.
+std::vector<std::string> doubtsOnPasses(const std::vector<pass> &passes) {
+    constexpr size_t most = 40;
     std::vector<std::string> doubts;
     std::set<std::string> known;
-    const auto add = [&](const std::string &text) {
-        if (known.insert(text).second)
-            doubts.push_back(text);
-    };
-    for (const pass &now : one.passes)
+    for (const pass &now : passes)
         if (now.result == PassResult::incomplete)
-            add(doubtOn(now));
+            if (const std::string text = doubtOn(now); known.insert(text).second && known.size() <= most)
+                doubts.push_back(text);
+    if (known.size() > most)
+        doubts.push_back("So it is with " + std::to_string(known.size() - most) + " more passes.");
+    return doubts;
+}
+
+std::vector<std::string> doubtsOn(const host &one) {
+    std::vector<std::string> doubts = doubtsOnPasses(one.passes);
     if (const auto found = one.evidence.find(Evidence::notDone); found != one.evidence.end())
-        add("The run did not do all: " + found->second);
-    if (one.evidence.count(Evidence::badVerdict) > 0 && !one.status)
-        add(pUnconfirmed);
+        doubts.push_back("The run did not do all: " + found->second);
+    const bool bUnconfirmed = one.evidence.count(Evidence::badVerdict) > 0 && !one.status;
+    if (bUnconfirmed && std::count(doubts.begin(), doubts.end(), pUnconfirmed) == 0)
+        doubts.emplace_back(pUnconfirmed);
     if (one.passes.empty() && !isToldByStatus(one))
-        add(one.reportSize || !one.status ? "No level was checked." : "There is no report.");
+        doubts.emplace_back(one.reportSize || !one.status ? "No level was checked." : "There is no report.");
     return doubts;
 }
 

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <set>
+#include <string_view>
+#include <tuple>
+#include <unordered_set>
 
 namespace report {
 
@@ -13,11 +17,17 @@ static int rank(CheckResult result) {
     return ranks[static_cast<size_t>(result)];
 }
 
-// An entry that stands in no check of its pass.
-static bool standsAlone(const entry &one, const pass &in) {
-    return !one.severity && std::none_of(in.checks.begin(), in.checks.end(), [&](const check &now) {
-        return std::any_of(now.lines.begin(), now.lines.end(), [&](const line &text) { return text.text == one.text; });
-    });
+// Whether an entry stands in no check of its pass.
+static bool standsAlone(const entry &one, const std::unordered_set<std::string_view> &lines) {
+    return !one.severity && lines.count(one.text) == 0;
+}
+
+static std::unordered_set<std::string_view> linesOf(const pass &one) {
+    std::unordered_set<std::string_view> lines;
+    for (const check &now : one.checks)
+        for (const line &text : now.lines)
+            lines.insert(text.text);
+    return lines;
 }
 
 // What such an entry is: its pass tells.
@@ -39,7 +49,7 @@ public:
     void add(CheckResult result, const std::string &title, const pass &in) {
         const auto [place, bNew] = known.insert({{rank(result), title}, found.size()});
         if (bNew)
-            found.push_back({result, title, {}, {}});
+            found.push_back({result, title, {}, {}, {}});
         last = place->second;
         note(found[last].passes, in);
     }
@@ -78,8 +88,9 @@ std::vector<finding> findingsOf(const host &one) {
             for (const line &text : now.lines)
                 findings.addDetail(text.text, in);
         }
+        const std::unordered_set<std::string_view> lines = linesOf(in);
         for (const entry &now : in.entries)
-            if (standsAlone(now, in)) {
+            if (standsAlone(now, lines)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
                 findings.add(severityIn(in), now.text.substr(0, end), in);
                 if (end < now.text.size())
@@ -89,21 +100,33 @@ std::vector<finding> findingsOf(const host &one) {
     return findings.sorted();
 }
 
-bool finding::namesItsPasses() const {
+// Whether the lines say of each pass that it is one of several.
+static bool namesItsPasses(const finding &one) {
     std::set<const pass *> named;
-    for (const detail &now : details)
-        if (now.passes.size() < passes.size())
+    for (const finding::detail &now : one.details)
+        if (now.passes.size() < one.passes.size())
             named.insert(now.passes.begin(), now.passes.end());
-    return named.size() == passes.size();
+    return named.size() == one.passes.size();
 }
 
-std::string namesOf(const std::vector<const pass *> &passes, const host &one) {
-    if (passes.size() == one.passes.size() && passes.size() > 1)
+static std::string namesOf(const std::vector<const pass *> &passes, const host &on) {
+    constexpr size_t most = 40;
+    if (passes.size() == on.passes.size() && passes.size() > 1)
         return "all passes";
     std::string names;
-    for (const pass *pOne : passes)
-        names += (names.empty() ? "" : ", ") + nameOf(*pOne);
+    for (size_t i = 0; i < std::min(passes.size(), most); i++)
+        names += (names.empty() ? "" : ", ") + nameOf(*passes[i]);
+    if (passes.size() > most)
+        names += " and " + std::to_string(passes.size() - most) + " more";
     return names;
+}
+
+std::string whereIs(const finding &one, const host &on) {
+    return on.passes.size() > 1 && !namesItsPasses(one) ? namesOf(one.passes, on) : "";
+}
+
+std::string whereIs(const finding::detail &text, const finding &one, const host &on) {
+    return text.passes.size() < one.passes.size() ? namesOf(text.passes, on) : "";
 }
 
 std::vector<std::string> notesOf(const host &one) {
@@ -145,7 +168,7 @@ std::string languageOf(const host &one) {
     return common;
 }
 
-void sortWorstFirst(std::vector<host> &hosts) {
+static void sortWorstFirst(std::vector<host> &hosts) {
     std::stable_sort(hosts.begin(), hosts.end(), [](const host &a, const host &b) {
         return a.result != b.result ? a.result > b.result : a.name < b.name;
     });
@@ -180,26 +203,147 @@ static bool isNewer(const std::string &a, const std::string &b) {
 }
 
 levelColumns::levelColumns(const std::vector<host> &hosts) {
+    constexpr size_t most = 40;
+    std::map<std::string, PassResult> worst;
     for (const host &one : hosts)
         for (const pass &now : one.passes) {
-            if (now.level && places.insert({*now.level, 0}).second)
-                names.push_back(*now.level);
             bClustered = bClustered || now.clustered.value_or(false);
+            if (now.level)
+                worst[*now.level] = std::max(worst[*now.level], now.result);
         }
+    const auto isBad = [&](const std::string &name) { return worst[name] >= PassResult::incomplete; };
+    for (const auto &[name, result] : worst)
+        names.push_back(name);
     std::sort(names.begin(), names.end(), isNewer);
+    if (names.size() > most) {
+        std::stable_partition(names.begin(), names.end(), isBad);
+        hidden = names.size() - most;
+        hiddenBad = static_cast<size_t>(std::count_if(names.begin() + most, names.end(), isBad));
+        names.resize(most);
+        std::sort(names.begin(), names.end(), isNewer);
+    }
     for (size_t i = 0; i < names.size(); i++)
         places[names[i]] = i;
 }
 
+std::string hiddenOf(const levelColumns &levels) {
+    if (levels.hidden == 0)
+        return "";
+    return std::to_string(levels.hidden) + (levels.hidden == 1 ? " more level is" : " more levels are") +
+           " not shown, " + std::to_string(levels.hiddenBad) + " of them failed or incomplete on a host.";
+}
+
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels) {
     std::vector<std::array<const pass *, 2>> row(levels.names.size());
-    for (const pass &now : one.passes)
-        if (now.level) {
-            const pass *&pCell = row[levels.places.at(*now.level)][now.clustered.value_or(false) ? 1 : 0];
-            if (pCell == nullptr || pCell->result <= now.result)
-                pCell = &now;
-        }
+    for (const pass &now : one.passes) {
+        const auto place = now.level ? levels.places.find(*now.level) : levels.places.end();
+        if (place == levels.places.end())
+            continue;
+        const pass *&pCell = row[place->second][now.clustered.value_or(false) ? 1 : 0];
+        if (pCell == nullptr || pCell->result <= now.result)
+            pCell = &now;
+    }
     return row;
+}
+
+// --- Names of hosts ---
+
+namespace {
+
+// A name with a number in it: of its first label, as db07.example.com, the last digits.
+struct numberedName {
+    std::string whole, before, after;
+    size_t width = 0;
+    unsigned long number = 0;
+
+    explicit numberedName(const std::string &name) : whole(name), before(name) {
+        constexpr size_t mostDigits = 9;
+        const size_t label = std::min(name.find('.'), name.size());
+        const size_t end = name.substr(0, label).find_last_of("0123456789") + 1; // 0: none
+        size_t start = end;
+        while (start > 0 && name[start - 1] >= '0' && name[start - 1] <= '9')
+            start--;
+        if (end == start || end - start > mostDigits)
+            return;
+        before = name.substr(0, start);
+        after = name.substr(end);
+        width = end - start;
+        number = std::stoul(name.substr(start, width));
+    }
+
+    bool isBehind(const numberedName &other) const {
+        const bool bSameWidth = width == other.width || (width == other.width + 1 && whole[before.size()] != '0');
+        return width > 0 && other.width > 0 && bSameWidth && before == other.before && after == other.after &&
+               number == other.number + 1;
+    }
+};
+
+} // namespace
+
+std::string namesOf(const std::vector<std::string> &hosts) {
+    constexpr size_t most = 20;
+    std::vector<numberedName> names(hosts.begin(), hosts.end());
+    std::sort(names.begin(), names.end(), [](const numberedName &a, const numberedName &b) {
+        return std::tie(a.before, a.after, a.number, a.whole) < std::tie(b.before, b.after, b.number, b.whole);
+    });
+    std::string text;
+    size_t parts = 0;
+    for (size_t i = 0; i < names.size(); parts++) {
+        size_t last = i;
+        while (last + 1 < names.size() && names[last + 1].isBehind(names[last]))
+            last++;
+        if (parts == most)
+            return text + " and " + std::to_string(names.size() - i) + " more";
+        last = last < i + 2 ? i : last; // two names are no range
+        text += (text.empty() ? "" : ", ") + names[i].whole + (last > i ? " to " + names[last].whole : "");
+        i = last + 1;
+    }
+    return text;
+}
+
+// --- All hosts ---
+
+// Equal texts are equal findings.
+static std::string keyOf(const finding &one, const host &on) {
+    std::string key = nameOf(one.result) + ('\n' + one.title) + '\n' + whereIs(one, on);
+    for (const finding::detail &text : one.details)
+        key += '\n' + whereIs(text, one, on) + '\n' + text.text;
+    return key;
+}
+
+outline::outline(std::vector<host> given) : hosts(std::move(given)) {
+    constexpr size_t several = 3;
+    sortWorstFirst(hosts);
+    levels = levelColumns(hosts);
+    std::map<std::string, size_t> known;
+    std::vector<commonFinding> all;
+    std::vector<std::vector<finding *>> members;
+    for (const host &one : hosts)
+        findings.push_back(findingsOf(one));
+    for (size_t i = 0; i < hosts.size(); i++)
+        for (finding &now : findings[i]) {
+            if (now.result == CheckResult::passed)
+                continue;
+            const auto [place, bNew] = known.insert({keyOf(now, hosts[i]), all.size()});
+            if (bNew) {
+                all.push_back({&hosts[i], &now, {}});
+                members.emplace_back();
+            }
+            all[place->second].hosts.push_back(hosts[i].name);
+            members[place->second].push_back(&now);
+        }
+    std::vector<size_t> order(all.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+        return std::make_pair(rank(all[a].pFinding->result), all[b].hosts.size()) <
+               std::make_pair(rank(all[b].pFinding->result), all[a].hosts.size());
+    });
+    for (const size_t one : order)
+        if (all[one].hosts.size() >= several) {
+            for (finding *pMember : members[one])
+                pMember->common = common.size();
+            common.push_back(all[one]);
+        }
 }
 
 } // namespace report

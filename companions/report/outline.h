@@ -18,18 +18,19 @@ struct finding {
     CheckResult result = CheckResult::error;
     std::string title;
     std::vector<const pass *> passes;
-    std::vector<detail> details; // those of all its passes first
-
-    // Whether the details say of each pass that it is one of several.
-    bool namesItsPasses() const;
+    std::vector<detail> details;  // those of all its passes first
+    std::optional<size_t> common; // its number among the outline's common findings, if it is one of them
 };
 
 // What was found on a host: errors, checks without a result, warnings, and passed checks at the end. An entry that
 // stands in no check, as all do in a summary, is a finding of its own.
 std::vector<finding> findingsOf(const host &one);
 
-// The names of passes, "all passes" where these are all of several.
-std::string namesOf(const std::vector<const pass *> &passes, const host &one);
+// The passes that have a finding, or a line of it: "all passes", "12.1, 11.5 clustered". Empty where there is nothing
+// to say: the host has one pass, the finding's lines name their passes, or the line stands in all passes of the
+// finding.
+std::string whereIs(const finding &one, const host &on);
+std::string whereIs(const finding::detail &text, const finding &one, const host &on);
 
 // What else is to be said of a host: why it is unknown, what its status means.
 std::vector<std::string> notesOf(const host &one);
@@ -43,25 +44,50 @@ std::optional<std::string> reasonOf(const host &one);
 // The language of all passes, such as "de-DE"; empty where they differ or no catalog explains them.
 std::string languageOf(const host &one);
 
-// Failed hosts first, passed ones last, equal ones by their names.
-void sortWorstFirst(std::vector<host> &hosts);
-
 // "3 hosts: 1 failed, 1 unknown, 1 with warnings, 0 passed".
 std::string countsOf(const std::vector<host> &hosts);
 
-// The levels of all hosts, the newest first, and their columns in a matrix. A pass that names no level is in none.
+// The columns of a matrix: at most 40 levels, the newest first. Where there are more, the levels that failed or are
+// incomplete on a host go in front of the others. A pass that names no level is in none.
 struct levelColumns {
     std::vector<std::string> names;
     std::map<std::string, size_t> places;
     bool bClustered = false; // whether a pass with the clustered feature was made
+    size_t hidden = 0;       // levels that have no column, and how many of them failed or are incomplete on a host
+    size_t hiddenBad = 0;
 
     levelColumns() = default;
     explicit levelColumns(const std::vector<host> &hosts);
 };
 
-// A host's row: for each level the pass without and the one with the clustered feature, null where none was made.
-// Of several the worst.
+// "12 more levels are not shown, 3 of them failed or incomplete on a host."; empty when all are shown.
+std::string hiddenOf(const levelColumns &levels);
+
+// A host's row: for each level the pass without and the one with the clustered feature, null where none was made. Of
+// several the worst.
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels);
+
+// "db01 to db40, db42".
+std::string namesOf(const std::vector<std::string> &hosts);
+
+// A finding that is the same on three hosts or more.
+struct commonFinding {
+    const host *pHost; // one of them, and what was found there
+    const finding *pFinding;
+    std::vector<std::string> hosts;
+};
+
+// What a form for people shows. Its parts point to each other, so it stays where it was made.
+struct outline {
+    std::vector<host> hosts;                    // failed ones first, passed ones last, equal ones by their names
+    std::vector<std::vector<finding>> findings; // of each host
+    std::vector<commonFinding> common;          // the worst first, then those of the most hosts
+    levelColumns levels;
+
+    explicit outline(std::vector<host> given);
+    outline(const outline &) = delete;
+    outline &operator=(const outline &) = delete;
+};
 
 } // namespace report
 

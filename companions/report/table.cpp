@@ -48,16 +48,19 @@ public:
     }
 
     void finish() override {
-        sortWorstFirst(hosts);
-        levels = levelColumns(hosts);
-        out << countsOf(hosts) << "\n\n";
+        const outline all(std::move(hosts));
+        levels = all.levels;
+        out << countsOf(all.hosts) << "\n\n";
+        showCommon(all);
         showHead();
-        for (const host &one : hosts) {
+        for (size_t i = 0; i < all.hosts.size(); i++) {
             out << '\n';
-            showHost(one);
+            showHost(all.hosts[i], all.findings[i]);
         }
         if (levels.bClustered)
             out << "\nOf a level's two results the second is with the clustered feature.\n";
+        if (levels.hidden > 0)
+            out << '\n' << hiddenOf(levels) << '\n';
     }
 
 private:
@@ -88,13 +91,21 @@ private:
         out << line.substr(0, end == std::string_view::npos ? 0 : end + 1) << '\n';
     }
 
+    void showCommon(const outline &all) {
+        for (const commonFinding &one : all.common)
+            showFinding(*one.pFinding, *one.pHost,
+                        ": " + std::to_string(one.hosts.size()) + " hosts, " + namesOf(one.hosts));
+        if (!all.common.empty())
+            out << '\n';
+    }
+
     void showHead() {
         out << cell("HOST", hostWidth + 1, bold) << cell("RESULT", resultWidth + 1, bold);
         showCells(levels.names.size(),
                   [this](size_t i, size_t width) { return cell(visible(levels.names[i]) + " ", width, bold); });
     }
 
-    void showHost(const host &one) {
+    void showHost(const host &one, const std::vector<finding> &findings) {
         const std::string name = visible(one.name);
         out << cell(name, hostWidth + 1, bold);
         if (columns(name) > hostWidth)
@@ -117,23 +128,31 @@ private:
             out << "  Standard error:\n";
         for (const std::string &text : one.otherErrors)
             showWrapped(text, 4);
-        for (const finding &now : findingsOf(one))
-            if (now.result != CheckResult::passed)
-                showFinding(now, one);
+        for (const finding &now : findings)
+            if (now.common)
+                showTitle(now, "");
+            else if (now.result != CheckResult::passed)
+                showFinding(now, one, "");
     }
 
-    void showFinding(const finding &now, const host &one) {
+    void showFinding(const finding &now, const host &one, const std::string &more) {
+        showTitle(now, more);
+        for (const finding::detail &text : now.details) {
+            const std::string where = whereIs(text, now, one);
+            showWrapped((where.empty() ? "" : where + ": ") + text.text, indent);
+        }
+        if (const std::string where = whereIs(now, one); !where.empty())
+            showWrapped("In " + where + ".", indent);
+    }
+
+    // A common finding has a number, by which hosts refer to it.
+    void showTitle(const finding &now, const std::string &more) {
         static constexpr std::array severities{"", "WARNING", "ERROR", "OPEN"};
         static constexpr std::array colours{plain, yellow, red, red};
         const auto severity = static_cast<size_t>(now.result);
         out << "  " << cell(severities[severity], indent - 2, colours[severity]);
-        showWrapped(now.title, indent, true);
-        for (const finding::detail &text : now.details) {
-            const bool bEverywhere = text.passes.size() == now.passes.size();
-            showWrapped((bEverywhere ? "" : namesOf(text.passes, one) + ": ") + text.text, indent);
-        }
-        if (one.passes.size() > 1 && !now.namesItsPasses())
-            showWrapped("In " + namesOf(now.passes, one) + ".", indent);
+        const std::string number = now.common ? " [" + std::to_string(*now.common + 1) + "]" : "";
+        showWrapped(now.title + number + more, indent, true);
     }
 
     void showWrapped(const std::string &text, size_t margin, bool bBegun = false) {
