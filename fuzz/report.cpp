@@ -2,9 +2,12 @@
 // library it reads each file that it is given.
 #include "mustHold.h"
 #include "reader.h"
+#include "sqloLiterals.h"
+#include "sqloPrereqCheck.h"
 #include "text.h"
 #include "writers.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -66,6 +69,26 @@ static void checkMarkup(const std::string &markup, const std::set<std::string> &
     MUST_HOLD(open.empty());
 }
 
+// A part of a report that is a whole pass with a good verdict.
+static std::string goodPass() {
+    const catalog english(KVX_LOCALES "/en_US.iso88591/kvxistring.cat", "utf8");
+    std::string banner = english.text(MSG_LEVEL_BANNER);
+    banner.replace(banner.find("%1"), 2, "of the fuzzer");
+    return std::string(szReportRule) + "\n" + banner + "\n" + english.text(MSG_LEVEL_PASSED) + "\n";
+}
+
+// What is appended to a report makes none of its passes better, and a rule at its end shows that it was cut off.
+static void checkAppended(const std::string &report, languages &known) {
+    static const std::string good = goodPass();
+    const host alone = readHost({"", report, "", 0, {}}, known);
+    const host longer = readHost({"", report + good, "", 0, {}}, known);
+    const host cut = readHost({"", report + szReportRule, "", 0, {}}, known);
+    const auto isRead = [](const pass &one) { return one.bBanner || one.verdict != Verdict::none; };
+    if (std::any_of(alone.passes.begin(), alone.passes.end(), isRead))
+        MUST_HOLD(longer.result >= alone.result);
+    MUST_HOLD(cut.result >= HostResult::unknown);
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     static languages known(KVX_LOCALES);
     const std::string input(reinterpret_cast<const char *>(pData), size);
@@ -73,6 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     const std::string errors = input.substr(std::min(split + 1, input.size()));
     const std::string name = errors.substr(0, 40);
     const host one = readHost({codeSet("utf8").toUtf8(name), input.substr(0, split), errors, {}, {}}, known);
+    checkAppended(input.substr(0, split), known);
     std::ostringstream json, junit, html, table;
     checkJson(shown(jsonWriter(json), json, one));
     checkMarkup(shown(junitWriter(junit), junit, one), {"?xml"});
