@@ -410,35 +410,48 @@ TEST(ReportReader, TakesACodeSetThatHoldsTheBytes) {
 
 // --- Forms ---
 
-static string shown(std::unique_ptr<report::writer> (*makeWriter)(std::ostream &), const report::host &host) {
+typedef std::unique_ptr<report::writer> (*writerMaker)(std::ostream &);
+
+static std::unique_ptr<report::writer> plainTable(std::ostream &out) {
+    return report::tableWriter(out, false);
+}
+
+static string shown(writerMaker makeWriter, const vector<report::host> &hosts) {
     std::ostringstream out;
     const auto writer = makeWriter(out);
-    writer->add(host);
+    for (const report::host &one : hosts)
+        writer->add(one);
     writer->finish();
     return out.str();
 }
 
+static report::host named(const string &name, report::host host) {
+    host.name = name;
+    return host;
+}
+
 TEST(ReportWriters, LoseNothingAndObeyNothing) {
     useCatalog();
-    const string hostile = "<i>&\"\\\x1b[31m\xff\t\u202e\u00fc", megabyte(1 << 20, 'm');
+    const string hostile = "<i>&\"\\\x1b[31m\xff\t\u202e\u00fc";
+    const string megabyte(1 << 20, 'm');
     const report::host host = read(startOf("12.1") + checkOf(hostile, "ksh", MSG_SEVERITY_ERROR) + "late\n" +
                                        checkOf("ports", "   SUCCESS: All required User checks passed for \u00fc.") +
                                        bad("12.1", false, hostile + "\n\n" + megabyte + "\n"),
                                    "one\ntwo\n", 255);
     const string escaped = "<i>&\\\"\\\\\\u001b[31m\\\\xFF\\u0009\u202e\u00fc";
     EXPECT_EQ(
-        shown(report::jsonWriter, host),
+        shown(report::jsonWriter, {host}),
         "{\"schema\": 1, \"hosts\": [\n{\"host\": \"db1\", \"status\": 255, \"result\": \"failed\", \"reason\": null, "
         "\"errors\": [\"one\", \"two\"], \"passes\": [{\"level\": \"12.1\", \"clustered\": false, \"client\": false, "
         "\"time\": \"Sun Nov 22 01:00:00 2026\", \"result\": \"failed\", \"checks\": [{\"id\": \"" +
             escaped + "\", \"title\": \"" + escaped +
             "\", \"result\": \"error\", \"lines\": [{\"message\": null, \"tokens\": [], "
-            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}]}, {\"id\": \"ports\", \"title\": "
-            "\"ports\", \"result\": \"passed\", \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], \"text\": "
-            "\"SUCCESS: All required User checks passed for \u00fc.\"}]}], \"entries\": [{\"text\": \"" +
+            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}]}, {\"id\": \"ports\", "
+            "\"title\": \"ports\", \"result\": \"passed\", \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], "
+            "\"text\": \"SUCCESS: All required User checks passed for \u00fc.\"}]}], \"entries\": [{\"text\": \"" +
             escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte + "\", \"severity\": null}]}]}\n]}\n");
-    for (const auto makeWriter : {report::junitWriter, report::htmlWriter}) {
-        const string markup = shown(makeWriter, host);
+    for (const writerMaker makeWriter : {report::junitWriter, report::htmlWriter}) {
+        const string markup = shown(makeWriter, {host});
         EXPECT_NE(markup.find("&lt;i&gt;&amp;&quot;\\\\x1B[31m\\xFF \\u202E\u00fc"), string::npos);
         EXPECT_EQ(markup.find("<i>"), string::npos);
         EXPECT_NE(markup.find(megabyte), string::npos);
@@ -448,80 +461,178 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
 TEST(ReportWriters, KeepTablesTo80Columns) {
     useCatalog();
     string text;
-    for (int i = 0; i < 12; i++)
-        text += startOf(std::to_string(i), i % 2) + checkOf(string(i * 20, 'c') + " c",
-                                                            "a long detail " + string(i * 20, 'd') + "\u65e5\u672c",
-                                                            MSG_SEVERITY_ERROR);
-    std::ostringstream out;
-    const auto writer = report::tableWriter(out, false);
-    report::host host = read(text, string(100, 'e'), 1);
-    host.name = string(100, 'h');
-    writer->add(host);
-    writer->finish();
-    std::istringstream lines(out.str());
+    for (int i = 0; i < 12; i++) {
+        const string title = string(i * 20, 'c') + " c";
+        const string detail = "a long detail " + string(i * 20, 'd') + "\u65e5\u672c";
+        text += startOf(std::to_string(i), i % 2) + checkOf(title, detail, MSG_SEVERITY_ERROR);
+    }
+    const report::host host = named(string(100, 'h'), read(text, string(100, 'e'), 1));
+    const string table = shown(plainTable, {host});
+    std::istringstream lines(table);
     int count = 0;
     for (string line; std::getline(lines, line); count++)
         EXPECT_LE(report::columns(line), line.find('h') == 0 ? 100U : 80U) << line; // a name is never cut
     EXPECT_GT(count, 12 * 3);
-    EXPECT_EQ(out.str().find('\033'), string::npos);
+    EXPECT_EQ(table.find('\033'), string::npos);
+}
+
+// Three hosts have the same warning; db05 has another one, and db04 failed by its status alone.
+TEST(ReportWriters, ShowEqualFindingsOnce) {
+    useCatalog();
+    const string other = startOf("12.1") + checkOf("b", "w", MSG_SEVERITY_WARNING) + good();
+    const vector<report::host> hosts = {
+        named("db01", read(warnedPass("12.1"))),
+        named("db02", read(warnedPass("12.1"))),
+        named("db03", read(warnedPass("12.1"))),
+        named("db04", read(goodPass("12.1"), "", 137)),
+        named("db05", read(other)),
+    };
+    EXPECT_EQ(shown(plainTable, hosts), R"(5 hosts: 1 failed, 0 unknown, 4 with warnings, 0 passed
+
+  WARNING  b [1]: 3 hosts, db01 to db03
+           y
+
+HOST               RESULT   12.1
+
+db04               FAILED   ok      status 137
+  Exit status 137: the program was ended by signal 9, SIGKILL: somebody killed
+  it, or the kernel did when memory ran out. No check shows it; see standard
+  error.
+
+db01               WARNING  warn
+  WARNING  b [1]
+
+db02               WARNING  warn
+  WARNING  b [1]
+
+db03               WARNING  warn
+  WARNING  b [1]
+
+db05               WARNING  warn
+  WARNING  b
+           w
+)");
+    const string page = shown(report::htmlWriter, hosts);
+    EXPECT_NE(page.find("3 hosts, db01 to db03"), string::npos);
+    const size_t found = page.find("<li>y</li>");
+    EXPECT_NE(found, string::npos);
+    EXPECT_EQ(page.find("<li>y</li>", found + 1), string::npos);
+}
+
+// Bad levels go first, however old they are.
+TEST(ReportWriters, ShowAtMost40Levels) {
+    useCatalog();
+    string text = failedPass("1.1") + startOf("1.2");
+    for (int i = 100; i < 200; i++)
+        text += goodPass("2." + std::to_string(i));
+    const report::host host = read(text);
+    const string table = shown(plainTable, {host});
+    EXPECT_NE(table.find("2.162   1.2     1.1\n"), string::npos) << table;
+    EXPECT_EQ(table.find("2.161"), string::npos);
+    EXPECT_NE(table.find("62 more levels are not shown, 0 of them failed"), string::npos);
+    EXPECT_EQ(shown(report::htmlWriter, {host}).find("2.161"), string::npos);
+    EXPECT_NE(shown(report::jsonWriter, {host}).find("2.161"), string::npos);
+}
+
+// A trace of the program stands around the time.
+TEST(ReportWriters, GiveAPassItsTime) {
+    useCatalog();
+    string traced = goodPass("12.1");
+    traced.insert(traced.find("Sun"), "a trace\n");
+    traced.insert(traced.find("Checking"), "another\n");
+    const report::host host = read(traced);
+    EXPECT_EQ(host.passes[0].time, "Sun Nov 22 01:00:00 2026");
+    EXPECT_NE(shown(report::junitWriter, {host}).find(" timestamp=\"2026-11-22T01:00:00\""), string::npos);
 }
 
 // --- The command ---
 
+struct commandCase {
+    string arguments;
+    int status;
+    string expected; // host, result and reason of each host
+    string errors;   // a part of what standard error has
+};
+
 TEST(ReportCommand, TakesReportsAndDirectories) {
     useCatalog();
     onHost({}, [] {});
-    const string ok = startOf("12.1") + checkOf("a", "x") + good();
-    const string bytes = startOf("12.1") + checkOf("a", "x", MSG_SEVERITY_ERROR) + bad("12.1", false, "x\n\n");
+    const string ok = goodPass("12.1");
+    const string failed = failedPass("12.1");
     privateHost host;
     host.binds = {KVX_PROGRAM_DIR};
-    host.files = {{"/ok", ok},
-                  {"/bad", bytes},
-                  {"/g/h1/report", ok},
-                  {"/g/h1/status", "0\n"},
-                  {"/g/.x/report", bytes},
-                  {"/b/h1/report", bytes},
-                  {"/b/h2/reason", "unreachable\nby ssh\n"},
-                  {"/b/h3/status", "x"},
-                  {"/b/h3/report", ok},
-                  {"/u/h/reason", "r"},
-                  {"/e/x", "r"}};
-    const vector<std::tuple<string, int, string>> rows = {
-        {"/ok", 0, "ok passed null"},
-        {"--status=3 /ok", 1, "ok failed null"},
-        {"--host=n --format json < /bad", 1, "n failed null"},
-        {"/g", 0, "h1 passed null"},
-        {"/b", 1, "h1 failed null, h2 unknown \"unreachable\", h3 unknown \"file status holds no exit status\""},
-        {"/u", 2, "h unknown \"r\""},
-        {"--host=x /g", 2, ""},
-        {"--status=256 /ok", 2, ""},
-        {"--format=xml /ok", 2, ""},
-        {"/ok /bad", 2, ""},
-        {"/none", 2, ""},
-        {"/e", 2, ""},
-        {"--output=/new /ok; cat /new*", 0, "ok passed null"},
-        {"--output=/dev/stdout /ok", 0, "ok passed null"},
-        {"--output=/no/new /ok", 2, ""},
-        {"/ok > /dev/full", 2, ""},
+    host.files = {
+        {"/ok", ok},
+        {"/bad", failed},
+        {"/g/h1/report", ok},
+        {"/g/h1/status", " 0 \n"}, // blanks do not matter
+        {"/g/.x/report", failed},
+        {"/b/h1/report", failed},
+        {"/b/h2/reason", "unreachable\nby ssh\n"},
+        {"/b/h3/status", "x"},
+        {"/b/h3/report", ok},
+        {"/b/h4/status", "-0"},
+        {"/b/h5/status", "0"},
+        {"/u/h/reason", "r"},
+        {"/e/x", "r"},
+    };
+    const string noStatus = "\"file status holds no exit status\"";
+    const vector<commandCase> cases = {
+        {"/ok", 0, "ok passed null", ""},
+        {"--status=3 /ok", 1, "ok failed null", ""},
+        {"--host=n --format json < /bad", 1, "n failed null", ""},
+        {"/g", 0, "h1 passed null", ""},
+        {"/b", 1,
+         "h1 failed null, h2 unknown \"unreachable\", h3 unknown " + noStatus + ", h4 unknown " + noStatus +
+             ", h5 unknown \"There is no report.\"",
+         ""},
+        {"/u", 2, "h unknown \"r\"", ""},
+        {"--host=x /g", 2, "", "are for one report"},
+        {"--status=256 /ok", 2, "", "no exit status: 256"},
+        {"--format=xml /ok", 2, "", "no such format"},
+        {"/ok /bad", 2, "", "more than one report"},
+        {"/none", 2, "", "/none: No such file"},
+        {"/e", 2, "", "no directory of a host"},
+        {"--help > /dev/full", 2, "", "standard output"},
+        {"--output=/new /ok; cat /new*", 0, "ok passed null", ""},
+        {"--output=/dev/stdout /ok", 0, "ok passed null", ""},
+        {"--output=/no/new /ok", 2, "", "/no/new"},
+        {"/ok > /dev/full", 2, "", "standard output"},
+        // the output lies among the hosts, the second time as a file that is there
+        {"--output=/g/o /g && kvxprereqreport --format=json --output=/g/o /g; cat /g/o*", 0, "h1 passed null", ""},
         // what came from a host is not followed: a link, a pipe
         {"/l; rm /l/h/report; mkfifo /l/h/report; kvxprereqreport --format=json /l", 2,
-         "h unknown \"/l/h/report: is a link, which is not followed\", h unknown \"/l/h/report: not a regular file\""},
+         "h unknown \"/l/h/report: is a link, which is not followed\", h unknown \"/l/h/report: not a regular file\"",
+         ""},
+        // what stands where hosts should
+        {"/ok > /none; mkdir -p /d/a/report; cd /d; ln -s b b; mkfifo c; ln -s /none/x d; ln -s /g/h1 e; >f; "
+         "kvxprereqreport --format=json /d",
+         2,
+         "a unknown \"/d/a/report: not a regular file\", b unknown \"/d/b: Too many levels of symbolic links\", "
+         "c unknown \"/d/c: not a directory\", d unknown \"/d/d: is a link to nothing\", e passed null",
+         "/d/f: not a directory"},
         // a name may be percent-encoded; neither it nor a reason need be characters
-        {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%'; cd /p/*; printf 'n\\377' >reason; kvxprereqreport --format=json /p",
-         2, "../h%FF\\\\xFF%2z% unknown \"n\\\\xFF\""}};
-    for (const auto &[arguments, status, expected] : rows) {
+        {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%'; cd /p/*; printf 'n\\377' >reason; "
+         "kvxprereqreport --format=json /p",
+         2, "../h%FF\\\\xFF%2z% unknown \"n\\\\xFF\"", ""},
+    };
+    for (const commandCase &one : cases) {
         const string script = "PATH=$PATH:" KVX_PROGRAM_DIR "; mkdir -p /l/h; ln -s /ok /l/h/report; ";
         const runResult got =
-            runProgram(host, {"/bin/bash", "-c", script + "kvxprereqreport --format=json " + arguments});
+            runProgram(host, {"/bin/bash", "-c", script + "kvxprereqreport --format=json " + one.arguments});
         const std::regex shape(
             "\"host\": \"([^\"]*)\", \"status\": \\w+, \"result\": \"(\\w+)\", \"reason\": (null|\"[^\"]*\")");
         string found;
         for (std::sregex_iterator i(got.out.begin(), got.out.end(), shape), end; i != end; ++i)
             found += (found.empty() ? "" : ", ") + i->format("$1 $2 $3");
-        EXPECT_EQ(found, expected) << arguments << got.err;
-        EXPECT_EQ(got.status, status) << arguments;
-        EXPECT_EQ(got.err.empty(), !expected.empty()) << arguments << got.err;
+        EXPECT_EQ(found, one.expected) << one.arguments << got.err;
+        EXPECT_EQ(got.status, one.status) << one.arguments;
+        EXPECT_NE(got.err.find(one.errors), string::npos) << one.arguments << got.err;
+        EXPECT_EQ(got.err.empty(), one.errors.empty()) << one.arguments << got.err;
     }
+    const string keeping = "cp /ok /old; chown 12:34 /old; chmod 4640 /old; " KVX_PROGRAM_DIR
+                           "/kvxprereqreport --output=/old /ok; stat -c '%u %g %a' /old";
+    EXPECT_EQ(runProgram(host, {"/bin/bash", "-c", keeping}).out, "12 34 4640\n");
 }
 
 TEST(ReportCommand, IsDocumentedAsItIs) {
