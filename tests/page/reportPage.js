@@ -7,23 +7,42 @@ const [directory, picture] = process.argv.slice(2);
 const options = ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
     "--disable-component-update", "--disable-sync"];
 
+// What the page shows, as far as a script can see it.
+function look() {
+    const signs = [...document.querySelectorAll(".word > [aria-hidden]")];
+    const colourOf = element => getComputedStyle(element).color;
+    return {
+        scripts: document.querySelectorAll("script, img, link, [onerror]").length,
+        title: document.title,
+        hosts: document.querySelectorAll("details.host").length,
+        rows: document.querySelectorAll("tbody tr th a").length,
+        order: [...document.querySelectorAll("details.host")].map(host => host.classList[1]),
+        common: document.querySelectorAll("[id^=common-]").length,
+        wider: document.documentElement.scrollWidth > document.documentElement.clientWidth,
+        firstColumn: document.querySelector("tbody th").offsetWidth / document.documentElement.clientWidth,
+        cutAbout: document.querySelector("#about").scrollWidth > document.documentElement.clientWidth,
+        strangeSigns: signs.filter(sign => colourOf(sign) !== colourOf(sign.parentElement)).length,
+    };
+}
+
 async function checkPage(browser, name, colorScheme, width) {
     const context = await browser.newContext({ colorScheme, viewport: { width, height: 1000 } });
-    const page = await context.newPage(), where = `${name}, ${colorScheme}, ${width}`;
-    const requests = [], dialogs = [];
+    const page = await context.newPage();
+    const where = `${name}, ${colorScheme}, ${width}`;
+    const requests = [];
+    const dialogs = [];
     page.on("request", request => requests.push(request.url()));
     page.on("dialog", dialog => { dialogs.push(dialog.message()); dialog.dismiss(); });
     await page.goto(`file://${directory}/${name}.html`);
-    const seen = await page.evaluate(() => ({
-        scripts: document.querySelectorAll("script, img, link, [onerror]").length, title: document.title,
-        hosts: document.querySelectorAll("details.host").length, rows: document.querySelectorAll("tbody tr th a").length,
-        wider: document.documentElement.scrollWidth > document.documentElement.clientWidth,
-        order: [...document.querySelectorAll("details.host")].map(host => host.classList[1]),
-    }));
-    assert.deepEqual([seen.scripts, dialogs, requests.length, seen.wider], [0, [], 1, false], where);
+    const seen = await page.evaluate(look);
+    assert.deepEqual([seen.scripts, dialogs, requests.length], [0, [], 1], where);
+    assert.deepEqual([seen.wider, seen.cutAbout, seen.strangeSigns], [false, false, 0], where);
+    assert(seen.firstColumn < 0.45, where); // it stays while the levels move behind it
     assert.match(seen.title, /^Prerequisites: \d+ hosts?: /, where);
-    const hosts = { one: 1, plain: 7, hosts: 8, many: 200 }[name], worst = ["failed", "unknown", "warning", "passed"];
+    const hosts = { one: 1, plain: 7, hosts: 9, many: 200 }[name];
+    const worst = ["failed", "unknown", "warning", "passed"];
     assert.deepEqual([seen.hosts, seen.rows], [hosts, hosts], where);
+    assert.equal(seen.common > 0, name !== "one", where);
     assert.deepEqual(seen.order, [...seen.order].sort((a, b) => worst.indexOf(a) - worst.indexOf(b)), where);
     // a link of the matrix unfolds its host
     await page.locator("tbody tr:last-child th a").first().click();
@@ -61,12 +80,13 @@ async function checkJUnit(page, name) {
             await checkPage(browser, name, colorScheme, 1280);
         await checkJUnit(await browser.newPage(), name);
     }
-    await checkPage(browser, "hosts", "light", 360);
+    for (const colorScheme of ["light", "dark"])
+        await checkPage(browser, "hosts", colorScheme, 400);
     if (picture) {
         const page = await browser.newPage({ viewport: { width: 1280, height: 1000 }, deviceScaleFactor: 1 });
         await page.goto(`file://${directory}/plain.html`);
         await page.screenshot({ path: picture });
     }
     await browser.close();
-    console.log("9 passed, 0 failed");
+    console.log("10 passed, 0 failed");
 })().catch(error => { console.error(error); process.exit(1); });
