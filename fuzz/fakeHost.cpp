@@ -20,10 +20,16 @@
 using std::string;
 
 string catalogText;
-static const int OWN_DESCRIPTOR = 1000, OWN_PROCESS = 1 << 30; // that no file and no process of the machine has
+// No file and no process of the machine has these numbers.
+static const int OWN_DESCRIPTOR = 1000;
+static const int OWN_PROCESS = 1 << 30;
 static bool bRunning;
-static strings settings, words, outputs;
-static size_t decided, wordsTaken, outputsTaken;
+static strings settings;
+static strings words;
+static strings outputs;
+static size_t decided;
+static size_t wordsTaken;
+static size_t outputsTaken;
 static std::set<FILE *> openFiles;
 static string ownPath; // of the file that was created last
 static char ending;    // of the command that was started last
@@ -70,6 +76,11 @@ static int startCommand(pid_t *pId, const char *pCommand) {
     return ending == 'n' ? EAGAIN : 0;
 }
 
+static int notePipe(int number) {
+    pipeEnd = number;
+    return 0;
+}
+
 static int findEnded(siginfo_t *pInformation) {
     pInformation->si_pid = ending == 't' ? 0 : OWN_PROCESS;
     return 0;
@@ -89,9 +100,29 @@ static pid_t takeStatus(int *pStatus) {
     return pStatus != nullptr ? OWN_PROCESS : -1;
 }
 
+static int openOwn(const char *pPath) {
+    if (!isGood())
+        return -1;
+    ownPath = pPath;
+    return OWN_DESCRIPTOR;
+}
+
+// Whether the file stays open.
+static bool forgetOpen(FILE *pFile) {
+    openFiles.erase(pFile);
+    return false;
+}
+
+static int nameSystem(utsname *pName) {
+    copyText(pName->release, output().c_str());
+    copyText(pName->machine, "x86_64");
+    return 0;
+}
+
 // A catalog is always there, so that fetching a text asks for no decision.
 static int fileStatus(const string &path, struct stat *pStatus) {
-    bool bCatalog = path.find("kvxistring.cat") != path.npos, bLocale = path.find("/locale/") != path.npos;
+    const bool bCatalog = path.find("kvxistring.cat") != path.npos;
+    const bool bLocale = path.find("/locale/") != path.npos;
     *pStatus = {};
     pStatus->st_size = static_cast<off_t>(catalogText.size()); // another catalog is opened anew
     pStatus->st_mode = bLocale && !bCatalog ? S_IFDIR : S_IFREG;
@@ -111,14 +142,14 @@ static char *environment(const string &name) {
     return name == "LANG" ? const_cast<char *>(prereqLocmap[0].name) : nullptr; // the quickest to be found
 }
 
-// clang-format off
 extern "C" {
-FAKE_OWN(int, posix_spawn, (pid_t *pId, const char *p, const posix_spawn_file_actions_t *pActions,
-    const posix_spawnattr_t *pAttributes, char *const *ppWords, char *const *ppEnvironment),
-    (pId, p, pActions, pAttributes, ppWords, ppEnvironment), bRunning, startCommand(pId, ppWords[2]))
-FAKE(int, posix_spawn_file_actions_adddup2, (posix_spawn_file_actions_t *, int number, int), (pipeEnd = number, 0))
+FAKE_OWN(int, posix_spawn,
+         (pid_t * pId, const char *p, const posix_spawn_file_actions_t *pActions, const posix_spawnattr_t *pAttributes,
+          char *const *ppWords, char *const *ppEnvironment),
+         (pId, p, pActions, pAttributes, ppWords, ppEnvironment), bRunning, startCommand(pId, ppWords[2]))
+FAKE(int, posix_spawn_file_actions_adddup2, (posix_spawn_file_actions_t *, int number, int), notePipe(number))
 FAKE_OWN(int, waitid, (idtype_t type, id_t id, siginfo_t *p, int options), (type, id, p, options), bRunning,
-    findEnded(p))
+         findEnded(p))
 FAKE(int, sigtimedwait, (const sigset_t *, siginfo_t *, const timespec *), -1)
 FAKE_OWN(int, clock_gettime, (clockid_t clock, timespec *p), (clock, p), bRunning, tellTime(p))
 FAKE_OWN(pid_t, waitpid, (pid_t id, int *pStatus, int options), (id, pStatus, options), bRunning, takeStatus(pStatus))
@@ -128,13 +159,12 @@ FAKE_OWN(int, stat, (const char *pPath, struct stat *p), (pPath, p), bRunning, f
 FAKE_OWN(int, mkdir, (const char *pPath, mode_t mode), (pPath, mode), bRunning, isGood() ? 0 : -1)
 FAKE_OWN(int, unlink, (const char *pPath), (pPath), bRunning, 0)
 FAKE_OWN(int, rename, (const char *pPath, const char *pTo), (pPath, pTo), bRunning, -1)
-FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning,
-    isGood() ? (ownPath = p, OWN_DESCRIPTOR) : -1)
+FAKE_OWN(int, open, (const char *p, int flags, ...), (p, flags, 0666), bRunning, openOwn(p))
 FAKE_OWN(int, close, (int number), (number), number == OWN_DESCRIPTOR, 0)
 FAKE_OWN(FILE *, fdopen, (int number, const char *p), (number, p), number == OWN_DESCRIPTOR, openOutput(p[0] == 'r'))
 // all of the program's modes hold an "e"
 FAKE_OWN(FILE *, fopen, (const char *pPath, const char *p), (pPath, p), strchr(p, 'e'), openOutput(p[0] == 'r'))
-FAKE_OWN(int, fclose, (FILE *pFile), (pFile), (openFiles.erase(pFile), false), 0)
+FAKE_OWN(int, fclose, (FILE * pFile), (pFile), forgetOpen(pFile), 0)
 FAKE_OWN(DIR *, opendir, (const char *pPath), (pPath), bRunning, nullptr)
 FAKE_OWN(char *, getenv, (const char *p), (p), strncmp(p, "KVX", 3) == 0 || strcmp(p, "LANG") == 0, environment(p))
 FAKE_OWN(int, fstat, (int number, struct stat *p), (number, p), number == OWN_DESCRIPTOR, ownStatus(true, p))
@@ -146,14 +176,13 @@ FAKE(int, access, (const char *, int), isGood() ? 0 : -1)
 FAKE(nl_catd, catopen, (const char *, int), (nl_catd)(catalogText.empty() ? -1L : 1L))
 FAKE(char *, catgets, (nl_catd, int, int, const char *), &catalogText[0])
 FAKE(int, catclose, (nl_catd), 0)
-FAKE(int, uname, (utsname *p), (copyText(p->release, output().c_str()), copyText(p->machine, "x86_64"), 0))
+FAKE(int, uname, (utsname * p), nameSystem(p))
 FAKE(char *, getcwd, (char *szPath, size_t size), isGood() ? iStrncpy(szPath, "/opt/kvx", (int)size) : nullptr)
 FAKE(servent *, getservbyname, (const char *, const char *), nullptr)
 FAKE(servent *, getservbyport, (int, const char *), nullptr)
 FAKE(void *, dlopen, (const char *, int), isGood() ? &words : nullptr)
 FAKE(int, dlclose, (void *), 0)
 }
-// clang-format on
 
 template <typename... Objects> static void clear(Objects &...objects) {
     (memset(static_cast<void *>(&objects), 0, sizeof objects), ...);
@@ -164,8 +193,8 @@ static void applySetting(const string &setting) {
     static int *const flags[] = {&linuxDistro, &debug,     &bShareGrid, &bNonIB,         &bMHCA,       &isNTP,
                                  &kshntp,      &bDiskList, &bInstList,  &isUbuntu14,     &bnoStdRtk,   &bHostName,
                                  &bNetName,    &bDiskName, &bInstName,  &bGUIReportFile, &bTbDiskName, &bClient};
-    size_t equals = setting.find('=');
-    int tag = equals == setting.npos ? -1 : sqloGetTagIndex(setting.substr(0, equals).c_str());
+    const size_t equals = setting.find('=');
+    const int tag = equals == setting.npos ? -1 : sqloGetTagIndex(setting.substr(0, equals).c_str());
     if (tag >= 0)
         setPrereq(tag, setting.c_str() + equals + 1);
     for (size_t i = 0; equals == setting.npos && i < std::size(flags); i++)
@@ -205,7 +234,9 @@ void startRun(const string &input) {
     do
         std::getline(rest, outputs.emplace_back(), '\x1e');
     while (!rest.eof());
-    decided = wordsTaken = outputsTaken = 0;
+    decided = 0;
+    wordsTaken = 0;
+    outputsTaken = 0;
     pipeEnd = 0;
     for (size_t i = 1; i < settings.size(); i++)
         applySetting(settings[i]);

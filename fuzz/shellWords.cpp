@@ -18,7 +18,8 @@ static strings readAsShell(const string &command) {
     char quote = '\0';
     bool bInWord = false;
     for (const char *p = command.c_str(); *p != '\0'; p++) {
-        bool bFirst = !bInWord, bOperator = quote == '\0' && strchr("|&;<>()\n", *p) != nullptr;
+        const bool bFirst = !bInWord;
+        const bool bOperator = quote == '\0' && strchr("|&;<>()\n", *p) != nullptr;
         bInWord = !bOperator && (quote != '\0' || strchr(" \t", *p) == nullptr);
         if (bOperator)
             words.push_back({'\0', *p});
@@ -59,7 +60,8 @@ static void compareReadings(const string &command, const string &pattern, const 
     MUST_HOLD(word == words.end());
 }
 
-static commandText szComposed, szPattern;
+static commandText szComposed;
+static commandText szPattern;
 static strings texts;
 
 void checkCommand(const char *pCommand) {

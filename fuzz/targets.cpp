@@ -64,13 +64,16 @@ static void compareVersions() {
 }
 
 static void evaluateConditions() {
-    const char *pOperand = text(), *pValue = text();
+    const char *const pOperand = text();
+    const char *const pValue = text();
     auto fails = [=](const char *pOperator) { return sqloEvaluateCondition(pOperand, pOperator, pValue); };
-    int tag = sqloGetTagIndex(pOperand), bSet = tag >= 0 && ppszPREREQ[tag] != nullptr;
+    const int tag = sqloGetTagIndex(pOperand);
+    const int bSet = tag >= 0 && ppszPREREQ[tag] != nullptr;
     for (const char *pOperator : {"<", ">", ">=", "=", "<>", ""})
         MUST_HOLD(isOneOf(fails(pOperator), {tag < 0, bSet}));
     if (bSet && sqloCheckIsNumber(pValue)) {
-        int stored = leadingNumber(ppszPREREQ[tag]), value = leadingNumber(pValue);
+        const int stored = leadingNumber(ppszPREREQ[tag]);
+        const int value = leadingNumber(pValue);
         MUST_HOLD(fails("<") != (stored < value) && fails(">") != (stored > value) && fails(">=") != (stored >= value));
     }
     MUST_HOLD(isOneOf(sqloProcessConditionStmt(output().c_str(), RHEL), {0, 1}));
@@ -154,7 +157,8 @@ static int checkPackage() {
 }
 
 static int findDevice() {
-    std::unique_ptr<char[]> device(new char[255]), identifier(new char[255]);
+    std::unique_ptr<char[]> device(new char[255]);
+    std::unique_ptr<char[]> identifier(new char[255]);
     const char *pHost = text();
     iStrncpy(device.get(), text(), 255);
     iStrncpy(identifier.get(), text(), 255);
@@ -167,6 +171,51 @@ static int validateDisks() {
     return sqloValidateDisk();
 }
 
+static int checkTimeService() {
+    const char *const pFile = text();
+    return sqlocheckNtpChronyKsh(pFile, word(), nullptr);
+}
+
+static int checkMellanoxPackage() {
+    const char *const pPackage = text();
+    const int b32Bit = digit();
+    return sqloCheckMellanoxPackageLINUX("", pPackage, b32Bit, digit(), 1);
+}
+
+static int checkFreeSpace() {
+    const char *const pDirectory = text();
+    const int required = leadingNumber(text());
+    return sqloCheckFreeSpace(pDirectory, required, digit());
+}
+
+static int validateNetworks() {
+    addWords(updateNetNames);
+    sqloValidateAdapter();
+    return checkPingTest();
+}
+
+static int testConnectivity() {
+    sqloValidateAdapterUsingRocmc(text());
+    return RC_OK;
+}
+
+static int reachHosts() {
+    addWords(updateHostList);
+    return checkkvxSSHToAll();
+}
+
+static int runOnHosts() {
+    addWords(updateHostList);
+    placePrereqBinaries();
+    return runPrereqBinaries();
+}
+
+static int validateTiebreakerDisk() {
+    copyText(tbDiskName, text());
+    addWords(updateHostList);
+    return sqloValidateTbDisk();
+}
+
 // A check, and what it may answer beside 0 and -1.
 static const struct {
     int (*pRun)();
@@ -176,26 +225,26 @@ static const struct {
     /* b */ {sqloCheckGlibC, 0},
     /* c */ {sqloCheckLibPAM, 0},
     /* d */ {checkPackage, 0},
-    /* e */ {[] { return sqlocheckNtpChronyKsh(text(), word(), nullptr); }, 0},
-    /* f */ {[] { return sqloCheckMellanoxPackageLINUX("", text(), digit(), digit(), 1); }, 0},
+    /* e */ {checkTimeService, 0},
+    /* f */ {checkMellanoxPackage, 0},
     /* g */ {sqloCheckMellanoxLINUX, 0},
     /* h */ {[] { return sqloCheckSGPackageLINUX("sg3_utils", word(), digit(), 1); }, RC_SG_PACKAGE},
     /* i */ {sqloCheckSELinuxEnabled, 0},
     /* j */ {sqloCheckForOpenibdStatus, 0},
     /* k */ {[] { return sqloValidateUserProfile(text(), digit()); }, 0},
     /* l */ {[] { return sqloValidateUmsk(text()); }, 0},
-    /* m */ {[] { return sqloCheckFreeSpace(text(), leadingNumber(text()), digit()); }, 0},
+    /* m */ {checkFreeSpace, 0},
     /* n */ {sqloValidateModProbe, 0},
     /* o */ {[] { return chkModProbeFile("/etc/modprobe.d/modprobe.conf"); }, 0},
     /* p */ {sqloCheckForRDMAStatus, 0},
     /* q */ {[] { return sqloCheckForOpenibdRDMAEnablement(text()); }, 0},
-    /* r */ {[] { return addWords(updateNetNames), sqloValidateAdapter(), checkPingTest(); }, 0},
-    /* s */ {[] { return sqloValidateAdapterUsingRocmc(text()), 0; }, 0},
-    /* t */ {[] { return addWords(updateHostList), checkkvxSSHToAll(); }, 0},
-    /* u */ {[] { return addWords(updateHostList), placePrereqBinaries(), runPrereqBinaries(); }, 0},
+    /* r */ {validateNetworks, 0},
+    /* s */ {testConnectivity, 0},
+    /* t */ {reachHosts, 0},
+    /* u */ {runOnHosts, 0},
     /* v */ {[] { return sqloCheckHCAPackageLINUX("RDMA Infiniband Package", text(), digit(), 1, 1); }, 0},
     /* w */ {validateDisks, 0},
-    /* x */ {[] { return copyText(tbDiskName, text()), addWords(updateHostList), sqloValidateTbDisk(); }, 0},
+    /* x */ {validateTiebreakerDisk, 0},
     /* y */ {findDevice, 0},
     /* z */ {[] { return sqloGetSCSIType(text(), "/dev/sda", digit()); }, 1},
 };
