@@ -21,6 +21,10 @@ add_supported(KVX_WARNINGS -Wformat=2 -Wno-format-y2k -Wconversion -Wshadow=loca
     -Wduplicated-branches -Wlogical-op -Wnull-dereference -Wvla -Wundef -Wpointer-arith -Wmissing-declarations
     -Wredundant-decls)
 
+# Tests hold one statement a line.
+set(KVX_TEST_WARNINGS)
+add_supported(KVX_TEST_WARNINGS -Wcomma)
+
 # Sanitizers watch what these would; the checked library calls need an optimizing build.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
     add_supported(KVX_HARDENING -fstack-protector-strong -fstack-clash-protection -fcf-protection)

@@ -25,9 +25,12 @@ static numberedTexts textsOf(const string &directory) {
 static string converted(const string &given, const string &from, const string &to) {
     const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
     EXPECT_NE(conversion, reinterpret_cast<iconv_t>(-1)) << from << " to " << to;
-    string text = given, result(4 * given.size() + 16, '\0');
-    char *pFrom = text.data(), *pTo = result.data();
-    size_t left = text.size(), room = result.size();
+    string text = given;
+    string result(4 * given.size() + 16, '\0');
+    char *pFrom = text.data();
+    char *pTo = result.data();
+    size_t left = text.size();
+    size_t room = result.size();
     if (iconv(conversion, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1))
         room = result.size();
     iconv_close(conversion);
@@ -37,7 +40,9 @@ static string converted(const string &given, const string &from, const string &t
 
 static string codeSetOf(const string &directory) {
     const string name = directory.substr(directory.find('.') + 1);
-    return name == "utf8" ? "UTF-8" : name == "cp943" ? "IBM943" : name == "cp1386" ? "GBK" : name;
+    const std::map<string, string> otherNames = {{"utf8", "UTF-8"}, {"cp943", "IBM943"}, {"cp1386", "GBK"}};
+    const auto other = otherNames.find(name);
+    return other == otherNames.end() ? name : other->second;
 }
 
 // The per-cent signs of a text with what follows each: those that end a character would stand out.
@@ -74,7 +79,8 @@ TEST(Languages, EveryDirectoryHasAllTextsInItsCodeSet) {
         directories.insert(row.map);
     for (const string &directory : directories) {
         const numberedTexts texts = textsOf(locales + directory);
-        const string language = languageOf(directory), codeSet = codeSetOf(directory);
+        const string language = languageOf(directory);
+        const string codeSet = codeSetOf(directory);
         if (language == "English") {
             EXPECT_EQ(texts, english) << directory;
             continue;
@@ -84,7 +90,8 @@ TEST(Languages, EveryDirectoryHasAllTextsInItsCodeSet) {
         ASSERT_EQ(texts.size(), english.size()) << directory;
         size_t same = 0;
         for (const auto &[number, text] : texts) {
-            const string expected = converted(whole[language][number], "UTF-8", codeSet), where = directory + " ";
+            const string expected = converted(whole[language][number], "UTF-8", codeSet);
+            const string where = directory + " ";
             const size_t tokens = std::min<size_t>(placeholders(text, false).size(), 3);
             EXPECT_EQ(placeholders(text, true), placeholders(english.at(number), true)) << where << number;
             EXPECT_LT(text.size() + 40 * tokens, isUsage(number) ? 1000U : 256U) << where << number;
@@ -98,10 +105,13 @@ TEST(Languages, EveryDirectoryHasAllTextsInItsCodeSet) {
 }
 
 TEST(Languages, TableOfLocalesHoldsTogether) {
-    std::set<string> names, rows;
+    std::set<string> names;
+    std::set<string> rows;
     std::map<string, string> directories;
     for (const prereqlmap_t &row : prereqLocmap) {
-        const string locale = row.name, map = row.map, encode = row.encode;
+        const string locale = row.name;
+        const string map = row.map;
+        const string encode = row.encode;
         EXPECT_TRUE(names.insert(locale).second) << locale << " stands twice";
         EXPECT_EQ(map.substr(0, map.find('.')), row.shortmap) << locale;
         EXPECT_EQ(map.find(".utf8") != map.npos, encode == "UTF8") << locale;
@@ -166,6 +176,10 @@ struct smallProject {
     }
 };
 
+static bool holds(const string &text, const string &part) {
+    return text.find(part) != string::npos;
+}
+
 TEST(Languages, WhatTheProgramCouldNotShowStopsTheBuild) {
     const string most(135, 'x');
     for (const auto &[translation, error] : std::vector<std::pair<string, string>>{
@@ -187,7 +201,7 @@ TEST(Languages, WhatTheProgramCouldNotShowStopsTheBuild) {
               "xx in UTF-8, message 30054: 256 bytes with its tokens, 1 too many"},
              {"30054 \"日\"", "xx in iso88591, message 30054: the code set lacks 日; write \"$ plainer: 日 = ...\""},
              {"30054 \"\xe9\"", "kvxistring.msg is not UTF-8"}})
-        EXPECT_NE(smallProject(translation + "\n").errors.find(error), string::npos) << error;
+        EXPECT_PRED2(holds, smallProject(translation + "\n").errors, error) << translation;
 }
 
 TEST(Languages, PlainerSpellingsAndEnglishStandIn) {

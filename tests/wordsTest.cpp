@@ -46,8 +46,11 @@ static traces with(const traces &seen, const string &word) {
 
 // What is done in /t: the calls of tools, and the files that come to be.
 static traces look(const string &word, const std::function<void()> &act) {
-    for (const char *pName : {"/t", "/calls"})
-        fs::current_path("/"), fs::remove_all(pName), fs::create_directory(pName);
+    fs::current_path("/");
+    for (const char *pName : {"/t", "/calls"}) {
+        fs::remove_all(pName);
+        fs::create_directory(pName);
+    }
     for (const string name : {"kvxprereqcheckoss", "kvxrocmc"})
         fs::create_symlink("/fakes/tool", "/t/" + name);
     if (!fs::exists(fs::symlink_status("/fakes/" + word)))
@@ -71,7 +74,8 @@ static bool isWithin(const traces &seen, const traces &wanted) {
 
 static privateHost toolHost() {
     privateHost host;
-    host.hostName = "here", host.ownNetwork = true;
+    host.hostName = "here";
+    host.ownNetwork = true;
     host.files = {{"/fakes/tool", tool}, {"/etc/redhat-release", "Red Hat release 9.4\n"}, {"/usr/bin/sg_persist", ""}};
     return host;
 }
@@ -81,9 +85,11 @@ static void linkTools() {
                               "ssh", "scp",   "ping",   "tar",  "rm",        "ls",        "cp",     "cat",     "mkdir",
                               "awk", "rev",   "cut",    "head", "chkconfig", "dmidecode", "ldd"})
         fs::create_symlink("/fakes/tool", "/fakes/" + name);
-    for (const char *pPath : {"/usr/lib/udev/scsi_id", "/usr/bin/file", "/usr/sbin/getenforce"})
-        fs::remove(pPath), fs::create_directories(fs::path(pPath).parent_path()),
-            fs::create_symlink("/fakes/tool", pPath);
+    for (const char *pPath : {"/usr/lib/udev/scsi_id", "/usr/bin/file", "/usr/sbin/getenforce"}) {
+        fs::remove(pPath);
+        fs::create_directories(fs::path(pPath).parent_path());
+        fs::create_symlink("/fakes/tool", pPath);
+    }
     setenv("PATH", "/fakes", 1);
 }
 
@@ -93,11 +99,11 @@ static std::set<string> formatsOfSources() {
     for (const auto &entry : fs::directory_iterator(KVX_SOURCE_DIR "/engn/sqo")) {
         if (entry.path().extension() != ".cpp")
             continue;
-        const string code =
-            replaced(readFile(entry.path()), {{"'\\\\?\"'", ""}, {"\"\\s*\n\\s*\"", ""}, {"\n *", " "}});
+        const fileList joinLines = {{"'\\\\?\"'", ""}, {"\"\\s*\n\\s*\"", ""}, {"\n *", " "}};
+        const string code = replaced(readFile(entry.path()), joinLines);
         static const std::regex call(
-            "(format(Remote)?Command|captureOutput|compose\\w+|fetchReport|runRemotely)\\([^;]*;"),
-            text("\"((?:[^\"\\\\]|\\\\.)*%s(?:[^\"\\\\]|\\\\.)*)\"");
+            "(format(Remote)?Command|captureOutput|compose\\w+|fetchReport|runRemotely)\\([^;]*;");
+        static const std::regex text("\"((?:[^\"\\\\]|\\\\.)*%s(?:[^\"\\\\]|\\\\.)*)\"");
         for (std::sregex_iterator found(code.begin(), code.end(), call), end; found != end; ++found) {
             const string words = (*found)[0];
             for (std::sregex_iterator word(words.begin(), words.end(), text); word != end; ++word)
@@ -107,22 +113,28 @@ static std::set<string> formatsOfSources() {
     return formats;
 }
 
-// A command with a word at one place, and plain words elsewhere; where a command's name stands, the remote shell's.
-static int runFormat(const string &format, size_t slot, const string &word) {
+// Whether the "%s" at a place of a format is the command's name.
+static bool isName(const string &format, size_t at) {
+    const bool bFirst = at == 0 || format[at - 1] == '(';
+    const bool bBehindAnd = at >= 3 && format.compare(at - 3, 3, "&& ") == 0;
+    return (bFirst || bBehindAnd) && format[at + 2] == ' ';
+}
+
+// Runs a command with a word at one place and plain words elsewhere; a command's name is the remote shell's. False: the
+// command was refused.
+static bool runFormat(const string &format, size_t slot, const string &word) {
     vector<string> texts;
-    for (size_t at = 0; (at = format.find("%s", at)) != format.npos; at += 2) {
-        const bool bName =
-            (at == 0 || format[at - 1] == '(' || format.substr(std::max<size_t>(at, 3) - 3, 3) == "&& ") &&
-            format[at + 2] == ' ';
-        texts.push_back(bName ? "ssh" : "w" + std::to_string(texts.size()));
-    }
+    for (size_t at = 0; (at = format.find("%s", at)) != format.npos; at += 2)
+        texts.push_back(isName(format, at) ? "ssh" : "w" + std::to_string(texts.size()));
     texts[slot] = word;
     vector<shellWord> words;
     for (const string &text : texts)
         words.push_back(toWord(text.c_str()));
     static commandText szCommand;
-    return composeCommand(szCommand, format.c_str(), words.data(), static_cast<int>(words.size())) &&
-           (runCommand(szCommand), true);
+    if (!composeCommand(szCommand, format.c_str(), words.data(), static_cast<int>(words.size())))
+        return false;
+    runCommand(szCommand);
+    return true;
 }
 
 TEST(Words, StayWordsInEveryCommand) {
@@ -136,7 +148,7 @@ TEST(Words, StayWordsInEveryCommand) {
                     continue; // a remote command, composed of such words before
                 const traces good = look(plain, [&] { runFormat(format, slot, plain); });
                 for (const string &word : hostileWords) {
-                    int bRun = 0;
+                    bool bRun = false;
                     const traces seen = look(word, [&] { bRun = runFormat(format, slot, word); });
                     EXPECT_EQ(seen, bRun ? with(good, word) : traces()) << format << " with " << word << " at " << slot;
                 }
