@@ -32,7 +32,8 @@ TEST(Messages, StandInHeaderAndCatalogWithTheSameTokens) {
 TEST(Messages, ShowTokensThatTheyHaveAndFitTheirBuffers) {
     useCatalog();
     for (const string &row : found(shell(header), "MSG_(\\w+) = (\\d+), *// ([^\n]*)", "$2 $3; $1")) {
-        const string tokens = row.substr(6), text = message(std::stoi(row), std::vector<string>(9, string(1, 1)));
+        const string tokens = row.substr(6);
+        const string text = message(std::stoi(row), std::vector<string>(9, string(1, 1)));
         const long stated = tokens.rfind("none", 0) == 0 ? 0 : 1 + std::count(tokens.begin(), tokens.end(), ',');
         const long shown = std::count(text.begin(), text.end(), 1);
         EXPECT_LE(shown, stated) << row;
@@ -55,8 +56,11 @@ TEST(Messages, AreShownAsTheyStandWhateverTheyHold) {
 TEST(Tags, StandInTheOrderOfTheirMembers) {
     string members = shell("sed -n '/^enum Tag {/,/}/p' engn/include/*.h");
     members = std::regex_replace(members, std::regex(R"(/\*.*?\*/|enum Tag \{|[\s}])"), "");
-    for (int tag = 0; tag < LastTag; members.erase(0, members.find(',') + 1), tag++)
-        EXPECT_TRUE(members.substr(0, members.find(',')) == ppszTagName[tag] || (tag >= 76 && tag <= 78)) << tag;
+    for (int tag = 0; tag < LastTag; tag++) {
+        const string member = members.substr(0, members.find(','));
+        EXPECT_TRUE(member == ppszTagName[tag] || (tag >= 76 && tag <= 78)) << tag << " " << member;
+        members.erase(0, member.size() + 1);
+    }
 }
 
 TEST(Statuses, StandInHeaderUsageAndManual) {
@@ -114,6 +118,19 @@ TEST(Manual, ExampleRunsAsStated) {
         ends.insert(std::to_string(got.status) + (name == "rhel" ? " on RHEL" : " on SUSE"));
     }
     EXPECT_EQ(ends, found(shell("tr '\\n' ' ' <man/KVXprereqs.xml.5"), "status (\\d+ on [A-Z]+)"));
+}
+
+// A run with a failure has all of them.
+TEST(Manual, NamesTheMembersOfTheJson) {
+    onHost({}, [] {});
+    privateHost host;
+    host.layers = {KVX_SOURCE_DIR "/samples/hosts/rhel"};
+    host.binds = {KVX_SOURCE_DIR "/samples", KVX_PROGRAM_DIR};
+    const string run = "cd " KVX_PROGRAM_DIR "; ./kvxprereqcheck -f " KVX_SOURCE_DIR "/samples/KVXprereqs.xml -i | "
+                       "./kvxprereqreport --format=json --host=h";
+    const string manual = shell("sed '/^.Ss JSON/,/^.Ed/!d' man/kvxprereqreport.1");
+    const char *const pName = "\"(\\w+)\": ";
+    EXPECT_EQ(found(runProgram(host, {"/bin/sh", "-c", run}).out, pName), found(manual, pName));
 }
 
 // What the last word of a command line is completed to.
