@@ -54,15 +54,16 @@ static string masked(const string &text) {
     utsname own = {};
     uname(&own);
     const string level = replaced(own.release, {{"-.*", ""}, {"\\.", " "}});
-    return replaced(text, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
-                           {"(kvxprereqcheck\\.PID)\\.\\w{6}\\b", "$1.RANDOM"},
-                           {"/tmp/kvxprereqcheck\\.\\d+", "/tmp/kvxprereqcheck.PID"},
-                           {"KERNEL_FOUND " + level, "KERNEL_FOUND OWN"},
-                           {dateLine, "DATE"},
-                           {namedTextsDirectory(), "RUNTIME"},
-                           {"\\d+ : Cateory", "LINE : Cateory"},
-                           {"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"},
-                           {string("(LOCATED OWN[^/]*GLIBC_FOUND )") + gnu_get_libc_version(), "$1OWN"}});
+    const string shown = replaced(text, {{"LOCATED /(usr/)?lib[^ ,\n]*", "LOCATED OWN"}});
+    const bool bOwnLibrary = shown.find("GLIBC_LOCATED OWN") != string::npos;
+    return replaced(shown, {{"([./])" + std::to_string(getpid()) + "\\b", "$1PID"},
+                            {"(kvxprereqcheck\\.PID)\\.\\w{6}\\b", "$1.RANDOM"},
+                            {"/tmp/kvxprereqcheck\\.\\d+", "/tmp/kvxprereqcheck.PID"},
+                            {"KERNEL_FOUND " + level, "KERNEL_FOUND OWN"},
+                            {dateLine, "DATE"},
+                            {namedTextsDirectory(), "RUNTIME"},
+                            {"\\d+ : Cateory", "LINE : Cateory"},
+                            {bOwnLibrary ? string("GLIBC_FOUND ") + gnu_get_libc_version() : "$.", "GLIBC_FOUND OWN"}});
 }
 
 // Writes 12 and more of one letter as x*12.
@@ -125,6 +126,31 @@ static vector<string> usualGuiReport(const namedOperation &what, bool bFailed, c
     return lines;
 }
 
+static vector<string> beginningOf(const vector<string> &lines, size_t count) {
+    return {lines.begin(), lines.begin() + static_cast<long>(count)};
+}
+
+static vector<string> endOf(const vector<string> &lines, size_t count) {
+    return {lines.end() - static_cast<long>(count), lines.end()};
+}
+
+// The errors, those at the beginning in words where they are the first or the last lines of the block.
+static vector<string> errorsByPlace(const vector<string> &errors, const vector<string> &block) {
+    if (errors.empty())
+        return {"none"};
+    for (size_t count = std::min(errors.size(), block.size()); count > 0; count--) {
+        const vector<string> beginning = beginningOf(errors, count);
+        const bool bLast = beginning == endOf(block, count);
+        if (!bLast && beginning != beginningOf(block, count))
+            continue;
+        vector<string> words = endOf(errors, errors.size() - count);
+        const string lines = count == 1 ? " line" : " " + std::to_string(count) + " lines";
+        words.insert(words.begin(), (bLast ? "the last" : "the first") + lines);
+        return words;
+    }
+    return errors;
+}
+
 static answer checkAnswer(const namedOperation &what, const string &usualTitle, outcome got) {
     const string title = takeTitle(&got.report);
     const string verdict = title.empty() ? "no block" : takeVerdict(&got.report);
@@ -133,7 +159,9 @@ static answer checkAnswer(const namedOperation &what, const string &usualTitle, 
     answer all = {{verdict + (title == usualTitle || title.empty() ? "" : ", titled " + title), got.report}};
     if (got.status != NO_STATUS && got.status != (bFailed ? -1 : 0))
         all.push_back({"status " + std::to_string(got.status), {}});
-    addUnlessUsual(&all, "errors", got.errors, bErrorsListed ? got.report : vector<string>());
+    const vector<string> usualErrors = bErrorsListed ? got.report : vector<string>();
+    if (got.errors != usualErrors)
+        all.push_back({"errors", errorsByPlace(got.errors, got.report)});
     if (what.pMarker != nullptr)
         addUnlessUsual(&all, "GUI report", got.gui, usualGuiReport(what, bFailed, got.errors));
     return all;

@@ -164,6 +164,7 @@ static string answerOf(const oneCase &given, bool bWholeText) {
         host.layers = {KVX_PROGRAM_DIR "/tests/rpm-host"};
     const string setUp = "runtime=" + namedTextsDirectory() + "\n" + prelude + given.setUp + "\n:";
     const auto body = [&] {
+        showOwnFiles();
         EXPECT_EQ(system(expanded(setUp).c_str()), 0);
         setenv("PATH", (string("/fakes:") + getenv("PATH")).c_str(), 1);
         std::cout << answerHere(expanded(given.call), bWholeText) << std::flush;

@@ -30,6 +30,10 @@ struct scratchDirectory {
 // here. Where private hosts are not permitted the test is skipped, or fails when the environment has CI set.
 void onHost(const privateHost &host, const std::function<void()> &body);
 
+// On a private host: lets the memory map of this process name the files that it uses as they are named there. In a
+// chroot, where packages are built, the kernel names them from outside of it.
+void showOwnFiles();
+
 // What `body` and the commands that it runs print. An expectation that fails inside is caught too: keep them outside.
 printed capture(const std::function<void()> &body);
 
