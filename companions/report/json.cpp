@@ -2,82 +2,21 @@
 #include "outline.h"
 #include "writers.h"
 
-#include <array>
-#include <cstdio>
 #include <string_view>
+
+#include "../common/json.h"
 
 namespace report {
 
 namespace {
 
+using json::append;
+using json::appendText;
+using json::list;
+using json::member;
+using json::name;
+
 constexpr int schema = 1;
-
-void append(std::string &json, std::string_view text) {
-    json += '"';
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            json += '\\';
-            json += c;
-        } else if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            std::array<char, 8> escape{};
-            std::snprintf(escape.data(), escape.size(), "\\u%04x",
-                          static_cast<unsigned>(static_cast<unsigned char>(c)));
-            json += escape.data();
-        } else
-            json += c;
-    }
-    json += '"';
-}
-
-void append(std::string &json, bool bYes) {
-    json += bYes ? "true" : "false";
-}
-
-void append(std::string &json, int number) {
-    json += std::to_string(number);
-}
-
-template <typename Value> void append(std::string &json, const std::optional<Value> &value) {
-    if (value)
-        append(json, *value);
-    else
-        json += "null";
-}
-
-// A member's name, with what stands in front of it.
-void name(std::string &json, const char *pText) {
-    if (json.back() != '{')
-        json += ", ";
-    json += '"';
-    json += pText;
-    json += "\": ";
-}
-
-template <typename Value> void member(std::string &json, const char *pName, const Value &value) {
-    name(json, pName);
-    append(json, value);
-}
-
-void member(std::string &json, const char *pName, const char *pText) {
-    name(json, pName);
-    append(json, std::string_view(pText));
-}
-
-template <typename Values, typename Append>
-void list(std::string &json, const char *pName, const Values &values, Append appendOne) {
-    name(json, pName);
-    json += '[';
-    for (const auto &value : values) {
-        if (&value != &values.front())
-            json += ", ";
-        appendOne(json, value);
-    }
-    json += ']';
-}
-
-void appendText(std::string &json, const std::string &text) {
-    append(json, std::string_view(text));
-}
 
 void appendLine(std::string &json, const line &one) {
     json += '{';
