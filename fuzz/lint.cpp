@@ -2,14 +2,17 @@
 // every element on the host that knows nothing, in the clustered pass: all conditions hold there.
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "explain.h"
 #include "lint.h"
 #include "mustHold.h"
-#include "sqloPrereqCheck.h"
+#include "output.h"
+#include "sqloPrereqDefs.h"
 
 using std::string;
 typedef std::vector<string> strings;
@@ -31,11 +34,13 @@ static bool isElement(const string &line) {
            text.substr(text.find('<')) == "</" + name + ">";
 }
 
+// The file's lines as the program takes them: a long one in pieces, and no farther than a NUL character.
 static strings linesOf(const string &file) {
     strings lines;
     std::istringstream read(file);
     for (string line; std::getline(read, line);)
-        lines.push_back(line.substr(0, PREREQ_LINE_SIZE - 1));
+        for (size_t at = 0; at == 0 || at < line.size(); at += PREREQ_LINE_SIZE - 1)
+            lines.emplace_back(line.substr(at, PREREQ_LINE_SIZE - 1).c_str());
     return lines;
 }
 
@@ -66,22 +71,84 @@ static long elementsLost(const strings &lines) {
     return lost;
 }
 
+static size_t lengthOfLine(const string &file, size_t number) {
+    size_t begin = 0;
+    for (; number > 1 && begin < file.size(); number--)
+        begin = file.find('\n', begin) == string::npos ? file.size() : file.find('\n', begin) + 1;
+    return number > 1 ? 0 : std::min(file.find('\n', begin), file.size()) - begin;
+}
+
+// What a level comes to for a host, as the program's reader takes it from line to line.
+static std::map<string, string> valuesRead(const strings &lines, const string &level, const lint::describedHost &host) {
+    forgetValues();
+    setPrereq(KVXLevel, level.c_str());
+    setPrereq(LinuxDistro, host.distribution.c_str());
+    setPrereq(RHELVersion, host.release.c_str());
+    setPrereq(RHELSP, host.servicePack.c_str());
+    prereqReader reader;
+    sqloBeginPrereqLines(&reader, level.c_str());
+    std::map<string, string> values;
+    for (const string &line : lines) {
+        sqloTakePrereqLine(&reader, line.c_str());
+        if (reader.effect == LINE_VALUE && reader.tag >= MinOSVersion)
+            values[ppszTagName[reader.tag]] = ppszPREREQ[reader.tag];
+    }
+    forgetValues();
+    return values;
+}
+
+static std::map<string, string> valuesExplained(const lint::explanation &explained) {
+    std::map<string, string> values;
+    const auto add = [&](const std::vector<lint::shownValue> &shown) {
+        for (const lint::shownValue &value : shown)
+            if (value.tag >= MinOSVersion)
+                values[ppszTagName[value.tag]] = value.counted.text;
+    };
+    for (const lint::shownCheck &check : explained.checks)
+        add(check.values);
+    for (const lint::unreadValues &unread : explained.unread)
+        add(unread.values);
+    return values;
+}
+
+static void explainLevel(const string &file, const strings &lines, const string &level) {
+    lint::describedHost host;
+    host.distribution = "RHEL";
+    host.release = std::to_string(file.size() % 12);
+    host.servicePack = std::to_string(lines.size() % 10);
+    std::ostringstream printed;
+    try {
+        const lint::explanation explained = lint::explain(file, {level}, level, host);
+        lint::printText(explained, printed);
+        lint::printJson(explained, printed);
+        MUST_HOLD(valuesExplained(explained) == valuesRead(lines, level, host));
+    } catch (const std::runtime_error &) { // the level's section is not found
+        MUST_HOLD(valuesRead(lines, level, host).empty());
+    }
+}
+
 static void lintFile(const string &file) {
     const strings lines = linesOf(file), levels = levelsOf(lines);
     size_t line = 1;
     bool bError = false;
-    for (const lint::finding &found : lint::judge(file, true)) {
-        MUST_HOLD(found.line >= line && found.column > 0 && !found.text.empty());
+    lint::judgeOptions options;
+    options.bUnread = true;
+    const lint::judgement judged = lint::judge(file, options);
+    for (const lint::finding &found : judged.findings.all) {
+        const bool bInside = found.column <= lengthOfLine(file, found.line) + 1;
+        MUST_HOLD(found.line >= line && found.column > 0 && bInside && !judged.findings.textOf(found).empty());
         line = found.line;
-        bError = bError || found.error || found.id == lint::Rule::otherPlatform; // whose elements nobody reads
+        bError = bError || lint::entryOf(found.id).severity == lint::Severity::error ||
+                 found.id == lint::Rule::otherPlatform; // whose elements nobody reads
     }
-    std::ostringstream explained;
-    lint::describedHost host;
-    host.distribution = file.size() % 2 == 0 ? "SUSE" : "RHEL";
-    host.release = file.substr(0, 5);
+    std::ostringstream printed;
+    for (const char *pForm : {"gcc", "github", "json", "sarif"})
+        lint::makeWriter(pForm, printed)->add("file", file, judged.findings);
     if (!levels.empty())
-        lint::explain(file, levels.front(), host, explained);
-    MUST_HOLD(bError || file.find("<!--") != string::npos || elementsLost(lines) <= 0);
+        explainLevel(file, lines, levels.front());
+    const bool bHidden = file.find("<!-") != string::npos || file.find("<?") != string::npos ||
+                         file.find("kvxprereqlint") != string::npos;
+    MUST_HOLD(bError || bHidden || elementsLost(lines) <= 0);
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {

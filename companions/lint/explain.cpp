@@ -6,10 +6,12 @@
 #include <map>
 #include <stdexcept>
 #include <string.h>
+#include <sys/mman.h>
 #include <unistd.h>
-#include <vector>
+#include <unordered_map>
 
 #include "conditions.h"
+#include "output.h"
 #include "sqloPrereqDefs.h"
 #include "tags.h"
 
@@ -20,6 +22,8 @@ namespace {
 using std::string;
 using std::string_view;
 
+constexpr int FIRST_LEVEL_SLOT = MinOSVersion; // the program forgets the texts from here on before each pass
+
 string_view firstLine(string_view &file) {
     const std::size_t end = std::min(file.find('\n'), file.size());
     const string_view line = file.substr(0, end);
@@ -27,65 +31,47 @@ string_view firstLine(string_view &file) {
     return line;
 }
 
-// A text as a file without a name, for an operation that takes a path.
-class namelessFile {
-public:
-    explicit namelessFile(const string &text) {
-        int ends[2];
-        if (text.size() > MOST_TEXT || pipe(ends) != 0)
-            throw std::runtime_error("a release or service pack that is too long");
-        descriptor = ends[0];
-        const bool bWritten = write(ends[1], text.data(), text.size()) == (ssize_t)text.size();
-        close(ends[1]);
-        if (!bWritten)
-            throw std::runtime_error("a pipe cannot be written");
-    }
-    ~namelessFile() {
-        close(descriptor);
-    }
-    namelessFile(const namelessFile &) = delete;
-    namelessFile &operator=(const namelessFile &) = delete;
-    string path() const {
-        return "/proc/self/fd/" + std::to_string(descriptor);
-    }
-
-private:
-    static constexpr std::size_t MOST_TEXT = 512; // less than any pipe holds
-    int descriptor = -1;
-};
-
 /* --- The host --- */
 
-// The program's table as it is on the described host when a level begins.
+// The program's table as it is on the described host when a run begins.
 class hostTable {
 public:
-    hostTable(const string &level, const describedHost &host) {
-        forget();
-        linuxDistro =
-            (int)(std::find(ppszDistroName, ppszDistroName + DISTRO_COUNT, host.distribution) - ppszDistroName);
-        bShareGrid = host.bClustered;
-        store(KVXLevel, level);
-        store(platform, "Linux");
-        store(Processor, "");
-        store(LinuxDistro, host.distribution);
-        store(MHCA, "FALSE");
-        store(HCANetwork, "Undefined");
-        storeRelease(host);
-        storeKernel(host.kernel);
+    explicit hostTable(const describedHost &describedHost) : host(describedHost) {
+        linuxDistro = distributionOf(host.distribution)->distribution;
+        beginRun();
     }
     ~hostTable() {
-        forget();
+        forget(0);
         linuxDistro = DISTRO_UNKNOWN;
         bShareGrid = 0;
     }
     hostTable(const hostTable &) = delete;
     hostTable &operator=(const hostTable &) = delete;
 
+    // What the program knows of the host, and nothing else.
+    void beginRun() const {
+        forget(0);
+        store(MHCA, "FALSE");
+        store(HCANetwork, "Undefined");
+        storeRelease();
+        storeKernel();
+    }
+
+    // What the program does before it reads a level: texts of the host stay as an earlier pass left them.
+    void beginPass(const string &level, bool bClustered) const {
+        forget(FIRST_LEVEL_SLOT);
+        bShareGrid = bClustered;
+        store(KVXLevel, level);
+        store(platform, "Linux");
+        store(Processor, "");
+        store(LinuxDistro, host.distribution);
+    }
+
 private:
-    static void forget() {
-        for (char *&pText : ppszPREREQ) {
-            std::free(pText);
-            pText = nullptr;
+    static void forget(int first) {
+        for (int slot = first; slot < LastTag; slot++) {
+            std::free(ppszPREREQ[slot]);
+            ppszPREREQ[slot] = nullptr;
         }
     }
 
@@ -102,9 +88,9 @@ private:
         linuxDistro = own;
     }
 
-    static void storeRelease(const describedHost &host) {
+    void storeRelease() const {
         switch (linuxDistro) {
-        case DISTRO_SUSE: storeSuseRelease(host); break;
+        case DISTRO_SUSE: storeSuseRelease(); break;
         case DISTRO_UBUNTU: break; // its release is not stored
         default:
             readReleaseFile(linuxDistro, (linuxDistro == DISTRO_INSPUR ? "K-UX " : "release ") + host.release + "\n");
@@ -115,7 +101,7 @@ private:
 
     // A service pack of its own stands in /etc/SuSE-release. Otherwise the release is that of /etc/os-release: cut like
     // that of other distributions, but the last part keeps the line's end.
-    static void storeSuseRelease(const describedHost &host) {
+    void storeSuseRelease() const {
         if (!host.servicePack.empty()) {
             readReleaseFile(DISTRO_SUSE, "VERSION = " + host.release + "\nPATCHLEVEL = " + host.servicePack + "\n");
             return;
@@ -128,8 +114,8 @@ private:
             store(last, string(ppszPREREQ[last]) + "\n");
     }
 
-    static void storeKernel(const string &kernel) {
-        string release = kernel;
+    void storeKernel() const {
+        string release = host.kernel;
         char *pRest = release.data();
         for (auto [tag, pEnd] :
              {std::pair(OSVersion, "."), std::pair(OSRelease, "."), std::pair(OSMinorRelease, "-")}) {
@@ -138,19 +124,11 @@ private:
                 store(tag, pPart);
         }
     }
+
+    const describedHost &host;
 };
 
 /* --- Reading the level as the host would --- */
-
-struct givenValue {
-    std::size_t line;
-    string text;
-};
-
-struct skippedSection {
-    std::size_t begin, end; // 0: it ends with the platform section
-    string opening, reason;
-};
 
 struct readLevel {
     int place = PLACE_FILE;
@@ -218,38 +196,53 @@ private:
     readLevel level;
 };
 
-/* --- Printing --- */
+// Reads a level as -v does: the clustered pass follows the ordinary one. On Ubuntu it is the only one.
+readLevel readPasses(string_view file, const string &level, const describedHost &host, const hostTable &table) {
+    const bool bBoth = host.bClustered && host.distribution != ppszDistroName[DISTRO_UBUNTU];
+    table.beginPass(level, host.bClustered && !bBoth);
+    readLevel read = levelReader(level).run(file);
+    if (!bBoth)
+        return read;
+    table.beginPass(level, true);
+    return levelReader(level).run(file);
+}
 
-class explanation {
+/* --- What becomes of what was read --- */
+
+class explainer {
 public:
-    explanation(const readLevel &level, const describedHost &host, std::ostream &out)
-        : level(level), host(host), out(out) {
+    explainer(const readLevel &level, explanation &explained)
+        : level(level), host(explained.host), explained(explained) {
     }
 
-    void print(const string &name) const {
-        out << "Level " << printable(name) << " on " << host.distribution << ' ' << printable(host.release)
-            << (host.servicePack.empty() ? "" : " service pack " + printable(host.servicePack))
-            << (host.kernel.empty() ? ", kernel not given" : ", kernel " + printable(host.kernel))
-            << (host.bClient ? ", client" : "") << (host.bClustered ? ", clustered pass" : "") << "\n";
-        printNotes(name);
-        printChecks();
-        printRest("Read in the clustered pass only",
+    void run() {
+        addNotes();
+        addChecks();
+        explained.everyLevel.emplace_back("strings is there");
+        if (!host.bClient)
+            explained.everyLevel.emplace_back("libaio.so.1 loads");
+        explained.everyLevel.emplace_back("32-bit PAM library (warning)");
+        if (host.bClustered)
+            explained.everyLevel.insert(
+                explained.everyLevel.end(),
+                {"SELinux is disabled", "free space in /var, /usr and the temporary directory"});
+        addUnread("Read in the clustered pass only",
                   [&](Reading read) { return read == Reading::clusteredPass && !host.bClustered; });
-        printRest("Read only by checks that no option selects", [](Reading read) { return read == Reading::dormant; });
-        printRest("Read by no check", [](Reading read) { return read == Reading::nothing || read == Reading::host; });
-        printSkipped();
+        addUnread("Read only by checks that no option selects", [](Reading read) { return read == Reading::dormant; });
+        addUnread("Read by no check", [](Reading read) { return read == Reading::nothing || read == Reading::host; });
+        explained.skipped = level.skipped;
     }
 
 private:
     // The program decides by the host, before it reads a level, whether to check it there.
-    void printNotes(const string &name) const {
+    void addNotes() {
         if (host.distribution != ppszDistroName[DISTRO_UBUNTU])
             return;
-        if (name.find("9.8") != string::npos)
-            out << "Note: a level whose name holds 9.8 is not for UBUNTU: -v refuses it, a run of all levels passes over "
-                   "it; only -i without -v, and -l, check it\n";
+        if (explained.level.find("9.8") != string::npos)
+            explained.notes.emplace_back("a level whose name holds 9.8 is not for UBUNTU: -v refuses it, a run of all "
+                                         "levels passes over it; only -i without -v, and -l, check it");
         if (host.bClustered)
-            out << "Note: on UBUNTU only -l makes the clustered pass\n";
+            explained.notes.emplace_back("on UBUNTU only -l makes the clustered pass");
     }
 
     bool isAsked(Reading read) const {
@@ -260,31 +253,34 @@ private:
         return level.values.find(tag) != level.values.end();
     }
 
-    void printChecks() const {
-        std::vector<string_view> checks; // in the order of their tags
-        for (const auto &[tag, given] : level.values) {
+    void addChecks() {
+        for (const auto &[tag, given] : level.values) { // in the order of their tags
             const tagUse &use = useOf(tag);
-            if (!isAsked(use.read) || std::find(checks.begin(), checks.end(), use.check) != checks.end())
-                continue;
-            checks.push_back(use.check);
-            out << "\nCheck: " << use.check << noteOn(tag) << "\n";
-            for (const auto &[other, texts] : level.values)
-                if (isAsked(useOf(other).read) && useOf(other).check == use.check)
-                    printValue(other, texts);
-            if (noteOn(tag).empty())
-                printLacking(use.check);
+            auto &checks = explained.checks;
+            const bool bThere = std::any_of(checks.begin(), checks.end(),
+                                            [&](const shownCheck &check) { return check.name == use.check; });
+            if (isAsked(use.read) && !bThere)
+                checks.push_back(checkOf(tag));
         }
-        out << "\nChecks of every level: strings is there" << (host.bClient ? "" : ", libaio.so.1 loads")
-            << ", 32-bit PAM library (warning)"
-            << (host.bClustered ? ", SELinux is disabled, free space in /var, /usr and the temporary directory" : "")
-            << "\n";
     }
 
-    // What a check is made without, though it is given what makes no sense alone.
-    void printLacking(string_view check) const {
+    shownCheck checkOf(int tag) const {
+        shownCheck check;
+        check.name = useOf(tag).check;
+        check.note = noteOn(tag);
+        for (const auto &[other, texts] : level.values)
+            if (isAsked(useOf(other).read) && useOf(other).check == check.name)
+                check.values.push_back(shown(other, texts));
+        for (const auto &parts : levelParts)
+            if (useOf(parts[0]).check == check.name)
+                check.level = levelOf(parts);
+        if (!check.note.empty())
+            return check;
         for (const dependence &pair : dependences)
-            if (useOf(pair.tag).check == check && isGiven(pair.tag) && !isGiven(pair.needed))
-                out << "  " << ppszTagName[pair.needed] << " is not given: " << pair.consequence << "\n";
+            if (useOf(pair.tag).check == check.name && isGiven(pair.tag) && !isGiven(pair.needed))
+                check.lacking.push_back(string(ppszTagName[pair.needed]) +
+                                        " is not given: " + string(pair.consequence));
+        return check;
     }
 
     // A check that does not run in spite of what it is given.
@@ -292,93 +288,138 @@ private:
         const string_view check = useOf(tag).check;
         if ((check == useOf(kshPackage).check || check == useOf(ntpPackage).check) &&
             (!isGiven(kshPackage) || !isGiven(ntpPackage)))
-            return ", not made: kshPackage and ntpPackage are not both given";
+            return "kshPackage and ntpPackage are not both given";
         if (check == useOf(CPPLibName).check && !isGiven(CPPLibName))
-            return ", not made: no CPPLibName is given";
+            return "no CPPLibName is given";
         return "";
     }
 
-    template <typename Test> void printRest(const char *pTitle, Test belongs) const {
-        bool bTitle = false;
-        for (const auto &[tag, given] : level.values) {
-            if (!belongs(useOf(tag).read))
-                continue;
-            if (!bTitle)
-                out << "\n" << pTitle << "\n";
-            bTitle = true;
-            printValue(tag, given);
-        }
+    static string levelOf(const Tag (&parts)[3]) {
+        string text;
+        for (const Tag part : parts)
+            text += (text.empty() ? "" : ".") + std::to_string(std::atoi(minimumOrZero(part)));
+        return text;
     }
 
-    void printValue(int tag, const std::vector<givenValue> &given) const {
-        out << "  line " << given.back().line << ": " << ppszTagName[tag] << " = " << printable(given.back().text);
-        for (auto earlier = given.rbegin() + 1; earlier != given.rend(); ++earlier)
-            out << (earlier == given.rbegin() + 1 ? ", instead of " : ", ") << printable(earlier->text) << " in line "
-                << earlier->line;
-        out << "\n";
+    template <typename Test> void addUnread(const char *pReason, Test belongs) {
+        unreadValues unread = {pReason, {}};
+        for (const auto &[tag, given] : level.values)
+            if (belongs(useOf(tag).read))
+                unread.values.push_back(shown(tag, given));
+        if (!unread.values.empty())
+            explained.unread.push_back(std::move(unread));
     }
 
-    void printSkipped() const {
-        if (!level.skipped.empty())
-            out << "\nSkipped\n";
-        for (const skippedSection &section : level.skipped) {
-            out << "  lines " << section.begin << " to ";
-            if (section.end == 0)
-                out << "the platform's end";
-            else
-                out << section.end;
-            out << ": " << printable(section.opening) << "\n    " << printable(section.reason) << "\n";
-        }
+    static shownValue shown(int tag, const std::vector<givenValue> &given) {
+        return {tag, given.back(), {given.rbegin() + 1, given.rend()}};
     }
 
     const readLevel &level;
     const describedHost &host;
-    std::ostream &out;
+    explanation &explained;
 };
+
+/* --- The kernel and all levels --- */
+
+// Where each level's own line begins in the file, so that not all of it is read for each.
+std::unordered_map<string, std::size_t> levelLines(string_view file) {
+    static constexpr string_view begin = "<KVXLevel value=\"";
+    std::unordered_map<string, std::size_t> places;
+    for (std::size_t at = 0; (at = file.find(begin, at)) != string_view::npos; at++) {
+        const std::size_t name = at + begin.size();
+        const std::size_t line = at == 0 ? 0 : file.find_last_of('\n', at) + 1;
+        const std::size_t end = std::min(file.find('"', name), file.size());
+        if (end - line < PREREQ_LINE_SIZE)
+            places.emplace(file.substr(name, end - name), line);
+    }
+    return places;
+}
+
+void judgeKernel(string_view file, const std::vector<string> &levels, const hostTable &table, explanation &explained) {
+    const auto places = levelLines(file);
+    const std::array<string, 3> parts = {ppszPREREQ[OSVersion], ppszPREREQ[OSRelease], ppszPREREQ[OSMinorRelease]};
+    const threePartLevel kernel = {{parts[0].c_str(), parts[1].c_str(), parts[2].c_str()}};
+    describedHost host = explained.host;
+    host.bClustered = false;
+    bool bHostChanged = true;
+    for (const string &level : levels) {
+        if (bHostChanged)
+            table.beginRun();
+        const auto place = places.find(level);
+        const readLevel read = readPasses(file.substr(place == places.end() ? 0 : place->second), level, host, table);
+        (meetsMinimum(kernel, levelParts[0]) ? explained.kernelMeets : explained.kernelFails).push_back(level);
+        bHostChanged = !read.values.empty() && read.values.begin()->first < FIRST_LEVEL_SLOT;
+    }
+}
+
+string someOf(const std::vector<string> &levels) {
+    constexpr std::size_t MOST_NAMED = 10;
+    string names;
+    for (std::size_t i = 0; i < std::min(levels.size(), MOST_NAMED); i++)
+        names += (i == 0 ? "" : ", ") + printable(levels[i]);
+    return names + (levels.size() > MOST_NAMED ? ", ..." : "");
+}
 
 } // namespace
 
-string printable(string_view text) {
-    static constexpr char digits[] = "0123456789abcdef";
-    string shown;
-    for (std::size_t i = 0; i < text.size(); i++) {
-        const char c = text[i];
-        const unsigned code = (unsigned char)c;
-        if (text.substr(i, noBreakSpace.size()) == noBreakSpace) {
-            shown += "U+00A0";
-            i += noBreakSpace.size() - 1;
-        } else if (c == '\n')
-            shown += "\\n";
-        else if (code < ' ' || code == 0x7f)
-            shown += {'\\', 'x', digits[code >> 4], digits[code & 15]};
-        else
-            shown += c;
+namelessFile::namelessFile(string_view text) : descriptor(memfd_create("kvxprereqlint", MFD_CLOEXEC)) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written <= 0) {
+            close(descriptor);
+            throw std::runtime_error("a file in memory cannot be written");
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
     }
-    return shown;
+}
+
+namelessFile::~namelessFile() {
+    close(descriptor);
+}
+
+string namelessFile::path() const {
+    return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
 bool isKnownDistribution(const string &name) {
     return distributionOf(name) != nullptr;
 }
 
-bool explain(string_view file, const string &level, const describedHost &host, std::ostream &out) {
-    const hostTable table(level, host);
-    const readLevel read = levelReader(level).run(file);
-    if (read.place < PLACE_SECTION)
-        return false;
-    explanation(read, host, out).print(level);
-    return true;
+std::vector<string> levelsOf(const string &path) {
+    if (path.size() >= sizeof szInputXMLFile)
+        throw std::runtime_error(path + ": the path is too long");
+    szInputXMLFile[path.copy(szInputXMLFile, path.size())] = '\0';
+    std::vector<string> levels;
+    if (sqloRetrieveSupportedVersion() == RC_OK)
+        for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
+            levels.emplace_back(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion));
+    return levels;
 }
 
-bool listLevels(const string &path, std::ostream &out) {
-    if (path.size() >= sizeof szInputXMLFile)
-        return false;
-    szInputXMLFile[path.copy(szInputXMLFile, path.size())] = '\0';
-    if (sqloRetrieveSupportedVersion() != RC_OK)
-        return false;
-    for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
-        out << printable({pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)}) << "\n";
-    return true;
+explanation explain(string_view file, const std::vector<string> &levels, const string &level,
+                    const describedHost &host) {
+    const string name = printable(level);
+    if (std::find(levels.begin(), levels.end(), level) == levels.end())
+        throw std::runtime_error("level " + name + " is not offered, so -v refuses it; the file offers " +
+                                 someOf(levels));
+    explanation explained;
+    explained.level = level;
+    explained.host = host;
+    const hostTable table(host);
+    const readLevel read = readPasses(file, level, host, table);
+    const string outcome =
+        ", so level " + name + " is checked as one without requirements: see what is found in the file";
+    if (read.place == PLACE_FILE)
+        throw std::runtime_error("no line holds <KVXLevel value=\"" + name + "\"> letter by letter" + outcome);
+    if (read.place == PLACE_LEVEL)
+        throw std::runtime_error("no line below the level's holds <platform value=\"Linux\"> letter by letter" +
+                                 outcome);
+    explainer(read, explained).run();
+    if (!host.kernel.empty()) {
+        table.beginRun();
+        judgeKernel(file, levels, table, explained);
+    }
+    return explained;
 }
 
 } // namespace lint

@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lint {
 
@@ -17,17 +18,73 @@ struct describedHost {
     bool bClient = false;     // the checks of a client
 };
 
+struct givenValue {
+    std::size_t line;
+    std::string text;
+};
+
+struct shownValue {
+    int tag;
+    givenValue counted;
+    std::vector<givenValue> replaced; // the last one first
+};
+
+struct shownCheck {
+    std::string_view name;
+    std::string note;  // why it does not run in spite of what it is given
+    std::string level; // that its parts come to; empty for a check without one
+    std::vector<shownValue> values;
+    std::vector<std::string> lacking; // what is not given, and what follows
+};
+
+struct unreadValues {
+    const char *pReason;
+    std::vector<shownValue> values;
+};
+
+struct skippedSection {
+    std::size_t begin, end; // 0: it ends with the platform section
+    std::string opening, reason;
+};
+
+struct explanation {
+    std::string level;
+    describedHost host;
+    std::vector<std::string> notes;
+    std::vector<shownCheck> checks;
+    std::vector<std::string> everyLevel; // what is checked whatever the file says
+    std::vector<unreadValues> unread;
+    std::vector<skippedSection> skipped;
+    std::vector<std::string> kernelMeets, kernelFails; // levels, by the kernel of the host
+};
+
 bool isKnownDistribution(const std::string &name);
 
-// Prints what the host would be asked for. False, and nothing printed, when the file does not hold the level's section.
-bool explain(std::string_view file, const std::string &level, const describedHost &host, std::ostream &out);
+// A text as a file without a name, for operations that take a path.
+class namelessFile {
+public:
+    explicit namelessFile(std::string_view text);
+    ~namelessFile();
+    namelessFile(const namelessFile &) = delete;
+    namelessFile &operator=(const namelessFile &) = delete;
 
-// Prints the levels that a file offers in the order of a run, one a line. False when it cannot be read or offers none.
-// Only once: the program's list of levels is built.
-bool listLevels(const std::string &path, std::ostream &out);
+    std::string path() const;
 
-// A text with what a terminal would act upon, and blanks that are none, written out.
-std::string printable(std::string_view text);
+private:
+    int descriptor;
+};
+
+// The levels that a file offers, in the order of a run. Throws when it cannot be read or offers none. Only once: the
+// program's list of levels is built.
+std::vector<std::string> levelsOf(const std::string &path);
+
+// What the host would be asked for. Throws when the level is not among those that the file offers, or its section is
+// not found.
+explanation explain(std::string_view file, const std::vector<std::string> &levels, const std::string &level,
+                    const describedHost &host);
+
+void printText(const explanation &explained, std::ostream &out);
+void printJson(const explanation &explained, std::ostream &out);
 
 } // namespace lint
 

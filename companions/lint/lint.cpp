@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <cctype>
 #include <iterator>
-#include <map>
+#include <limits>
+#include <stdexcept>
 
 #include "section.h"
+#include "suppressions.h"
 #include "tags.h"
 
 namespace lint {
@@ -17,6 +19,7 @@ using std::string_view;
 
 constexpr auto npos = string_view::npos;
 constexpr string_view levelStart = "<KVXLevel", platformName = "platform", supported = "Linux", shortLevel = "level";
+constexpr std::size_t MOST_BYTES = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t LEVEL_ROOM = sizeof(versionList::szVersion);
 
 bool holds(string_view text, string_view part) {
@@ -58,39 +61,44 @@ bool isLevelName(string_view name) {
 
 class fileJudge {
 public:
-    fileJudge(string_view file, bool bUnread) : markups(file), section(line, reader, bUnread) {
+    fileJudge(string_view text, const judgeOptions &options, findingList &list)
+        : file(text), findings(list), line(list), markups(text), section(line, reader, options.bUnread) {
     }
 
-    std::vector<finding> run(string_view file) {
+    // Returns how many findings were suppressed.
+    std::size_t run(const ruleSet &silent) {
         const string encoding(wideEncoding(file));
         if (!encoding.empty())
-            return {
-                {1, 1, Rule::encoding, true, "the file is in " + encoding + ", which is not read: save it as UTF-8"}};
-        if (hasOldLineEnds(file))
-            return {
-                {1, 1, Rule::encoding, true,
-                 "the lines end in a carriage return (CR) alone, so the file is one line: save it with line ends LF"}};
-        while (!file.empty()) {
-            const std::size_t end = std::min(file.find('\n'), file.size());
-            takeLine(file.substr(0, end));
-            file.remove_prefix(std::min(end + 1, file.size()));
-        }
-        endLevel();
-        if (!bAnyLevel)
-            line.reportAt(Rule::noLevel, 1, 1, "no line offers a level: write " + levelLine("12.1"));
-        std::stable_sort(line.findings.begin(), line.findings.end(), [](const finding &left, const finding &right) {
-            return std::pair(left.line, left.column) < std::pair(right.line, right.column);
-        });
-        return std::move(line.findings);
+            findings.add(Rule::encoding, 1, 1, "the file is in " + encoding + ", which is not read: save it as UTF-8");
+        else if (hasOldLineEnds(file))
+            findings.add(Rule::encoding, 1, 1,
+                         "the lines end in a carriage return (CR) alone, so the file is one line: save it with line "
+                         "ends LF");
+        else
+            judgeLines();
+        return suppressions.apply(findings, silent);
     }
 
 private:
+    void judgeLines() {
+        for (string_view rest = file; !rest.empty();) {
+            const std::size_t end = std::min(rest.find('\n'), rest.size());
+            takeLine(rest.substr(0, end));
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        }
+        endLevel();
+        if (!bAnyLevel)
+            findings.add(Rule::noLevel, 1, 1, "no line offers a level: write " + levelLine("12.1"));
+        reportTwice();
+    }
+
     void takeLine(string_view text) {
         line.number++;
         markups.read(text, line.marked);
         if (text.size() >= PREREQ_LINE_SIZE && endsAsItLooks(text))
             text = text.substr(0, PREREQ_LINE_SIZE - 1);
         line.text = text;
+        suppressions.take(text, line.number, !bAnyLevel, findings);
         if (holds(text, string_view("\0", 1)))
             line.report(Rule::nul, text.find('\0') + 1,
                         "a NUL character: what follows on this line is not read; take it out");
@@ -178,8 +186,7 @@ private:
             if (&part != pCounted && &part != pAlso && part.comment == 0 && part.name != "KVXLevel" &&
                 part.name != "KVXprereqs") {
                 line.report(Rule::several, part.column,
-                            string("only ") + pWhat + " counts on this line: give <" + string(part.name) +
-                                "> a line of its own");
+                            string("only ") + pWhat + " counts on this line: give <\1> a line of its own", part.name);
                 return;
             }
     }
@@ -199,14 +206,16 @@ private:
         const markup *pClosing = endPlatformBefore(pPart);
         endLevel();
         bool bQuotes = false;
-        const string offered(quotedText(line.text, bQuotes));
-        const string name(pPart == nullptr || valueOf(*pPart).empty() ? offered : valueOf(*pPart));
+        const string_view offered = quotedText(line.text, bQuotes);
+        const string_view meant = pPart == nullptr || valueOf(*pPart).empty() ? offered : valueOf(*pPart);
+        const string name(meant);
+        firstOfLevel = findings.all.size();
         levelAt = {line.number, pPart != nullptr              ? pPart->column
                                 : line.marked.textColumn != 0 ? line.marked.textColumn
                                                               : line.text.find(levelStart) + 1};
         bPlatformClosed = bOtherPlatform = bOutsideReported = bLevelClosed = false;
         bLevel = true;
-        reader.beginLevel(offered);
+        reader.beginLevel(string(offered));
         reader.take(line.text);
         const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && bQuotes;
         bAnyLevel = true;        // what is wrong with its line is reported there
@@ -217,9 +226,9 @@ private:
         if (pPart != nullptr && pPart->comment != 0)
             line.reportComment(*pPart, "this level is offered");
         else if (!bFound || !bQuotes)
-            judgeLevelForm(pPart, name, bOffered ? &offered : nullptr);
+            judgeLevelForm(pPart, meant, bOffered ? &offered : nullptr);
         else
-            judgeLevelName(name);
+            judgeLevelName(meant);
         judgeOthers(pPart, "the level", pClosing);
         if (platformPart() != nullptr) { // it does not count here; its lines are judged all the same
             reader.take(platformLine());
@@ -243,12 +252,13 @@ private:
                trimmed(line.text).substr(0, levelStart.size() - 1) == levelStart.substr(1) && holds(line.text, "\"");
     }
 
-    void judgeLevelForm(const markup *pPart, const string &name, const string *pOffered) {
-        const string meant = name.empty() ? "12.1" : name;
-        const string fix = ": write " + levelLine(meant);
+    void judgeLevelForm(const markup *pPart, string_view name, const string_view *pOffered) {
+        const string meant(name.empty() ? "12.1" : name);
+        const string argument = name.empty() ? meant : "\1"; // which the name stands for
+        const string fix = ": write " + levelLine(argument);
         const string outcome = pOffered == nullptr
                                    ? "the level is not offered"
-                                   : "level " + *pOffered +
+                                   : "level " + (*pOffered == name ? argument : string(*pOffered)) +
                                          " is offered, but its section is not found, so it is checked as "
                                          "one without requirements";
         const std::size_t behind = levelAt.second + levelStart.size() - 1;
@@ -256,24 +266,27 @@ private:
         if (bOtherName && !foreignCharacter(pPart->name).empty())
             line.report(Rule::lookAlike, levelAt.second,
                         string(pPart->name) + " holds " + codePoint(foreignCharacter(pPart->name)) + ", " + outcome +
-                            fix);
+                            fix,
+                        name);
         else if (bOtherName && sameLetters(pPart->name, "KVXLevel"))
-            line.report(Rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix);
+            line.report(Rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix, name);
         else if (bOtherName)
-            line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix);
+            line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix,
+                        name);
         else if (behind < line.text.size() && line.text[behind] == '\t')
-            line.report(Rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix);
+            line.report(Rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix, name);
         else if (pOffered == nullptr && holds(line.text, "'"))
-            line.report(Rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix);
+            line.report(Rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix, name);
         else if (holds(line.text, levelLine(meant)))
             line.report(Rule::levelForm, levelAt.second,
                         "the first quoted text of a level's line is its name, so " + outcome + ": give " +
-                            levelLine(meant) + " a line of its own");
+                            levelLine(argument) + " a line of its own",
+                        name);
         else
-            line.report(Rule::levelForm, levelAt.second, outcome + fix);
+            line.report(Rule::levelForm, levelAt.second, outcome + fix, name);
     }
 
-    void judgeLevelName(const string &name) {
+    void judgeLevelName(string_view name) {
         if (name.size() > LEVEL_ROOM)
             line.report(Rule::levelName, levelAt.second,
                         "a level has at most " + std::to_string(LEVEL_ROOM) +
@@ -286,11 +299,21 @@ private:
             line.report(Rule::levelName, levelAt.second,
                         "a level is numbers between points, as 12.1: by these it is ordered, and that is what users "
                         "type behind -v");
-        const auto first = levels.emplace(name, line.number);
-        if (!first.second)
-            line.report(Rule::levelTwice, levelAt.second,
-                        "level " + name + " stands in line " + std::to_string(first.first->second) +
-                            " already, and that one is read twice: take one out");
+        levels.push_back({name, line.number, levelAt.second});
+    }
+
+    // Of several levels of a name the first is read each time.
+    void reportTwice() {
+        std::stable_sort(levels.begin(), levels.end(),
+                         [](const offeredLevel &left, const offeredLevel &right) { return left.name < right.name; });
+        for (std::size_t i = 1; i < levels.size(); i++) {
+            if (levels[i].name != levels[i - 1].name)
+                continue;
+            findings.add(Rule::levelTwice, levels[i].line, levels[i].column,
+                         "this level stands in line \1 already, and that one is read twice: take one out",
+                         levels[i - 1].line);
+            levels[i].line = levels[i - 1].line;
+        }
     }
 
     void endLevel() {
@@ -310,12 +333,12 @@ private:
     }
 
     void reportNoPlatform() {
-        auto &findings = line.findings; // its lines stand outside for the same reason
-        findings.erase(std::remove_if(findings.begin(), findings.end(),
-                                      [&](const finding &found) {
-                                          return found.id == Rule::outside && found.line > levelAt.first;
-                                      }),
-                       findings.end());
+        const auto begin = findings.all.begin() + static_cast<std::ptrdiff_t>(firstOfLevel);
+        findings.all.erase(std::remove_if(begin, findings.all.end(),
+                                          [&](const finding &found) { // for the same reason
+                                              return found.id == Rule::outside && found.line > levelAt.first;
+                                          }),
+                           findings.all.end());
         line.reportAt(Rule::noPlatform, levelAt.first, levelAt.second,
                       "the level has no platform section and gets that of a level further down, or none: write " +
                           platformLine() + " and </platform>");
@@ -500,11 +523,20 @@ private:
 
     typedef std::pair<std::size_t, std::size_t> position; // line and column
 
+    struct offeredLevel {
+        string_view name;
+        std::size_t line, column;
+    };
+
+    const string_view file;
+    findingList &findings;
     judgedLine line;
     markupReader markups;
+    suppressionList suppressions;
     lineReader reader;
     sectionJudge section;
-    std::map<string, std::size_t> levels; // and the line of each
+    std::vector<offeredLevel> levels;
+    std::size_t firstOfLevel = 0; // of the findings
     position levelAt, platformAt;
     string_view platformTag = platformName; // the tag that the section's author gave it
     bool bLevel = false;                    // in a level, or behind its platform section
@@ -517,8 +549,15 @@ private:
 
 } // namespace
 
-std::vector<finding> judge(std::string_view file, bool bUnread) {
-    return fileJudge(file, bUnread).run(file);
+judgement judge(string_view file, const judgeOptions &options) {
+    if (file.size() > MOST_BYTES)
+        throw std::runtime_error("a file of more than 4 GB");
+    ruleSet silent = options.excluded;
+    if (!options.bUnread)
+        silent.set(static_cast<std::size_t>(Rule::unread));
+    judgement judged{findingList(file, options.excluded), 0};
+    judged.suppressed = fileJudge(file, options, judged.findings).run(silent);
+    return judged;
 }
 
 } // namespace lint

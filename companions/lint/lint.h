@@ -2,12 +2,22 @@
 #ifndef KVX_LINT_LINT_H
 #define KVX_LINT_LINT_H
 
-#include "rules.h"
+#include "findings.h"
 
 namespace lint {
 
-// The findings on a file's text in the order of its lines; with `bUnread` also elements that no check reads.
-std::vector<finding> judge(std::string_view file, bool bUnread);
+struct judgeOptions {
+    bool bUnread = false; // also name elements that no check reads
+    ruleSet excluded;     // rules without findings
+};
+
+struct judgement {
+    findingList findings; // in the order of their lines
+    std::size_t suppressed;
+};
+
+// The findings refer to the file's text, which must outlive them.
+judgement judge(std::string_view file, const judgeOptions &options);
 
 } // namespace lint
 

@@ -1,16 +1,20 @@
 // kvxprereqlint: judges prerequisites files, and explains them for a host that need not be there.
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <getopt.h>
 #include <iostream>
-#include <iterator>
+#include <memory>
 #include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include "explain.h"
 #include "lint.h"
+#include "output.h"
 
 namespace {
 
@@ -23,16 +27,21 @@ enum ExitStatus {
 };
 
 constexpr char usage[] =
-    "usage: kvxprereqlint [--unread] FILE...\n"
+    "usage: kvxprereqlint [--exclude=RULE,...] [--fail-on=SEVERITY] [--format=FORM] [--unread] FILE...\n"
     "       kvxprereqlint --levels FILE\n"
     "       kvxprereqlint --explain LEVEL --distribution NAME --release VERSION [--service-pack N]\n"
-    "                     [--kernel VERSION] [--clustered] [--client] FILE\n";
+    "                     [--kernel VERSION] [--clustered] [--client] [--format=FORM] FILE\n"
+    "       kvxprereqlint --list-rules\n";
 
 constexpr char help[] =
     "\n"
-    "Finds lines of a prerequisites file that kvxprereqcheck does not take as they look.\n"
+    "Finds lines of a prerequisites file that kvxprereqcheck does not take as they look. FILE is - for standard input.\n"
     "\n"
-    "  --unread             also report elements that no check reads\n"
+    "  --exclude RULE,...   leave findings of these rules out\n"
+    "  --fail-on SEVERITY   error or warning: the least that makes the exit status 1 (default: warning)\n"
+    "  --format FORM        gcc (default), json, sarif or github; with --explain text (default) or json\n"
+    "  --unread             also name elements that no check reads\n"
+    "  --list-rules         list the rules, each with its severity\n"
     "  --levels             list the levels, the newest first\n"
     "  --explain LEVEL      list what a host would be asked for; it need not exist:\n"
     "  --distribution NAME  RHEL, SUSE, UBUNTU, INSPUR or CENTOS\n"
@@ -50,8 +59,12 @@ struct wrongUsage : std::runtime_error {
 };
 
 struct arguments {
-    bool bHelp = false, bUnread = false, bLevels = false, bExplain = false, bHostOption = false;
-    string level;
+    bool bHelp = false, bListRules = false, bLevels = false, bExplain = false;
+    bool bHostOption = false;  // one that describes a host
+    bool bJudgeOption = false; // one that only judging knows
+    lint::judgeOptions judging;
+    lint::Severity failOn = lint::Severity::warning;
+    string form, level;
     lint::describedHost host;
     std::vector<string> files;
 };
@@ -89,10 +102,81 @@ string checked(const char *pText, bool (*isFit)(const string &), const char *pWa
 
 /* --- Arguments --- */
 
+lint::ruleSet rulesNamed(const string &names) {
+    lint::ruleSet rules;
+    std::size_t begin = 0;
+    while (begin <= names.size()) {
+        const std::size_t end = std::min(names.find(',', begin), names.size());
+        const string name = names.substr(begin, end - begin);
+        const lint::Rule id = lint::ruleOf(name);
+        if (id == lint::Rule::count)
+            throw std::runtime_error("there is no rule \"" + lint::printable(name) + "\"; --list-rules names them");
+        rules.set(static_cast<std::size_t>(id));
+        begin = end + 1;
+    }
+    return rules;
+}
+
+lint::Severity severityNamed(const string &name) {
+    for (const lint::Severity severity : {lint::Severity::error, lint::Severity::warning})
+        if (name == lint::nameOf(severity))
+            return severity;
+    throw wrongUsage("--fail-on is error or warning");
+}
+
+enum Option {
+    UNREAD = 1,
+    EXCLUDE,
+    FAIL_ON,
+    LIST_RULES,
+    FORMAT,
+    LEVELS,
+    EXPLAIN,
+    DISTRIBUTION,
+    RELEASE,
+    SERVICE_PACK,
+    KERNEL,
+    CLUSTERED,
+    CLIENT,
+    HELP = 'h',
+};
+
+void takeOption(int found, const char *pText, arguments &given) {
+    switch (found) {
+    case UNREAD: given.judging.bUnread = true; break;
+    case EXCLUDE: given.judging.excluded |= rulesNamed(pText); break;
+    case FAIL_ON: given.failOn = severityNamed(pText); break;
+    case LIST_RULES: given.bListRules = true; break;
+    case FORMAT: given.form = pText; break;
+    case LEVELS: given.bLevels = true; break;
+    case EXPLAIN:
+        given.bExplain = true;
+        given.level = pText;
+        break;
+    case DISTRIBUTION: given.host.distribution = pText; break;
+    case RELEASE: given.host.release = checked(pText, isRelease, "--release begins with a digit, such as 9.4"); break;
+    case SERVICE_PACK:
+        given.host.servicePack = checked(pText, isServicePack, "--service-pack is a whole number, such as 4");
+        break;
+    case KERNEL:
+        given.host.kernel = checked(pText, isKernel,
+                                    "--kernel is three numbers, such as 5.14.0 (a kernel with fewer fails the "
+                                    "kernel level check)");
+        break;
+    case CLUSTERED: given.host.bClustered = true; break;
+    case CLIENT: given.host.bClient = true; break;
+    case HELP: given.bHelp = true; break;
+    default: throw wrongUsage("");
+    }
+}
+
 arguments readArguments(int argc, char **argv) {
-    enum { UNREAD = 1, LEVELS, EXPLAIN, DISTRIBUTION, RELEASE, SERVICE_PACK, KERNEL, CLUSTERED, CLIENT, HELP = 'h' };
     static constexpr option options[] = {
         {"unread", no_argument, nullptr, UNREAD},
+        {"exclude", required_argument, nullptr, EXCLUDE},
+        {"fail-on", required_argument, nullptr, FAIL_ON},
+        {"list-rules", no_argument, nullptr, LIST_RULES},
+        {"format", required_argument, nullptr, FORMAT},
         {"levels", no_argument, nullptr, LEVELS},
         {"explain", required_argument, nullptr, EXPLAIN},
         {"distribution", required_argument, nullptr, DISTRIBUTION},
@@ -107,101 +191,154 @@ arguments readArguments(int argc, char **argv) {
     arguments given;
     for (int found; (found = getopt_long(argc, argv, "h", options, nullptr)) != -1;) {
         given.bHostOption = given.bHostOption || (found >= DISTRIBUTION && found <= CLIENT);
-        switch (found) {
-        case UNREAD: given.bUnread = true; break;
-        case LEVELS: given.bLevels = true; break;
-        case EXPLAIN:
-            given.bExplain = true;
-            given.level = optarg;
-            break;
-        case DISTRIBUTION: given.host.distribution = optarg; break;
-        case RELEASE:
-            given.host.release = checked(optarg, isRelease, "--release begins with a digit, such as 9.4");
-            break;
-        case SERVICE_PACK:
-            given.host.servicePack = checked(optarg, isServicePack, "--service-pack is a whole number, such as 4");
-            break;
-        case KERNEL:
-            given.host.kernel = checked(optarg, isKernel,
-                                        "--kernel is three numbers, such as 5.14.0 (a kernel with fewer fails the "
-                                        "kernel level check)");
-            break;
-        case CLUSTERED: given.host.bClustered = true; break;
-        case CLIENT: given.host.bClient = true; break;
-        case HELP: given.bHelp = true; break;
-        default: throw wrongUsage("");
-        }
+        given.bJudgeOption = given.bJudgeOption || (found >= UNREAD && found <= FAIL_ON);
+        takeOption(found, optarg, given);
     }
     given.files.assign(argv + optind, argv + argc);
     return given;
 }
 
-void checkArguments(const arguments &given) {
-    const lint::describedHost &host = given.host;
-    if (given.files.empty())
-        throw wrongUsage("no file is given");
-    if (given.bLevels + given.bExplain + given.bUnread > 1)
-        throw wrongUsage("--levels, --explain and --unread exclude each other");
-    if ((given.bLevels || given.bExplain) && given.files.size() > 1)
-        throw wrongUsage("--levels and --explain take one file");
-    if (given.bHostOption && !given.bExplain)
-        throw wrongUsage("a host is described for --explain only");
-    if (!given.bExplain)
-        return;
+// SUSE 15 has no /etc/SuSE-release, which alone gives the service pack apart from the release.
+constexpr int FIRST_WITHOUT_SUSE_RELEASE = 15;
+
+void checkHost(const lint::describedHost &host) {
     if (!lint::isKnownDistribution(host.distribution))
         throw wrongUsage("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
     if (host.release.empty())
         throw wrongUsage("--release is missing, such as 9.4");
+    const string release = lint::printable(host.release);
     if (!host.servicePack.empty() && host.release.find('.') != string::npos)
-        throw std::runtime_error("--release " + lint::printable(host.release) +
+        throw std::runtime_error("--release " + release +
                                  " says the service pack: leave --service-pack out, or give the release without");
+    if (!host.servicePack.empty() && host.distribution == "SUSE" &&
+        std::atoi(host.release.c_str()) >= FIRST_WITHOUT_SUSE_RELEASE)
+        throw std::runtime_error("SUSE " + release + " has its service pack in its release: give --release " + release +
+                                 "." + host.servicePack + " without --service-pack");
     if (host.bClustered && host.bClient)
         throw wrongUsage("there is no clustered pass for a client");
 }
 
-string readFile(const string &path) {
-    std::ifstream file(path, std::ios::binary);
-    string text;
-    char buffer[65536];
-    while (file.read(buffer, sizeof buffer) || file.gcount() > 0)
-        text.append(buffer, (std::size_t)file.gcount());
-    if (!file.is_open() || file.bad())
+void checkArguments(const arguments &given) {
+    if (given.bLevels + given.bExplain + given.bListRules + given.bJudgeOption > 1)
+        throw wrongUsage("--levels, --explain, --list-rules and the options for judging exclude each other");
+    if (given.bListRules != given.files.empty())
+        throw wrongUsage(given.bListRules ? "--list-rules takes no file" : "no file is given");
+    if ((given.bLevels || given.bExplain) && given.files.size() > 1)
+        throw wrongUsage("--levels and --explain take one file");
+    if (given.bHostOption && !given.bExplain)
+        throw wrongUsage("a host is described for --explain only");
+    if (given.bExplain)
+        checkHost(given.host);
+    if (given.form.empty())
+        return;
+    if (given.bLevels || given.bListRules)
+        throw wrongUsage("--levels and --list-rules have one form");
+    if (given.bExplain && given.form != "text" && given.form != "json")
+        throw wrongUsage("--format is text or json with --explain");
+}
+
+/* --- Files --- */
+
+constexpr char standardInput[] = "-";
+
+void readAll(std::istream &stream, const string &path, string &text) {
+    std::array<char, 65536> buffer;
+    while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0)
+        text.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
+    if (stream.bad())
         throw std::runtime_error(path + ": cannot be read");
+}
+
+bool isRegular(const string &path) {
+    std::error_code error;
+    return path != standardInput && std::filesystem::is_regular_file(path, error);
+}
+
+string readFile(const string &path) {
+    string text;
+    if (path == standardInput) {
+        readAll(std::cin, path, text);
+        return text;
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file.is_open())
+        throw std::runtime_error(path + ": cannot be read");
+    if (isRegular(path))
+        text.reserve(std::filesystem::file_size(path) + 1);
+    readAll(file, path, text);
     return text;
 }
 
-// Whether there are findings.
-bool judgeFile(const string &path, bool bUnread) {
+// The levels that a file offers. What is no regular file can be read only once.
+std::vector<string> levelsOf(const string &path, const string &text) {
+    if (isRegular(path))
+        return lint::levelsOf(path);
+    const lint::namelessFile copy(text);
+    return lint::levelsOf(copy.path());
+}
+
+/* --- What is asked for --- */
+
+void judgeFile(const string &path, const arguments &given, lint::writer &out, lint::findingCounts &counts) {
     const string text = readFile(path);
-    const std::vector<lint::finding> findings = lint::judge(text, bUnread);
-    for (const lint::finding &found : findings)
-        std::cout << path << ':' << found.line << ':' << found.column << ": " << (found.error ? "error: " : "warning: ")
-                  << lint::printable(found.text) << " [" << lint::entryOf(found.id).name << "]\n";
-    return !findings.empty();
+    const lint::judgement judged = lint::judge(text, given.judging);
+    counts.files++;
+    counts.suppressed += judged.suppressed;
+    for (const lint::finding &found : judged.findings.all)
+        counts.bySeverity[static_cast<std::size_t>(lint::entryOf(found.id).severity)]++;
+    out.add(path == standardInput ? "<stdin>" : path, text, judged.findings);
+}
+
+ExitStatus judgeFiles(const arguments &given) {
+    const std::unique_ptr<lint::writer> out = lint::makeWriter(given.form.empty() ? "gcc" : given.form, std::cout);
+    if (out == nullptr)
+        throw wrongUsage("--format is gcc, json, sarif or github");
+    lint::findingCounts counts;
+    bool bTrouble = false;
+    for (const string &path : given.files)
+        try {
+            judgeFile(path, given, *out, counts);
+        } catch (const std::runtime_error &error) {
+            std::cerr << "kvxprereqlint: " << error.what() << "\n";
+            bTrouble = true;
+        }
+    out->finish(counts);
+    std::cout.flush();
+    std::cerr << "kvxprereqlint: " << counts.files << (counts.files == 1 ? " file: " : " files: ")
+              << lint::countsInWords(counts) << "\n";
+    const bool bFails = counts.of(lint::Severity::error) > 0 ||
+                        (given.failOn == lint::Severity::warning && counts.of(lint::Severity::warning) > 0);
+    return bTrouble ? TROUBLE : bFails ? FINDINGS : CLEAN;
+}
+
+void listRules() {
+    for (std::size_t id = 0; id < lint::RULES; id++) {
+        const lint::ruleEntry &rule = lint::entryOf(static_cast<lint::Rule>(id));
+        char line[128];
+        std::snprintf(line, sizeof line, "%-20s%-9s", string(rule.name).c_str(), string(nameOf(rule.severity)).c_str());
+        std::cout << line << rule.summary << "\n";
+    }
 }
 
 ExitStatus run(const arguments &given) {
-    if (given.bLevels) {
-        if (!lint::listLevels(given.files.front(), std::cout))
-            throw std::runtime_error(given.files.front() + ": cannot be read, or offers no level");
+    if (given.bListRules) {
+        listRules();
         return CLEAN;
     }
-    if (given.bExplain) {
-        if (!lint::explain(readFile(given.files.front()), given.level, given.host, std::cout))
-            throw std::runtime_error(given.files.front() + ": no section of level " + given.level +
-                                     " for Linux; --levels lists the levels");
-        return CLEAN;
+    if (!given.bLevels && !given.bExplain)
+        return judgeFiles(given);
+    const string text = readFile(given.files.front());
+    const std::vector<string> levels = levelsOf(given.files.front(), text);
+    if (levels.empty())
+        throw std::runtime_error(given.files.front() + ": offers no level");
+    if (given.bLevels)
+        for (const string &level : levels)
+            std::cout << lint::printable(level) << "\n";
+    else {
+        const lint::explanation explained = lint::explain(text, levels, given.level, given.host);
+        (given.form == "json" ? lint::printJson : lint::printText)(explained, std::cout);
     }
-    ExitStatus status = CLEAN;
-    for (const string &path : given.files)
-        try {
-            if (judgeFile(path, given.bUnread) && status == CLEAN)
-                status = FINDINGS;
-        } catch (const std::runtime_error &error) {
-            std::cerr << "kvxprereqlint: " << error.what() << "\n";
-            status = TROUBLE;
-        }
-    return status;
+    return CLEAN;
 }
 
 } // namespace

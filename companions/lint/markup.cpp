@@ -256,7 +256,7 @@ std::string_view foreignCharacter(std::string_view text) {
     return text.substr(begin, end - begin);
 }
 
-static unsigned long codeOf(std::string_view character) {
+unsigned long codeOf(std::string_view character) {
     const unsigned char lead = (unsigned char)character[0];
     unsigned long code = lead < 0xe0 ? lead & 0x1f : lead < 0xf0 ? lead & 0x0f : lead & 0x07;
     for (const char c : character.substr(1))

@@ -1,86 +1,105 @@
 #include "rules.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace lint {
 
 namespace {
 
-constexpr bool ERROR = true, WARNING = false;
-
 constexpr ruleEntry entries[] = {
-    {Rule::unknownElement, "unknown-element", ERROR},
-    {Rule::letterCase, "letter-case", ERROR},
-    {Rule::lookAlike, "look-alike", ERROR},
-    {Rule::notClosed, "not-closed", ERROR},
-    {Rule::mismatch, "mismatch", ERROR},
-    {Rule::several, "several", ERROR},
-    {Rule::blank, "blank", ERROR},
-    {Rule::attribute, "attribute", ERROR},
-    {Rule::openingWord, "opening-word", ERROR},
-    {Rule::tabulator, "tabulator", ERROR},
-    {Rule::comment, "comment", ERROR},
-    {Rule::longLine, "long-line", ERROR},
-    {Rule::nul, "nul", ERROR},
-    {Rule::empty, "empty", WARNING},
-    {Rule::longName, "long-name", ERROR},
-    {Rule::outside, "outside", ERROR},
-    {Rule::text, "text", WARNING},
-    {Rule::lost, "lost", ERROR},
-    {Rule::unknownSection, "unknown-section", ERROR},
-    {Rule::quotes, "quotes", ERROR},
-    {Rule::oneLine, "one-line", ERROR},
-    {Rule::unclosed, "unclosed", ERROR},
-    {Rule::closing, "closing", ERROR},
-    {Rule::nested, "nested", ERROR},
-    {Rule::noLevel, "no-level", ERROR},
-    {Rule::encoding, "encoding", ERROR},
-    {Rule::levelForm, "level-form", ERROR},
-    {Rule::levelName, "level-name", WARNING},
-    {Rule::levelTwice, "level-twice", ERROR},
-    {Rule::noPlatform, "no-platform", ERROR},
-    {Rule::platformForm, "platform-form", ERROR},
-    {Rule::otherPlatform, "other-platform", WARNING},
-    {Rule::secondPlatform, "second-platform", ERROR},
-    {Rule::noRequirement, "no-requirement", WARNING},
-    {Rule::operand, "operand", ERROR},
-    {Rule::operatorName, "operator-name", ERROR},
-    {Rule::entity, "entity", ERROR},
-    {Rule::triple, "triple", ERROR},
-    {Rule::wholeNumber, "whole-number", ERROR},
-    {Rule::contradiction, "contradiction", ERROR},
-    {Rule::distribution, "distribution", ERROR},
-    {Rule::never, "never", ERROR},
-    {Rule::unset, "unset", WARNING},
-    {Rule::requirementTested, "requirement-tested", WARNING},
-    {Rule::lineBreak, "line-break", WARNING},
-    {Rule::secondPart, "second-part", WARNING},
-    {Rule::number, "number", ERROR},
-    {Rule::outerBlank, "outer-blank", ERROR},
-    {Rule::packageName, "package-name", ERROR},
-    {Rule::libraryName, "library-name", ERROR},
-    {Rule::symbolVersion, "symbol-version", ERROR},
-    {Rule::markupInText, "markup-in-text", ERROR},
-    {Rule::host, "host", WARNING},
-    {Rule::sectionTag, "section-tag", ERROR},
-    {Rule::together, "together", WARNING},
-    {Rule::replaced, "replaced", WARNING},
-    {Rule::mixedLevel, "mixed-level", WARNING},
-    {Rule::unread, "unread", WARNING},
+    {Rule::unknownElement, "unknown-element", Severity::error, "an element's name is no tag"},
+    {Rule::letterCase, "letter-case", Severity::error, "a name differs from a tag in upper and lower case"},
+    {Rule::lookAlike, "look-alike", Severity::error, "a name holds a character that is not ASCII"},
+    {Rule::notClosed, "not-closed", Severity::error, "an element does not end on its line"},
+    {Rule::mismatch, "mismatch", Severity::error, "an element is closed by another name"},
+    {Rule::several, "several", Severity::error, "more than one thing stands on a line"},
+    {Rule::blank, "blank", Severity::error, "a blank stands inside angle brackets, or a bracket is missing"},
+    {Rule::attribute, "attribute", Severity::error,
+     "an element has an attribute, or a section not just the one that is read"},
+    {Rule::openingWord, "opening-word", Severity::error, "a certain word makes the line an opening tag"},
+    {Rule::tabulator, "tabulator", Severity::error, "a tabulator stands where a blank is needed"},
+    {Rule::comment, "comment", Severity::error,
+     "something counts although it stands in a comment, or a comment has no end"},
+    {Rule::longLine, "long-line", Severity::error, "a line is longer than what is read as one line"},
+    {Rule::nul, "nul", Severity::error, "a line holds a NUL character"},
+    {Rule::empty, "empty", Severity::warning, "an element is empty and changes nothing"},
+    {Rule::longName, "long-name", Severity::error, "a tag is too long for the reader"},
+    {Rule::outside, "outside", Severity::error, "an element stands outside a platform section"},
+    {Rule::text, "text", Severity::warning, "text stands outside of elements"},
+    {Rule::lost, "lost", Severity::error, "another \"<\" on the line loses the element"},
+    {Rule::unknownSection, "unknown-section", Severity::error,
+     "a section's name is no tag, and its lines are always read"},
+    {Rule::quotes, "quotes", Severity::error, "a condition or a level's name lacks double quotes"},
+    {Rule::oneLine, "one-line", Severity::error, "a section stands on one line and has no effect"},
+    {Rule::unclosed, "unclosed", Severity::error, "a section is not closed"},
+    {Rule::closing, "closing", Severity::error, "a closing tag closes nothing, or is not one"},
+    {Rule::nested, "nested", Severity::error, "a section stands in one whose end it takes"},
+    {Rule::noLevel, "no-level", Severity::error, "the file offers no level"},
+    {Rule::encoding, "encoding", Severity::error, "the file's characters or line ends are not those that are read"},
+    {Rule::levelForm, "level-form", Severity::error, "a level's line has another form than the exact one"},
+    {Rule::levelName, "level-name", Severity::warning, "a level's name is too long or is not numbers between points"},
+    {Rule::levelTwice, "level-twice", Severity::error, "a level stands in the file twice"},
+    {Rule::noPlatform, "no-platform", Severity::error, "a level has no platform section"},
+    {Rule::platformForm, "platform-form", Severity::error, "a platform's line has another form than the exact one"},
+    {Rule::otherPlatform, "other-platform", Severity::warning, "a section for another platform is not read"},
+    {Rule::secondPlatform, "second-platform", Severity::error, "a level has a second platform section"},
+    {Rule::noRequirement, "no-requirement", Severity::warning, "no check reads what a level gives"},
+    {Rule::operand, "operand", Severity::error, "the first word of a triple is no tag"},
+    {Rule::operatorName, "operator-name", Severity::error, "there is no such operator"},
+    {Rule::entity, "entity", Severity::error, "entities are not resolved"},
+    {Rule::triple, "triple", Severity::error, "a condition is not made of tags, operators and words"},
+    {Rule::wholeNumber, "whole-number", Severity::error, "an ordering compares something that is no whole number"},
+    {Rule::contradiction, "contradiction", Severity::error, "no host passes a condition and those around it"},
+    {Rule::distribution, "distribution", Severity::error, "a release is tested where hosts have none and pass"},
+    {Rule::never, "never", Severity::error, "no host has the word that is compared"},
+    {Rule::unset, "unset", Severity::warning, "no host has a text for the tag that is tested"},
+    {Rule::requirementTested, "requirement-tested", Severity::warning,
+     "a condition tests a requirement instead of the host"},
+    {Rule::lineBreak, "line-break", Severity::warning, "the release of SUSE may end in a line break and equal no word"},
+    {Rule::secondPart, "second-part", Severity::warning,
+     "the second part of a release is tested whatever the first one is"},
+    {Rule::number, "number", Severity::error, "a number, version or umask is none, or more than one"},
+    {Rule::outerBlank, "outer-blank", Severity::error,
+     "a text that is compared as it stands begins or ends with a blank"},
+    {Rule::packageName, "package-name", Severity::error, "a text can be no package's name"},
+    {Rule::libraryName, "library-name", Severity::error, "a text can be no library's name"},
+    {Rule::symbolVersion, "symbol-version", Severity::error, "a text can be no version of a library's symbols"},
+    {Rule::markupInText, "markup-in-text", Severity::error, "markup in a text is part of it"},
+    {Rule::host, "host", Severity::warning, "an element replaces what the program knows of the host"},
+    {Rule::sectionTag, "section-tag", Severity::error, "a section's tag holds a text, which no check reads"},
+    {Rule::together, "together", Severity::warning, "an element needs another one that is not given"},
+    {Rule::replaced, "replaced", Severity::warning, "a later line replaces an element on every host"},
+    {Rule::mixedLevel, "mixed-level", Severity::warning, "a section raises one part of a level and leaves a lower one"},
+    {Rule::unread, "unread", Severity::note, "no check that an option selects reads an element"},
+    {Rule::suppression, "suppression", Severity::warning, "a suppression is not alone on its line, or names no rule"},
+    {Rule::unusedSuppression, "unused-suppression", Severity::warning, "a suppression suppresses nothing"},
 };
 
 constexpr bool standInOrder() {
     for (std::size_t i = 0; i < std::size(entries); i++)
-        if (entries[i].id != static_cast<Rule>(i))
+        if (entries[i].id != static_cast<Rule>(i) || entries[i].name.find("value") != std::string_view::npos)
             return false;
-    return std::size(entries) == static_cast<std::size_t>(Rule::count);
+    return std::size(entries) == RULES;
 }
-static_assert(standInOrder());
+static_assert(standInOrder(), "every rule has an entry, in the order of the enumeration and with a name that can be "
+                              "given in a file");
 
 } // namespace
 
 const ruleEntry &entryOf(Rule id) {
     return entries[static_cast<std::size_t>(id)];
+}
+
+Rule ruleOf(std::string_view name) {
+    const auto found = std::find_if(std::begin(entries), std::end(entries),
+                                    [&](const ruleEntry &entry) { return entry.name == name; });
+    return found == std::end(entries) ? Rule::count : found->id;
+}
+
+std::string_view nameOf(Severity severity) {
+    static constexpr std::string_view names[] = {"error", "warning", "note"};
+    return names[static_cast<std::size_t>(severity)];
 }
 
 } // namespace lint

@@ -2,9 +2,9 @@
 #ifndef KVX_LINT_RULES_H
 #define KVX_LINT_RULES_H
 
-#include <string>
+#include <bitset>
+#include <cstddef>
 #include <string_view>
-#include <vector>
 
 namespace lint {
 
@@ -75,23 +75,34 @@ enum class Rule {
     replaced,
     mixedLevel,
     unread,
+    // suppressions
+    suppression,
+    unusedSuppression,
     count
+};
+
+inline constexpr std::size_t RULES = static_cast<std::size_t>(Rule::count);
+typedef std::bitset<RULES> ruleSet;
+
+enum class Severity {
+    error,   // something is lost or counts elsewhere
+    warning, // the line may be meant so
+    note,    // for information
 };
 
 struct ruleEntry {
     Rule id;
-    std::string_view name;
-    bool error; // or else a warning: the line may be meant so
+    std::string_view name; // never with "value": a line that holds this word opens a section
+    Severity severity;
+    std::string_view summary;
 };
 
 const ruleEntry &entryOf(Rule id);
 
-struct finding {
-    std::size_t line, column; // counted from 1
-    Rule id;
-    bool error;
-    std::string text;
-};
+// The rule of a name; Rule::count for none.
+Rule ruleOf(std::string_view name);
+
+std::string_view nameOf(Severity severity);
 
 } // namespace lint
 

@@ -20,7 +20,8 @@ using std::string_view;
 constexpr auto npos = string_view::npos;
 
 // What is deeper, or farther back among the values of a tag, is not looked at: no file is meant so.
-constexpr std::size_t DEEPEST = 300, FARTHEST_VALUE = 300;
+constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
+constexpr std::size_t MOST_WAITING = 1000; // replacements that are not reported yet
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
 bool holds(string_view text, string_view part) {
@@ -205,14 +206,6 @@ std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
 
 /* --- The line --- */
 
-void judgedLine::reportAt(Rule id, std::size_t atLine, std::size_t column, const string &message) {
-    findings.push_back({atLine, std::max<std::size_t>(column, 1), id, entryOf(id).error, message});
-}
-
-void judgedLine::report(Rule id, std::size_t column, const string &message) {
-    reportAt(id, number, column, message);
-}
-
 std::size_t judgedLine::columnOf(string_view word) const {
     return (std::size_t)(word.data() - text.data()) + 1;
 }
@@ -243,6 +236,7 @@ sectionJudge::sectionJudge(judgedLine &line, const lineReader &reader, bool bUnr
 void sectionJudge::begin(const string &newLevel) {
     level = newLevel;
     sections.clear();
+    around = nullptr;
     bRequires = false;
     meant.fill(false);
     for (auto &seen : values)
@@ -362,8 +356,8 @@ void sectionJudge::judgeOthers(const markup *pCounted) {
         } else {
             if (!bReported)
                 line.report(Rule::several, part.column,
-                            "only " + opening(pCounted->name) + " counts on this line: give " + opening(part.name) +
-                                " a line of its own");
+                            "only " + opening(pCounted->name) + " counts on this line: give <\1> a line of its own",
+                            part.name);
             pass(part);
         }
         bReported = true;
@@ -426,9 +420,10 @@ void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
                     "letters' case matters, " + effect + ": write " + ppszTagName[nearest]);
     else
         line.report(bSection ? Rule::unknownSection : Rule::unknownElement, part.column,
-                    name + " is no tag, " + effect +
+                    "\1 is no tag, " + effect +
                         (nearest < 0 ? string(": the manual KVXprereqs.xml(5) names the tags")
-                                     : "; is " + string(ppszTagName[nearest]) + " meant?"));
+                                     : "; is " + string(ppszTagName[nearest]) + " meant?"),
+                    part.name);
 }
 
 void sectionJudge::explainElement(const markup &part) {
@@ -578,9 +573,11 @@ void sectionJudge::closeTo(std::size_t depth) {
     for (std::size_t i = depth + 1; i < sections.size(); i++)
         if (sections[i].isOpen())
             line.reportAt(Rule::unclosed, sections[i].line, sections[i].column,
-                          opening(sections[i].name) + " is not closed before " + closing(sections[depth].name) +
-                              " in line " + std::to_string(line.number) + ": where it is skipped, so is what follows");
+                          "<\1> is not closed before " + closing(sections[depth].name) + " in line " +
+                              std::to_string(line.number) + ": where it is skipped, so is what follows",
+                          sections[i].name);
     sections.resize(depth);
+    around = nullptr;
 }
 
 void sectionJudge::end() {
@@ -588,32 +585,42 @@ void sectionJudge::end() {
     for (const openSection &section : sections)
         if (section.isOpen())
             line.reportAt(Rule::unclosed, section.line, section.column,
-                          opening(section.name) +
-                              " is never closed: where it is skipped, so is the rest of the level; "
-                              "put " +
-                              closing(section.name) + " on a line of its own");
+                          "<\1> is never closed: where it is skipped, so is the rest of the level; put </\1> on a "
+                          "line of its own",
+                          section.name);
     sections.clear();
+    around = nullptr;
 }
 
 // Until a section opens or ends, it may turn out that the opening tag of one is missing above.
 void sectionJudge::reportReplaced() {
-    line.findings.insert(line.findings.end(), replacements.begin(), replacements.end());
+    for (const replacement &given : replacements)
+        line.findings.add(Rule::replaced, given.line, given.column,
+                          opening(ppszTagName[given.tag]) +
+                              " is replaced on every host by line \1: take one out, or put the general one first and "
+                              "exceptions below it",
+                          given.by);
     replacements.clear();
 }
 
-std::vector<triple> sectionJudge::enclosingTriples() const {
-    std::vector<triple> all;
-    const std::size_t count = std::min(sections.size(), DEEPEST);
+// Sections that are open; all that changes them forgets it.
+std::shared_ptr<const std::vector<triple>> sectionJudge::enclosingTriples() {
+    if (around != nullptr)
+        return around;
+    auto all = std::make_shared<std::vector<triple>>();
+    const std::size_t count = std::min(sections.size(), DEEPEST_ASKED);
     bool bUnknown = false;
     for (auto section = sections.end() - (std::ptrdiff_t)count; section != sections.end(); ++section)
         for (const triple &triple : section->triples)
             if (!triple.operation.empty())
-                all.push_back(triple);
+                all->push_back(triple);
             else
                 bUnknown = true;
     if (bUnknown)
-        all.push_back(unknownTriple);
-    return all;
+        all->push_back(unknownTriple);
+    all->shrink_to_fit();
+    around = all;
+    return around;
 }
 
 bool sectionJudge::inGrid() const {
@@ -632,8 +639,10 @@ bool sectionJudge::closeText(string_view name) {
 
 // An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
 void sectionJudge::openUnread(const markup &part) {
-    if (part.kind == MarkupKind::opening && !isStructure(part.name))
-        sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true, 0, 0});
+    if (part.kind != MarkupKind::opening || isStructure(part.name))
+        return;
+    sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true, 0, 0});
+    around = nullptr;
 }
 
 void sectionJudge::open(const markup &part, int tag, bool bCondition) {
@@ -642,7 +651,8 @@ void sectionJudge::open(const markup &part, int tag, bool bCondition) {
     openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0, 0, 0};
     if (bCondition)
         judgeCondition(part, section);
-    sections.push_back(section);
+    sections.push_back(std::move(section));
+    around = nullptr;
 }
 
 void sectionJudge::judgeNesting(const markup &part, int tag) {
@@ -666,16 +676,17 @@ void sectionJudge::judgeNesting(const markup &part, int tag) {
 void sectionJudge::reportNested(const openSection &outer) {
     if (outer.innerLine != 0)
         line.reportAt(Rule::nested, outer.innerLine, outer.innerColumn,
-                      "the section of line " + std::to_string(outer.line) +
-                          " has the same tag and is open; where it is skipped, the inner closing tag ends both: use "
-                          "another tag, or close it above with " +
-                          closing(outer.name));
+                      "the section of line \1 has the same tag and is open; where it is skipped, the inner closing tag "
+                      "ends both: use another tag, or close it above with " +
+                          closing(outer.name),
+                      outer.line);
 }
 
 // Nothing more is said because of a section that is a mistake.
 void sectionJudge::disregard(openSection &section) {
     section.bReported = true;
     section.triples = {unknownTriple};
+    around = nullptr;
 }
 
 // Only the first text in double quotes is read. Is that all there is?
@@ -705,7 +716,7 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
         return;
     }
     conditionPlace place;
-    place.enclosing = enclosingTriples();
+    place.enclosing = *enclosingTriples();
     place.level = level;
     for (std::size_t tag = 0; tag < LastTag; tag++)
         place.given[tag] = !values[tag].empty();
@@ -717,6 +728,7 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
         if (id == Rule::contradiction)
             for (openSection &outer : sections) // one of them may just not have been closed
                 outer.triples = {unknownTriple};
+        around = nullptr;
     });
     if (!bClear)
         section.triples.push_back(unknownTriple);
@@ -769,25 +781,26 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
 // Does a value apply wherever an earlier one of its tag does?
 bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) const {
     return (!given.bGrid || earlier.bGrid) &&
-           std::all_of(given.triples.begin(), given.triples.end(),
-                       [&](const triple &triple) { return isImplied(triple, earlier.triples); });
+           std::all_of(given.around->begin(), given.around->end(),
+                       [&](const triple &triple) { return isImplied(triple, *earlier.around); });
 }
 
 // A value that applies wherever an earlier one does replaces it for good.
 void sectionJudge::remember(const markup &part, int tag) {
-    const std::size_t section = sections.empty() ? 0 : sections.back().line;
-    const seenValue given = {line.number, part.column, section, enclosingTriples(), part.text, inGrid(), false};
+    const auto number = (std::uint32_t)line.number;
+    const auto section = (std::uint32_t)(sections.empty() ? 0 : sections.back().line);
+    const seenValue given = {number, (std::uint32_t)part.column, section, enclosingTriples(), part.text, inGrid(),
+                             false};
     auto &seen = values[(std::size_t)tag];
     for (std::size_t i = seen.size(); i > 0 && seen.size() - i < FARTHEST_VALUE; i--) {
         seenValue &earlier = seen[i - 1];
         if (earlier.bReplaced || !isReplacedBy(earlier, given))
             continue;
-        replacements.push_back({earlier.line, earlier.column, Rule::replaced, entryOf(Rule::replaced).error,
-                                opening(part.name) + " is replaced on every host by line " +
-                                    std::to_string(line.number) +
-                                    ": take one out, or put the general one first and exceptions below it"});
+        replacements.push_back({earlier.line, earlier.column, number, tag});
         earlier.bReplaced = true;
     }
+    if (replacements.size() > MOST_WAITING)
+        reportReplaced();
     if (!seen.empty() && seen.back().bReplaced && seen.back().section == section)
         seen.pop_back(); // so many lines of one section need no room
     seen.push_back(given);
@@ -811,11 +824,11 @@ void sectionJudge::judgeParts(const Tag (&parts)[3]) {
     std::unordered_set<std::size_t> reported; // the sections, by their lines
     for (std::size_t part = 0; part + 1 < std::size(parts); part++)
         for (const seenValue &given : values[parts[part]])
-            if (given.section != 0 && !given.bReplaced && !holdsUnknown(given.triples) &&
+            if (given.section != 0 && !given.bReplaced && !holdsUnknown(*given.around) &&
                 reported.count(given.section) == 0) {
-                const std::size_t before = line.findings.size();
+                const std::size_t before = line.findings.all.size();
                 judgeRaised(parts, part, given);
-                if (line.findings.size() > before)
+                if (line.findings.all.size() > before)
                     reported.insert(given.section);
             }
 }
@@ -857,7 +870,7 @@ const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValu
     if (here != below)
         return &*here;
     const auto reads = [&](const seenValue &other) {
-        return (!other.bGrid || given.bGrid) && canHoldTogether(other.triples, given.triples);
+        return (!other.bGrid || given.bGrid) && canHoldTogether(*other.around, *given.around);
     };
     const auto last = std::find_if(std::reverse_iterator(at), std::reverse_iterator(above), reads);
     if (last.base() != above)
@@ -900,7 +913,7 @@ void sectionJudge::judgeDependence(const dependence &pair) {
 
 const sectionJudge::seenValue *sectionJudge::firstValueOn(string_view distribution, Tag tag) const {
     for (const seenValue &given : values[(std::size_t)tag])
-        if (isForDistribution(distribution, given.triples))
+        if (isForDistribution(distribution, *given.around))
             return &given;
     return nullptr;
 }

@@ -3,11 +3,14 @@
 #define KVX_LINT_SECTION_H
 
 #include <array>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "conditions.h"
+#include "findings.h"
 #include "markup.h"
 #include "reader.h"
 #include "rules.h"
@@ -21,10 +24,20 @@ public:
     std::string_view text;
     std::size_t number = 0;
     markedLine marked;
-    std::vector<finding> findings;
+    findingList &findings;
 
-    void report(Rule id, std::size_t column, const std::string &message);
-    void reportAt(Rule id, std::size_t line, std::size_t column, const std::string &message);
+    explicit judgedLine(findingList &list) : findings(list) {
+    }
+
+    // In the message a word of the file, or a number, stands for each "\1".
+    template <typename... Argument>
+    void report(Rule id, std::size_t column, const std::string &message, Argument... argument) {
+        findings.add(id, number, column, message, argument...);
+    }
+    template <typename... Argument>
+    void reportAt(Rule id, std::size_t atLine, std::size_t column, const std::string &message, Argument... argument) {
+        findings.add(id, atLine, column, message, argument...);
+    }
     // The column of a word of the line's text.
     std::size_t columnOf(std::string_view word) const;
     // Reports that something counts which looks commented out.
@@ -62,9 +75,9 @@ private:
         }
     };
     struct seenValue {
-        std::size_t line, column;
-        std::size_t section;         // the line of the innermost one around it; 0: none
-        std::vector<triple> triples; // of all sections around it
+        std::uint32_t line, column;
+        std::uint32_t section;                             // the line of the innermost one around it; 0: none
+        std::shared_ptr<const std::vector<triple>> around; // what all sections around it ask
         std::string_view text;
         bool bGrid, bReplaced;
     };
@@ -86,7 +99,7 @@ private:
     void openUnread(const markup &part);
     void pass(const markup &part);
     void noteMeant(int tag);
-    static void disregard(openSection &section);
+    void disregard(openSection &section);
     void judgeNesting(const markup &part, int tag);
     void reportNested(const openSection &outer);
     void judgeCondition(const markup &part, openSection &section);
@@ -106,7 +119,7 @@ private:
     bool isGivenBelow(Tag tag, const seenValue &given) const;
     bool isReplacedBy(const seenValue &earlier, const seenValue &given) const;
     const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
-    std::vector<triple> enclosingTriples() const;
+    std::shared_ptr<const std::vector<triple>> enclosingTriples();
     bool inGrid() const;
 
     judgedLine &line;
@@ -114,9 +127,14 @@ private:
     const bool bUnread;
     std::string level;
     std::vector<openSection> sections;
+    std::shared_ptr<const std::vector<triple>> around; // what they ask; null: not known yet
     std::array<std::vector<seenValue>, LastTag> values;
-    std::vector<finding> replacements; // not reported yet
-    std::array<bool, LastTag> meant{}; // by elements that are lost
+    struct replacement {
+        std::uint32_t line, column, by;
+        int tag;
+    };
+    std::vector<replacement> replacements; // not reported yet
+    std::array<bool, LastTag> meant{};     // by elements that are lost
     bool bRequires = false;
 };
 

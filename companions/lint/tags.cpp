@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t LARGEST_GROUP = 20;
 constexpr std::size_t MOST_MISTAKES = 3; // in a misspelled name
+constexpr std::size_t LONGEST_NAME = 64; // that may be a tag
 
 struct tagGroup {
     tagUse use;
@@ -98,43 +99,80 @@ char lowered(char c) {
     return c >= 'A' && c <= 'Z' ? (char)(c - 'A' + 'a') : c;
 }
 
-typedef std::bitset<64> letterSet; // upper case is not told from lower
+typedef std::uint64_t letterSet; // upper case is not told from lower
 
 letterSet lettersOf(std::string_view name) {
-    letterSet letters;
+    letterSet letters = 0;
     for (const char c : name)
-        letters.set((unsigned char)lowered(c) % letters.size());
+        letters |= letterSet(1) << ((unsigned char)lowered(c) % 64);
     return letters;
 }
 
-const std::array<letterSet, LastTag> &lettersOfTags() {
+// Are there so many letters, a few, in a set?
+bool holdsAtLeast(letterSet letters, std::size_t count) {
+    for (; count > 0 && letters != 0; count--)
+        letters &= letters - 1;
+    return count == 0;
+}
+
+struct tagName {
+    std::string_view name;
+    letterSet letters;
+};
+
+const std::array<tagName, LastTag> &tagNames() {
     static const auto all = [] {
-        std::array<letterSet, LastTag> sets;
-        std::transform(ppszTagName, ppszTagName + LastTag, sets.begin(), lettersOf);
-        return sets;
+        std::array<tagName, LastTag> names;
+        std::transform(ppszTagName, ppszTagName + LastTag, names.begin(), [](const char *pName) {
+            return tagName{pName, lettersOf(pName)};
+        });
+        return names;
     }();
     return all;
 }
 
-// How many letters have to be put in, left out or exchanged to come to a tag's name, whatever their case; `limit` when
-// it is not less than that.
-std::size_t distance(std::string_view from, std::string_view to, std::size_t limit) {
-    if (from.size() >= to.size() + limit || to.size() >= from.size() + limit)
-        return limit;
-    std::array<std::size_t, TAG_NAME_LENGTH + 1> row{};
-    std::iota(row.begin(), row.end(), 0);
-    for (const char letter : from) {
-        std::size_t diagonal = row[0]++, least = row[0];
-        for (std::size_t j = 0; j < to.size(); j++) {
-            const std::size_t exchanged = diagonal + (lowered(letter) != lowered(to[j]));
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({exchanged, row[j] + 1, row[j + 1] + 1});
-            least = std::min(least, row[j + 1]);
-        }
-        if (least >= limit)
-            return limit;
+// A name in whose places letters are looked up, for the distance from other names. It has at most 64 letters.
+class misspelledName {
+public:
+    explicit misspelledName(std::string_view text) : name(text) {
+        for (std::size_t i = 0; i < name.size(); i++)
+            places[placeOf(name[i])] |= std::uint64_t(1) << i;
     }
-    return std::min(row[to.size()], limit);
+
+    // How many letters have to be put in, left out or exchanged to come to a tag's name, whatever their case. A column
+    // of the table of distances is two sets of bits: where it goes up by one, and where it goes down.
+    std::size_t distance(std::string_view tag) const {
+        std::uint64_t up = ~std::uint64_t(0);
+        std::uint64_t down = 0;
+        std::size_t distance = name.size();
+        const std::uint64_t last = std::uint64_t(1) << (name.size() - 1);
+        for (const char c : tag) {
+            const std::uint64_t same = places[placeOf(c)];
+            const std::uint64_t diagonal = (((same & up) + up) ^ up) | same | down;
+            std::uint64_t right = down | ~(diagonal | up);
+            const std::uint64_t left = up & diagonal;
+            distance += (right & last) != 0;
+            distance -= (left & last) != 0;
+            right = right << 1 | 1;
+            up = left << 1 | ~(diagonal | right);
+            down = right & diagonal;
+        }
+        return distance;
+    }
+
+private:
+    static std::size_t placeOf(char c) {
+        return (unsigned char)lowered(c);
+    }
+
+    std::string_view name;
+    std::array<std::uint64_t, 256> places{};
+};
+
+bool beginsWith(std::string_view tag, std::string_view name) {
+    return tag.size() >= name.size() && std::equal(name.begin(), name.end(), tag.begin(), [](char left, char right) {
+               return lowered(left) == lowered(right);
+           });
 }
 
 } // namespace
@@ -205,22 +243,27 @@ int nearestTag(std::string_view name) {
     const int tag = tagOf(name);
     if (tag >= 0)
         return tag;
-    const auto letters = lettersOf(name);
-    std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     int nearest = -1;
+    if (name.empty() || name.size() > LONGEST_NAME)
+        return nearest;
+    const auto letters = lettersOf(name);
+    const misspelledName misspelled(name);
+    std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     for (int other = 0; other < LastTag && best > 0; other++) {
-        const letterSet &lettersOfTag = lettersOfTags()[(std::size_t)other];
-        if ((letters & ~lettersOfTag).count() >= best || (lettersOfTag & ~letters).count() >= best)
+        const tagName &one = tagNames()[(std::size_t)other];
+        if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
+            continue;
+        if (holdsAtLeast(letters & ~one.letters, best) || holdsAtLeast(one.letters & ~letters, best))
             continue; // each letter that only one of them has is a mistake
-        const std::size_t found = distance(name, ppszTagName[other], best);
+        const std::size_t found = misspelled.distance(one.name);
         if (found < best) {
             best = found;
             nearest = other;
         }
     }
     for (int other = 0; other < LastTag && nearest < 0 && name.size() > MOST_MISTAKES; other++)
-        if (distance(name, std::string_view(ppszTagName[other]).substr(0, name.size()), 1) == 0)
-            nearest = other; // its beginning
+        if (beginsWith(tagNames()[(std::size_t)other].name, name))
+            nearest = other;
     return nearest;
 }
 

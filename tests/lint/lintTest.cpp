@@ -41,21 +41,35 @@ struct changedSample {
     }
 };
 
-static string rulesOf(const std::vector<lint::finding> &findings) {
+// What is found in a file, with the texts spelled out.
+struct foundText {
+    std::size_t line;
+    string rule;
+    lint::Severity severity;
+    string text;
+};
+
+static std::vector<foundText> found(const string &file, const lint::judgeOptions &options = {}) {
+    const lint::judgement judged = lint::judge(file, options);
+    std::vector<foundText> all;
+    for (const lint::finding &one : judged.findings.all) {
+        const lint::ruleEntry &rule = lint::entryOf(one.id);
+        all.push_back({one.line, string(rule.name), rule.severity, judged.findings.textOf(one)});
+    }
+    return all;
+}
+
+static string rulesOf(const std::vector<foundText> &findings) {
     string rules;
-    for (const lint::finding &found : findings)
-        rules += (rules.empty() ? "" : " ") + string(lint::entryOf(found.id).name);
+    for (const foundText &one : findings)
+        rules += (rules.empty() ? "" : " ") + one.rule;
     return rules;
 }
 
-static string rulesFound(const string &file) {
-    return rulesOf(lint::judge(file, false));
-}
-
-static string textsOf(const std::vector<lint::finding> &findings) {
+static string textsOf(const std::vector<foundText> &findings) {
     string texts;
-    for (const lint::finding &found : findings)
-        texts += "\n" + std::to_string(found.line) + ": " + found.text;
+    for (const foundText &one : findings)
+        texts += "\n" + std::to_string(one.line) + ": " + one.text;
     return texts;
 }
 
@@ -75,17 +89,17 @@ TEST(Lint, FindsEveryMistakeOnItsLine) {
     std::set<string> shown;
     for (const mistake &row : mistakes) {
         const changedSample bad(row.good, row.bad);
-        const auto findings = lint::judge(bad.file, false);
+        const auto findings = found(bad.file);
         const string first = row.rules.substr(0, row.rules.find(' '));
         shown.insert(first);
         EXPECT_EQ(rulesOf(findings), row.rules) << row.bad << textsOf(findings);
-        const auto isMeant = [&](const lint::finding &found) {
-            return lint::entryOf(found.id).name == first && (long)found.line == bad.line + row.linesDown;
+        const auto isMeant = [&](const foundText &one) {
+            return one.rule == first && (long)one.line == bad.line + row.linesDown;
         };
         EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), isMeant)) << row.bad << textsOf(findings);
     }
     // what the file as a whole lacks, and what is asked for, is tested below
-    shown.insert({"no-level", "encoding", "unread"});
+    shown.insert({"no-level", "encoding", "unread", "suppression", "unused-suppression"});
     for (int i = 0; i < (int)lint::Rule::count; i++)
         EXPECT_EQ(shown.count(string(lint::entryOf((lint::Rule)i).name)), 1) << i;
 }
@@ -93,28 +107,28 @@ TEST(Lint, FindsEveryMistakeOnItsLine) {
 TEST(Lint, FindsNothingWhereItsAdviceWasFollowed) {
     for (const mistake &row : mistakes) {
         const string &advised = row.advised.empty() ? row.good : row.advised;
-        const auto left = lint::judge(changedSample(row.good, advised).file, false);
+        const auto left = found(changedSample(row.good, advised).file);
         EXPECT_EQ(rulesOf(left), "") << advised << textsOf(left);
-        const auto findings = lint::judge(changedSample(row.good, row.bad).file, false);
+        const auto findings = found(changedSample(row.good, row.bad).file);
         const string file = changedSample(row.good, advised).file;
-        for (const lint::finding &found : findings)
-            for (const string &text : advisedTexts(found.text))
-                EXPECT_NE(file.find(text), string::npos) << row.bad << "\n" << found.text;
+        for (const foundText &one : findings)
+            for (const string &text : advisedTexts(one.text))
+                EXPECT_NE(file.find(text), string::npos) << row.bad << "\n" << one.text;
     }
 }
 
 TEST(Lint, IsSilentOnWhatIsFine) {
     for (const fineChange &row : fineChanges) {
-        const auto findings = lint::judge(changedSample(row.good, row.changed).file, false);
+        const auto findings = found(changedSample(row.good, row.changed).file);
         EXPECT_EQ(rulesOf(findings), "") << row.changed << textsOf(findings);
     }
     const string crLf = "\xef\xbb\xbf" + std::regex_replace(readFile(sample), std::regex("\n"), "\r\n");
-    EXPECT_EQ(rulesFound(crLf), "");
-    EXPECT_EQ(rulesFound(crLf.substr(0, crLf.size() - 20)), "") << "the last line has no end";
+    EXPECT_EQ(rulesOf(found(crLf)), "");
+    EXPECT_EQ(rulesOf(found(crLf.substr(0, crLf.size() - 20))), "") << "the last line has no end";
 }
 
 TEST(Lint, TellsWhyNothingOfAFileIsRead) {
-    EXPECT_EQ(textsOf(lint::judge("", false)), "\n1: no line offers a level: write <KVXLevel value=\"12.1\">");
+    EXPECT_EQ(textsOf(found("")), "\n1: no line offers a level: write <KVXLevel value=\"12.1\">");
     const std::vector<std::pair<string, string>> encodings = {
         {string("\xff\xfe<\0K\0", 6), "UTF-16"},
         {string("\0\0\0<\0\0\0K", 8), "UTF-32"},
@@ -122,10 +136,38 @@ TEST(Lint, TellsWhyNothingOfAFileIsRead) {
         {"<KVXprereqs>\r<UMASK>\r", "(CR)"},
     };
     for (const auto &[file, name] : encodings) {
-        const auto findings = lint::judge(file, false);
+        const auto findings = found(file);
         EXPECT_EQ(rulesOf(findings), "encoding");
         EXPECT_NE(textsOf(findings).find(name), string::npos) << textsOf(findings);
     }
+}
+
+TEST(Lint, IsSilentWhereItIsTold) {
+    const string level = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n<UMASK>022</UMASK>\n";
+    const string comment = "<!-- kvxprereqlint disable=", empty = "<UMASK></UMASK>\n", end = "</platform>\n";
+    const std::vector<std::pair<string, string>> rows = {
+        {level + empty + end, "\n4: <UMASK> is empty and changes nothing: what an earlier line gave stays"},
+        // the line below, and only that
+        {level + comment + "empty -->\n" + empty + empty + end,
+         "\n6: <UMASK> is empty and changes nothing: what an earlier line gave stays"},
+        {level + " " + comment + "text,empty --> \n" + empty + end,
+         "\n4: there is no finding of text to suppress: take it out"},
+        // one below the other they are for the line below the last
+        {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
+         "\n4: there is no finding of text to suppress: take it out"},
+        // in front of the first level they are for the whole file
+        {"\n" + comment + "empty -->\n" + level + empty + empty + end, ""},
+        {comment + "empty -->\n" + level + end, "\n1: there is no finding of empty to suppress: take it out"},
+        {level + comment + "emty -->\n" + end, "\n4: there is no rule emty: --list-rules names them"},
+        // without --unread nobody can tell whether this one is used
+        {level + comment + "unread -->\n<ksh>1</ksh>\n" + end, ""},
+        // on the line of an element
+        {level + "<UMASK></UMASK> " + comment + "empty -->\n" + end,
+         "\n4: <UMASK> is empty and changes nothing: what an earlier line gave stays"
+         "\n4: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
+    };
+    for (const auto &[file, texts] : rows)
+        EXPECT_EQ(textsOf(found(file)), texts) << file;
 }
 
 // A generated file: levels of elements and sections, every third one untouched, the others with one or two mistakes.
@@ -245,8 +287,9 @@ TEST(Lint, WhereItFindsNoErrorEveryElementIsReadForSomeHost) {
     int withoutError = 0;
     for (int i = 0; i < 10000 && !HasFailure(); i++) {
         const string file = maker.make();
-        const auto findings = lint::judge(file, false);
-        if (std::any_of(findings.begin(), findings.end(), [](const auto &found) { return found.error; }))
+        const auto findings = found(file);
+        if (std::any_of(findings.begin(), findings.end(),
+                        [](const foundText &one) { return one.severity == lint::Severity::error; }))
             continue;
         withoutError++;
         std::set<string> numbers = {"0", "99"}; // on both sides of every number of the file
@@ -264,103 +307,4 @@ TEST(Lint, WhereItFindsNoErrorEveryElementIsReadForSomeHost) {
             ADD_FAILURE() << "line " << at << ": " << element << "\n" << file;
     }
     EXPECT_GT(withoutError, 2500);
-}
-
-static std::pair<string, int> run(const string &arguments) {
-    string out;
-    FILE *pOutput = popen((KVX_LINT " " + arguments + " 2>&1").c_str(), "r");
-    for (int c; (c = fgetc(pOutput)) != EOF;)
-        out += (char)c;
-    return {out, WEXITSTATUS(pclose(pOutput))};
-}
-
-TEST(LintCommand, TellsFindingsAndWhatCannotBeRead) {
-    const string bad = testing::TempDir() + "bad.xml";
-    std::ofstream(bad)
-        << "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n<UMASK>022</UMASK> \n <\x1bX>1</\x1bX>\n"
-           "<Umask>022</Umask>\n<ksh>1</ksh>\n</platform>\n</KVXLevel>\n<KVXLevel value=\"1.10\">\n"
-           "<platform value=\"Linux\">\n<UMASK>022</UMASK>\n</platform>\n<KVXLevel value=\"1.9\">\n"
-           "<platform value=\"Linux\">\n<UMASK>022</UMASK>\n</platform>\n";
-    EXPECT_EQ(run(sample), std::pair(string(), 0));
-    const string finding = bad + ":5:1: error: letters' case matters, the line is ignored: write UMASK [letter-case]\n";
-    EXPECT_EQ(run(sample + " " + bad).second, 1);
-    EXPECT_NE(run(bad).first.find(finding), string::npos) << run(bad).first;
-    EXPECT_NE(run("--unread " + bad).first.find(":6:1: warning: no check reads ksh (a label) [unread]"), string::npos);
-    EXPECT_EQ(run("--levels " + bad), std::pair(string("1.10\n1.9\n1.0\n"), 0));
-    const string unreadable = "kvxprereqlint: /nowhere: cannot be read\n";
-    EXPECT_EQ(run("/nowhere " + bad), std::pair(unreadable + run(bad).first, 2));
-    for (const string &arguments : std::vector<string>{
-             "", "--levels", "--levels --unread " + bad, "--explain 1.0 " + bad, "--frob", "/", "--clustered " + bad,
-             bad + " > /dev/full", "--explain 2 --distribution RHEL --release 9 " + bad,
-             "--explain 1.0 --distribution RHEL --release nine " + bad,
-             "--explain 1.0 --distribution RHEL --release 9 --service-pack x " + bad,
-             "--explain 1.0 --distribution RHEL --release 9.4 --service-pack 7 " + bad,
-             "--explain 1.0 --distribution RHEL --release 9.4 --kernel 5.14 " + bad})
-        EXPECT_EQ(run(arguments).second, 2) << arguments;
-}
-
-TEST(LintCommand, ExplainsALevel) {
-    const string file = testing::TempDir() + "level.xml", explain = "--explain 1.0 --distribution ";
-    std::ofstream(file) << "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n<MinOSVersion>4</MinOSVersion>\n"
-                           "<RHEL value=\"LinuxDistro = RHEL RHELVersion >= 9 RHELSP >= 4\">\n"
-                           "<MinOSVersion>5</MinOSVersion>\n</RHEL>\n<SLES value=\"LinuxDistro = SUSE SLESSP = 5\">\n"
-                           "<UMASK>022</UMASK>\n</SLES>\n<CNTVersion value=\"OSMinorRelease > 14\">\n</CNTVersion>\n"
-                           "<shareGrid>\n<kshPackage>ksh</kshPackage>\n<LibCMajorRelease>28</LibCMajorRelease>\n"
-                           "</shareGrid>\n</platform>\n";
-    EXPECT_EQ(
-        run(explain + "RHEL --release 9.4 --kernel 5.14.0-1 --client " + file).first,
-        "Level 1.0 on RHEL 9.4, kernel 5.14.0-1, client\n\n"
-        "Check: kernel level\n  line 5: MinOSVersion = 5, instead of 4 in line 3\n\n"
-        "Checks of every level: strings is there, 32-bit PAM library (warning)\n\n"
-        "Skipped\n  lines 7 to 9: <SLES value=\"LinuxDistro = SUSE SLESSP = 5\">\n    LinuxDistro is RHEL, not SUSE\n"
-        "  lines 10 to 11: <CNTVersion value=\"OSMinorRelease > 14\">\n    OSMinorRelease is 0, not > 14\n"
-        "  lines 12 to 15: <shareGrid>\n    it is for the clustered pass\n");
-    const string clustered = run(explain + "SUSE --release 15.5 --clustered " + file).first;
-    EXPECT_NE(clustered.find("SLESSP is 5\\n, not 5"), string::npos) << clustered;
-    EXPECT_NE(clustered.find("LibCVersion is not given: the version counts as 0"), string::npos) << clustered;
-    EXPECT_NE(clustered.find("Check: shells, not made: kshPackage and ntpPackage are not both given\n  line 13: "),
-              string::npos)
-        << clustered;
-    const string ubuntu = run("--explain 9.8 --distribution UBUNTU --release 22.04 --clustered " + sample).first;
-    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 is not for UBUNTU.*\nNote: .* only -l ")))
-        << ubuntu;
-    EXPECT_NE(run(explain + "SUSE --release 15 --service-pack 5 " + file).first.find("line 8: UMASK"), string::npos);
-}
-
-// What the program itself stores on an example host, read from its trace.
-TEST(LintCommand, ExplainsWhatTheProgramReadsOnAHost) {
-    string why;
-    if (!privateHostsPermitted(why) && getenv("CI") == nullptr)
-        GTEST_SKIP() << why;
-    static const std::regex added("==>Adding  PREREQ\\[([^\n]*)"), explained("  line [0-9]+: (\\w+ = [^,\n]*)");
-    static const std::map<string, string> releases = {{"rhel", "RHEL --release 9.4"},
-                                                      {"suse", "SUSE --release 15.5"},
-                                                      {"centos", "CENTOS --release 7.9.2009"},
-                                                      {"ubuntu", "UBUNTU --release 22.04"}};
-    for (const auto &[name, release] : releases)
-        for (const string level : {"12.1", "11.1", "10.5"}) {
-            privateHost host;
-            host.layers = {KVX_SOURCE_DIR "/samples/hosts/" + name};
-            host.binds = {KVX_PROGRAM_DIR, KVX_SOURCE_DIR};
-            std::map<string, string> stored;
-            for (const string &text : allMatches(
-                     runProgram(host, {KVX_PROGRAM_DIR "/kvxprereqcheck", "-d", "-i", "-f", sample, "-v", level}).out,
-                     added))
-                stored[text.substr(0, text.find(']'))] = text.substr(text.find('=') + 1);
-            std::set<string> expected;
-            for (const auto &[tag, text] : stored)
-                expected.insert(tag + " = " + text);
-            const auto shown =
-                allMatches(run("--explain " + level + " --distribution " + release + " " + sample).first, explained);
-            EXPECT_EQ(std::set<string>(shown.begin(), shown.end()), expected) << name << " " << level;
-            EXPECT_FALSE(expected.empty());
-        }
-}
-
-TEST(LintManual, HasEveryRule) {
-    const string manual = readFile(KVX_SOURCE_DIR "/man/kvxprereqlint.1");
-    for (int i = 0; i < (int)lint::Rule::count; i++) {
-        const string name(lint::entryOf((lint::Rule)i).name);
-        EXPECT_NE(manual.find("\n.It Sy " + name + "\n"), string::npos) << name;
-    }
 }

@@ -241,7 +241,7 @@ const std::vector<fineChange> fineChanges = {
     {level, R"(<KVXLevel value="12.1.0.0.1">)"},
     {"</platform>\n</KVXLevel>\n\n<KVXLevel value=\"11.5\">", R"(</platform></KVXLevel><KVXLevel value="11.5">)"},
     {"<KVXprereqs>",
-     "<!DOCTYPE KVXprereqs [<!ELEMENT KVXprereqs (KVXLevel+)> <!ATTLIST KVXLevel value CDATA #REQUIRED>]>\n<KVXprereqs>"},
+     "<!DOCTYPE KVXprereqs [<!ELEMENT KVXprereqs (KVXLevel+)> <!ELEMENT KVXLevel (platform)>]>\n<KVXprereqs>"},
     {"<kshVersion>20120801<", "<kshVersion>20120801-254.el8<"},
     {"<ntpPackage>ntpd<", "<ntpPackage>/usr/sbin/ntpd<"},
     {library, "<CPPLibName>/opt/$LIB/libstdc++.so.6</CPPLibName>"},
@@ -249,5 +249,5 @@ const std::vector<fineChange> fineChanges = {
     {symbols, "<CPPVersionString>GCC: (GNU) 8.5.0</CPPVersionString>"},
     // a later section of the same hosts gives the lower part
     {"    <MinOSRelease>14</MinOSRelease>\n",
-     "  </RHEL>\n  <IAVersion value=\"LinuxDistro = RHEL RHELVersion >= 9\">\n    <MinOSRelease>14</MinOSRelease>\n  </IAVersion>\n  <RHEL value=\"LinuxDistro = RHEL RHELVersion >= 9\">\n"},
+     "  </RHEL>\n  <RHEL value=\"LinuxDistro = RHEL RHELVersion >= 9\">\n    <MinOSRelease>14</MinOSRelease>\n"},
 };
