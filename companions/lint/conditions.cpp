@@ -36,8 +36,8 @@ bool isOperatorLike(string_view word) {
 }
 
 // As the program reads it; a greater one counts as the greatest.
-long toNumber(string_view text) {
-    return std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX);
+int toNumber(string_view text) {
+    return (int)std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX);
 }
 
 // Can a triple fail on a host that knows its operand?
@@ -53,7 +53,7 @@ struct range {
 };
 
 void narrow(range &known, const triple &asked) {
-    const long number = std::max(asked.number, 0L);
+    const long number = std::max(asked.number, 0);
     if (asked.operation == "=") {
         known.bImpossible = known.bImpossible || (known.text && *known.text != asked.value);
         known.text = asked.value;
@@ -142,13 +142,25 @@ string_view distributionMeant(string_view word) {
     return {};
 }
 
+constexpr string_view operatorsMeant[][2] = {{"==", "="},  {"=>", ">="}, {">=", ">="}, {"is", "="}, {"eq", "="},
+                                             {"ge", ">="}, {"gt", ">"},  {"lt", "<"},  {"in", "="}};
+
+string_view operatorMeant(string_view word) {
+    for (const auto &pair : operatorsMeant)
+        if (word == pair[0])
+            return pair[1];
+    return {};
+}
+
 // A word such as "RHELVersion>=9" in three.
 string spaced(string_view word) {
     const std::size_t begin = word.find_first_of(operatorCharacters);
     const std::size_t end = std::min(word.find_first_not_of(operatorCharacters, begin), word.size());
+    const string_view operation = word.substr(begin, end - begin);
+    const string_view meant = operatorMeant(operation);
     string words(word.substr(0, begin));
     words += ' ';
-    words += word.substr(begin, end - begin);
+    words += meant.empty() ? operation : meant;
     words += ' ';
     return words.append(end < word.size() ? word.substr(end) : "...");
 }
@@ -162,10 +174,11 @@ public:
 
     // Whether the words are in their places, so that a rest is one.
     bool run() const {
-        for (std::size_t i = 0; i < asked.triples.size(); i++) {
-            const triple &triple = asked.triples[i];
+        for (std::size_t i = 0; i < asked.triples.size(); i++)
             if (!checkWords(i))
                 return false;
+        for (std::size_t i = 0; i < asked.triples.size(); i++) {
+            const triple &triple = asked.triples[i];
             if (!checkOperand(triple))
                 continue;
             checkOperator(triple);
@@ -274,8 +287,6 @@ private:
     }
 
     static string operatorHint(const triple &triple) {
-        static constexpr string_view meant[][2] = {{"==", "="},  {"=>", ">="}, {">=", ">="}, {"is", "="}, {"eq", "="},
-                                                   {"ge", ">="}, {"gt", ">"},  {"lt", "<"},  {"in", "="}};
         const string operand(triple.operand), operation(triple.operation);
         if (isOneOf(operation, {"<=", "=<"}) && triple.number >= 0) {
             const string above = operand + " > " + std::to_string(triple.number);
@@ -283,9 +294,8 @@ private:
                    "\" (\"" + operand + " < " + std::to_string(triple.number + 1) +
                    "\" works, but is no well-formed XML)";
         }
-        for (const auto &pair : meant)
-            if (operation == pair[0])
-                return "write " + quoted(pair[1]);
+        if (!operatorMeant(operation).empty())
+            return "write " + quoted(operatorMeant(operation));
         if (operation == "!=")
             return "write a section for each of the other hosts";
         const std::size_t digit = operation.find_first_of(digits);
@@ -295,15 +305,15 @@ private:
     }
 
     void checkOrdering(const triple &triple) const {
-        if (triple.number < 0)
-            report(Rule::wholeNumber, triple.value,
-                   quoted(triple.value) + " is no whole number, so \"" + words(triple) +
-                       "\" always holds: " + numberHint(triple));
-        else if (triple.tag == LinuxDistro || fixedText(triple.tag, ""))
+        if (triple.tag == LinuxDistro || fixedText(triple.tag, ""))
             report(Rule::wholeNumber, triple.operand,
                    string(triple.operand) + " is no whole number, only what it begins with counts: " +
                        (triple.tag == KVXLevel ? string("use \"=\", or put the section into the level that it is for")
                                                : "test it with \"=\", or test a release such as RHELVersion"));
+        else if (triple.number < 0)
+            report(Rule::wholeNumber, triple.value,
+                   quoted(triple.value) + " is no whole number, so \"" + words(triple) +
+                       "\" always holds: " + numberHint(triple));
     }
 
     // What to write instead of something that is no whole number.
@@ -438,9 +448,10 @@ private:
 
 string restHint(const std::vector<string_view> &rest) {
     const string_view last = rest.back();
-    const std::size_t behind = last.find_first_not_of("<>=");
-    return behind > 0 && behind != string_view::npos ? "put a blank behind the operator"
-                                                     : "complete it, or take it out";
+    const std::size_t behind = last.find_first_not_of(operatorCharacters);
+    if (rest.size() == 2 && behind > 0 && behind != string_view::npos)
+        return "write \"" + string(rest[0]) + spaced(last) + '"';
+    return "complete it, or take it out";
 }
 
 // The character may be one that a word processor writes, or look like another.

@@ -14,9 +14,13 @@ namespace lint {
 
 struct triple {
     std::string_view operand, operation, value;
-    int tag;     // the operand's, or -1
-    long number; // the value, or -1 when it is no whole number
+    int tag;    // the operand's, or -1
+    int number; // the value, or -1 when it is no whole number
 };
+
+inline bool operator==(const triple &left, const triple &right) {
+    return left.operand == right.operand && left.operation == right.operation && left.value == right.value;
+}
 
 // What a condition asks that is a mistake.
 inline constexpr triple unknownTriple = {"", "", "", -1, -1};

@@ -34,11 +34,10 @@ std::string findingList::textOf(const finding &found) const {
     const std::string word =
         found.length == 0 ? std::to_string(found.word) : std::string(file.substr(found.word, found.length));
     std::string full;
-    for (const char c : text)
-        if (c == '\1')
-            full += word;
-        else
-            full += c;
+    std::size_t begin = 0;
+    for (std::size_t mark; (mark = text.find('\1', begin)) != std::string::npos; begin = mark + 1)
+        full.append(text, begin, mark - begin).append(word);
+    full.append(text, begin, std::string::npos);
     return full;
 }
 

@@ -103,8 +103,7 @@ private:
             line.report(Rule::nul, text.find('\0') + 1,
                         "a NUL character: what follows on this line is not read; take it out");
         if (line.marked.openComment != 0)
-            line.report(Rule::comment, line.marked.openComment,
-                        "this comment has no end: write --> behind it (nothing in it would be hidden)");
+            line.report(Rule::comment, line.marked.openComment, "this comment has no end: write --> behind it");
         const markup *pLevel = levelPart();
         if (text.size() >= PREREQ_LINE_SIZE)
             takeLongLine();
@@ -150,6 +149,9 @@ private:
     }
 
     bool isLevelMeant(const markup &part) const {
+        const string_view ending = part.name.substr(part.name.size() - std::min(part.name.size(), shortLevel.size()));
+        if (reader.place() == PLACE_SECTION && foreignCharacter(part.name).empty() && !sameLetters(ending, shortLevel))
+            return false;
         const string name = latinized(part.name);
         if (sameLetters(name, "KVXLevel") || (reader.place() != PLACE_SECTION && nearestTag(name) == KVXLevel))
             return true;

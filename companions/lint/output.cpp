@@ -236,6 +236,8 @@ bool isHidden(string_view character) {
 } // namespace
 
 std::string printable(string_view text) {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < 0x7f; }))
+        return string(text);
     string shown;
     while (!text.empty()) {
         const std::size_t length = characterLength(text);

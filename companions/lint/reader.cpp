@@ -9,7 +9,7 @@ namespace lint {
 
 namespace {
 
-constexpr std::size_t MOST_KNOWN = 4096; // lines that are not read again
+constexpr std::size_t MOST_KNOWN = 512; // lines that are not read again
 
 void forgetValues() {
     for (char *&pText : ppszPREREQ) {

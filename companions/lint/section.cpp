@@ -274,9 +274,10 @@ const markup *sectionJudge::countedValue(const lineEffect &effect) {
     const markup *pPart = line.find(MarkupKind::element, ppszTagName[effect.tag]);
     if (pPart == nullptr || (effect.effect == LINE_EMPTY && pPart->comment != 0))
         return pPart;
-    if (pPart->comment != 0)
+    if (pPart->comment != 0) {
         line.reportComment(*pPart, opening(pPart->name) + " counts");
-    else if (effect.effect == LINE_EMPTY)
+        noteMeant(effect.tag);
+    } else if (effect.effect == LINE_EMPTY)
         line.report(Rule::empty, pPart->column,
                     opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
     else
@@ -459,7 +460,8 @@ void sectionJudge::explainOpening(const markup &part) {
     const string name(part.name);
     const bool bSection = !part.attributes.empty() || name == ppszTagName[shareGrid];
     const std::size_t behind = part.column + name.size(), depth = depthOf(name);
-    const string_view text = trimmed(line.text.substr(std::min(part.end, line.text.size())));
+    const string_view behindTag = line.text.substr(std::min(part.end, line.text.size()));
+    const string_view text = trimmed(behindTag.substr(0, behindTag.find('<')));
     const distributionTags *pDistribution = distributionOfSection(tagOf(name));
     if (!bSection && depth < sections.size()) {
         line.report(Rule::closing, part.column,
@@ -618,8 +620,11 @@ std::shared_ptr<const std::vector<triple>> sectionJudge::enclosingTriples() {
                 bUnknown = true;
     if (bUnknown)
         all->push_back(unknownTriple);
-    all->shrink_to_fit();
-    around = all;
+    if (lastAround == nullptr || *lastAround != *all) { // or else they share it
+        all->shrink_to_fit();
+        lastAround = std::move(all);
+    }
+    around = lastAround;
     return around;
 }
 
@@ -700,14 +705,25 @@ bool sectionJudge::judgeAttributes(const markup &part) {
     return false;
 }
 
+// Reports a condition that lacks one double quote, or both.
+void sectionJudge::judgeQuotes(const markup &part) {
+    const bool bOne = holds(line.text, "\"");
+    const string_view foreign = foreignCharacter(part.attributes);
+    const string_view text = trimmed(attributeText(part.attributes));
+    string message = bOne ? "the condition's closing quote is missing, so the section is read on every host"
+                          : "a condition stands in double quotes; without them the section is skipped on every host";
+    if (!foreign.empty())
+        message = codePoint(foreign) + " is no double quote: write \" on both sides of the condition";
+    else if (!text.empty() && text.find_first_of("\"'") == npos)
+        message += ": write <" + string(part.name) + " value=\"" + string(text) + "\">";
+    line.report(Rule::quotes, part.column, message);
+}
+
 void sectionJudge::judgeCondition(const markup &part, openSection &section) {
     bool bQuotes = false;
     const string_view text = quotedText(line.text, bQuotes);
     if (!bQuotes) {
-        const bool bOne = holds(line.text, "\"");
-        line.report(Rule::quotes, part.column,
-                    bOne ? "the condition's closing quote is missing, so the section is read on every host"
-                         : "a condition stands in double quotes; without them the section is skipped on every host");
+        judgeQuotes(part);
         section.triples = {unknownTriple};
         return;
     }
@@ -842,7 +858,8 @@ void sectionJudge::judgeRaised(const Tag (&parts)[3], std::size_t part, const se
         const seenValue *pValue = other == part ? &given : valueBeside(parts[other], given);
         const long number = pValue == nullptr ? 0 : numberOf(pValue->text);
         level += (level.empty() ? "" : ".") + std::to_string(number);
-        if (other > part && number > 0 && pValue->section != given.section && !isGivenBelow(parts[other], given))
+        if (other > part && number > 0 && !meant[parts[other]] && pValue->section != given.section &&
+            !isGivenBelow(parts[other], given))
             lacking += (lacking.empty() ? "" : " and ") + string(ppszTagName[parts[other]]);
     }
     if (!lacking.empty())

@@ -103,6 +103,7 @@ private:
     void judgeNesting(const markup &part, int tag);
     void reportNested(const openSection &outer);
     void judgeCondition(const markup &part, openSection &section);
+    void judgeQuotes(const markup &part);
     bool judgeAttributes(const markup &part);
     bool isValueMeant(const markup &part, int tag) const;
     void closeTo(std::size_t depth);
@@ -128,6 +129,7 @@ private:
     std::string level;
     std::vector<openSection> sections;
     std::shared_ptr<const std::vector<triple>> around; // what they ask; null: not known yet
+    std::shared_ptr<const std::vector<triple>> lastAround;
     std::array<std::vector<seenValue>, LastTag> values;
     struct replacement {
         std::uint32_t line, column, by;

@@ -5,6 +5,7 @@
 #include <bitset>
 #include <iterator>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -239,32 +240,41 @@ int tagOf(std::string_view name) {
     return found == tags.end() ? -1 : found->second;
 }
 
-int nearestTag(std::string_view name) {
-    const int tag = tagOf(name);
-    if (tag >= 0)
-        return tag;
-    int nearest = -1;
-    if (name.empty() || name.size() > LONGEST_NAME)
-        return nearest;
-    const auto letters = lettersOf(name);
-    const misspelledName misspelled(name);
+// The tag whose name differs least from a misspelled one, if it is little; -1 without one.
+static int mostAlike(std::string_view name) {
+    const auto &names = tagNames();
+    const letterSet letters = lettersOf(name);
+    std::optional<misspelledName> misspelled; // few names need it
     std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
+    int nearest = -1;
     for (int other = 0; other < LastTag && best > 0; other++) {
-        const tagName &one = tagNames()[(std::size_t)other];
+        const tagName &one = names[(std::size_t)other];
         if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
             continue;
         if (holdsAtLeast(letters & ~one.letters, best) || holdsAtLeast(one.letters & ~letters, best))
             continue; // each letter that only one of them has is a mistake
-        const std::size_t found = misspelled.distance(one.name);
+        if (!misspelled)
+            misspelled.emplace(name);
+        const std::size_t found = misspelled->distance(one.name);
         if (found < best) {
             best = found;
             nearest = other;
         }
     }
-    for (int other = 0; other < LastTag && nearest < 0 && name.size() > MOST_MISTAKES; other++)
-        if (beginsWith(tagNames()[(std::size_t)other].name, name))
-            nearest = other;
     return nearest;
+}
+
+int nearestTag(std::string_view name) {
+    const int tag = tagOf(name);
+    if (tag >= 0 || name.empty() || name.size() > LONGEST_NAME)
+        return tag;
+    const int nearest = mostAlike(name);
+    if (nearest >= 0 || name.size() <= MOST_MISTAKES)
+        return nearest;
+    const auto &names = tagNames();
+    const auto longer =
+        std::find_if(names.begin(), names.end(), [&](const tagName &one) { return beginsWith(one.name, name); });
+    return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }
 
 } // namespace lint

@@ -5,6 +5,7 @@
 #include <map>
 #include <regex>
 #include <set>
+#include <unistd.h>
 
 #include "privateHost.h"
 #include "rules.h"
@@ -20,7 +21,7 @@ static string readFile(const string &path) {
 }
 
 static string writeFile(const string &text) {
-    const string path = testing::TempDir() + "file.xml";
+    const string path = testing::TempDir() + "lint" + std::to_string(getpid()) + ".xml";
     std::ofstream(path) << text;
     return path;
 }
