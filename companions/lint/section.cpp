@@ -487,15 +487,16 @@ void sectionJudge::explainOpening(const markup &part) {
                         opening(name) + " and not the word \"value\"");
     else if (!bSection && part.complete && pDistribution != nullptr)
         line.report(Rule::attribute, part.column,
-                    "a section without a condition is none, its lines are read on every host: write <" + name +
+                    "without a condition this opens no section, and its lines are read on every host: write <" + name +
                         " value=\"LinuxDistro = " + pDistribution->name() + "\">");
     else if (!bSection)
         line.report(Rule::notClosed, part.column,
                     "the element does not end on this line and is lost: write " +
                         element(name, text.empty() ? "..." : text) + " on one line");
     else if (behind < line.text.size() && line.text[behind] == '\t')
-        line.report(Rule::tabulator, behind + 1,
-                    "a tabulator behind the tag: the section is none and its lines are always read; put a blank there");
+        line.report(
+            Rule::tabulator, behind + 1,
+            "a tabulator behind the tag: this opens no section, and its lines are always read: put a blank there");
     else if (!holds(part.attributes, "value"))
         line.report(Rule::attribute, part.column,
                     "only the attribute \"value\" makes a condition; the section's lines are always read");
@@ -864,7 +865,7 @@ void sectionJudge::judgeRaised(const Tag (&parts)[3], std::size_t part, const se
     }
     if (!lacking.empty())
         line.reportAt(Rule::mixedLevel, given.line, given.column,
-                      "lower parts stay as they were above, so this comes to " + level + ": give " + lacking +
+                      "this raises one part of a level, and the whole becomes " + level + ": give " + lacking +
                           " here, too");
 }
 
