@@ -427,7 +427,7 @@ private:
         const lineEffect &effect = reader.take(line.text);
         const markup *pClosing = findPart([&](const markup &part) {
             return part.kind == MarkupKind::closing &&
-                   (sameLetters(latinized(part.name), platformName) || part.name == platformTag);
+                   (nearestTag(latinized(part.name)) == platform || part.name == platformTag);
         });
         if (reader.place() == PLACE_BEHIND) {
             endPlatform(pClosing);
@@ -454,9 +454,10 @@ private:
     }
 
     void reportPlatformEnd(const markup &closing) {
-        const Rule id = closing.name == platformName             ? Rule::blank
-                        : foreignCharacter(closing.name).empty() ? Rule::letterCase
-                                                                 : Rule::lookAlike;
+        const Rule id = closing.name == platformName              ? Rule::blank
+                        : !foreignCharacter(closing.name).empty() ? Rule::lookAlike
+                        : sameLetters(closing.name, platformName) ? Rule::letterCase
+                                                                  : Rule::closing;
         line.report(id, closing.column, "this does not close the platform section: write </platform>");
     }
 

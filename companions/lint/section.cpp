@@ -536,6 +536,12 @@ void sectionJudge::explainClosing(const markup &part) {
         closeTo(sections.size() - 1);
         return;
     }
+    if (!sections.empty() && tagOf(name) < 0) { // no element's and no other section's
+        line.report(foreignCharacter(name).empty() ? Rule::closing : Rule::lookAlike, part.column,
+                    "this closes nothing: write " + closing(sections.back().name));
+        closeTo(sections.size() - 1);
+        return;
+    }
     explainStray(part);
 }
 

@@ -87,6 +87,8 @@ const std::vector<mistake> mistakes = {
     {"blank", "</RHEL>", "</ RHEL>"},
     {"closing", "</RHEL>", "<RHEL>"},
     {"closing", "</RHEL>", "/RHEL>"},
+    {"closing", "</RHEL>", "</RHLE>"},
+    {"look-alike", "</RHEL>", "</RH\u0415L>"},
     {"closing", "<RHEL value=\"LinuxDistro = RHEL\">\n", "", "", 6},
     {"blank", "<shareGrid>", "<shareGrid >"},
     {"unclosed", "  </RHEL>\n", "", "", -7},
@@ -101,6 +103,7 @@ const std::vector<mistake> mistakes = {
     {"letter-case", "</platform>", "</Platform>"},
     {"closing", "</platform>", "<platform>"},
     {"closing", "</platform>", "platform>"},
+    {"closing", "</platform>", "</plattform>"},
     // Levels
     {"level-form", level, R"(<KVXLevel value = "12.1">)"},
     {"level-form", level, R"(<KVXLevel name="12.1">)"},
