@@ -642,7 +642,7 @@ TEST(ReportCommand, IsDocumentedAsItIs) {
         return std::set<string>(std::sregex_token_iterator(text.begin(), text.end(), option, 1), {});
     };
     const auto options = optionsIn(KVX_PROGRAM_DIR "/kvxprereqreport --help | grep '^  '");
-    EXPECT_EQ(options.size(), 6U);
+    EXPECT_EQ(options.size(), 7U);
     EXPECT_EQ(optionsIn("sed -n 's/^.It Fl \\(h , Fl \\)*-/--/;s/ Ns = .*/=/;/^--/p' man/kvxprereqreport.1"), options);
     EXPECT_EQ(optionsIn("grep compgen.*help completions/kvxprereqreport"), options);
 }

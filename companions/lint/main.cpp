@@ -51,6 +51,7 @@ constexpr char help[] =
     "  --clustered          the pass that checks the clustered feature\n"
     "  --client             the checks of a client\n"
     "  -h, --help           print this\n"
+    "  --version            print the version\n"
     "\n"
     "Exit status: 0 nothing was found, 1 findings, 2 a file cannot be read or the options are wrong.\n";
 
@@ -59,7 +60,7 @@ struct wrongUsage : std::runtime_error {
 };
 
 struct arguments {
-    bool bHelp = false, bListRules = false, bLevels = false, bExplain = false;
+    bool bHelp = false, bVersion = false, bListRules = false, bLevels = false, bExplain = false;
     bool bHostOption = false;  // one that describes a host
     bool bJudgeOption = false; // one that only judging knows
     lint::judgeOptions judging;
@@ -138,6 +139,7 @@ enum Option {
     KERNEL,
     CLUSTERED,
     CLIENT,
+    VERSION,
     HELP = 'h',
 };
 
@@ -166,6 +168,7 @@ void takeOption(int found, const char *pText, arguments &given) {
     case CLUSTERED: given.host.bClustered = true; break;
     case CLIENT: given.host.bClient = true; break;
     case HELP: given.bHelp = true; break;
+    case VERSION: given.bVersion = true; break;
     default: throw wrongUsage("");
     }
 }
@@ -186,6 +189,7 @@ arguments readArguments(int argc, char **argv) {
         {"clustered", no_argument, nullptr, CLUSTERED},
         {"client", no_argument, nullptr, CLIENT},
         {"help", no_argument, nullptr, HELP},
+        {"version", no_argument, nullptr, VERSION},
         {nullptr, 0, nullptr, 0},
     };
     arguments given;
@@ -347,8 +351,11 @@ int main(int argc, char **argv) {
     std::ios::sync_with_stdio(false);
     try {
         const arguments given = readArguments(argc, argv);
-        if (given.bHelp) {
-            std::cout << usage << help;
+        if (given.bHelp || given.bVersion) {
+            if (given.bHelp)
+                std::cout << usage << help;
+            else
+                std::cout << "kvxprereqlint " KVX_VERSION "\n";
             return std::cout.flush() ? CLEAN : TROUBLE;
         }
         checkArguments(given);

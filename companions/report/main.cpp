@@ -33,6 +33,7 @@ const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|ht
                            "  --status=N       exit status of kvxprereqcheck on that host\n"
                            "  --errors=FILE    what it wrote to standard error\n"
                            "  -h, --help       print this text and exit\n"
+                           "  --version        print the version and exit\n"
                            "\n"
                            "Exit status: 0 all passed, or warnings only; 1 something failed; 2 something is\n"
                            "unknown, incomplete or unreadable.\n";
@@ -46,7 +47,7 @@ struct settings {
     std::string format = "table", output, input = "-";
     std::optional<std::string> host, errors;
     std::optional<int> status;
-    bool bHelp = false;
+    const char *pInformation = nullptr; // to be printed, and nothing else
 };
 
 // --- Input ---
@@ -211,8 +212,8 @@ int run(const settings &asked) {
     return status;
 }
 
-int showHelp() {
-    std::cout << pUsage;
+int print(const char *pText) {
+    std::cout << pText;
     flushStandardOutput();
     return exitGood;
 }
@@ -224,13 +225,14 @@ std::string notEmpty(const char *pValue) {
 }
 
 settings readCommandLine(int argc, char **argv) {
-    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, HELP };
-    static const std::array<option, 7> options{{{"format", required_argument, nullptr, FORMAT},
+    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, HELP, VERSION };
+    static const std::array<option, 8> options{{{"format", required_argument, nullptr, FORMAT},
                                                 {"output", required_argument, nullptr, OUTPUT},
                                                 {"host", required_argument, nullptr, HOST},
                                                 {"status", required_argument, nullptr, STATUS},
                                                 {"errors", required_argument, nullptr, ERRORS},
                                                 {"help", no_argument, nullptr, HELP},
+                                                {"version", no_argument, nullptr, VERSION},
                                                 {nullptr, 0, nullptr, 0}}};
     static const std::array<std::string_view, 4> formats{"table", "json", "junit", "html"};
     settings asked;
@@ -245,7 +247,8 @@ settings readCommandLine(int argc, char **argv) {
                 throw usageError(std::string("no exit status: ") + optarg);
             break;
         case 'h':
-        case HELP: asked.bHelp = true; return asked;
+        case HELP: asked.pInformation = pUsage; return asked;
+        case VERSION: asked.pInformation = "kvxprereqreport " KVX_VERSION "\n"; return asked;
         default: throw usageError("");
         }
     }
@@ -263,7 +266,7 @@ settings readCommandLine(int argc, char **argv) {
 int main(int argc, char **argv) {
     try {
         const settings asked = readCommandLine(argc, argv);
-        return asked.bHelp ? showHelp() : run(asked);
+        return asked.pInformation != nullptr ? print(asked.pInformation) : run(asked);
     } catch (const usageError &error) {
         if (*error.what() != '\0')
             std::cerr << "kvxprereqreport: " << error.what() << '\n';
