@@ -95,7 +95,7 @@ std::vector<hostPlace> hostsIn(const settings &asked) {
 fs::path localeDirectory() {
     std::error_code failed;
     const fs::path directory = fs::read_symlink("/proc/self/exe", failed).parent_path();
-    for (const char *pBeside : {"locale", "../lib/kvxprereq/locale"})
+    for (const char *pBeside : {"locale", "../lib/kvxprereq/checker/locale"})
         if (fs::is_directory(directory / pBeside, failed))
             return directory / pBeside;
     throw std::runtime_error("no message catalogs beside " + directory.string());

@@ -16,8 +16,8 @@ import sys
 import tarfile
 import zlib
 
-SENT = ("bin/kvxprereqcheck", "lib/kvxprereq/kvxprereqcheck", "lib/kvxprereq/locale/")
-HERE = ("bin/kvxprereqreport", "lib/kvxprereq/locale/")
+SENT = ("bin/kvxprereqcheck", "lib/kvxprereq/checker/")
+HERE = ("bin/kvxprereqreport", "lib/kvxprereq/checker/locale/")
 
 
 def archives_in(directory):
@@ -27,32 +27,36 @@ def archives_in(directory):
 
 
 def files_of(path, names):
-    """The archive's files that begin with one of the names: name without the top directory, mode, content."""
+    """The archive's files and links that begin with one of the names: name without the top directory, mode, content. The
+    content of a link is None, its mode the name that it leads to."""
     with tarfile.open(path) as archive:
         for member in archive:
             name = member.name.partition("/")[2]
-            if member.isfile() and name.startswith(names):
+            if name.startswith(names) and member.issym():
+                yield name, member.linkname, None
+            elif name.startswith(names) and member.isfile():
                 yield name, member.mode, archive.extractfile(member).read()
 
 
 def parcel(path, prerequisites):
-    """Many catalogs are equal: all but the first of them are links. In their order neighbours compress well."""
+    """In the order of their names neighbours compress well."""
     packed = io.BytesIO()
-    first = {}
     with tarfile.open(fileobj=packed, mode="w:gz", compresslevel=9) as archive:
         for name, mode, content in [*sorted(files_of(path, SENT)), ("KVXprereqs.xml", 0o644, prerequisites)]:
             entry = tarfile.TarInfo(name)
-            entry.mode, same = mode, first.setdefault(content, name)
-            if same == name:
-                entry.size = len(content)
+            if content is None:
+                entry.type, entry.linkname = tarfile.SYMTYPE, mode
             else:
-                entry.type, entry.linkname = tarfile.LNKTYPE, same
-            archive.addfile(entry, io.BytesIO(content))
+                entry.mode, entry.size = mode, len(content)
+            archive.addfile(entry, io.BytesIO(content or b""))
     return base64.b64encode(packed.getvalue())
 
 
 def write(path, mode, content):
     os.makedirs(os.path.dirname(path), exist_ok=True)
+    if content is None:
+        os.symlink(mode, path)
+        return
     with open(path, "wb") as file:
         file.write(content)
     os.chmod(path, mode)
