@@ -139,6 +139,13 @@ static words completed(const string &line) {
     return found(shell("bash -c '. completions/kvxprereqcheck; " + call + "' bash " + line), "(\\S+)");
 }
 
+// In bash, zsh and fish, which type into a terminal: options of every program's help, levels, formats, distributions.
+TEST(Completion, OffersInEveryShellWhatTheHelpHas) {
+    const scratchDirectory directory;
+    shell("cmake --install " KVX_PROGRAM_DIR " --prefix '" + directory.path + "'");
+    EXPECT_EQ(shell("scripts/check-completions '" + directory.path + "' 2>&1"), "");
+}
+
 TEST(Completion, KnowsOptionsAndLevels) {
     for (const string &spelling : spellings(""))
         EXPECT_EQ(completed("'-" + spelling + "'").count("-" + spelling), 1U) << spelling;

@@ -1,0 +1,44 @@
+# Fish completion for kvxprereqcheck, kvxprereqlint and kvxprereqreport. Their options, with meanings and values, are read
+# from their help, so that they are those of the installed programs.
+
+# The levels of the prerequisites file on the command line, else of the one in this directory.
+function __kvxprereq_levels
+    set -l file KVXprereqs.xml
+    for word in (commandline -opc)[2..-1]
+        test -f "$word"; and set file $word
+    end
+    kvxprereqlint --levels "$file" 2>/dev/null
+end
+
+# Adds an option. How its argument is completed is told by the argument's name in the help; a meaning such as
+# "table (default), json or html" lists the values.
+function __kvxprereq_option # PROGRAM DASHES NAME ARGUMENT MEANING
+    set -l kind -l
+    test $argv[2] = -; and set kind -o
+    test (string length -- $argv[3]) = 1; and set kind -s
+    set -l values (string replace ' (default)' '' -- $argv[5] | string replace ' or ' ', ')
+    switch "$argv[4]"
+        case ''
+            complete -c $argv[1] $kind $argv[3] -d $argv[5]
+        case FILE
+            complete -c $argv[1] $kind $argv[3] -d $argv[5] -r -F
+        case LEVEL
+            complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__kvxprereq_levels)'
+        case USER
+            complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__fish_complete_users)'
+        case '*'
+            string match -qr '^[A-Za-z0-9]+(, [A-Za-z0-9]+)+$' -- $values; or set values
+            complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a (string replace -a , '' -- "$values")
+    end
+end
+
+for program in kvxprereqcheck kvxprereqlint kvxprereqreport
+    set -l ask --help
+    test $program = kvxprereqcheck; and set ask -h
+    complete -c $program -e
+    for line in (KVXLANG=C $program $ask 2>/dev/null)
+        set -l part (string match -r '^ {2,4}(?:-h, )?(--?)([a-z-]+)[ =]?([A-Z]*) +([^;]*)' -- $line)
+        and __kvxprereq_option $program $part[2] $part[3] "$part[4]" $part[5]
+    end
+end
+complete -c kvxprereqcheck -f
