@@ -53,4 +53,11 @@ endfunction()
 function(companion target)
     harden(${target})
     target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc ${KVX_STATIC_RUNTIME})
+    without_compilers_note(${target})
+endfunction()
+
+# A program that is installed. The names of its compilers are in the release's provenance, not in the program.
+function(without_compilers_note target)
+    add_custom_command(TARGET ${target} POST_BUILD
+        COMMAND ${CMAKE_OBJCOPY} --remove-section=.comment $<TARGET_FILE:${target}> VERBATIM)
 endfunction()

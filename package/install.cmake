@@ -1,6 +1,9 @@
 # What is installed: the program beside its texts, in a directory of its own, and in bin/ what starts it there. All
 # places are fixed below the prefix, because the starter looks for the program relative to itself.
-set(KVX_PRIVATE_DIR lib/kvxprereq)
+#
+# 1.0.0 had the program and a directory for each locale in lib/kvxprereq. Neither dpkg nor rpm makes such a directory a
+# link, so all of it lies one level deeper now.
+set(KVX_PRIVATE_DIR lib/kvxprereq/checker)
 set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask: who can write there can exchange the program
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and running from the build tree does not
@@ -10,8 +13,14 @@ install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
 install(FILES samples/KVXprereqs.xml CHANGES DESTINATION share/doc/kvxprereqcheck)
 file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
 install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
+# One file for all programs. zsh finds it in another directory on Debian; fish looks for one of each program's name.
+install(DIRECTORY completions/zsh/ DESTINATION share/zsh/site-functions)
+file(MAKE_DIRECTORY ${KVX_INSTALLED})
+file(CREATE_LINK ../site-functions/_kvxprereqcheck ${KVX_INSTALLED}/_kvxprereqcheck SYMBOLIC)
+install(FILES ${KVX_INSTALLED}/_kvxprereqcheck DESTINATION share/zsh/vendor-completions)
+install(DIRECTORY completions/fish/ DESTINATION share/fish/vendor_completions.d)
 
-# Every locale has a catalog of its own, equal as most are: the program takes one locale's directory to another host.
+# Each catalog once, and a link to it for each locale.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${KVX_PRIVATE_DIR})
 
 # Packages hold their manual pages compressed, without name and time in them, with the version in the footer.
@@ -32,4 +41,14 @@ foreach(source ${KVX_PAGE_SOURCES})
     install(FILES ${compressed} DESTINATION share/man/man${section})
 endforeach()
 
-add_custom_target(installed ALL DEPENDS ${KVX_PAGES})
+# Copyright and changes, as the distributions want them.
+set(KVX_TEXTS_OF_PACKAGE ${KVX_INSTALLED}/copyright ${KVX_INSTALLED}/changelog.gz)
+add_custom_command(
+    OUTPUT ${KVX_TEXTS_OF_PACKAGE} ${KVX_INSTALLED}/changelog.rpm
+    COMMAND ${PROJECT_SOURCE_DIR}/package/package-texts ${PROJECT_VERSION} ${KVX_INSTALLED}
+    DEPENDS package/package-texts package/maintainer package/licence CHANGES CMakeLists.txt
+    COMMENT "Writing copyright and changes"
+    VERBATIM)
+install(FILES ${KVX_TEXTS_OF_PACKAGE} DESTINATION share/doc/kvxprereqcheck)
+
+add_custom_target(installed ALL DEPENDS ${KVX_PAGES} ${KVX_TEXTS_OF_PACKAGE})

@@ -12,8 +12,9 @@ if(KVX_RPMBUILD)
 endif()
 
 set(CPACK_PACKAGE_NAME kvxprereqcheck)
-set(CPACK_PACKAGE_VENDOR "kvxprereqcheck developers")
-set(CPACK_PACKAGE_CONTACT "${CPACK_PACKAGE_VENDOR} <root@localhost>")
+file(STRINGS ${PROJECT_SOURCE_DIR}/package/maintainer CPACK_PACKAGE_CONTACT LIMIT_COUNT 1)
+file(STRINGS ${PROJECT_SOURCE_DIR}/package/licence KVX_LICENCE LIMIT_COUNT 1)
+string(REGEX REPLACE " <.*" "" CPACK_PACKAGE_VENDOR ${CPACK_PACKAGE_CONTACT})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "check whether a host meets a database product's prerequisites")
 set(CPACK_PACKAGE_DESCRIPTION
 "The program is run as root before a database product is installed or updated.
@@ -52,15 +53,16 @@ endif()
 
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_COMPRESSION_TYPE xz) # which the oldest rpm of a supported host reads
-set(CPACK_RPM_PACKAGE_LICENSE Proprietary)
-set(CPACK_RPM_PACKAGE_GROUP "Applications/System")
+set(CPACK_RPM_PACKAGE_LICENSE ${KVX_LICENCE})
 set(CPACK_RPM_PACKAGE_SUMMARY "Check whether a host meets a database product's prerequisites")
 set(CPACK_RPM_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
-# Links in a directory that every package with programs shares; nothing here has debug information to be found by them.
-set(CPACK_RPM_SPEC_MORE_DEFINE "%define _build_id_links none")
-set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
-    /usr/share/man /usr/share/man/man1 /usr/share/man/man5
-    /usr/share/bash-completion /usr/share/bash-completion/completions)
+set(CPACK_RPM_USER_BINARY_SPECFILE ${PROJECT_SOURCE_DIR}/package/kvxprereqcheck.spec.in)
+set(CPACK_RPM_CHANGELOG_FILE ${KVX_INSTALLED}/changelog.rpm)
+# Directories that every host has: the package does not own them. It owns those of the shells' completions, which other
+# packages own too, because a host may have none of these shells.
+set(KVX_SHARED_DIRECTORIES share/doc share/man share/man/man1 share/man/man5)
+list(TRANSFORM KVX_SHARED_DIRECTORIES PREPEND /usr/ OUTPUT_VARIABLE CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION)
+list(JOIN KVX_SHARED_DIRECTORIES " " CPACK_KVX_SHARED_DIRECTORIES) # for the specification
 
 # rpmbuild reads its directory's name as words of the shell and as macros.
 if(PROJECT_BINARY_DIR MATCHES [=[[][ "'`$\\(){}<>|&;*?!#%]]=])
