@@ -171,7 +171,8 @@ def add_release(document, name, version, commit, directory, trees):
     return {"licenseId": licence, "extractedText": text.strip()}
 
 
-def main(name, version, commit, provenance, directory, *trees):
+def main(*arguments):
+    name, version, commit, provenance, directory, *trees = arguments
     document = Document()
     licence = add_release(document, name, version, commit, directory, trees)
     created = datetime.datetime.utcfromtimestamp(int(os.environ["SOURCE_DATE_EPOCH"]))
