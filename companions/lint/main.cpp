@@ -175,22 +175,14 @@ void takeOption(int found, const char *pText, arguments &given) {
 
 arguments readArguments(int argc, char **argv) {
     static constexpr option options[] = {
-        {"unread", no_argument, nullptr, UNREAD},
-        {"exclude", required_argument, nullptr, EXCLUDE},
-        {"fail-on", required_argument, nullptr, FAIL_ON},
-        {"list-rules", no_argument, nullptr, LIST_RULES},
-        {"format", required_argument, nullptr, FORMAT},
-        {"levels", no_argument, nullptr, LEVELS},
-        {"explain", required_argument, nullptr, EXPLAIN},
-        {"distribution", required_argument, nullptr, DISTRIBUTION},
-        {"release", required_argument, nullptr, RELEASE},
-        {"service-pack", required_argument, nullptr, SERVICE_PACK},
-        {"kernel", required_argument, nullptr, KERNEL},
-        {"clustered", no_argument, nullptr, CLUSTERED},
-        {"client", no_argument, nullptr, CLIENT},
-        {"help", no_argument, nullptr, HELP},
-        {"version", no_argument, nullptr, VERSION},
-        {nullptr, 0, nullptr, 0},
+        {"unread", no_argument, nullptr, UNREAD},         {"exclude", required_argument, nullptr, EXCLUDE},
+        {"fail-on", required_argument, nullptr, FAIL_ON}, {"list-rules", no_argument, nullptr, LIST_RULES},
+        {"format", required_argument, nullptr, FORMAT},   {"levels", no_argument, nullptr, LEVELS},
+        {"explain", required_argument, nullptr, EXPLAIN}, {"distribution", required_argument, nullptr, DISTRIBUTION},
+        {"release", required_argument, nullptr, RELEASE}, {"service-pack", required_argument, nullptr, SERVICE_PACK},
+        {"kernel", required_argument, nullptr, KERNEL},   {"clustered", no_argument, nullptr, CLUSTERED},
+        {"client", no_argument, nullptr, CLIENT},         {"help", no_argument, nullptr, HELP},
+        {"version", no_argument, nullptr, VERSION},       {nullptr, 0, nullptr, 0},
     };
     arguments given;
     for (int found; (found = getopt_long(argc, argv, "h", options, nullptr)) != -1;) {

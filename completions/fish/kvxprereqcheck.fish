@@ -16,7 +16,7 @@ function __kvxprereq_option # PROGRAM DASHES NAME ARGUMENT MEANING
     set -l kind -l
     test $argv[2] = -; and set kind -o
     test (string length -- $argv[3]) = 1; and set kind -s
-    set -l values (string replace ' (default)' '' -- $argv[5] | string replace ' or ' ', ')
+    set -l values (string replace -r ':.*' '' -- $argv[5] | string replace ' (default)' '' | string replace ' or ' ', ')
     switch "$argv[4]"
         case ''
             complete -c $argv[1] $kind $argv[3] -d $argv[5]
@@ -24,6 +24,8 @@ function __kvxprereq_option # PROGRAM DASHES NAME ARGUMENT MEANING
             complete -c $argv[1] $kind $argv[3] -d $argv[5] -r -F
         case LEVEL
             complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__kvxprereq_levels)'
+        case RULE
+            complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__fish_append , (kvxprereqlint --list-rules | string replace -r " .*" ""))'
         case USER
             complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__fish_complete_users)'
         case '*'
@@ -37,7 +39,7 @@ for program in kvxprereqcheck kvxprereqlint kvxprereqreport
     test $program = kvxprereqcheck; and set ask -h
     complete -c $program -e
     for line in (KVXLANG=C $program $ask 2>/dev/null)
-        set -l part (string match -r '^ {2,4}(?:-h, )?(--?)([a-z-]+)[ =]?([A-Z]*) +([^;]*)' -- $line)
+        set -l part (string match -r '^ {2,4}(?:-h, )?(--?)([a-z-]+)[ =]?([A-Z]*)(?:,\.{3})? +([^;]*)' -- $line)
         and __kvxprereq_option $program $part[2] $part[3] "$part[4]" $part[5]
     end
 end
