@@ -26,10 +26,12 @@ static void forgetValues() {
 
 // Whether a line is an element of a known tag and nothing else.
 static bool isElement(const string &line) {
-    const size_t begin = line.find_first_not_of(' '), end = line.find('>');
+    const size_t begin = line.find_first_not_of(' ');
+    const size_t end = line.find('>');
     if (begin == string::npos || line[begin] != '<' || end == string::npos)
         return false;
-    const string name = line.substr(begin + 1, end - begin - 1), text = line.substr(end + 1);
+    const string name = line.substr(begin + 1, end - begin - 1);
+    const string text = line.substr(end + 1);
     return sqloGetTagIndex(name.c_str()) > platform && text.find('<') > 0 && text.find('<') != string::npos &&
            text.substr(text.find('<')) == "</" + name + ">";
 }
@@ -47,7 +49,8 @@ static strings linesOf(const string &file) {
 static strings levelsOf(const strings &lines) {
     strings levels;
     for (const string &line : lines) {
-        const size_t begin = line.find('"'), end = begin == string::npos ? begin : line.find('"', begin + 1);
+        const size_t begin = line.find('"');
+        const size_t end = begin == string::npos ? begin : line.find('"', begin + 1);
         if (line.find("<KVXLevel") != string::npos && end != string::npos)
             levels.push_back(line.substr(begin + 1, end - begin - 1));
     }
@@ -128,7 +131,8 @@ static void explainLevel(const string &file, const strings &lines, const string 
 }
 
 static void lintFile(const string &file) {
-    const strings lines = linesOf(file), levels = levelsOf(lines);
+    const strings lines = linesOf(file);
+    const strings levels = levelsOf(lines);
     size_t line = 1;
     bool bError = false;
     lint::judgeOptions options;

@@ -13,6 +13,7 @@
 #include "conditions.h"
 #include "output.h"
 #include "sqloPrereqDefs.h"
+#include "sqloText.h"
 #include "tags.h"
 
 namespace lint {
@@ -297,7 +298,7 @@ private:
     static string levelOf(const Tag (&parts)[3]) {
         string text;
         for (const Tag part : parts)
-            text += (text.empty() ? "" : ".") + std::to_string(std::atoi(minimumOrZero(part)));
+            text += (text.empty() ? "" : ".") + std::to_string(leadingNumber(minimumOrZero(part)));
         return text;
     }
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -195,7 +196,7 @@ arguments readArguments(int argc, char **argv) {
 }
 
 // SUSE 15 has no /etc/SuSE-release, which alone gives the service pack apart from the release.
-constexpr int FIRST_WITHOUT_SUSE_RELEASE = 15;
+constexpr long FIRST_WITHOUT_SUSE_RELEASE = 15;
 
 void checkHost(const lint::describedHost &host) {
     if (!lint::isKnownDistribution(host.distribution))
@@ -207,7 +208,7 @@ void checkHost(const lint::describedHost &host) {
         throw std::runtime_error("--release " + release +
                                  " says the service pack: leave --service-pack out, or give the release without");
     if (!host.servicePack.empty() && host.distribution == "SUSE" &&
-        std::atoi(host.release.c_str()) >= FIRST_WITHOUT_SUSE_RELEASE)
+        std::strtol(host.release.c_str(), nullptr, 10) >= FIRST_WITHOUT_SUSE_RELEASE)
         throw std::runtime_error("SUSE " + release + " has its service pack in its release: give --release " + release +
                                  "." + host.servicePack + " without --service-pack");
     if (host.bClustered && host.bClient)

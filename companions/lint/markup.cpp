@@ -336,8 +336,8 @@ std::string latinized(std::string_view text) {
         const unsigned long code = codeOf(foreign);
         latin.append(text, 0, (std::size_t)(foreign.data() - text.data()));
         text = text.substr((std::size_t)(foreign.data() - text.data()) + foreign.size());
-        const auto like = std::find_if(std::begin(likenesses), std::end(likenesses),
-                                       [&](const auto &likeness) { return likeness.code == code; });
+        const auto *const like = std::find_if(std::begin(likenesses), std::end(likenesses),
+                                              [&](const auto &likeness) { return likeness.code == code; });
         if (code > 0xff00 && code < 0xff5f)
             latin += (char)(code - 0xff00 + ' '); // of full width
         else if (like != std::end(likenesses))

@@ -92,8 +92,8 @@ const ruleEntry &entryOf(Rule id) {
 }
 
 Rule ruleOf(std::string_view name) {
-    const auto found = std::find_if(std::begin(entries), std::end(entries),
-                                    [&](const ruleEntry &entry) { return entry.name == name; });
+    const auto *const found = std::find_if(std::begin(entries), std::end(entries),
+                                           [&](const ruleEntry &entry) { return entry.name == name; });
     return found == std::end(entries) ? Rule::count : found->id;
 }
 

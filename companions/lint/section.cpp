@@ -148,11 +148,63 @@ string foreignHint(string_view foreign, const string &latin) {
            (foreignCharacter(latin).empty() ? "write " + latin : string("replace it"));
 }
 
-// What is wrong with a text, by what it is read as, and by which rule. Nothing is where the fault is empty.
-std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
+// What is wrong with a text, and by which rule. Nothing is where there are no words.
+typedef std::pair<Rule, string> fault;
+
+fault noFault() {
+    return {Rule::number, ""};
+}
+
+fault faultOfNumber(const string &text) {
     const string_view bare = trimmed(text);
+    if (sqloCheckIsNumber(string(bare).c_str()) && !bare.empty())
+        return noFault();
+    const bool bParts = holds(bare, ".") && std::isdigit((unsigned char)bare[0]);
+    return {Rule::number, "this is no whole number and counts as " + std::to_string(leadingNumber(text.c_str())) +
+                              (bParts ? ": give each part of a level a tag of its own" : ": write digits only")};
+}
+
+fault faultOfMask(const string &text) {
     const bool bDigit = std::isdigit((unsigned char)text[0]) != 0;
-    const string counted = std::to_string(leadingNumber(text.c_str()));
+    if (bDigit && trimmed(text).find_first_not_of("01234567") == npos)
+        return noFault();
+    return {Rule::number, "a umask is an octal number, as 022; " +
+                              (bDigit ? "of this one " + std::to_string(leadingNumber(text.c_str())) + " counts"
+                                      : "this one no host passes")};
+}
+
+fault faultOfVersion(const string &text) {
+    const string_view bare = trimmed(text);
+    if (!std::isdigit((unsigned char)text[0]))
+        return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
+                              "alone, as 1.2.3"};
+    if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
+        return {Rule::number, "a version is numbers between points, what stands around them is ignored: write it "
+                              "alone, as 1.2.3"};
+    return noFault();
+}
+
+fault faultOfRuntime(const string &text, bool bLibrary) {
+    if (trimmed(text) != text)
+        return {Rule::outerBlank,
+                "the blanks around this text are part of it, and nothing on a host has them: take them out"};
+    if (bLibrary && !isLibraryName(text))
+        return {Rule::libraryName, "no library can have this name: write the name of one file, as libstdc++.so.6"};
+    if (!bLibrary && !isSymbolText(text))
+        return {Rule::symbolVersion, "no library can have this version: write one symbol version, as CXXABI_1.3.11"};
+    return noFault();
+}
+
+fault faultOfPackage(const string &text, bool bPath) {
+    if (isPackageName(text, bPath))
+        return noFault();
+    return {Rule::packageName, "\"" + text +
+                                   "\" is no package's name: write the bare name, without blanks, version, pattern or "
+                                   "quotes"};
+}
+
+// By what the text is read as.
+fault faultOf(const string &text, TextKind kind) {
     const string_view foreign = foreignCharacter(text);
     if (holdsEntity(text))
         return {Rule::entity, "entities are not resolved: write the character itself"};
@@ -160,46 +212,15 @@ std::pair<Rule, string> faultOf(const string &text, TextKind kind) {
         return {Rule::lookAlike, foreignHint(foreign, latinized(text))};
     switch (kind) {
     case TextKind::any: break;
-    case TextKind::number:
-        if (bare.empty() || !sqloCheckIsNumber(string(bare).c_str()))
-            return {Rule::number, "this is no whole number and counts as " + counted + ": " +
-                                      (holds(bare, ".") && std::isdigit((unsigned char)bare[0])
-                                           ? "give each part of a level a tag of its own"
-                                           : "write digits only")};
-        break;
-    case TextKind::mask:
-        if (!bDigit || bare.find_first_not_of("01234567") != npos)
-            return {Rule::number, "a umask is an octal number, as 022; " +
-                                      (bDigit ? "of this one " + counted + " counts" : "this one no host passes")};
-        break;
-    case TextKind::version:
-        if (!bDigit)
-            return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
-                                  "alone, as 1.2.3"};
-        if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
-            return {Rule::number, "a version is numbers between points, what stands around them is ignored: write it "
-                                  "alone, as 1.2.3"};
-        break;
-    case TextKind::library:
-    case TextKind::symbol:
-        if (bare != text)
-            return {Rule::outerBlank,
-                    "the blanks around this text are part of it, and nothing on a host has them: take them out"};
-        if (kind == TextKind::library && !isLibraryName(text))
-            return {Rule::libraryName, "no library can have this name: write the name of one file, as libstdc++.so.6"};
-        if (kind == TextKind::symbol && !isSymbolText(text))
-            return {Rule::symbolVersion,
-                    "no library can have this version: write one symbol version, as CXXABI_1.3.11"};
-        break;
-    case TextKind::package:
-    case TextKind::command:
-        if (!isPackageName(text, kind == TextKind::command))
-            return {Rule::packageName, "\"" + text +
-                                           "\" is no package's name: write the bare name, without blanks, "
-                                           "version, pattern or quotes"};
-        break;
+    case TextKind::number: return faultOfNumber(text);
+    case TextKind::mask: return faultOfMask(text);
+    case TextKind::version: return faultOfVersion(text);
+    case TextKind::library: return faultOfRuntime(text, true);
+    case TextKind::symbol: return faultOfRuntime(text, false);
+    case TextKind::package: return faultOfPackage(text, false);
+    case TextKind::command: return faultOfPackage(text, true);
     }
-    return {Rule::number, ""};
+    return noFault();
 }
 
 } // namespace
@@ -312,7 +333,7 @@ const markup *sectionJudge::countedOpening(int tag) {
 }
 
 // Does what looks like a condition hold a text, for a tag that no section has?
-bool sectionJudge::isValueMeant(const markup &part, int tag) const {
+bool sectionJudge::isValueMeant(const markup &part, int tag) {
     bool bQuotes = false;
     const string_view text = quotedText(part.attributes, bQuotes);
     return distributionOfSection(tag) == nullptr && tag != shareGrid && !trimmed(text).empty() &&
@@ -778,9 +799,9 @@ void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
 void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     const tagUse &use = useOf(tag);
     const string name(part.name);
-    const auto [rule, fault] = faultOf(text, use.text);
-    if (!fault.empty())
-        line.report(rule, line.columnOf(part.text), fault);
+    const auto [rule, message] = faultOf(text, use.text);
+    if (!message.empty())
+        line.report(rule, line.columnOf(part.text), message);
     if (rule == Rule::entity)
         return;
     const int requirement = requirementFor(tag);
@@ -802,7 +823,7 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
 }
 
 // Does a value apply wherever an earlier one of its tag does?
-bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) const {
+bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) {
     return (!given.bGrid || earlier.bGrid) &&
            std::all_of(given.around->begin(), given.around->end(),
                        [&](const triple &triple) { return isImplied(triple, *earlier.around); });

@@ -105,7 +105,7 @@ private:
     void judgeCondition(const markup &part, openSection &section);
     void judgeQuotes(const markup &part);
     bool judgeAttributes(const markup &part);
-    bool isValueMeant(const markup &part, int tag) const;
+    static bool isValueMeant(const markup &part, int tag);
     void closeTo(std::size_t depth);
     void reportReplaced();
     std::size_t depthOf(std::string_view name) const;
@@ -118,7 +118,7 @@ private:
     const seenValue *valueBeside(Tag tag, const seenValue &given) const;
     static std::vector<seenValue>::const_iterator firstFrom(const std::vector<seenValue> &seen, std::size_t atLine);
     bool isGivenBelow(Tag tag, const seenValue &given) const;
-    bool isReplacedBy(const seenValue &earlier, const seenValue &given) const;
+    static bool isReplacedBy(const seenValue &earlier, const seenValue &given);
     const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
     std::shared_ptr<const std::vector<triple>> enclosingTriples();
     bool inGrid() const;

@@ -272,7 +272,7 @@ int nearestTag(std::string_view name) {
     if (nearest >= 0 || name.size() <= MOST_MISTAKES)
         return nearest;
     const auto &names = tagNames();
-    const auto longer =
+    const auto *const longer =
         std::find_if(names.begin(), names.end(), [&](const tagName &one) { return beginsWith(one.name, name); });
     return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }

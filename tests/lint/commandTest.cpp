@@ -102,7 +102,8 @@ TEST(LintCommand, WritesForProgramsToo) {
 }
 
 TEST(LintCommand, RefusesOptionsThatMakeNoSense) {
-    const string file = levelOf("<UMASK>022</UMASK>"), explain = "--explain 1.0 --distribution ";
+    const string file = levelOf("<UMASK>022</UMASK>");
+    const string explain = "--explain 1.0 --distribution ";
     for (const string &arguments : std::vector<string>{
              "",
              "--levels",
@@ -130,7 +131,8 @@ TEST(LintCommand, ListsLevelsAndRules) {
     const string file = writeFile("<KVXLevel value=\"1.0\">\n<KVXLevel value=\"1.10\">\n<KVXLevel value=\"1.9\">\n");
     EXPECT_EQ(run("--levels " + file).out, "1.10\n1.9\n1.0\n");
     EXPECT_EQ(run("--levels - <" + file).out, "1.10\n1.9\n1.0\n");
-    const string manual = readFile(KVX_SOURCE_DIR "/man/kvxprereqlint.1"), listed = run("--list-rules").out;
+    const string manual = readFile(KVX_SOURCE_DIR "/man/kvxprereqlint.1");
+    const string listed = run("--list-rules").out;
     for (int i = 0; i < (int)lint::Rule::count; i++) {
         const lint::ruleEntry &rule = lint::entryOf((lint::Rule)i);
         EXPECT_TRUE(holds(manual, "\n.It Sy " + string(rule.name) + "\n")) << rule.name;
@@ -151,7 +153,8 @@ TEST(LintCommand, ExplainsALevel) {
 }
 
 TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
-    const string explain = "--explain 1.0 --distribution ", file = ownFiles + "level.xml";
+    const string explain = "--explain 1.0 --distribution ";
+    const string file = ownFiles + "level.xml";
     const string clustered = run(explain + "SUSE --release 15.5 --clustered " + file).out;
     EXPECT_TRUE(holds(clustered, "SLESSP is 5\\n, not 5")) << clustered;
     EXPECT_TRUE(holds(clustered, "LibCVersion is not given: the version counts as 0")) << clustered;
@@ -207,7 +210,8 @@ TEST(LintCommand, ExplainsWhatTheProgramReadsOnAHost) {
     string why;
     if (!privateHostsPermitted(why) && getenv("CI") == nullptr)
         GTEST_SKIP() << why;
-    static const std::regex added("==>Adding  PREREQ\\[([^\n]*)"), explained("  line [0-9]+: (\\w+ = [^,\n]*)");
+    static const std::regex added("==>Adding  PREREQ\\[([^\n]*)");
+    static const std::regex explained("  line [0-9]+: (\\w+ = [^,\n]*)");
     static const std::map<string, string> releases = {{"rhel", "RHEL --release 9.4"},
                                                       {"suse", "SUSE --release 15.5"},
                                                       {"centos", "CENTOS --release 7.9.2009"},

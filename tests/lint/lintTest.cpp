@@ -144,7 +144,9 @@ TEST(Lint, TellsWhyNothingOfAFileIsRead) {
 
 TEST(Lint, IsSilentWhereItIsTold) {
     const string level = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n<UMASK>022</UMASK>\n";
-    const string comment = "<!-- kvxprereqlint disable=", empty = "<UMASK></UMASK>\n", end = "</platform>\n";
+    const string comment = "<!-- kvxprereqlint disable=";
+    const string empty = "<UMASK></UMASK>\n";
+    const string end = "</platform>\n";
     const std::vector<std::pair<string, string>> rows = {
         {level + empty + end, "\n4: <UMASK> is empty and changes nothing: what an earlier line gave stays"},
         // the line below, and only that
@@ -204,7 +206,8 @@ private:
         for (int i = 1 + pick(5); i > 0; i--) {
             const int distribution = outer < 0 ? pick(3) : outer;
             const auto &[name, version, servicePack, tag] = distributions[(std::size_t)distribution];
-            const string number = std::to_string(7 + pick(4)), section = depth == 2 ? tag : "UBUNTUVersion";
+            const string number = std::to_string(7 + pick(4));
+            const string section = depth == 2 ? tag : "UBUNTUVersion";
             const string element =
                 oneOf({"MinOSVersion", "MinOSRelease", "kshVersion", "ksh", "perlPackage", "m4Package"});
             if (depth > 0 && pick(3) == 0)
@@ -220,7 +223,9 @@ private:
     }
 
     void spoil(string &file) {
-        const std::size_t at = random() % file.size(), line = file.find('\n', at), other = random() % file.size();
+        const std::size_t at = random() % file.size();
+        const std::size_t line = file.find('\n', at);
+        const std::size_t other = random() % file.size();
         switch (pick(6)) {
         case 0: file.erase(at, 1); break;
         case 1:
@@ -282,7 +287,9 @@ static void takeRead(const std::vector<string> &lines, const string &level, int 
 }
 
 TEST(Lint, WhereItFindsNoErrorEveryElementIsReadForSomeHost) {
-    static const std::regex number("[<>=] ([0-9]{1,5})"), level("<KVXLevel value=\"([^\"]*)\""), line("([^\n]*)\n");
+    static const std::regex number("[<>=] ([0-9]{1,5})");
+    static const std::regex level("<KVXLevel value=\"([^\"]*)\"");
+    static const std::regex line("([^\n]*)\n");
     fileMaker maker(2026);
     int withoutError = 0;
     for (int i = 0; i < 10000 && !HasFailure(); i++) {
