@@ -154,7 +154,7 @@ string_view operatorMeant(string_view word) {
 
 // A word such as "RHELVersion>=9" in three.
 string spaced(string_view word) {
-    const std::size_t begin = word.find_first_of(operatorCharacters);
+    const std::size_t begin = std::min(word.find_first_of(operatorCharacters), word.size());
     const std::size_t end = std::min(word.find_first_not_of(operatorCharacters, begin), word.size());
     const string_view operation = word.substr(begin, end - begin);
     const string_view meant = operatorMeant(operation);
@@ -227,7 +227,10 @@ private:
             report(Rule::triple, triple.operand,
                    "each triple begins with a tag: write \"" + string(asked.triples[at - 1].operand) + ' ' +
                        string(triple.operand) + ' ' + string(triple.operation) + '"');
-        else if (triple.operand.find_first_of("=<>&") != string_view::npos)
+        else if (triple.operand.find("&") != string_view::npos && triple.operand.find(';') != string_view::npos)
+            report(Rule::entity, triple.operand,
+                   "entities are not resolved: write the character itself, between blanks");
+        else if (triple.operand.find_first_of("=<>") != string_view::npos)
             report(Rule::triple, triple.operand,
                    word + " is one word: put blanks around the operator, as in \"" + spaced(triple.operand) + '"');
         else
@@ -540,7 +543,9 @@ void checkCondition(string_view text, const conditionPlace &place, const reporte
         report(Rule::triple, first,
                "each triple begins with a tag: write \"" + string(asked.triples.back().operand) + ' ' + string(first) +
                    ' ' + string(asked.rest[1]) + '"');
-    else if (first.find_first_of("=<>&\t") != string_view::npos)
+    else if (first.find('\t') != string_view::npos)
+        report(Rule::triple, first, "only blanks separate the words of a condition: replace the tabulator");
+    else if (first.find_first_of("=<>") != string_view::npos)
         report(Rule::triple, first,
                quoted(first) + " is one word and always holds: put blanks around the operator, as in \"" +
                    spaced(first) + '"');
