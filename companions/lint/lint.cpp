@@ -472,7 +472,7 @@ private:
         if (line.marked.textColumn == 0 || name.empty() || name.back() != '>')
             return false;
         name.remove_suffix(1);
-        name.remove_prefix(name.front() == '/');
+        name.remove_prefix(name.substr(0, 1) == "/");
         if (name == "KVXLevel") {
             reportLevelEnd(line.marked.textColumn);
             return true;
