@@ -267,7 +267,8 @@ TEST(ReportReader, ShowsWhatWasCutOff) {
         {start + passed + "   Required ker" + whole, "", 0, "unknown, 12.1 incomplete 1+0, 9.8 passed 1+0"},
         {start.substr(0, 20) + whole, "", 0, "unknown, ? incomplete 0+0, 9.8 passed 1+0"},
         {start.substr(0, 77) + whole, "", 0, "unknown, ? incomplete 0+0, 9.8 passed 1+0"},
-        // the beginning is missing
+        // the beginning is missing, or what stood between two passes
+        {start + passed + bad("9.8", false, "   y\n\n"), "", 0, "unknown, 12.1 incomplete 1+0, 9.8 incomplete 0+1"},
         {passed + good(), "", 0, "unknown, ? incomplete 1+0"},
         {warning + bad("12.1", false, "   y\n\n") + whole, "", 0, "unknown, 12.1 incomplete 1+1, 9.8 passed 1+0"},
         {error + bad("12.1", false, "   z\n\n"), "", {}, "failed, 12.1 failed 1+1"},

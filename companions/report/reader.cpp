@@ -108,6 +108,7 @@ private:
     CheckResult severityOf(const explanation &known) const;
     void closeCheck(const explanation &known, std::string_view printed);
     void keepLine(std::string_view printed, const explanation &known);
+    void leaveOtherPass(const explanation &known);
     void endPass(const explanation &known);
     void keepEntry(std::string_view printed, const explanation &known);
     void finish();
@@ -149,7 +150,10 @@ void partReader::readLine(std::string_view printed) {
     case MSG_LEVEL_BANNER: startPass(known, false); break;
     case MSG_LEVEL_BANNER_CLUSTERED: startPass(known, true); break;
     case MSG_LEVEL_PASSED:
-    case MSG_LEVEL_FAILED: endPass(known); break;
+    case MSG_LEVEL_FAILED:
+        leaveOtherPass(known);
+        endPass(known);
+        break;
     case MSG_FAILURES_FOLLOW:
         if (at == Part::verdict)
             at = Part::entries;
@@ -258,6 +262,15 @@ void partReader::keepLine(std::string_view printed, const explanation &known) {
     }
     bReportText = bReportText || (bExplained && !isErrorMessage(known.pPattern->message));
     strays.push_back(lineOf(printed, known, encoding));
+}
+
+// Where a verdict names another level or kind than the banner, what stood between the two is missing.
+void partReader::leaveOtherPass(const explanation &known) {
+    const std::string level = tokenOf(known, 2, encoding);
+    if (!bHasPass || !passes.back().bBanner || level.empty())
+        return;
+    if (level != passes.back().level || bytesOf(known, 1).empty() == passes.back().clustered)
+        bHasPass = false;
 }
 
 // A verdict behind a verdict is that of another pass. A good one does not say which level it is on.
