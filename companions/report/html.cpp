@@ -47,7 +47,7 @@ tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back);
 .level { border-left: 1px solid var(--line); }
 .word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
   color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
-.why { font-size: .8125rem; }
+.why { display: block; font-size: .8125rem; }
 .none .word { padding-left: 1rem; font-weight: 400; }
 .spoken { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); white-space: nowrap; }
 .host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }

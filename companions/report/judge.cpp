@@ -162,7 +162,7 @@ std::vector<std::string> doubtsOnPasses(const std::vector<pass> &passes) {
 std::vector<std::string> doubtsOn(const host &one) {
     std::vector<std::string> doubts = doubtsOnPasses(one.passes);
     if (const auto found = one.evidence.find(Evidence::notDone); found != one.evidence.end())
-        doubts.push_back("The run did not do all: " + found->second);
+        doubts.push_back("Not all was checked or written: " + found->second);
     const bool bUnconfirmed = one.evidence.count(Evidence::badVerdict) > 0 && !one.status;
     if (bUnconfirmed && std::count(doubts.begin(), doubts.end(), pUnconfirmed) == 0)
         doubts.emplace_back(pUnconfirmed);

@@ -318,7 +318,7 @@ void partReader::finish() {
 
 // --- Evidence ---
 
-// What a line of a literal text begins with: its longest line up to the first directive.
+// The longest line of a literal text, up to its first directive.
 std::string leadOf(std::string_view literal) {
     std::string_view longest;
     while (!literal.empty()) {
@@ -330,23 +330,31 @@ std::string leadOf(std::string_view literal) {
     return std::string(longest);
 }
 
-struct telling {
+// A line that tells something, by what it begins with. Of a text of several lines that is its longest.
+struct tellingLine {
     Evidence kind;
     std::string lead;
+    std::string meaning; // where the line alone does not say it
 };
 
-std::optional<Evidence> evidenceOf(std::string_view text, languages &known) {
-    static const std::vector<telling> leads{
-        {Evidence::stopped, leadOf(szStoppedByLimit)},
-        {Evidence::notDone, szCannotCreate + std::string(" ")},
-        {Evidence::notDone, szCannotWriteAll + std::string(" ")},
-        {Evidence::notDone, leadOf(szTemporaryPathTooLong)},
-        {Evidence::notDone, leadOf(szStringsUnknown)},
-        {Evidence::notDone, leadOf(szStringsMissing)},
+const tellingLine *findTellingLine(std::string_view text) {
+    static const std::vector<tellingLine> lines{
+        {Evidence::stopped, leadOf(szStoppedByLimit), ""},
+        {Evidence::notDone, szCannotCreate + std::string(" "), ""},
+        {Evidence::notDone, szCannotWriteAll + std::string(" "), ""},
+        {Evidence::notDone, leadOf(szTemporaryPathTooLong), ""},
+        {Evidence::notDone, leadOf(szStringsUnknown), ""},
+        {Evidence::notDone, leadOf(szStringsMissing), "The 'strings' utility is missing."},
     };
-    for (const telling &one : leads)
-        if (text.compare(0, one.lead.size(), one.lead) == 0)
-            return one.kind;
+    const auto found = std::find_if(lines.begin(), lines.end(), [&](const tellingLine &one) {
+        return text.compare(0, one.lead.size(), one.lead) == 0;
+    });
+    return found == lines.end() ? nullptr : &*found;
+}
+
+std::optional<Evidence> evidenceOf(std::string_view text, languages &known) {
+    if (const tellingLine *pFound = findTellingLine(text); pFound != nullptr)
+        return pFound->kind;
     switch (known.tellingMessage(text)) {
     case MSG_REPORT_NOT_WRITABLE:
     case MSG_FILE_NOT_OPENED: return Evidence::notDone;
@@ -356,13 +364,18 @@ std::optional<Evidence> evidenceOf(std::string_view text, languages &known) {
     }
 }
 
+std::string textOf(std::string_view text, const piece &part) {
+    const tellingLine *pFound = findTellingLine(text);
+    return pFound != nullptr && !pFound->meaning.empty() ? pFound->meaning : encodingOf(part).hostTextToUtf8(text);
+}
+
 // Lines of standard error may stand in the report too, where both were written to one file.
 void findEvidence(const piece &part, bool bErrors, languages &known, host &one) {
     for (std::string_view left = part.text; !left.empty();) {
         const std::string_view text = withoutLeadingBlanks(nextLine(left));
         const std::optional<Evidence> found = isBlank(text) ? std::nullopt : evidenceOf(text, known);
         if (found && (bErrors || *found == Evidence::stopped || *found == Evidence::notDone))
-            one.evidence.try_emplace(*found, encodingOf(part).hostTextToUtf8(text));
+            one.evidence.try_emplace(*found, textOf(text, part));
     }
 }
 
