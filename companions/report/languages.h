@@ -52,7 +52,7 @@ private:
 
     void openAll();
     void open(const std::filesystem::path &directory);
-    void addTellingTexts(size_t place);
+    void addTellingTexts(size_t number);
     const tellingText *findTelling(std::string_view line) const;
     const language *choose(std::string_view text, const languageSet &possible);
     const std::vector<size_t> &weigh(std::string_view line);

@@ -77,7 +77,7 @@ std::vector<hostPlace> hostsIn(const settings &asked) {
     if (asked.host || asked.status || asked.errors)
         throw usageError("--host, --status and --errors are for one report; " + asked.input + " is a directory");
     std::vector<fs::path> others;
-    const std::vector<hostPlace> places = placesIn(asked.input, others);
+    std::vector<hostPlace> places = placesIn(asked.input, others);
     if (places.empty())
         throw std::runtime_error(asked.input + (fs::exists(fs::path(asked.input) / "report")
                                                     ? ": is one host's directory; name the one that it lies in"

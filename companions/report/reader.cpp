@@ -86,16 +86,18 @@ bool isRequirement(int message) {
 
 // --- A part of a report ---
 
+struct partContent {
+    std::vector<pass> passes;
+    std::vector<line> strays;
+};
+
 // Follows a part line by line. Lines that belong to no pass, such as a trace, are strays: those in front of the first
 // pass become a check of it without a title.
 class partReader {
 public:
     partReader(const piece &given, std::vector<line> before);
 
-    void read();
-
-    std::vector<pass> passes;
-    std::vector<line> strays;
+    partContent read();
 
 private:
     enum class Part { outside, checks, verdict, entries };
@@ -115,6 +117,8 @@ private:
     pass &currentPass();
     check &currentCheck();
 
+    std::vector<pass> passes;
+    std::vector<line> strays;
     const piece &part;
     const catalog *pTexts;
     const codeSet &encoding;
@@ -132,10 +136,11 @@ partReader::partReader(const piece &given, std::vector<line> before)
       countBefore(strays.size()) {
 }
 
-void partReader::read() {
+partContent partReader::read() {
     for (std::string_view left = part.text; !left.empty();)
         readLine(nextLine(left));
     finish();
+    return {std::move(passes), std::move(strays)};
 }
 
 void partReader::readLine(std::string_view printed) {
@@ -167,11 +172,9 @@ void partReader::readLine(std::string_view printed) {
 
 void partReader::keepOther(std::string_view printed, const explanation &known) {
     const int message = bExplained ? known.pPattern->message : 0;
-    if (isErrorMessage(message))
-        keepLine(printed, known);
-    else if (message == MSG_CHECK_HEADING)
+    if (message == MSG_CHECK_HEADING)
         startCheck(known);
-    else if (at == Part::entries)
+    else if (at == Part::entries && !isErrorMessage(message))
         keepEntry(printed, known);
     else if (message == MSG_CHECK_PASSED || message == MSG_CHECK_FAILED)
         closeCheck(known, printed);
@@ -385,10 +388,9 @@ void findEvidence(const piece &part, bool bErrors, languages &known, host &one) 
 void readReport(std::string_view text, languages &known, host &one, std::vector<line> &strays) {
     for (const piece &part : known.split(text)) {
         findEvidence(part, false, known, one);
-        partReader reader(part, std::move(strays));
-        reader.read();
-        strays = std::move(reader.strays);
-        std::move(reader.passes.begin(), reader.passes.end(), std::back_inserter(one.passes));
+        partContent content = partReader(part, std::move(strays)).read();
+        strays = std::move(content.strays);
+        std::move(content.passes.begin(), content.passes.end(), std::back_inserter(one.passes));
     }
 }
 
@@ -413,15 +415,14 @@ std::vector<pass> readErrors(std::string_view text, languages &known, host &one)
         for (std::string_view left = part.text; !left.empty();)
             if (const std::string_view line = nextLine(left); !isBlank(line))
                 one.errors.push_back(encodingOf(part).hostTextToUtf8(line));
-        partReader reader(part, {});
-        reader.read();
-        for (pass &now : reader.passes) {
+        partContent content = partReader(part, {}).read();
+        for (pass &now : content.passes) {
             takeOthers(now, one.otherErrors);
             now.bFromErrors = !now.bBanner && now.checks.empty();
             if (!now.bFromErrors || now.verdict != Verdict::none)
                 told.push_back(std::move(now));
         }
-        for (const line &other : reader.strays)
+        for (const line &other : content.strays)
             one.otherErrors.push_back(other.text);
     }
     return told;
