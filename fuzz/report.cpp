@@ -97,7 +97,10 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     const std::string name = errors.substr(0, 40);
     const host one = readHost({codeSet("utf8").toUtf8(name), input.substr(0, split), errors, {}, {}}, known);
     checkAppended(input.substr(0, split), known);
-    std::ostringstream json, junit, html, table;
+    std::ostringstream json;
+    std::ostringstream junit;
+    std::ostringstream html;
+    std::ostringstream table;
     checkJson(shown(jsonWriter(json), json, one));
     checkMarkup(shown(junitWriter(junit), junit, one), {"?xml"});
     checkMarkup(shown(htmlWriter(html), html, one), {"!DOCTYPE", "meta"});
