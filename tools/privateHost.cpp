@@ -21,6 +21,7 @@
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <tuple>
@@ -128,9 +129,25 @@ static void layFiles(const privateHost &host, const std::vector<laidFile> &fromL
         layFile({path, fs::file_type::regular, content.rfind("#!", 0) == 0 ? 0755U : 0644U, content});
 }
 
+// In a chroot, as package builders have it, "/" may be a plain directory, which cannot be made private. Makes a copy of
+// what is mounted there the root; the copy lies over /proc, so that it belongs to this namespace.
+static void makeRootMountPoint() {
+    enum { CLONE_TREE = 1, RECURSIVE = 0x8000, FROM_DESCRIPTOR = 4 }; // the kernel's; older C libraries lack them
+    const long tree = syscall(SYS_open_tree, AT_FDCWD, "/", CLONE_TREE | RECURSIVE);
+    must(tree >= 0, "copy of the mounts");
+    must(mount(nullptr, "/proc", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private /proc");
+    must(syscall(SYS_move_mount, tree, "", AT_FDCWD, "/proc", FROM_DESCRIPTOR) == 0, "mounts over /proc");
+    must(fchdir(static_cast<int>(tree)) == 0 && chroot(".") == 0 && chdir("/") == 0, "root of its own");
+    close(static_cast<int>(tree));
+}
+
 static void leaveNamespaces(const privateHost &host) {
     must(unshare(CLONE_NEWNS | CLONE_NEWUTS | (host.ownNetwork ? CLONE_NEWNET : 0)) == 0, "new namespaces");
-    must(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
+        must(errno == EINVAL, "private mounts");
+        makeRootMountPoint();
+        must(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0, "private mounts");
+    }
     if (!host.hostName.empty())
         must(sethostname(host.hostName.data(), host.hostName.size()) == 0, "host name");
 }
