@@ -57,8 +57,8 @@ static const std::map<string, int *> numbers =
             isUbuntu14, bInputInstanceHome, bInputInstallPath, bAdapterListFile, bEtchostError, isNTP, linuxDistro);
 static const std::map<string, namedText> texts =
     TEXTS(uname1, svcnm, szReportFile, szGUIReportFile, szInputVersion, szRuntimePath, szInputDistro, szInputHome,
-          szInputInstallPath, IIHName, szNTPMessages, name.release, addFiles, szInputXMLFile, tbDiskName, szLocale,
-          szPrereqCatFilePath);
+          szInputInstallPath, IIHName, szNTPMessages, name.machine, name.release, addFiles, szInputXMLFile, tbDiskName,
+          szLocale, szPrereqCatFilePath);
 static const vector<string> variables = {"GIVEN", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"};
 static const vector<string> lists = {"hosts", "users", "disks", "nets", "expected"};
 static const vector<string> ofTheProcess = {"bits", "cd", "umask"};
@@ -499,6 +499,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"lsb", {ONE_CHECK, "minimum bReport", ubuntuRelease, "TITLE_DISTRIBUTION"}},
     {"release", {LINES, "file severity bReport", call<sqloGetSUSERHELRelease>}},
     {"unreported", {LINES, "", unreportedRelease}},
+    {"is-64-bit", {LINES, "", call<sqloIsOS64bit>}},
 
     // software
     {"aio", {ONE_CHECK, "", call<sqloCheckLibAio>, "TITLE_LIBAIO"}},
