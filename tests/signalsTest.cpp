@@ -86,10 +86,11 @@ TEST(HungTools, GiveNoAnswer) {
     EXPECT_EQ(r.err.find("more than"), r.err.rfind("more than")) << r.err;
 }
 
-// A local command is in the background of the terminal: it may use it all the same, whatever that wants.
+// A local command is in the background of the terminal: it may use it all the same, whatever that wants. Ctrl-Z may
+// still reach it before it has a group of its own, and nothing would continue it.
 TEST(Terminal, DoesNotStopACommand) {
     const runResult r =
-        run({{"rpm", "echo x > /dev/tty; read x < /dev/tty; touch /reached; exit 1"}},
+        run({{"rpm", "kill -TSTP $$; echo x > /dev/tty; read x < /dev/tty; touch /reached; exit 1"}},
             "mkdir -p /dev/pts; mount -t devpts -o newinstance,ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx\n"
             "printf '\"%s\" ' \"$@\" > /command; script -qec 'stty tostop; sh /command' /log < /dev/null");
     EXPECT_EQ(r.changed.count("/reached"), 1U) << r.out << r.err;

@@ -278,23 +278,27 @@ static void countStep(void) {
     stepStart = now;
 }
 
-/* A background group is stopped when it uses the terminal. Ignored signals are inherited, so SIGTTIN and SIGTTOU are
- * ignored while a command in a group of its own is spawned. */
-struct terminalSignals {
-    void (*pInput)(int), (*pOutput)(int);
+/* The stops of a terminal are ignored while a command in a group of its own is spawned, which inherits that. A
+ * background group is stopped when it uses the terminal. Ctrl-Z may reach the command before it has its own group; "fg"
+ * would not continue it, and this program would wait for it without end. */
+static const int terminalStops[] = {SIGTSTP, SIGTTIN, SIGTTOU};
+
+struct stopHandlers {
+    void (*pHandlers[sizeof terminalStops / sizeof terminalStops[0]])(int);
 };
 
-static terminalSignals ignoreTerminal(CommandKind kind) {
-    if (kind == ATTACHED_COMMAND)
-        return {SIG_ERR, SIG_ERR};
-    return {signal(SIGTTIN, SIG_IGN), signal(SIGTTOU, SIG_IGN)};
+static stopHandlers ignoreTerminalStops(void) {
+    stopHandlers before = {};
+    int i = 0;
+    for (int number : terminalStops)
+        before.pHandlers[i++] = signal(number, SIG_IGN);
+    return before;
 }
 
-static void restoreTerminal(const terminalSignals &before) {
-    if (before.pInput != SIG_ERR)
-        signal(SIGTTIN, before.pInput);
-    if (before.pOutput != SIG_ERR)
-        signal(SIGTTOU, before.pOutput);
+static void restoreTerminalStops(const stopHandlers &before) {
+    int i = 0;
+    for (int number : terminalStops)
+        signal(number, before.pHandlers[i++]);
 }
 
 /* What a command is started with: its group and signal mask, and where its output goes unless output is -1. An error
@@ -340,10 +344,13 @@ static int startCommand(const char *pCommand, CommandKind kind, int output) {
     sigset_t blocked = handledSignals();
     sigaddset(&blocked, SIGCHLD);
     sigprocmask(SIG_BLOCK, &blocked, &maskBefore);
-    terminalSignals terminal = ignoreTerminal(kind);
+    stopHandlers before = {};
+    if (kind == LOCAL_COMMAND)
+        before = ignoreTerminalStops();
     pid_t id = 0;
     int error = spawnShell(pCommand, kind, output, &id);
-    restoreTerminal(terminal);
+    if (kind == LOCAL_COMMAND)
+        restoreTerminalStops(before);
     sigset_t mask = maskBefore;
     if (error == 0) {
         commandTarget = kind == LOCAL_COMMAND ? -id : id;
