@@ -455,15 +455,17 @@ static int openPipe(commandPipe *pPipe, const char *pCommand) {
 /* Waits for output, until there is some or the command has ended. 0 when it runs out of time. */
 static int awaitOutput(commandPipe *pPipe) {
     struct pollfd end = {pPipe->descriptor, POLLIN, 0};
-    while (pPipe->rest < 0 && timeLeft > 0) {
+    while (pPipe->rest < 0) {
         if (hasEnded())
             return ioctl(pPipe->descriptor, FIONREAD, &pPipe->rest) == 0;
+        if (timeLeft <= 0)
+            return 0;
         int bReadable = poll(&end, 1, STEP) > 0;
         countStep();
         if (bReadable)
             return 1;
     }
-    return pPipe->rest >= 0;
+    return 1;
 }
 
 /* Reads the next piece of the output. 0 when there is no more. A background child may hold the pipe when the command
