@@ -598,8 +598,11 @@ static int claimPath(const char *pPath) {
 
 static void printFileError(const char *pWhat, const char *pPath) {
     const char *pReason = strerror(errno);
+    char szShown[PATH_MAX];
+    copyText(szShown, pPath);
+    hideControls(szShown);
     fflush(stdout);
-    fprintf(stderr, szFileError, pWhat, pPath, pReason);
+    fprintf(stderr, szFileError, pWhat, szShown, pReason);
 }
 
 /* The descriptor stays open, so that the file can be told from one that takes its name meanwhile. */
