@@ -162,11 +162,12 @@ static nl_catd keptCatalog;
 static catalogPath szKeptPath;
 static struct stat keptStatus;
 
-/* Is the file at a path the catalog that is open? One that was changed in place is opened anew. */
+/* Is the file at a path the catalog that is open? One that was changed in place is opened anew: the C library would
+ * read it by the header of the old one. */
 static int isKept(const char *pPath, const struct stat &status) {
     return strcmp(pPath, szKeptPath) == 0 && status.st_dev == keptStatus.st_dev && status.st_ino == keptStatus.st_ino &&
            status.st_size == keptStatus.st_size &&
-           memcmp(&status.st_mtim, &keptStatus.st_mtim, sizeof status.st_mtim) == 0;
+           memcmp(&status.st_ctim, &keptStatus.st_ctim, sizeof status.st_ctim) == 0;
 }
 
 /* Opens a catalog, unless it is open. */
