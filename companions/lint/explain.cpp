@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <map>
 #include <stdexcept>
 #include <string.h>
-#include <sys/mman.h>
 #include <unistd.h>
 #include <unordered_map>
 
@@ -361,14 +362,25 @@ string someOf(const std::vector<string> &levels) {
     return names + (levels.size() > MOST_NAMED ? ", ..." : "");
 }
 
+// An unlinked temporary file: memfd_create needs C library 2.27, and a later kernel than that of RHEL 7. A failure is
+// noticed by whoever writes.
+int openNameless() {
+    FILE *pFile = std::tmpfile();
+    if (pFile == nullptr)
+        return -1;
+    const int own = fcntl(fileno(pFile), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    fclose(pFile);
+    return own;
+}
+
 } // namespace
 
-namelessFile::namelessFile(string_view text) : descriptor(memfd_create("kvxprereqlint", MFD_CLOEXEC)) {
+namelessFile::namelessFile(string_view text) : descriptor(openNameless()) {
     while (!text.empty()) {
         const ssize_t written = write(descriptor, text.data(), text.size());
         if (written <= 0) {
             close(descriptor);
-            throw std::runtime_error("a file in memory cannot be written");
+            throw std::runtime_error("a temporary file cannot be written");
         }
         text.remove_prefix(static_cast<std::size_t>(written));
     }
