@@ -338,6 +338,11 @@ void startCheck(int titleNumber) {
     startCheck(fetchText(szTitle, titleNumber));
 }
 
+void startLongCheck(const longTitle &szTitle) {
+    logBlankLine();
+    reportText<LONG_MESSAGE_SIZE>(MSG_CHECK_HEADING, (const char *)szTitle);
+}
+
 int passCheck(void) {
     reportText(MSG_CHECK_PASSED);
     return RC_OK;

@@ -65,6 +65,9 @@ void startCheck(const char *pTitle);
 void startCheck(int titleNumber);
 /* The same, keeping the heading as it was logged. */
 void startCheck(messageText &szHeading, const char *pTitle);
+/* The same with room for a long title, such as one that names a user. */
+typedef char longTitle[LONG_MESSAGE_SIZE / 2 + 64];
+void startLongCheck(const longTitle &szTitle);
 
 /* Closes a block that passed. Returns RC_OK. */
 int passCheck(void);

@@ -231,9 +231,9 @@ static int judgeUser(const char *pUser, int checkSqllib) {
 }
 
 int sqloValidateUserProfile(const char *usrname, int checkSqllib) {
-    userText szTitle;
+    longTitle szTitle;
     formatText(szTitle, "User specific checks for %s", usrname);
-    startCheck(szTitle);
+    startLongCheck(szTitle);
     if (judgeUser(usrname, checkSqllib))
         return passCheck();
     closeFailedCheck(SEVERITY_ERROR);
@@ -324,9 +324,9 @@ static int checkFcmPorts(const char *svcName, int fcmStartPort, int nPartitions)
 }
 
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions) {
-    char szTitle[256];
+    longTitle szTitle;
     formatText(szTitle, "Service Port and FCM Ports usage for %s", svcName);
-    startCheck(szTitle);
+    startLongCheck(szTitle);
 
     serviceName kvxc_svce;
     formatText(kvxc_svce, "kvxc_%s", svcName);
