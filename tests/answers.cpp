@@ -86,7 +86,7 @@ static string verdictOf(const string &line) {
                                                       {"CHECK_FAILED SEVERITY_ERROR", "fails"},
                                                       {"CHECK_FAILED SEVERITY_WARNING", "warns"},
                                                       {"CHECK_FAILED", "fails without severity"}};
-    const auto found = verdicts.find(line);
+    const auto found = verdicts.find(line.substr(0, line.find("  "))); // a reason may stand behind two blanks
     return found == verdicts.end() ? "" : found->second;
 }
 

@@ -58,11 +58,13 @@ static string flattened(const string &numbered) {
         } else if (bEntries)
             results += bBlank && !line.empty() ? "entry " : "";
         else if (number == MSG_CHECK_PASSED || number == MSG_CHECK_FAILED)
-            results += number == MSG_CHECK_PASSED ? "passed " : line == "@30055@30017" ? "warning " : "error ";
+            results += number == MSG_CHECK_PASSED           ? "passed "
+                       : line.rfind("@30055@30017", 0) == 0 ? "warning "
+                                                            : "error ";
         else if (number == MSG_LEVEL_PASSED || number == MSG_LEVEL_FAILED)
             results += "verdict ";
         else if (!line.empty())
-            lines += line + "\n";
+            lines += line.substr(0, line.find_last_not_of('@') + 1) + "\n";
     }
     return lines + results;
 }
@@ -72,7 +74,7 @@ static string flattened(const report::line &line) {
         return line.text + "\n";
     string text = "@" + std::to_string(line.message);
     for (const string &token : line.tokens)
-        text += "@" + token;
+        text += token.empty() ? "" : "@" + token; // empty where it is missing, or where no text shows it
     return text + "\n";
 }
 
@@ -153,8 +155,8 @@ static string checkOf(const string &title, const string &detail, int severity = 
     return "   \n" + message(MSG_CHECK_HEADING, {title}) + "\n   " + detail + "\n" + result + "\n";
 }
 
-static string good() {
-    return message(MSG_LEVEL_PASSED) + "\n";
+static string good(const string &level = "12.1") {
+    return message(MSG_LEVEL_PASSED, {"Server", "", level}) + "\n";
 }
 
 static string bad(const string &level, bool bClustered, const string &entries) {
@@ -164,7 +166,7 @@ static string bad(const string &level, bool bClustered, const string &entries) {
 
 // Passes of a level: what their names say is in them.
 static string goodPass(const string &level) {
-    return startOf(level) + checkOf("a", "x") + good();
+    return startOf(level) + checkOf("a", "x") + good(level);
 }
 
 static string warnedPass(const string &level) {
@@ -258,18 +260,21 @@ TEST(ReportReader, ShowsWhatWasCutOff) {
         {start + error + passed.substr(0, 20), "", {}, "failed, 12.1 failed 2+0"},
         // in the verdict, and in its list
         {start + passed + good().substr(0, 20), "", 0, "unknown, 12.1 incomplete 1+0"},
+        // A good verdict of 1.0.0, whose words are not those of today.
+        {start + passed + "Summary: all prerequisites of this product level are met on this host.\n", "", 0,
+         "unknown, 12.1 incomplete 1+0"},
         {start + warning + bad("12.1", false, ""), "", 0, "unknown, 12.1 incomplete 1+0"},
         {start + error + bad("12.1", false, ""), "", 0, "failed, 12.1 failed 1+0"},
         {start + warning + bad("12.1", false, "   y\n\n   half of an en"), "", 0, "unknown, 12.1 incomplete 1+2"},
         // only the last line break is gone: a shell takes it away
-        {start + passed + message(MSG_LEVEL_PASSED), "", {}, "passed, 12.1 passed 1+0"},
+        {start + passed + message(MSG_LEVEL_PASSED, {"Server", "", "12.1"}), "", {}, "passed, 12.1 passed 1+0"},
         // and another run appended
         {start + passed + "   Required ker" + whole, "", 0, "unknown, 12.1 incomplete 1+0, 9.8 passed 1+0"},
         {start.substr(0, 20) + whole, "", 0, "unknown, ? incomplete 0+0, 9.8 passed 1+0"},
         {start.substr(0, 77) + whole, "", 0, "unknown, ? incomplete 0+0, 9.8 passed 1+0"},
         // the beginning is missing, or what stood between two passes
         {start + passed + bad("9.8", false, "   y\n\n"), "", 0, "unknown, 12.1 incomplete 1+0, 9.8 incomplete 0+1"},
-        {passed + good(), "", 0, "unknown, ? incomplete 1+0"},
+        {passed + good(), "", 0, "unknown, 12.1 incomplete 1+0"},
         {warning + bad("12.1", false, "   y\n\n") + whole, "", 0, "unknown, 12.1 incomplete 1+1, 9.8 passed 1+0"},
         {error + bad("12.1", false, "   z\n\n"), "", {}, "failed, 12.1 failed 1+1"},
         {message(MSG_LIBAIO_MISSING) + "\n" + whole, "", 0, "unknown, ? incomplete 1+0, 9.8 passed 1+0"},
@@ -290,9 +295,9 @@ TEST(ReportReader, ReadsEachPassByItself) {
         {failedPass("12.1") + startOf("12.1"), "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 0+0"},
         {failedPass("12.1") + warnedPass("12.1"), "", {}, "warning, 12.1 warning 2+1"},
         // a verdict without a banner replaces nothing
-        {failedPass("12.1") + good(), "", {}, "failed, 12.1 failed 1+1, ? incomplete 0+0"},
-        {goodPass("12.1") + good(), "", 0, "unknown, 12.1 passed 1+0, ? incomplete 0+0"},
-        {goodPass("12.1") + checkOf("a", "x") + good(), "", 0, "unknown, 12.1 passed 1+0, ? incomplete 1+0"},
+        {failedPass("12.1") + good(), "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 0+0"},
+        {goodPass("12.1") + good(), "", 0, "unknown, 12.1 incomplete 0+0"},
+        {goodPass("12.1") + checkOf("a", "x") + good(), "", 0, "unknown, 12.1 incomplete 1+0"},
         {failedPass("12.1") + checkOf("b", "y", MSG_SEVERITY_WARNING) + bad("12.1", false, "   y\n\n"),
          "",
          {},
@@ -307,7 +312,7 @@ TEST(ReportReader, ReadsEachPassByItself) {
         {german.substr(0, german.find("   z")) + "\n" + good() + english,
          "",
          {},
-         "unknown, 12.1 incomplete 1+0, ? incomplete 0+0, 9.8 passed 1+0"},
+         "unknown, 12.1 incomplete 1+0, 12.1 incomplete 0+0, 9.8 passed 1+0"},
     });
 }
 
@@ -347,10 +352,10 @@ TEST(ReportReader, TakesStandardErrorAsEvidence) {
         {"", warned, {}, "unknown, 12.1 incomplete 0+1"},
         {"", warned, 0, "warning, 12.1 warning 0+1"},
         {"trace\n", warned, 3, "failed, 12.1 failed 1+1"},
-        {"", good(), {}, "unknown, ? incomplete 0+0"},
-        {"", good(), 0, "passed, ? passed 0+0"},
-        {"", germanWarned + good(), {}, "unknown, 12.1 incomplete 0+1, ? incomplete 0+0"},
-        {"", good() + failedPass("9.8"), 0, "failed, ? passed 0+0, 9.8 failed 1+1"},
+        {"", good(), {}, "unknown, 12.1 incomplete 0+0"},
+        {"", good(), 0, "passed, 12.1 passed 0+0"},
+        {"", germanWarned + good(), {}, "unknown, 12.1 incomplete 0+1, 12.1 incomplete 0+0"},
+        {"", good() + failedPass("9.8"), 0, "failed, 12.1 passed 0+0, 9.8 failed 1+1"},
         {startOf("12.1").substr(0, 77), warned, 0, "unknown, ? incomplete 0+0, 12.1 warning 0+1"},
         // a good verdict names no level: it is the plain one of the clustered pass behind it
         {"", good() + "\n" + bad("12.1", true, "   y\n"), 0, "warning, 12.1 passed 0+0, 12.1 clustered warning 0+1"},

@@ -22,9 +22,10 @@ static bool isTitle(int message) {
 
 // Titles and words stand only within other messages, and the usage text in no report.
 static bool isLine(int message) {
-    static constexpr std::array words{MSG_SEVERITY_WARNING, MSG_SEVERITY_ERROR,  MSG_STATE_ENABLED,
-                                      MSG_STATE_DISABLED,   MSG_CLUSTERED_LABEL, MSG_USAGE_ENVIRONMENT,
-                                      MSG_USAGE_EXIT_STATUS};
+    static constexpr std::array words{MSG_SEVERITY_WARNING, MSG_SEVERITY_ERROR,    MSG_STATE_ENABLED,
+                                      MSG_STATE_DISABLED,   MSG_SYMBOL_NOT_GIVEN,  MSG_SYMBOL_HIGHEST,
+                                      MSG_SYMBOL_NONE,      MSG_SYMBOL_UNKNOWN,    MSG_UMASK_TOO_HIGH,
+                                      MSG_CLUSTERED_LABEL,  MSG_USAGE_ENVIRONMENT, MSG_USAGE_EXIT_STATUS};
     return !isTitle(message) && std::count(words.begin(), words.end(), message) == 0 &&
            (message < MSG_USAGE_FIRST || message > MSG_USAGE_LAST);
 }
@@ -94,7 +95,7 @@ void catalog::addPatterns(int message) {
     if (message == MSG_CHECK_FAILED) {
         for (const std::string &severity : {text(MSG_SEVERITY_ERROR), text(MSG_SEVERITY_WARNING), std::string()})
             addPattern(message, own, {{1, severity}});
-    } else if (message == MSG_LEVEL_FAILED) {
+    } else if (message == MSG_LEVEL_FAILED || message == MSG_LEVEL_PASSED) {
         for (const char *pKind : {szClientWord, szServerWord})
             for (const std::string &label : {text(MSG_CLUSTERED_LABEL), std::string()})
                 addPattern(message, own, {{1, pKind}, {2, label}});

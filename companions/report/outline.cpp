@@ -138,11 +138,6 @@ std::vector<std::string> notesOf(const host &one) {
         notes.push_back("A check may have missed something: " + found->second);
     if (one.passes.empty() && one.result == HostResult::passed)
         notes.emplace_back("No level is reported. All that is known is the exit status, which says that none failed.");
-    size_t unnamed = 0;
-    for (const pass &now : one.passes)
-        unnamed += !now.level && now.result == PassResult::passed ? 1 : 0;
-    if (unnamed > 0)
-        notes.push_back("Passes that a summary does not name, all passed: " + std::to_string(unnamed));
     if (one.status.value_or(0) != 0)
         notes.push_back("Exit status " + std::to_string(*one.status) + ": " + meaningOf(*one.status) +
                         (failedByStatusAlone(one) ? ". No check shows it; see standard error." : "."));

@@ -276,18 +276,14 @@ void partReader::leaveOtherPass(const explanation &known) {
         bHasPass = false;
 }
 
-// A verdict behind a verdict is that of another pass. A good one does not say which level it is on.
+// A verdict behind a verdict is that of another pass.
 void partReader::endPass(const explanation &known) {
     if (at != Part::checks)
         bHasPass = false;
     pass &now = currentPass();
     at = Part::verdict;
     lastEntryMessage = 0;
-    if (known.pPattern->message == MSG_LEVEL_PASSED) {
-        now.verdict = Verdict::good;
-        return;
-    }
-    now.verdict = Verdict::bad;
+    now.verdict = known.pPattern->message == MSG_LEVEL_PASSED ? Verdict::good : Verdict::bad;
     now.client = bytesOf(known, 0) == szClientWord;
     if (!now.level) {
         now.level = tokenOf(known, 2, encoding);
@@ -428,22 +424,12 @@ std::vector<pass> readErrors(std::string_view text, languages &known, host &one)
     return told;
 }
 
-// In a summary a clustered pass follows the level's plain one, whose verdict names no level when it is good.
-void nameLevels(std::vector<pass> &passes) {
-    for (size_t i = 1; i < passes.size(); i++)
-        if (passes[i].clustered.value_or(false) && !passes[i - 1].level && passes[i - 1].verdict == Verdict::good) {
-            passes[i - 1].level = passes[i].level;
-            passes[i - 1].clustered = false;
-        }
-}
-
 // What standard error tells of levels counts where the report tells of none.
 void addTold(std::vector<pass> told, host &one) {
     const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
     const bool bReported = std::any_of(one.passes.begin(), one.passes.end(), hasLevel);
     const auto isKnown = [&](const pass &now) { return now.bFromErrors && bReported; };
     told.erase(std::remove_if(told.begin(), told.end(), isKnown), told.end());
-    nameLevels(told);
     if (told.empty())
         one.otherErrors = one.errors;
     std::move(told.begin(), told.end(), std::back_inserter(one.passes));

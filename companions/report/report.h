@@ -37,7 +37,7 @@ enum class Verdict { none, good, bad };
 enum class PassResult { passed, warning, incomplete, failed };
 
 struct pass {
-    std::optional<std::string> level; // none where a summary does not name it, or the report begins behind its name
+    std::optional<std::string> level; // none where the report begins behind its name
     std::optional<bool> clustered, client;
     std::optional<std::string> time;
     std::string language; // such as "de-DE"; empty when no catalog explains it

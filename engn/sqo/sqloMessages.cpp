@@ -348,18 +348,21 @@ int passCheck(void) {
     return RC_OK;
 }
 
-void closeFailedCheck(messageText &szClosing, int severity) {
+void closeFailedCheck(messageText &szClosing, int severity, const char *pReason) {
     messageText szSeverity = "";
+    unmetText szReason = "";
     if (severity == SEVERITY_ERROR)
         fetchText(szSeverity, MSG_SEVERITY_ERROR);
     else if (severity == SEVERITY_WARNING)
         fetchText(szSeverity, MSG_SEVERITY_WARNING);
-    logText(szClosing, MSG_CHECK_FAILED, szSeverity);
+    if (pReason[0] != '\0')
+        formatText(szReason, ": %s", pReason);
+    logText(szClosing, MSG_CHECK_FAILED, szSeverity, szReason);
 }
 
 void closeFailedCheck(int severity) {
     messageText szClosing;
-    closeFailedCheck(szClosing, severity);
+    closeFailedCheck(szClosing, severity, "");
 }
 
 int closeCheck(int result, int severity) {
@@ -375,18 +378,25 @@ void startSection(const char *pTitle, const char *pMarker) {
     logGUIMessage(pMarker);
 }
 
-void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const char *pPackage) {
+void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
+                  const char *pPackage) {
     if (szDetail[0] == '\0')
-        fetchText(szDetail, MSG_REQUIREMENT_NOT_MET, pPackage);
+        fetchText(szDetail, MSG_REQUIREMENT_NOT_MET, textOrEmpty(pPackage), (const char *)szUnmet);
     formatText(szEntry, "%s%s", pRequirement, szDetail);
 }
 
-int failCheck(int severity, const char *pRequirement, messageText &szDetail, const char *pPackage) {
+int failCheck(int severity, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
+              const char *pPackage) {
     entryText szEntry;
     closeFailedCheck(severity);
-    composeEntry(szEntry, pRequirement, szDetail, pPackage);
+    composeEntry(szEntry, pRequirement, szDetail, szUnmet, pPackage);
     sqloUpdateErrorList(szEntry);
     return RC_FAILED;
+}
+
+int failCheck(int severity, const char *pRequirement, messageText &szDetail) {
+    const unmetText szNothing = "";
+    return failCheck(severity, pRequirement, szDetail, szNothing);
 }
 
 void reportKilledQuery(messageText &szDetail, const char *pName) {
@@ -420,11 +430,16 @@ static void writeBadSummaryText(char *pText, const char *pAfter) {
         fprintf(stderr, "%s%s", pText, pAfter);
 }
 
-/* The verdict on a level with failures, and the failures under it, newest first. */
-static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
+/* Both verdicts name what was checked: for whom, how, and which level. */
+static void fetchVerdict(messageText &szVerdict, int number, const char *pLevel) {
     messageText szLabel;
     fetchText(szLabel, MSG_CLUSTERED_LABEL);
-    fetchText(szVerdict, MSG_LEVEL_FAILED, bClient ? szClientWord : szServerWord, bShareGrid ? szLabel : "", pLevel);
+    fetchText(szVerdict, number, bClient ? szClientWord : szServerWord, bShareGrid ? szLabel : "", pLevel);
+}
+
+/* The verdict on a level with failures, and the failures under it, newest first. */
+static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
+    fetchVerdict(szVerdict, MSG_LEVEL_FAILED, pLevel);
     fflush(stdout);
     writeBadSummaryText(szVerdict, "\n");
 
@@ -437,8 +452,8 @@ static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     }
 }
 
-static void writeGoodSummary(messageText &szVerdict) {
-    fetchText(szVerdict, MSG_LEVEL_PASSED);
+static void writeGoodSummary(messageText &szVerdict, const char *pLevel) {
+    fetchVerdict(szVerdict, MSG_LEVEL_PASSED, pLevel);
     if (!summaryGoesToReport())
         return;
     if (bPrintSummary)
@@ -470,7 +485,7 @@ int sqloWriteSummaryToReport(const char *pLevel) {
     if (pErrorList != NULL)
         writeBadSummary(szVerdict, pLevel);
     else
-        writeGoodSummary(szVerdict);
+        writeGoodSummary(szVerdict, pLevel);
     keepSummary(pLevel, szVerdict);
     return RC_OK;
 }

@@ -74,8 +74,9 @@ int passCheck(void);
 /* Closes a block that failed with 30055 and the severity word, which is empty for a severity that is none. Records
  * nothing. */
 void closeFailedCheck(int severity);
-/* The same, keeping the line as it was logged. */
-void closeFailedCheck(messageText &szClosing, int severity);
+/* The same, keeping the line as it was logged, for a check whose closing line is its entry: the reason says there what
+ * is wrong. */
+void closeFailedCheck(messageText &szClosing, int severity, const char *pReason);
 
 /* Room for a failure's entry before it is cut to the error list's field. */
 typedef char entryText[2 * sizeof(messageText)];
@@ -87,10 +88,18 @@ int closeCheck(int result, int severity);
  * again. */
 void startSection(const char *pTitle, const char *pMarker);
 
-/* Composes requirement and detail into an entry. An empty detail becomes 30095, with a package to name or null. */
-void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const char *pPackage);
+/* What a check asked for and did not find. A longer text is cut, so that 30095 has room for it in every language. */
+typedef char unmetText[151];
+
+/* Composes requirement and detail into an entry. An empty detail becomes 30095, which says what is not met; the package
+ * may be null. */
+void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
+                  const char *pPackage);
 
 /* Closes a block that failed and records requirement and detail as one entry. Returns RC_FAILED. */
-int failCheck(int severity, const char *pRequirement, messageText &szDetail, const char *pPackage = NULL);
+int failCheck(int severity, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
+              const char *pPackage = NULL);
+/* The same for a detail that is never empty. */
+int failCheck(int severity, const char *pRequirement, messageText &szDetail);
 
 #endif

@@ -283,7 +283,10 @@ int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int, in
         return cannotTellUbuntuRelease();
     reportText(MSG_VERSION_UNREADABLE);
     reportText(MSG_VERSION_SOURCE, pPath);
-    return failCheck(SEVERITY_ERROR, szRequired, szNoDetail);
+    messageText szTitle;
+    unmetText szUnmet;
+    formatText(szUnmet, "%s (%s)", fetchText(szTitle, MSG_TITLE_DISTRIBUTION), pPath);
+    return failCheck(SEVERITY_ERROR, szRequired, szNoDetail, szUnmet);
 }
 
 static void reportOtherDistribution(void) {
@@ -368,5 +371,8 @@ int sqloCheckOSLevel(void) {
             return passCheck();
     } else
         reportText(MSG_KERNEL_LEVEL_MALFORMED);
-    return failCheck(SEVERITY_ERROR, szRequired, szFound);
+    messageText szTitle;
+    unmetText szUnmet;
+    formatText(szUnmet, "%s (uname -r: %s)", fetchText(szTitle, MSG_TITLE_OS_LEVEL), name.release);
+    return failCheck(SEVERITY_ERROR, szRequired, szFound, szUnmet);
 }

@@ -176,11 +176,21 @@ template <typename... Tokens> static Step endWithMessage(int *pRc, int status, i
     return RUN_ENDS;
 }
 
+/* A word of the command line as a message shows it: cut, so that the message has room for it. */
+typedef char shownWord[65];
+
+static const char *showWord(shownWord &szShown, const char *pWord) {
+    copyText(szShown, pWord);
+    hideControls(szShown);
+    return szShown;
+}
+
 static Step readOptions(int argc, char **argv, int *pRc, int *pClientCount) {
+    shownWord szWord;
     for (int i = 1; i < argc; i++) {
         const optionRow &row = findOption(argv[i]);
         if (row.option == OPTION_UNKNOWN)
-            return endWithUsage(pRc, RC_COMMAND_LINE, MSG_BAD_OPTION);
+            return endWithUsage(pRc, RC_COMMAND_LINE, MSG_BAD_OPTION, showWord(szWord, argv[i]));
         if (row.option == OPTION_HELP)
             return endWithUsage(pRc, RC_OK, 0);
         const char *pValue = row.value == NO_VALUE ? NULL : argv[++i];
@@ -196,9 +206,9 @@ static Step checkCombinations(int clientCount, int *pRc) {
     if (clientCount > 1)
         return endWithUsage(pRc, RC_COMMAND_LINE, MSG_CLIENT_REPEATED);
     if (bCheckLatestRelease && bCheckSpecificRelease)
-        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-l and -v");
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-l and -v", "-l", "-v");
     if (bNonShareGrid && bShareGrid)
-        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-i and -p");
+        return endWithUsage(pRc, RC_COMMAND_LINE, MSG_OPTIONS_EXCLUSIVE, "-i and -p", "-i", "-p");
     if (bTbDiskName && !bHostList) {
         printf(" Inside -tb-dev, but hostlist option is not specified ");
         return endWithUsage(pRc, RC_COMMAND_LINE, MSG_PREREQUISITE_OPTION);
@@ -892,9 +902,10 @@ static Step readLevelList(int *pRc) {
     if (status == RC_INPUT && preqVersionList != NULL) // a read error behind the first level
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
     if (status != RC_OK)
-        return endWithUsage(pRc, status, preqVersionList == NULL ? MSG_NO_LEVEL_IN_FILE : 0);
+        return endWithUsage(pRc, status, preqVersionList == NULL ? MSG_NO_LEVEL_IN_FILE : 0, szInputXMLFile);
+    shownWord szWord;
     if (bCheckSpecificRelease && validateInputVersion() != RC_OK)
-        return endWithUsage(pRc, RC_VERSION, MSG_LEVEL_NOT_IN_FILE);
+        return endWithUsage(pRc, RC_VERSION, MSG_LEVEL_NOT_IN_FILE, showWord(szWord, szInputVersion));
     return RUN_GOES_ON;
 }
 

@@ -67,25 +67,57 @@ static void askFileKind(const char *pLibrary) {
     outputHolds(szCommand, "64-bit");
 }
 
+static const char *const pMappedRuntime = "libstdc++.so.6";
+
+/* What a runtime was found to have, where that was not enough. */
+struct runtimeFindings {
+    int bExamined;      // 0 when it could not be looked into
+    toolLine szHighest; // the highest symbol version of the required one's prefix, or empty
+};
+
+/* The library as messages name it. Where the file names none, the one that the program itself has loaded is examined.
+ */
+static const char *runtimeName(void) {
+    return ppszPREREQ[CPPLibName] == NULL ? pMappedRuntime : ppszPREREQ[CPPLibName];
+}
+
+/* The length of a symbol version's prefix, such as "CXXABI_" of "CXXABI_1.3.15". 0 when it has none. */
+static size_t prefixLength(const char *pSymbol) {
+    const char *pEnd = strrchr(pSymbol, '_');
+    return pEnd == NULL ? 0 : (size_t)(pEnd + 1 - pSymbol);
+}
+
+/* Keeps the higher one of two symbol versions, when the new one has the required one's prefix. */
+static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const char *pRequired) {
+    size_t length = prefixLength(pRequired);
+    if (length == 0 || strncmp(pSymbol, pRequired, length) != 0 || !isDecimalDigit(pSymbol[length]))
+        return;
+    if (szHighest[0] == '\0' || sqloCompareVersionStrings(szHighest + length, pSymbol + length) == VERSION_HIGHER)
+        copyText(szHighest, pSymbol);
+}
+
 /* Does the runtime's list of texts hold the required symbol version, as a whole line? The version reported is the last
  * "CXXABI" line up to there. */
-static int findSymbolVersion(captureFile *pCapture) {
+static int findSymbolVersion(captureFile *pCapture, toolLine &szHighest) {
     const char *pRequired = ppszPREREQ[CPPVersionString];
     toolLine szLine, szCurrent = "";
     while (readCapture(pCapture, szLine)) {
         cutLastCharacter(szLine);
         if (strstr(szLine, "CXXABI") != NULL)
             copyText(szCurrent, szLine);
-        if (pRequired != NULL && strcmp(szLine, pRequired) == 0) {
+        if (pRequired == NULL)
+            continue;
+        if (strcmp(szLine, pRequired) == 0) {
             reportText(MSG_LIBSTDCXX_FOUND, szCurrent);
             return 1;
         }
+        noteSymbolVersion(szHighest, szLine, pRequired);
     }
     return 0;
 }
 
 /* Judges the runtime that the loader mapped. What cannot be looked into meets: a failing tool is no missing library. */
-static int judgeCppRuntime(void) {
+static int judgeCppRuntime(runtimeFindings *pFindings) {
     mapsPath szMaps;
     FILE *pMaps = openMaps(szMaps);
     if (pMaps == NULL) {
@@ -93,7 +125,7 @@ static int judgeCppRuntime(void) {
         return 0;
     }
     char szLibrary[256];
-    int bMapped = findMapping(pMaps, "libstdc++.so.6", szLibrary);
+    int bMapped = findMapping(pMaps, pMappedRuntime, szLibrary);
     fclose(pMaps);
     if (!bMapped)
         return 1;
@@ -106,25 +138,59 @@ static int judgeCppRuntime(void) {
     if (!openCapture(&capture) || status != 0)
         reportText(MSG_STRINGS_FAILED);
     else
-        bMet = findSymbolVersion(&capture);
+        bMet = findSymbolVersion(&capture, pFindings->szHighest);
+    pFindings->bExamined = 1;
     dropCapture(&capture);
     return bMet;
+}
+
+/* Says which symbol version is not met, and what there is in its place. */
+static void describeSymbolVersion(unmetText &szUnmet, const runtimeFindings &findings) {
+    const char *pRequired = ppszPREREQ[CPPVersionString];
+    messageText szText;
+    if (pRequired == NULL)
+        fetchText(szText, MSG_SYMBOL_NOT_GIVEN);
+    else if (!findings.bExamined)
+        fetchText(szText, MSG_SYMBOL_UNKNOWN, pRequired, runtimeName());
+    else if (findings.szHighest[0] != '\0')
+        fetchText(szText, MSG_SYMBOL_HIGHEST, pRequired, runtimeName(), findings.szHighest);
+    else {
+        toolLine szPrefix;
+        size_t length = prefixLength(pRequired);
+        formatText(szPrefix, "%.*s", (int)(length == 0 ? strlen(pRequired) : length - 1), pRequired);
+        fetchText(szText, MSG_SYMBOL_NONE, pRequired, runtimeName(), szPrefix);
+    }
+    copyText(szUnmet, szText);
+}
+
+/* The library is given twice: as the file names it, which may be empty, and as it is shown. */
+static void logRuntimeRequirement(messageText &szRequired) {
+    const char *pSymbol = ppszPREREQ[CPPVersionString];
+    messageText szNotGiven;
+    if (pSymbol == NULL)
+        pSymbol = fetchText(szNotGiven, MSG_SYMBOL_NOT_GIVEN);
+    logText(szRequired, MSG_LIBSTDCXX_REQUIRED, textOrEmpty(ppszPREREQ[CPPLibName]), pSymbol, runtimeName());
 }
 
 int sqloCheckLibStdCPlusPlus(void) {
     messageText szRequired, szNoDetail = "";
     const char *pLibraryName = ppszPREREQ[CPPLibName];
     startCheck(MSG_TITLE_LIBSTDCXX);
-    logText(szRequired, MSG_LIBSTDCXX_REQUIRED, pLibraryName);
+    logRuntimeRequirement(szRequired);
+    runtimeFindings findings = {0, ""};
     void *pLibrary = dlopen(pLibraryName, RTLD_NOW);
     int bMet = 0;
     if (pLibrary == NULL)
         reportText(MSG_LIBRARY_NOT_LOADED, pLibraryName);
     else {
-        bMet = judgeCppRuntime();
+        bMet = judgeCppRuntime(&findings);
         dlclose(pLibrary);
     }
-    return bMet ? passCheck() : failCheck(SEVERITY_ERROR, szRequired, szNoDetail);
+    if (bMet)
+        return passCheck();
+    unmetText szUnmet;
+    describeSymbolVersion(szUnmet, findings);
+    return failCheck(SEVERITY_ERROR, szRequired, szNoDetail, szUnmet);
 }
 
 /* --- Libraries that only have to load --- */
@@ -211,6 +277,16 @@ static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, mess
     return verdict;
 }
 
+/* Closes the block; where no level was found the entry names the one that is required. */
+static int failCLibrary(const char *pRequirement, messageText &szDetail) {
+    messageText szTitle;
+    unmetText szUnmet;
+    fetchText(szTitle, MSG_TITLE_GLIBC);
+    formatText(szUnmet, "%s %s.%s.%s", szTitle, minimumOrZero(LibCVersion), minimumOrZero(LibCMajorRelease),
+               minimumOrZero(LibCMinorRelease));
+    return failCheck(SEVERITY_ERROR, pRequirement, szDetail, szUnmet);
+}
+
 int sqloCheckGlibC(void) {
     messageText szRequired = "", szDetail = "";
     startCheck(MSG_TITLE_GLIBC);
@@ -218,7 +294,7 @@ int sqloCheckGlibC(void) {
     FILE *pMaps = openMaps(szMaps);
     if (pMaps == NULL) {
         reportText(MSG_GLIBC_MAPS_NOT_OPENED);
-        return failCheck(SEVERITY_ERROR, szRequired, szDetail);
+        return failCLibrary(szRequired, szDetail);
     }
     Verdict verdict = NOT_JUDGED;
     char szLibrary[256];
@@ -227,7 +303,7 @@ int sqloCheckGlibC(void) {
     fclose(pMaps);
     if (verdict == NOT_JUDGED)
         reportText(MSG_GLIBC_STRINGS_FAILED);
-    return verdict == NOT_MET ? failCheck(SEVERITY_ERROR, szRequired, szDetail) : passCheck();
+    return verdict == NOT_MET ? failCLibrary(szRequired, szDetail) : passCheck();
 }
 
 /* --- 32-bit PAM --- */
@@ -486,11 +562,13 @@ static Verdict judgeAnswer(const packageRequest &request, QueryAnswer answer, ca
  * alternative has failed too. */
 static int failPackage(const packageRequest &request, int msgLevel, const messageText &szRequired,
                        messageText &szDetail) {
+    unmetText szUnmet;
+    copyText(szUnmet, textOrEmpty(requestObject(request)));
     if (!isNTP)
-        return failCheck(msgLevel, szRequired, szDetail, request.pPackage);
+        return failCheck(msgLevel, szRequired, szDetail, szUnmet, request.pPackage);
     entryText szEntry;
     closeFailedCheck(msgLevel);
-    composeEntry(szEntry, szRequired, szDetail, request.pPackage);
+    composeEntry(szEntry, szRequired, szDetail, szUnmet, request.pPackage);
     copyText(szNTPMessages, szEntry);
     return RC_FAILED;
 }
@@ -598,7 +676,9 @@ static int checkSuffixedPackage(const char *pGroup, const suffixedName &package,
         else if (emitErrors == 1)
             reportMissingPackage(szDetail, pGroup, package, bMellanox);
     }
-    return failCheck(msgLevel, "", szDetail, package.szText);
+    unmetText szUnmet;
+    copyText(szUnmet, package.szText);
+    return failCheck(msgLevel, "", szDetail, szUnmet, package.szText);
 }
 
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
@@ -706,7 +786,7 @@ int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLeve
         else if (request.bReportMissing)
             reportText(MSG_PACKAGE_NOT_INSTALLED, requestName(request));
     }
-    closeFailedCheck(szText, msgLevel);
+    closeFailedCheck(szText, msgLevel, textOrEmpty(requestObject(request)));
     sqloUpdateErrorList(szText);
     return RC_SG_PACKAGE;
 }

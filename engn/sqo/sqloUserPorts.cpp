@@ -350,11 +350,8 @@ static int readUmask(char (&szMask)[256]) {
     nameCaptureAt(&capture, "%s.%d", temporaryDirectory(), (int)getpid());
     formatCommand(szCommand, "umask  > %s 2>&1", capture.szPath);
     int status = runIntoCapture(&capture, szCommand);
-    if (!openCapture(&capture)) {
-        messageText szUnused;
-        fetchText(szUnused, MSG_UMASK_UNREADABLE); // shown nowhere
+    if (!openCapture(&capture))
         return 0;
-    }
     if (status != 0)
         debugTrace("   Failed to execute umask on the machine. ");
     int bRead = status == 0 && readCapture(&capture, szMask);
@@ -363,24 +360,28 @@ static int readUmask(char (&szMask)[256]) {
     return bRead;
 }
 
-/* The mask may be at most the required one, compared as versions are. */
-static int judgeUmask(const char *pRequired) {
+/* The mask may be at most the required one, compared as versions are. szReason receives why it is not met. */
+static int judgeUmask(const char *pRequired, messageText &szReason) {
     char szMask[256];
-    if (!readUmask(szMask))
+    if (!readUmask(szMask)) {
+        fetchText(szReason, MSG_UMASK_UNREADABLE);
         return 0;
+    }
     int order = sqloCompareVersionStrings(pRequired, szMask);
     cutLastCharacter(szMask);
     reportText(MSG_VERSION_FOUND, szMask);
+    fetchText(szReason, MSG_UMASK_TOO_HIGH, szMask, pRequired);
     return order == VERSION_LOWER || order == VERSION_EQUAL;
 }
 
 int sqloValidateUmsk(const char *umask) {
     startCheck("umask ");
     reportText(MSG_REQUIRED_WITH_RELEASE, "UMASK", umask);
-    if (judgeUmask(umask))
+    messageText szReason;
+    if (judgeUmask(umask, szReason))
         return passCheck();
     messageText szClosing;
-    closeFailedCheck(szClosing, SEVERITY_ERROR);
+    closeFailedCheck(szClosing, SEVERITY_ERROR, szReason + strspn(szReason, " "));
     sqloUpdateErrorList(szClosing);
     return RC_FAILED;
 }
