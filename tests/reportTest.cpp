@@ -1,7 +1,9 @@
 // kvxprereqreport: what it reads out of reports, what it makes of them, and its command line.
 #include "support.h"
 
+#include "advice.h"
 #include "reader.h"
+#include "sqloLiterals.h"
 #include "writers.h"
 
 #include <regex>
@@ -447,14 +449,14 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
     const string escaped = "<i>&\\\"\\\\\\u001b[31m\\\\xFF\\u0009\u202e\u00fc";
     EXPECT_EQ(
         shown(report::jsonWriter, {host}),
-        "{\"schema\": 1, \"hosts\": [\n{\"host\": \"db1\", \"status\": 255, \"result\": \"failed\", \"reason\": null, "
+        "{\"schema\": 2, \"hosts\": [\n{\"host\": \"db1\", \"status\": 255, \"result\": \"failed\", \"reason\": null, "
         "\"errors\": [\"one\", \"two\"], \"passes\": [{\"level\": \"12.1\", \"clustered\": false, \"client\": false, "
         "\"time\": \"Sun Nov 22 01:00:00 2026\", \"result\": \"failed\", \"checks\": [{\"id\": \"" +
             escaped + "\", \"title\": \"" + escaped +
             "\", \"result\": \"error\", \"lines\": [{\"message\": null, \"tokens\": [], "
-            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}]}, {\"id\": \"ports\", "
+            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}], \"advice\": null}, {\"id\": \"ports\", "
             "\"title\": \"ports\", \"result\": \"passed\", \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], "
-            "\"text\": \"SUCCESS: All required User checks passed for \u00fc.\"}]}], \"entries\": [{\"text\": \"" +
+            "\"text\": \"SUCCESS: All required User checks passed for \u00fc.\"}], \"advice\": null}], \"entries\": [{\"text\": \"" +
             escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte + "\", \"severity\": null}]}]}\n]}\n");
     for (const writerMaker makeWriter : {report::junitWriter, report::htmlWriter}) {
         const string markup = shown(makeWriter, {host});
@@ -462,6 +464,45 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
         EXPECT_EQ(markup.find("<i>"), string::npos);
         EXPECT_NE(markup.find(megabyte), string::npos);
     }
+}
+
+// Of a check, and of an entry that stands in none.
+TEST(ReportWriters, AdviseOnEachKindOnce) {
+    useCatalog();
+    struct failure {
+        int message;
+        vector<string> tokens;
+        const char *pKind;
+    };
+    const vector<failure> failures = {
+        {MSG_KERNEL_REQUIRED, {"5", "14", "0"}, "kernel level"},
+        {MSG_LIBSTDCXX_REQUIRED, {"", "CXXABI_1", "libstdc++.so.6"}, "C++ symbol version"},
+        {MSG_GLIBC_REQUIRED, {"2", "28", "0"}, "C library"},
+        {MSG_LIBAIO_MISSING, {}, "asynchronous I/O library (libaio)"},
+        {MSG_LIBPAM_32BIT_MISSING, {"/lib/libpam.so*"}, "32-bit PAM library"},
+        {MSG_SELINUX_ENABLED, {}, "SELinux"},
+        {MSG_FREE_SPACE_SHORT, {"/var", "db1", "2 KB", "1 KB"}, "free space"},
+        {MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}, "umask"},
+        {MSG_REQUIRED_VERSION, {"ksh", "93"}, "packages"},
+        {MSG_REQUIRED_VERSION, {"/usr/sbin/chronyd", "3.5"}, "time service"},
+    };
+    for (const failure &one : failures) {
+        const string text = message(one.message, one.tokens);
+        const string entry = bad("12.1", false, text + "\n");
+        const string check = startOf("12.1") + checkOf("a", text, MSG_SEVERITY_ERROR) + entry;
+        const string json = string("\"advice\": {\"kind\": \"") + one.pKind + "\"";
+        EXPECT_NE(shown(report::jsonWriter, {read(check, "", 3)}).find(json), string::npos) << one.pKind;
+        for (const report::host &host : {read(check, "", 3), read("", entry, 3)}) {
+            const string page = shown(report::htmlWriter, {host, host});
+            const string heading = string("<h3>") + one.pKind + "</h3>";
+            EXPECT_NE(page.find(heading), string::npos) << one.pKind;
+            EXPECT_EQ(page.find(heading), page.rfind(heading)) << one.pKind;
+        }
+    }
+    for (const string literal : ppszLiterals)
+        EXPECT_EQ(report::adviceOn(0, literal) != nullptr,
+                  literal.find("ERROR: ") != string::npos || literal.find(" Number - ") != string::npos)
+            << literal;
 }
 
 TEST(ReportWriters, KeepTablesTo80Columns) {

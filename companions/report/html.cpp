@@ -1,4 +1,5 @@
 // The form for people: one page without a script, which needs nothing from elsewhere.
+#include "advice.h"
 #include "markup.h"
 #include "outline.h"
 #include "writers.h"
@@ -48,6 +49,7 @@ tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back);
 .word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
   color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
 .why { display: block; font-size: .8125rem; }
+code { overflow-wrap: anywhere; }
 .none .word { padding-left: 1rem; font-weight: 400; }
 .spoken { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); white-space: nowrap; }
 .host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }
@@ -122,10 +124,24 @@ public:
         out << "<h2>What was found</h2>\n";
         for (size_t i = 0; i < all.hosts.size(); i++)
             showHost(all, i);
+        showAdvice(adviceOn(all.hosts));
         out << "</main>\n<footer><p>Read by kvxprereqreport from what kvxprereqcheck reported.</p></footer>\n</body>\n</html>\n";
     }
 
 private:
+    void showAdvice(const std::vector<const advice *> &found) {
+        if (found.empty())
+            return;
+        out << "<h2 id=\"advice\">What to do</h2>\n<p class=\"about\">Nothing of this is run. Words in capitals are yours to "
+               "fill in.</p>\n";
+        for (const advice *pOne : found) {
+            out << "<section>\n<h3>" << escaped(pOne->pKind) << "</h3>\n<p>" << escaped(pOne->pText) << "</p>\n<ul>\n";
+            for (size_t i = 0; i < adviceDistributions.size(); i++)
+                out << "<li>" << adviceDistributions[i] << ": <code>" << escaped(pOne->commands[i]) << "</code></li>\n";
+            out << "</ul>\n</section>\n";
+        }
+    }
+
     void showCounts(const std::vector<host> &all) {
         static constexpr std::array shown{HostResult::failed, HostResult::unknown, HostResult::warning,
                                           HostResult::passed};

@@ -1,4 +1,5 @@
 // The machine's form. kvxprereqreport(1) describes it; a member is added only with a new schema number.
+#include "advice.h"
 #include "outline.h"
 #include "writers.h"
 
@@ -16,7 +17,7 @@ using json::list;
 using json::member;
 using json::name;
 
-constexpr int schema = 1;
+constexpr int schema = 2;
 
 void appendLine(std::string &json, const line &one) {
     json += '{';
@@ -24,6 +25,17 @@ void appendLine(std::string &json, const line &one) {
     list(json, "tokens", one.tokens, appendText);
     member(json, "text", std::string_view(one.text));
     json += '}';
+}
+
+void appendAdvice(std::string &json, const advice &one) {
+    json += '{';
+    member(json, "kind", one.pKind);
+    member(json, "text", one.pText);
+    name(json, "commands");
+    json += '{';
+    for (size_t i = 0; i < adviceDistributions.size(); i++)
+        member(json, adviceDistributions[i], one.commands[i]);
+    json += "}}";
 }
 
 void appendCheck(std::string &json, const check &one) {
@@ -35,6 +47,11 @@ void appendCheck(std::string &json, const check &one) {
     member(json, "title", std::string_view(one.title));
     member(json, "result", nameOf(one.result));
     list(json, "lines", one.lines, appendLine);
+    name(json, "advice");
+    if (const advice *const pFound = adviceOn(one))
+        appendAdvice(json, *pFound);
+    else
+        json += "null";
     json += '}';
 }
 

@@ -297,7 +297,7 @@ void partReader::keepEntry(std::string_view printed, const explanation &known) {
     const line now = lineOf(printed, known, encoding);
     const bool bNew = bBlank || (bExplained && !isRequirement(lastEntryMessage));
     if (bNew || entries.empty())
-        entries.push_back({now.text, std::nullopt});
+        entries.push_back({now.text, std::nullopt, now.message});
     else
         entries.back().text += '\n' + now.text;
     lastEntryMessage = now.message;

@@ -28,6 +28,7 @@ struct check {
 struct entry {
     std::string text;
     std::optional<CheckResult> severity; // of the check that it stands in
+    int message = 0;                     // of its first line
 };
 
 // What the report itself says of a pass.

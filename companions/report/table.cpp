@@ -1,4 +1,5 @@
 // The form for a terminal: a matrix of hosts and levels, and under each host what is wrong there.
+#include "advice.h"
 #include "outline.h"
 #include "text.h"
 #include "writers.h"
@@ -61,6 +62,7 @@ public:
             out << "\nOf a level's two results the second is with the clustered feature.\n";
         if (levels.hidden > 0)
             out << '\n' << hiddenOf(levels) << '\n';
+        showAdvice(adviceOn(all.hosts));
     }
 
 private:
@@ -153,6 +155,21 @@ private:
         out << "  " << cell(severities[severity], indent - 2, colours[severity]);
         const std::string number = now.common ? " [" + std::to_string(*now.common + 1) + "]" : "";
         showWrapped(now.title + number + more, indent, true);
+    }
+
+    void showAdvice(const std::vector<const advice *> &found) {
+        if (!found.empty())
+            out << "\n"
+                << cell("WHAT TO DO", 0, bold)
+                << "  (nothing of this is run; words in capitals are yours to fill in)\n";
+        for (const advice *pOne : found) {
+            out << "\n  " << pOne->pKind << '\n';
+            showWrapped(pOne->pText, 4);
+            for (size_t i = 0; i < adviceDistributions.size(); i++) {
+                out << "    " << cell(adviceDistributions[i], 8, plain);
+                showWrapped(pOne->commands[i], 12, true);
+            }
+        }
     }
 
     void showWrapped(const std::string &text, size_t margin, bool bBegun = false) {
