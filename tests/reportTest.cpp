@@ -505,6 +505,15 @@ TEST(ReportWriters, AdviseOnEachKindOnce) {
             << literal;
 }
 
+TEST(ReportWriters, ShowWhatOnlyTheListSaysOfACheck) {
+    useCatalog();
+    const string required = message(MSG_LIBSTDCXX_REQUIRED, {"", "CXXABI_1.3.15", "libstdc++.so.6"}) + "\n";
+    const string unmet = message(MSG_REQUIREMENT_NOT_MET, {"", "CXXABI_1.3.15"});
+    const string report =
+        startOf("12.1") + checkOf("a", required, MSG_SEVERITY_ERROR) + bad("12.1", false, required + unmet + "\n\n");
+    EXPECT_NE(shown(report::htmlWriter, {read(report, "", 3)}).find(unmet.substr(3)), string::npos);
+}
+
 TEST(ReportWriters, KeepTablesTo80Columns) {
     useCatalog();
     string text;

@@ -76,14 +76,13 @@ constexpr std::array table{
         "The program has the umask of the shell that starts it. Set one there that takes away no more than is allowed, "
         "and check again. To keep it for the instance, put the command into a file of /etc/profile.d.",
         {"umask 022", "umask 022", "umask 022"}},
-    advice{
-        "instance user",
-        "Names of the user and of the primary group have at most 8 characters. The group is none of guests, users, "
-        "admins and local: usermod -g GROUP USER changes it. Start-up files that are missing are in /etc/skel; on "
-        "Ubuntu .bash_profile is not, and one that reads .profile serves. With -sqllib there must be no sqllib in the "
-        "home directory.",
-        {"groupadd GROUP && useradd -m -g GROUP USER", "groupadd GROUP && useradd -m -g GROUP USER",
-         "groupadd GROUP && useradd -m -s /bin/bash -g GROUP USER && echo '. ~/.profile' > ~USER/.bash_profile"}},
+    advice{"instance user",
+           "Names of the user and of the primary group have at most 8 characters. The group is none of guests, users, "
+           "admins and local: usermod -g GROUP USER changes it. Start-up files that are missing are in /etc/skel; on "
+           "Ubuntu .bash_profile is not: write one that reads .profile. With -sqllib there must be no sqllib in the "
+           "home directory.",
+           {"groupadd GROUP && useradd -m -g GROUP USER", "groupadd GROUP && useradd -m -g GROUP USER",
+            "groupadd GROUP && useradd -m -s /bin/bash -g GROUP USER"}},
     advice{
         "ports",
         "In /etc/services a port and its name must both be free, or stand on one line together. Look who has the port, "

@@ -8,6 +8,7 @@
 #include <set>
 #include <string_view>
 #include <tuple>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace report {
@@ -80,15 +81,33 @@ private:
 };
 } // namespace
 
+// What entries say below their first lines that no check says, by the first lines.
+static std::unordered_map<std::string_view, std::string> restsOf(const pass &one,
+                                                                 const std::unordered_set<std::string_view> &lines) {
+    std::unordered_map<std::string_view, std::string> rests;
+    for (const entry &now : one.entries) {
+        const std::string_view text = now.text;
+        const size_t end = text.find('\n');
+        if (end != std::string_view::npos && lines.count(text.substr(end + 1)) == 0)
+            rests.emplace(text.substr(0, end), text.substr(end + 1));
+    }
+    return rests;
+}
+
 std::vector<finding> findingsOf(const host &one) {
     findingList findings;
     for (const pass &in : one.passes) {
+        const std::unordered_set<std::string_view> lines = linesOf(in);
+        const std::unordered_map<std::string_view, std::string> rests = restsOf(in, lines);
         for (const check &now : in.checks) {
             findings.add(now.result, now.title.empty() ? "not in a check" : now.title, in);
-            for (const line &text : now.lines)
+            for (const line &text : now.lines) {
                 findings.addDetail(text.text, in);
+                const auto rest = rests.find(text.text);
+                if (rest != rests.end() && now.result != CheckResult::passed)
+                    findings.addDetail(rest->second, in);
+            }
         }
-        const std::unordered_set<std::string_view> lines = linesOf(in);
         for (const entry &now : in.entries)
             if (standsAlone(now, lines)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
