@@ -1,0 +1,110 @@
+"""Judges all hosts by kvxprereqreport, writes the results and shows the table, once for all hosts."""
+
+import json
+import os
+import subprocess
+
+from ansible import constants
+from ansible.plugins.action import ActionBase
+from ansible.utils.display import Display
+
+from ansible_collections.kvx.prereq.plugins.plugin_utils import output, rows
+
+REPORTS = {"html": "report.html", "json": "report.json", "junit": "report.xml"}
+
+
+class ProgramFailed(Exception):
+    """What kvxprereqreport says."""
+
+
+def add_missing_rows(hosts):
+    """Every host of the play has one."""
+    for host in hosts:
+        if not rows.is_there(host):
+            rows.write(host, rows.without_answer("not asked: see what the play said about this host"))
+
+
+def run_program(program, *options):
+    """Runs kvxprereqreport on all rows."""
+    command = [program, *options, rows.hosts_directory()]
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    if done.returncode not in (0, 1, 2) or done.stderr:
+        fault = done.stderr.decode("utf-8", "replace").strip() or f"status {done.returncode}"
+        raise ProgramFailed(f"{program}: {fault}")
+    return done.stdout.decode("utf-8", "replace")
+
+
+def make_reports(program):
+    """Returns their directory."""
+    directory = os.path.join(rows.run_directory(), "reports")
+    os.makedirs(directory, exist_ok=True)
+    for report, name in REPORTS.items():
+        run_program(program, f"--format={report}", f"--output={os.path.join(directory, name)}")
+    return directory
+
+
+def results(path, hosts):
+    """The verdict on each host; nothing of it is a text that a host wrote."""
+    with open(path, encoding="utf-8") as file:
+        judged = {row["host"]: row for row in json.load(file)["hosts"]}
+    found = {host: judged[rows.shown_name(host)] for host in hosts}
+    return {host: {"result": row["result"], "status": row["status"]} for host, row in found.items()}
+
+
+def summary(verdicts):
+    """The hosts by result."""
+    found = {"passed": [], "warning": [], "failed": [], "unknown": []}
+    for host, verdict in verdicts.items():
+        found[verdict["result"]].append(host)
+    return found
+
+
+def preview(hosts):
+    """What check mode found out, a line for each host."""
+    lines = []
+    for host in hosts:
+        with open(os.path.join(rows.hosts_directory(), rows.directory_name(host), "reason"), encoding="utf-8") as file:
+            lines.append(f"{host}: {file.read()}")
+    return "\n".join(lines) + "\n"
+
+
+def show(table):
+    """Standard output is for programs where Ansible writes JSON."""
+    Display().display(table, stderr="json" in constants.DEFAULT_STDOUT_CALLBACK)  # pylint: disable=no-member
+
+
+class ActionModule(ActionBase):
+    """The fact and the statistics are for what a playbook does next."""
+
+    BYPASS_HOST_LOOP = True
+
+    def run(self, tmp=None, task_vars=None):
+        result = super().run(tmp, task_vars)
+        hosts = task_vars["ansible_play_hosts_all"]
+        settings = rows.read_settings()
+        if not settings:
+            return {**result, "failed": True, "msg": "nothing was checked: the tasks 'check' of the role come first"}
+        add_missing_rows(hosts)
+        if self._task.check_mode:
+            show(preview(hosts))
+            return {**result, "changed": False}
+        try:
+            return {**result, **self.collect(hosts, settings)}
+        except (OSError, ProgramFailed, output.Refused) as error:
+            return {**result, "failed": True, "msg": str(error)}
+
+    def collect(self, hosts, settings):
+        """Writes the results, shows the table."""
+        reports = make_reports(settings["program"])
+        table = run_program(settings["program"])
+        verdicts = results(os.path.join(reports, REPORTS["json"]), hosts)
+        show(table)
+        path = settings["output"]
+        output.replace(path, settings["locked"][path], rows.hosts_directory(), reports)
+        return {
+            "changed": True,
+            "table": table.splitlines(),
+            "hosts": verdicts,
+            "page": os.path.join(path, REPORTS["html"]),
+            "ansible_stats": {"data": {"prereqcheck": summary(verdicts)}, "aggregate": True, "per_host": False},
+        }

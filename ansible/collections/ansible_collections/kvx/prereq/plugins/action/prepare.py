@@ -1,0 +1,114 @@
+"""Packs what is sent and locks the directory of the results, once for all hosts. Refuses what cannot work."""
+
+import json
+import os
+import shutil
+import subprocess
+import tarfile
+import zlib
+
+from ansible.plugins.action import ActionBase
+
+from ansible_collections.kvx.prereq.plugins.plugin_utils import output, parcel, rows
+from ansible_collections.kvx.prereq.plugins.plugin_utils.variables import (
+    COLLECTION,
+    WrongVariables,
+    load_specification,
+    read_on_controller,
+)
+
+
+REFUSED = (
+    EOFError,
+    OSError,
+    subprocess.SubprocessError,
+    tarfile.TarError,
+    zlib.error,
+    WrongVariables,
+    output.Refused,
+)
+
+
+def default_archives():
+    """Of a checkout."""
+    return os.path.join(COLLECTION, "..", "..", "..", "..", "..", "build", "packages")
+
+
+def read_prerequisites(path):
+    """The file's bytes."""
+    if not path or os.path.isdir(path):
+        raise WrongVariables("no prerequisites file; name the product's, as in -e prerequisites=KVXprereqs.xml")
+    with open(path, "rb") as file:
+        return file.read()
+
+
+def find_archives(directory):
+    """Path by architecture."""
+    archives = parcel.archives_in(directory)
+    if not archives:
+        names = "kvxprereq-VERSION-linux-ARCHITECTURE.tar.gz"
+        raise WrongVariables(f"{directory} holds no {names}; scripts/make-packages makes them.")
+    return archives
+
+
+def find_report_program(wanted, archives, directory):
+    """The program's path: it is unpacked where none is named. It runs here, before any host is asked."""
+    machine = os.uname().machine
+    if wanted["prereqcheck_report_program"]:
+        program = os.path.abspath(wanted["prereqcheck_report_program"])
+    elif machine in archives:
+        program = parcel.unpack_report_program(archives[machine], directory)
+    else:
+        program = ""
+    if not program:
+        raise WrongVariables(
+            f"there is no kvxprereqreport for this machine ({machine}); name one in prereqcheck_report_program"
+        )
+    subprocess.run([program, "--help"], stdin=subprocess.DEVNULL, capture_output=True, check=True)
+    return program
+
+
+def save(name, content):
+    """Into the directory of the run."""
+    with open(os.path.join(rows.run_directory(), name), "wb") as file:
+        file.write(content)
+
+
+class ActionModule(ActionBase):
+    """With the strategy "free" Ansible refuses an action that is there once for all hosts, as this one is."""
+
+    BYPASS_HOST_LOOP = True
+
+    def run(self, tmp=None, task_vars=None):
+        result = super().run(tmp, task_vars)
+        use = self._task._uuid  # pylint: disable=protected-access # the same for all batches of a play
+        if not self.is_prepared(use):
+            try:
+                self.prepare(use, task_vars)
+            except REFUSED as error:
+                return {**result, "failed": True, "msg": str(error)}
+        return {**result, "changed": False}
+
+    def is_prepared(self, use):
+        """Whether an earlier batch did it."""
+        settings = rows.read_settings()
+        return bool(settings) and settings["use"] == use
+
+    def prepare(self, use, task_vars):
+        """Makes the directory of the run anew."""
+        wanted = read_on_controller(task_vars, load_specification(self._loader), self._templar)
+        directory = os.path.abspath(wanted["prereqcheck_output"])
+        prerequisites = read_prerequisites(wanted["prereqcheck_prerequisites"])
+        archives = find_archives(wanted["prereqcheck_archives"] or default_archives())
+        locked = rows.read_settings().get("locked", {})
+        shutil.rmtree(rows.run_directory(), ignore_errors=True)
+        os.makedirs(rows.hosts_directory())
+        program = find_report_program(wanted, archives, rows.run_directory())
+        save("parcel", parcel.pack(archives, prerequisites))
+        save("architectures", " ".join(archives).encode())
+        if self._task.check_mode:
+            output.check(directory)
+        elif directory not in locked:
+            locked[directory] = output.lock(directory, os.getppid())
+        settings = {"use": use, "output": directory, "program": program, "locked": locked}
+        save("settings", json.dumps(settings).encode())
