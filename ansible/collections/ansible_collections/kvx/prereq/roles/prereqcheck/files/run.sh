@@ -1,15 +1,17 @@
-# Runs the check on this host: sh -c THIS NAME RUN-DIRECTORY SECONDS LANGUAGE OPTION...
-# Standard input is a compressed archive in base64. Standard output is what came of it, a word and its value a line, the
-# last line "end". Everything lies in a directory of this run, which is gone before anything is said: a link that was cut
-# may end the saying.
-run=$1 limit=$2 language=$3
-shift 3
+# Runs the check on this host. Its words: TOKEN ARCHITECTURES RUN-DIRECTORY SECONDS LANGUAGE OPTION...
+# The rest of standard input is a compressed archive with a directory for each architecture. The answer is lines that begin
+# with TOKEN, so that nothing else that a login prints is taken for one: a word, its value; the last word is "end".
+# Everything lies in a directory of this run. It is removed before any output, so a cut connection leaves nothing behind.
+token=$1 architectures=$2 run=$3 limit=$4 language=$5
+shift 5
 PATH=$PATH:/usr/sbin:/sbin
-directory='' child=''
+unset TAR_OPTIONS GZIP
+directory='' child='' why=''
+# what is answered at most: 16 MB
+longest_report=15728640 longest_errors=1048576
 
-encode() {
-    base64 -w 0
-    echo
+answer() {
+    printf '%s %s\n' "$token" "$*"
 }
 
 # Of the files that the program leaves in the temporary directory it keeps one on purpose, others when it is killed.
@@ -22,31 +24,40 @@ finish() {
     directory=''
 }
 
-# What was not read yet must not end the sender.
+# Drain standard input, or the sender gets SIGPIPE.
 give_up() {
     finish
     cat >/dev/null
-    printf 'reason %s\nend\n' "$1"
+    answer reason "$1"
+    answer end
     exit 0
 }
 
 need_tools() {
-    for tool in base64 cat date gzip mktemp rm tar timeout; do
+    for tool in base64 cat date gzip head mktemp rm tar timeout wc; do
         command -v "$tool" >/dev/null || give_up "the host has no $tool"
     done
 }
 
+find_architecture() {
+    machine=$(uname -m | head -c 256)
+    case " $architectures " in
+        *" $machine "*) ;;
+        *) give_up "no archive for architecture $machine" ;;
+    esac
+}
+
 unpack() {
-    trouble=$(base64 -d 2>&1 | LC_ALL=C tar -xzf - --no-same-owner -C "$directory" 2>&1) ||
+    trouble=$(LC_ALL=C tar -xzf - --no-same-owner -C "$directory" 2>&1) ||
         give_up "the program cannot be unpacked in $run: ${trouble%%
 *}"
-    [ -x "$directory/bin/kvxprereqcheck" ] ||
+    [ -x "$directory/$machine/bin/kvxprereqcheck" ] ||
         give_up "programs cannot be run in $run: it is mounted noexec; set prereqcheck_run_directory"
 }
 
 # The shell's process id becomes the program's, after which it names its files.
 check() {
-    timeout -k 10 "$limit" sh -c 'echo $$ >id && exec bin/kvxprereqcheck "$@"' prereqcheck \
+    timeout -k 10 "$limit" sh -c 'echo $$ >id && exec "$@"' prereqcheck "$machine/bin/kvxprereqcheck" \
         -f KVXprereqs.xml -o report "$@" </dev/null >/dev/null 2>errors &
     child=$!
     wait "$child"
@@ -67,11 +78,20 @@ judge() {
     [ -n "$why" ] || [ "$status" -ne 0 ] || [ -s report ] || why="there is no report"
 }
 
+# Sets the variable of the file's name to its beginning in base64.
+read_file() { # read_file NAME BYTES
+    [ -f "$1" ] || return 0
+    eval "$1=\$(head -c \"\$2\" \"\$1\" | base64 -w 0)"
+    [ "$(wc -c <"$1")" -le "$2" ] || why="there are more than $2 bytes of $1"
+}
+
 trap finish EXIT
 trap '[ -z "$child" ] || kill "$child"; wait; exit 1' HUP INT TERM
 
+answer started >&2
 need_tools
 [ "$(id -u)" -eq 0 ] || give_up "the check needs root on the host"
+find_architecture
 directory=$(mktemp -d -- "$run/kvxrun.XXXXXXXXXX" 2>/dev/null) || give_up "no directory can be made in $run"
 unpack
 cd "$directory" || give_up "no directory can be made in $run"
@@ -79,10 +99,18 @@ cd "$directory" || give_up "no directory can be made in $run"
 started=$(date +%s)
 check "$@"
 judge
-report=''
-[ ! -f report ] || report=$(encode <report)
-errors=$(encode <errors)
+report='' errors=''
+read_file report "$longest_report"
+read_file errors "$longest_errors"
 finish
 
-[ -n "$why" ] && printf 'reason %s\n' "$why" || printf 'status %s\n' "$status"
-printf 'report %s\nerrors %s\nend\n' "$report" "$errors"
+# A login may have left a line without its end.
+echo
+if [ -n "$why" ]; then
+    answer reason "$why"
+else
+    answer status "$status"
+fi
+answer report "$report"
+answer errors "$errors"
+answer end
