@@ -29,11 +29,6 @@ REFUSED = (
 )
 
 
-def default_archives():
-    """Of a checkout."""
-    return os.path.join(COLLECTION, "..", "..", "..", "..", "..", "build", "packages")
-
-
 def read_prerequisites(path):
     """The file's bytes."""
     if not path or os.path.isdir(path):
@@ -42,12 +37,25 @@ def read_prerequisites(path):
         return file.read()
 
 
+def default_archives():
+    """Directory of the archives, and that of the installed program, which is as good as an archive for this machine. The
+    collection lies in PREFIX/share/ansible/collections, or in a checkout; else the packages' prefix is taken."""
+    above = os.path.abspath(os.path.join(COLLECTION, *[os.pardir] * 5))
+    if os.path.exists(os.path.join(above, "scripts", "make-packages")):
+        return os.path.join(above, "build", "packages"), ""
+    prefix = os.path.dirname(above) if os.path.basename(above) == "share" else "/usr"
+    return os.path.join(prefix, "share", "kvxprereq", "archives"), prefix
+
+
 def find_archives(directory):
     """Path by architecture."""
+    directory, installed = (directory, "") if directory else default_archives()
     archives = parcel.archives_in(directory)
+    if installed and os.path.exists(os.path.join(installed, parcel.PROGRAM)):
+        archives.setdefault(os.uname().machine, installed)
     if not archives:
         names = "kvxprereq-VERSION-linux-ARCHITECTURE.tar.gz"
-        raise WrongVariables(f"{directory} holds no {names}; scripts/make-packages makes them.")
+        raise WrongVariables(f"{directory} holds no {names}; scripts/make-packages makes them")
     return archives
 
 
@@ -99,7 +107,7 @@ class ActionModule(ActionBase):
         wanted = read_on_controller(task_vars, load_specification(self._loader), self._templar)
         directory = os.path.abspath(wanted["prereqcheck_output"])
         prerequisites = read_prerequisites(wanted["prereqcheck_prerequisites"])
-        archives = find_archives(wanted["prereqcheck_archives"] or default_archives())
+        archives = find_archives(wanted["prereqcheck_archives"])
         locked = rows.read_settings().get("locked", {})
         shutil.rmtree(rows.run_directory(), ignore_errors=True)
         os.makedirs(rows.hosts_directory())

@@ -6,7 +6,8 @@ import os
 import re
 import tarfile
 
-SENT = ("bin/kvxprereqcheck", "lib/kvxprereq/kvxprereqcheck", "lib/kvxprereq/locale/")
+PROGRAM = "lib/kvxprereq/kvxprereqcheck"
+SENT = ("bin/kvxprereqcheck", PROGRAM, "lib/kvxprereq/locale/")
 REPORT_PROGRAM = "bin/kvxprereqreport"
 HERE = (REPORT_PROGRAM, "lib/kvxprereq/locale/")
 
@@ -17,8 +18,22 @@ def archives_in(directory):
     return {re.search(r"-linux-(\w+)\.tar\.gz$", path)[1]: path for path in found}
 
 
+def installed_files(prefix, names):
+    """The installed files that begin with one of the names, as of an archive."""
+    for found in names:
+        top = os.path.join(prefix, found)
+        inside = [os.path.join(directory, name) for directory, _, files in os.walk(top) for name in files]
+        for path in [top] if os.path.isfile(top) else inside:
+            with open(path, "rb") as file:
+                yield os.path.relpath(path, prefix), os.stat(path).st_mode & 0o777, file.read()
+
+
 def files_of(path, names):
-    """The archive's files that begin with one of the names: name without the top directory, mode, content."""
+    """The archive's files that begin with one of the names: name without the top directory, mode, content. A directory is
+    where the program is installed."""
+    if os.path.isdir(path):
+        yield from installed_files(path, names)
+        return
     with tarfile.open(path) as archive:
         for member in archive:
             name = member.name.partition("/")[2]
