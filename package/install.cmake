@@ -20,6 +20,10 @@ file(CREATE_LINK ../site-functions/_kvxprereqcheck ${KVX_INSTALLED}/_kvxprereqch
 install(FILES ${KVX_INSTALLED}/_kvxprereqcheck DESTINATION share/zsh/vendor-completions)
 install(DIRECTORY completions/fish/ DESTINATION share/fish/vendor_completions.d)
 
+# Ansible looks for collections there. The archives of other architectures are laid beside it by whoever needs them.
+install(DIRECTORY ansible/collections DESTINATION share/ansible PATTERN "__pycache__" EXCLUDE)
+install(FILES package/archives.txt DESTINATION share/kvxprereq/archives RENAME README)
+
 # Each catalog once, and a link to it for each locale.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${KVX_PRIVATE_DIR})
 

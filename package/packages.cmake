@@ -44,7 +44,7 @@ else()
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 endif()
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "binutils, file")
-set(CPACK_DEBIAN_PACKAGE_SUGGESTS "rpm, openssh-client, iputils-ping, bsdextrautils, dmidecode")
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS "rpm, openssh-client, ansible-core, iputils-ping, bsdextrautils, dmidecode")
 
 if(CMAKE_CROSSCOMPILING)
     set(CPACK_RPM_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
