@@ -110,7 +110,7 @@ def row(said):
         raise NoAnswer("the answer is malformed: no base64") from error
     if "reason" in said:
         return {**files, **rows.without_answer(said["reason"] or "the host gave no reason"), "errors": files["errors"]}
-    if not re.fullmatch("[0-9]{1,3}", said.get("status", "")):
+    if not re.fullmatch("[0-9]{1,3}", said.get("status", "")) or int(said["status"]) > 255:
         raise NoAnswer("the answer is malformed: no status")
     return {**files, "status": said["status"].encode()}
 

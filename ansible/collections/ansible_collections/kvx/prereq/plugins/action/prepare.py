@@ -38,8 +38,8 @@ def read_prerequisites(path):
 
 
 def default_archives():
-    """Directory of the archives, and that of the installed program, which is as good as an archive for this machine. The
-    collection lies in PREFIX/share/ansible/collections, or in a checkout; else the packages' prefix is taken."""
+    """Directory of the archives, and that of the installed program, which is as good as an archive for this machine.
+    The collection lies in PREFIX/share/ansible/collections, or in a checkout; else the packages' prefix is taken."""
     above = os.path.abspath(os.path.join(COLLECTION, *[os.pardir] * 5))
     if os.path.exists(os.path.join(above, "scripts", "make-packages")):
         return os.path.join(above, "build", "packages"), ""

@@ -45,9 +45,21 @@ def identity(status):
     return [status.st_dev, status.st_ino]
 
 
+def refuse_planted(path):
+    """Refuses a path through what another user put into a directory that everybody can write to, such as /tmp."""
+    for walked in (path, os.path.realpath(path)):
+        while walked != os.path.dirname(walked):
+            above = os.path.dirname(walked)
+            if os.path.lexists(walked) and os.stat(above).st_mode & stat.S_IWOTH:
+                if os.lstat(walked).st_uid not in (0, os.geteuid()):
+                    raise Refused(f"{walked} belongs to another user, not to you")
+            walked = above
+
+
 @contextlib.contextmanager
 def opened(path):
     """The directory's descriptor."""
+    refuse_planted(path)
     try:
         descriptor = os.open(path, DIRECTORY)
     except OSError as error:
@@ -63,6 +75,7 @@ def opened(path):
 
 def check(path):
     """Refuses what cannot be used, and makes nothing."""
+    refuse_planted(path)
     if os.path.lexists(path):
         with opened(path):
             pass
@@ -70,6 +83,7 @@ def check(path):
 
 def lock(path, run):
     """Makes the directory and locks it for as long as the process of the run lives. Returns what tells it from others."""
+    refuse_planted(path)
     made = make(path)
     with opened(path) as descriptor:
         try:
@@ -103,9 +117,10 @@ def write(directory, name, source):
 def subdirectory(directory, name):
     """Opens a directory in another one, and makes it where there is none."""
     with contextlib.suppress(FileExistsError):
-        os.mkdir(name, dir_fd=directory)
+        os.mkdir(name, 0o755, dir_fd=directory)
     descriptor = os.open(name, DIRECTORY, dir_fd=directory)
     try:
+        refuse_others(f"{name} among the results", os.fstat(descriptor))
         yield descriptor
     finally:
         os.close(descriptor)
