@@ -6,10 +6,10 @@ import os
 import re
 import tarfile
 
-PROGRAM = "lib/kvxprereq/kvxprereqcheck"
-SENT = ("bin/kvxprereqcheck", PROGRAM, "lib/kvxprereq/locale/")
+PROGRAM = "lib/kvxprereq/checker/kvxprereqcheck"
+SENT = ("bin/kvxprereqcheck", "lib/kvxprereq/checker/")
 REPORT_PROGRAM = "bin/kvxprereqreport"
-HERE = (REPORT_PROGRAM, "lib/kvxprereq/locale/")
+HERE = (REPORT_PROGRAM, "lib/kvxprereq/checker/locale/")
 
 
 def archives_in(directory):
@@ -22,28 +22,34 @@ def installed_files(prefix, names):
     """The installed files that begin with one of the names, as of an archive."""
     for found in names:
         top = os.path.join(prefix, found)
-        inside = [os.path.join(directory, name) for directory, _, files in os.walk(top) for name in files]
+        inside = [os.path.join(place, name) for place, places, files in os.walk(top) for name in places + files]
         for path in [top] if os.path.isfile(top) else inside:
-            with open(path, "rb") as file:
-                yield os.path.relpath(path, prefix), os.stat(path).st_mode & 0o777, file.read()
+            name = os.path.relpath(path, prefix)
+            if os.path.islink(path):
+                yield name, os.readlink(path), None
+            elif os.path.isfile(path):
+                with open(path, "rb") as file:
+                    yield name, os.stat(path).st_mode & 0o777, file.read()
 
 
 def files_of(path, names):
-    """The archive's files that begin with one of the names: name without the top directory, mode, content. A directory is
-    where the program is installed."""
+    """The archive's files and links that begin with one of the names: name without the top directory, mode, content. The
+    content of a link is None, its mode the name that it leads to. A path that is a directory is an installation."""
     if os.path.isdir(path):
         yield from installed_files(path, names)
         return
     with tarfile.open(path) as archive:
         for member in archive:
             name = member.name.partition("/")[2]
-            if member.isfile() and name.startswith(names):
+            if name.startswith(names) and member.issym():
+                yield name, member.linkname, None
+            elif name.startswith(names) and member.isfile():
                 yield name, member.mode, archive.extractfile(member).read()
 
 
 def pack(archives, prerequisites):
-    """A compressed archive with a directory for each architecture, and the prerequisites file. Many catalogs are equal:
-    all but the first of them are links. In their order neighbours compress well."""
+    """A compressed archive with a directory for each architecture, and the prerequisites file. What is equal for several
+    architectures is a link but for the first. In the order of their names neighbours compress well."""
     files = [("KVXprereqs.xml", 0o644, prerequisites)]
     for architecture, path in archives.items():
         files += ((f"{architecture}/{name}", mode, content) for name, mode, content in sorted(files_of(path, SENT)))
@@ -52,12 +58,13 @@ def pack(archives, prerequisites):
     with tarfile.open(fileobj=packed, mode="w:gz", compresslevel=9) as archive:
         for name, mode, content in files:
             entry = tarfile.TarInfo(name)
-            entry.mode, same = mode, first.setdefault(content, name)
-            if same == name:
-                entry.size = len(content)
+            if content is None:
+                entry.type, entry.linkname = tarfile.SYMTYPE, mode
+            elif first.setdefault(content, name) != name:
+                entry.type, entry.linkname = tarfile.LNKTYPE, first[content]
             else:
-                entry.type, entry.linkname = tarfile.LNKTYPE, same
-            archive.addfile(entry, io.BytesIO(content))
+                entry.mode, entry.size = mode, len(content)
+            archive.addfile(entry, io.BytesIO(content or b""))
     return packed.getvalue()
 
 
@@ -66,6 +73,9 @@ def unpack_report_program(path, directory):
     for name, mode, content in files_of(path, HERE):
         target = os.path.join(directory, name)
         os.makedirs(os.path.dirname(target), exist_ok=True)
+        if content is None:
+            os.symlink(mode, target)
+            continue
         with open(target, "wb") as file:
             file.write(content)
         os.chmod(target, mode)
