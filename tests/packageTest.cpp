@@ -108,7 +108,8 @@ TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
     string expected;
     for (const string &line : lines)
         expected += line;
-    const string sort = "sed -E 's|(/locale(/catalogs)?)/[a-z]+[_.][^/]+|\\1/*|; s|(/ansible_collections)/.*|\\1/*|' | LC_ALL=C sort -u";
+    const string sort =
+        "sed -E 's|(/locale(/catalogs)?)/[a-z]+[_.][^/]+|\\1/*|; s|(/ansible_collections)/.*|\\1/*|' | LC_ALL=C sort -u";
     const string tarLine = "awk '{print $1, $2, $6}' | sed -E 's|/| |; s| [^ /]*(/usr)?/| |; s|/$||' | ";
     const string notShared =
         "grep -vE '^drwxr-xr-x root root (share(/[a-z-]+)?|share/man/man[15]|share/(bash|fish|zsh)[a-z_./-]*"
