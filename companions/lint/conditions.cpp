@@ -227,7 +227,7 @@ private:
             report(Rule::triple, triple.operand,
                    "each triple begins with a tag: write \"" + string(asked.triples[at - 1].operand) + ' ' +
                        string(triple.operand) + ' ' + string(triple.operation) + '"');
-        else if (triple.operand.find("&") != string_view::npos && triple.operand.find(';') != string_view::npos)
+        else if (triple.operand.find('&') != string_view::npos && triple.operand.find(';') != string_view::npos)
             report(Rule::entity, triple.operand,
                    "entities are not resolved: write the character itself, between blanks");
         else if (triple.operand.find_first_of("=<>") != string_view::npos)

@@ -206,21 +206,28 @@ private:
     bool bFirst = true;
 };
 
+// The length that the first byte of a UTF-8 character announces, 0 where it cannot be one.
+std::size_t announcedLength(unsigned char lead) {
+    if (lead < 0x80)
+        return 1;
+    if (lead < 0xC2 || lead >= 0xF5)
+        return 0;
+    return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+}
+
+bool isContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
+}
+
 // The length of the UTF-8 character at the start of a text, 0 when there is none.
 std::size_t characterLength(string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
-    const std::size_t length = lead < 0x80   ? 1
-                               : lead < 0xC2 ? 0
-                               : lead < 0xE0 ? 2
-                               : lead < 0xF0 ? 3
-                               : lead < 0xF5 ? 4
-                                             : 0;
-    if (length > text.size())
+    const std::size_t length = announcedLength(lead);
+    if (length <= 1 || length > text.size())
+        return length > text.size() ? 0 : length;
+    if (!std::all_of(text.begin() + 1, text.begin() + length, isContinuation))
         return 0;
-    for (const char c : text.substr(1, length == 0 ? 0 : length - 1))
-        if ((static_cast<unsigned char>(c) & 0xC0U) != 0x80)
-            return 0;
-    const auto next = static_cast<unsigned char>(length > 1 ? text[1] : '\0');
+    const auto next = static_cast<unsigned char>(text[1]);
     const bool bTooLong = (lead == 0xE0 && next < 0xA0) || (lead == 0xF0 && next < 0x90);
     const bool bNone = (lead == 0xED && next >= 0xA0) || (lead == 0xF4 && next >= 0x90);
     return bTooLong || bNone ? 0 : length;
