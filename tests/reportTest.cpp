@@ -512,6 +512,10 @@ TEST(ReportWriters, ShowWhatOnlyTheListSaysOfACheck) {
     const string report =
         startOf("12.1") + checkOf("a", required, MSG_SEVERITY_ERROR) + bad("12.1", false, required + unmet + "\n\n");
     EXPECT_NE(shown(report::htmlWriter, {read(report, "", 3)}).find(unmet.substr(3)), string::npos);
+    // In a summary there are no checks, and a closing line that is an entry is all that there is.
+    const string closing = message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR), ": umask 0077"});
+    const report::host told = read("", bad("12.1", false, closing + "\n\n"), 255);
+    EXPECT_NE(shown(report::htmlWriter, {told}).find("umask 0077"), string::npos);
 }
 
 TEST(ReportWriters, KeepTablesTo80Columns) {

@@ -109,7 +109,7 @@ std::vector<finding> findingsOf(const host &one) {
             }
         }
         for (const entry &now : in.entries)
-            if (standsAlone(now, lines)) {
+            if (in.checks.empty() || standsAlone(now, lines)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
                 findings.add(severityIn(in), now.text.substr(0, end), in);
                 if (end < now.text.size())
