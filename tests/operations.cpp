@@ -305,7 +305,7 @@ static int retrieve(words w) {
     string buffer(300, '#');
     const int size = number(w[2], 256);
     const int rc = sqloRetrieveNLString(number(w[1]), buffer.data(), size, w[0]);
-    show(buffer.c_str());
+    show(buffer.substr(0, buffer.find('\0')));
     EXPECT_EQ(buffer[static_cast<size_t>(size)], '#');
     return rc;
 }

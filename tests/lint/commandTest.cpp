@@ -31,14 +31,14 @@ static string levelOf(const string &lines) {
     return writeFile("<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n" + lines + "\n</platform>\n</KVXLevel>\n");
 }
 
-struct outcome {
+struct commandResult {
     string out;
     int status;
 };
 
 // Both outputs, in the order in which they come.
-static outcome run(const string &arguments) {
-    outcome result;
+static commandResult run(const string &arguments) {
+    commandResult result;
     FILE *pOutput = popen((KVX_LINT " " + arguments + " 2>&1").c_str(), "r");
     for (int c; (c = fgetc(pOutput)) != EOF;)
         result.out += (char)c;
@@ -67,7 +67,7 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_EQ(run(bad).out, expected);
     EXPECT_EQ(run(bad).status, 1);
     EXPECT_TRUE(holds(run("- <" + bad).out, "<stdin>:4:1: error: ")) << "standard input is judged as a file";
-    const outcome other = run("/nowhere " + bad);
+    const commandResult other = run("/nowhere " + bad);
     EXPECT_EQ(other.status, 2);
     EXPECT_TRUE(holds(other.out, "kvxprereqlint: /nowhere: cannot be read\n")) << other.out;
     EXPECT_TRUE(holds(other.out, ":4:1: error: ")) << "the other file is judged all the same";
@@ -78,7 +78,7 @@ TEST(LintCommand, WeighsFindingsAsItIsAsked) {
     EXPECT_EQ(run(file).status, 1);
     EXPECT_EQ(run("--fail-on=error " + file).status, 0) << "a warning";
     EXPECT_EQ(run("--exclude=letter-case,empty " + file).status, 0);
-    const outcome unread = run("--unread --exclude=empty " + file);
+    const commandResult unread = run("--unread --exclude=empty " + file);
     EXPECT_TRUE(holds(unread.out, ":5:1: note: no check reads ksh (a label) [unread]")) << unread.out;
     EXPECT_EQ(unread.status, 0) << "a note is for information";
 }
@@ -186,7 +186,7 @@ TEST(LintCommand, SaysWhyALevelCannotBeExplained) {
         {"1.0", "no line below the level's holds <platform value=\"Linux\"> letter by letter"},
     };
     for (const auto &[level, reason] : reasons) {
-        const outcome answer = run("--explain " + level + host + file);
+        const commandResult answer = run("--explain " + level + host + file);
         EXPECT_TRUE(holds(answer.out, reason)) << answer.out;
         EXPECT_EQ(answer.status, 2);
     }
