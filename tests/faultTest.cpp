@@ -25,9 +25,10 @@ namespace fs = std::filesystem;
 
 // --- Data ---
 
-// The lines below a heading of faults.txt, without comments.
+// The lines below a heading of faults.txt, without comments. The file is read once, before a private host hides it.
 static vector<string> dataLines(const string &heading) {
-    std::istringstream in(readFile(KVX_SOURCE_DIR "/tests/faults.txt"));
+    static const string data = readFile(KVX_SOURCE_DIR "/tests/faults.txt");
+    std::istringstream in(data);
     vector<string> lines;
     bool bBelow = false;
     for (string line; std::getline(in, line);) {
