@@ -1,5 +1,6 @@
 // A fuzzer of kvxprereqreport: any bytes as a report and, behind the byte 1e, as standard error. Without the fuzzing
 // library it reads each file that it is given.
+#include "../companions/common/utf8.h"
 #include "mustHold.h"
 #include "reader.h"
 #include "sqloLiterals.h"
@@ -26,7 +27,7 @@ static std::string shown(std::unique_ptr<writer> made, std::ostringstream &out, 
 // Only whole characters, and of those that control a screen none but the line break.
 static void checkCharacters(std::string_view text) {
     for (size_t length = 0; !text.empty(); text.remove_prefix(length)) {
-        length = characterLength(text);
+        length = utf8::characterLength(text);
         MUST_HOLD(length > 0 && (text[0] == '\n' || (static_cast<unsigned char>(text[0]) >= 0x20 && text[0] != 0x7F)));
     }
 }

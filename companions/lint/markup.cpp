@@ -5,6 +5,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "../common/utf8.h"
+
 namespace lint {
 
 namespace {
@@ -256,17 +258,9 @@ std::string_view foreignCharacter(std::string_view text) {
     return text.substr(begin, end - begin);
 }
 
-unsigned long codeOf(std::string_view character) {
-    const unsigned char lead = (unsigned char)character[0];
-    unsigned long code = lead < 0xe0 ? lead & 0x1f : lead < 0xf0 ? lead & 0x0f : lead & 0x07;
-    for (const char c : character.substr(1))
-        code = code << 6 | ((unsigned char)c & 0x3f);
-    return code;
-}
-
 std::string codePoint(std::string_view character) {
     char name[16];
-    std::snprintf(name, sizeof name, "U+%04lX", codeOf(character) & 0x1fffff);
+    std::snprintf(name, sizeof name, "U+%04lX", static_cast<unsigned long>(utf8::decode(character)) & 0x1fffff);
     return name;
 }
 
@@ -333,7 +327,7 @@ std::string latinized(std::string_view text) {
         const std::string_view foreign = foreignCharacter(text);
         if (foreign.empty())
             return latin.append(text);
-        const unsigned long code = codeOf(foreign);
+        const char32_t code = utf8::decode(foreign);
         latin.append(text, 0, (std::size_t)(foreign.data() - text.data()));
         text = text.substr((std::size_t)(foreign.data() - text.data()) + foreign.size());
         const auto *const like = std::find_if(std::begin(likenesses), std::end(likenesses),

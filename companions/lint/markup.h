@@ -59,9 +59,6 @@ std::string_view foreignCharacter(std::string_view text);
 // A text with the letters that only look Latin replaced by those they look like.
 std::string latinized(std::string_view text);
 
-// The number of a character.
-unsigned long codeOf(std::string_view character);
-
 // How a character is named where it cannot be seen: U+0430.
 std::string codePoint(std::string_view character);
 

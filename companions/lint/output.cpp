@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "../common/json.h"
+#include "../common/utf8.h"
 #include "markup.h"
 
 namespace lint {
@@ -206,36 +207,9 @@ private:
     bool bFirst = true;
 };
 
-// The length that the first byte of a UTF-8 character announces, 0 where it cannot be one.
-std::size_t announcedLength(unsigned char lead) {
-    if (lead < 0x80)
-        return 1;
-    if (lead < 0xC2 || lead >= 0xF5)
-        return 0;
-    return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
-
-bool isContinuation(char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
-}
-
-// The length of the UTF-8 character at the start of a text, 0 when there is none.
-std::size_t characterLength(string_view text) {
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const std::size_t length = announcedLength(lead);
-    if (length <= 1 || length > text.size())
-        return length > text.size() ? 0 : length;
-    if (!std::all_of(text.begin() + 1, text.begin() + length, isContinuation))
-        return 0;
-    const auto next = static_cast<unsigned char>(text[1]);
-    const bool bTooLong = (lead == 0xE0 && next < 0xA0) || (lead == 0xF0 && next < 0x90);
-    const bool bNone = (lead == 0xED && next >= 0xA0) || (lead == 0xF4 && next >= 0x90);
-    return bTooLong || bNone ? 0 : length;
-}
-
 // Characters that cannot be seen, or change the order of what follows.
 bool isHidden(string_view character) {
-    const unsigned long code = codeOf(character);
+    const char32_t code = utf8::decode(character);
     return (code >= 0x80 && code <= 0xA0) || code == 0xAD || code == 0x61C || (code >= 0x200B && code <= 0x200F) ||
            (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF;
 }
@@ -247,7 +221,7 @@ std::string printable(string_view text) {
         return string(text);
     string shown;
     while (!text.empty()) {
-        const std::size_t length = characterLength(text);
+        const std::size_t length = utf8::characterLength(text);
         const auto code = static_cast<unsigned char>(text[0]);
         if (text[0] == '\n')
             shown += "\\n";

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "../common/utf8.h"
+
 namespace report {
 
 static bool isAscii(std::string_view text) {
@@ -17,38 +19,11 @@ static std::string escapedByte(char c) {
     return buffer.data();
 }
 
-static char32_t decode(std::string_view text, size_t length) {
-    static constexpr std::array<unsigned, 5> leadBits{0, 0x7F, 0x1F, 0x0F, 0x07};
-    char32_t code = static_cast<unsigned char>(text[0]) & leadBits[length];
-    for (size_t i = 1; i < length; i++)
-        code = code << 6U | (static_cast<unsigned char>(text[i]) & 0x3FU);
-    return code;
-}
-
-size_t characterLength(std::string_view text) {
-    if (text.empty())
-        return 0;
-    const auto lead = static_cast<unsigned char>(text[0]);
-    const size_t length = lead < 0x80                   ? 1
-                          : lead >= 0xC2 && lead < 0xE0 ? 2
-                          : (lead & 0xF0U) == 0xE0      ? 3
-                          : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                        : 0;
-    if (length == 0 || text.size() < length)
-        return 0;
-    for (size_t i = 1; i < length; i++)
-        if ((static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80)
-            return 0;
-    static constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
-    const char32_t code = decode(text, length);
-    return code < smallest[length] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000) ? 0 : length;
-}
-
 // Copies a text, with its bytes that are no UTF-8 escaped. False when there was one.
 static bool copyUtf8(std::string_view text, std::string &result) {
     bool bValid = true;
     while (!text.empty()) {
-        const size_t length = characterLength(text);
+        const size_t length = utf8::characterLength(text);
         if (length == 0)
             result += escapedByte(text[0]);
         else
@@ -133,8 +108,8 @@ std::string visible(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
-        const size_t length = characterLength(text);
-        const char32_t code = length == 0 ? 0 : decode(text, length);
+        const size_t length = utf8::characterLength(text);
+        const char32_t code = length == 0 ? 0 : utf8::decode(text.substr(0, length));
         if (code == '\t')
             result += ' ';
         else if (code < 0x20 || code == 0x7F)
@@ -172,8 +147,8 @@ static size_t columnsOf(char32_t code) {
 size_t columns(std::string_view text) {
     size_t sum = 0;
     for (size_t length = 0; !text.empty(); text.remove_prefix(length)) {
-        length = std::max<size_t>(characterLength(text), 1);
-        sum += columnsOf(decode(text, length));
+        length = std::max<size_t>(utf8::characterLength(text), 1);
+        sum += columnsOf(utf8::decode(text.substr(0, length)));
     }
     return sum;
 }
@@ -184,8 +159,8 @@ std::vector<std::string> wrap(std::string_view text, size_t width) {
     while (!text.empty()) {
         size_t end = 0, taken = 0, blank = 0;
         while (end < text.size()) {
-            const size_t length = std::max<size_t>(characterLength(text.substr(end)), 1);
-            const size_t needed = columnsOf(decode(text.substr(end), length));
+            const size_t length = std::max<size_t>(utf8::characterLength(text.substr(end)), 1);
+            const size_t needed = columnsOf(utf8::decode(text.substr(end, length)));
             if (text[end] == ' ')
                 blank = end;
             if (taken + needed > width)
@@ -195,7 +170,7 @@ std::vector<std::string> wrap(std::string_view text, size_t width) {
         }
         if (end < text.size() && blank > 0)
             end = blank;
-        end = std::max<size_t>(end, std::max<size_t>(characterLength(text), 1));
+        end = std::max<size_t>(end, std::max<size_t>(utf8::characterLength(text), 1));
         lines.emplace_back(text.substr(0, end));
         text = withoutLeadingBlanks(text.substr(end));
     }

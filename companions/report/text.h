@@ -34,9 +34,6 @@ private:
     bool isUtf8 = false;
 };
 
-// The length of the UTF-8 character at the start of a text, 0 when there is none.
-size_t characterLength(std::string_view text);
-
 // A UTF-8 text without what screens and XML do not bear: control characters and those that turn the direction of
 // writing show as \xNN and \uNNNN. Tabulators become blanks.
 std::string visible(std::string_view text);
