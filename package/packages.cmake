@@ -62,7 +62,7 @@ set(CPACK_RPM_CHANGELOG_FILE ${KVX_INSTALLED}/changelog.rpm)
 # packages own too, because a host may have none of these shells.
 set(KVX_SHARED_DIRECTORIES share/doc share/man share/man/man1 share/man/man5)
 list(TRANSFORM KVX_SHARED_DIRECTORIES PREPEND /usr/ OUTPUT_VARIABLE CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION)
-list(JOIN KVX_SHARED_DIRECTORIES " " CPACK_KVX_SHARED_DIRECTORIES) # for the specification
+list(JOIN KVX_SHARED_DIRECTORIES " " CPACK_KVX_SHARED_DIRECTORIES) # for kvxprereqcheck.spec.in
 
 # rpmbuild reads its directory's name as words of the shell and as macros.
 if(PROJECT_BINARY_DIR MATCHES [=[[][ "'`$\\(){}<>|&;*?!#%]]=])

@@ -16,7 +16,7 @@ from ansible_collections.kvx.prereq.plugins.plugin_utils import rows
 from ansible_collections.kvx.prereq.plugins.plugin_utils.variables import (
     ROLE,
     WrongVariables,
-    load_specification,
+    load_options,
     program_words,
     read_for_host,
 )
@@ -141,7 +141,7 @@ class ActionModule(ActionBase):
 
     def check(self, task_vars):
         """The files of the row."""
-        wanted = read_for_host(task_vars, load_specification(self._loader), self._templar)
+        wanted = read_for_host(task_vars, load_options(self._loader), self._templar)
         with open(os.path.join(rows.run_directory(), "architectures"), encoding="ascii") as file:
             architectures = file.read()
         if self._task.check_mode:

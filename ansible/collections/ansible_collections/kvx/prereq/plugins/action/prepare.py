@@ -13,7 +13,7 @@ from ansible_collections.kvx.prereq.plugins.plugin_utils import output, parcel, 
 from ansible_collections.kvx.prereq.plugins.plugin_utils.variables import (
     COLLECTION,
     WrongVariables,
-    load_specification,
+    load_options,
     read_on_controller,
 )
 
@@ -104,7 +104,7 @@ class ActionModule(ActionBase):
 
     def prepare(self, use, task_vars):
         """Makes the directory of the run anew."""
-        wanted = read_on_controller(task_vars, load_specification(self._loader), self._templar)
+        wanted = read_on_controller(task_vars, load_options(self._loader), self._templar)
         directory = os.path.abspath(wanted["prereqcheck_output"])
         prerequisites = read_prerequisites(wanted["prereqcheck_prerequisites"])
         archives = find_archives(wanted["prereqcheck_archives"])

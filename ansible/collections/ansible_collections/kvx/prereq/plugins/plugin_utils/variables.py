@@ -21,26 +21,26 @@ class WrongVariables(Exception):
     """The variables are not what the role can work with."""
 
 
-def load_specification(loader):
+def load_options(loader):
     """Options of the role by name, as Ansible's validators take them."""
     return loader.load_from_file(os.path.join(ROLE, "meta", "argument_specs.yml"))["argument_specs"]["main"]["options"]
 
 
-def names_from_facts(task_vars, specification):
+def names_from_facts(task_vars, options):
     """The variables whose value is what a host's facts say. The playbook knows the first one by a shorter name."""
     facts = task_vars.get("ansible_facts", {})
     return [
         name
-        for name in ("prerequisites", *specification)
+        for name in ("prerequisites", *options)
         if name in facts and name in task_vars and task_vars[name] == facts[name]
     ]
 
 
-def without_facts(task_vars, specification):
+def without_facts(task_vars, options):
     """The variables as they would be without the host's facts: facts hide the inventory's values, which other hosts
     still show."""
     variables = dict(task_vars)
-    for name in names_from_facts(task_vars, specification):
+    for name in names_from_facts(task_vars, options):
         del variables[name]
         for host in task_vars["ansible_play_hosts_all"]:
             others = task_vars["hostvars"][host]
@@ -50,14 +50,14 @@ def without_facts(task_vars, specification):
     return variables
 
 
-def read_on_controller(task_vars, specification, templar):
+def read_on_controller(task_vars, options, templar):
     """Those variables that are the same for all hosts, as text."""
-    templar.available_variables = variables = without_facts(task_vars, specification)
+    templar.available_variables = variables = without_facts(task_vars, options)
     wanted = {}
     for name in ON_CONTROLLER:
         value = evaluate(name, variables.get(name), templar)
         if value is None:
-            value = specification[name].get("default", "")
+            value = options[name].get("default", "")
         if not isinstance(value, str) or "\0" in value:
             raise WrongVariables(f"{name} is not the name of a file")
         wanted[name] = value
@@ -66,14 +66,14 @@ def read_on_controller(task_vars, specification, templar):
     return wanted
 
 
-def read_for_host(task_vars, specification, templar):
-    """All other variables, of the types that the specification wants."""
-    from_facts = names_from_facts(task_vars, specification)
+def read_for_host(task_vars, options, templar):
+    """All other variables, of the types that the role declares."""
+    from_facts = names_from_facts(task_vars, options)
     if from_facts:
         raise WrongVariables(f"{from_facts[0]} is set by the facts of the host")
-    options = {name: option for name, option in specification.items() if name not in ON_CONTROLLER}
-    given = {name: evaluate(name, task_vars[name], templar) for name in options if name in task_vars}
-    checked = ArgumentSpecValidator(options).validate(given)
+    for_host = {name: option for name, option in options.items() if name not in ON_CONTROLLER}
+    given = {name: evaluate(name, task_vars[name], templar) for name in for_host if name in task_vars}
+    checked = ArgumentSpecValidator(for_host).validate(given)
     if checked.error_messages:
         raise WrongVariables(plain(checked.error_messages))
     wanted = checked.validated_parameters
