@@ -126,7 +126,7 @@ string_view bareWord(string_view word) {
     return begin < end ? word.substr(begin, end - begin) : string_view();
 }
 
-// The distribution that a word means, in the spelling of conditions; empty when there is none.
+// Finds the distribution that a word means, in the spelling of conditions. Empty when no distribution matches.
 string_view distributionMeant(string_view word) {
     static constexpr string_view names[][2] = {{"redhat", "RHEL"}, {"sles", "SUSE"},      {"sle", "SUSE"},
                                                {"ol", "RHEL"},     {"opensuse", "SUSE"},  {"rocky", "RHEL"},
@@ -319,7 +319,7 @@ private:
                        "\" always holds: " + numberHint(triple));
     }
 
-    // What to write instead of something that is no whole number.
+    // Suggests a whole number for an operand that is not one.
     static string numberHint(const triple &triple) {
         const string_view bare = bareWord(triple.value);
         const std::size_t point = bare.find('.');
@@ -461,7 +461,7 @@ string restHint(const std::vector<string_view> &rest) {
 void reportForeign(string_view text, const reporter &report) {
     const string_view foreign = foreignCharacter(text);
     const std::size_t at = (std::size_t)(foreign.data() - text.data());
-    const std::size_t begin = text.find_last_of(' ', at) + 1; // 0 when there is none
+    const std::size_t begin = text.find_last_of(' ', at) + 1; // 0 without a blank in front
     const string_view word = text.substr(begin, text.find(' ', at) - begin);
     const string shown = codePoint(foreign);
     if (latinized(foreign) != foreign)

@@ -22,7 +22,7 @@ inline bool operator==(const triple &left, const triple &right) {
     return left.operand == right.operand && left.operation == right.operation && left.value == right.value;
 }
 
-// What a condition asks that is a mistake.
+// Stands for a mistaken condition: it is unknown which hosts meet it.
 inline constexpr triple unknownTriple = {"", "", "", -1, -1};
 
 struct condition {

@@ -78,8 +78,8 @@ private:
 // program's list of levels is built.
 std::vector<std::string> levelsOf(const std::string &path);
 
-// What the host would be asked for. Throws when the level is not among those that the file offers, or its section is
-// not found.
+// Lists what the program would ask of the host. Throws when the file does not offer the level, or the level has no
+// section for Linux.
 explanation explain(std::string_view file, const std::vector<std::string> &levels, const std::string &level,
                     const describedHost &host);
 

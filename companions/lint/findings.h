@@ -1,4 +1,4 @@
-// What is found in a file, in little room: a file may bring as many findings as it has lines.
+// Keeps the findings of a file in little memory: a file may have as many findings as lines.
 #ifndef KVX_LINT_FINDINGS_H
 #define KVX_LINT_FINDINGS_H
 

@@ -274,7 +274,7 @@ std::vector<string> levelsOf(const string &path, const string &text) {
     return lint::levelsOf(copy.path());
 }
 
-/* --- What is asked for --- */
+/* --- Linting, listing, explaining --- */
 
 void judgeFile(const string &path, const arguments &given, lint::writer &out, lint::findingCounts &counts) {
     const string text = readFile(path);

@@ -670,7 +670,7 @@ bool sectionJudge::closeText(string_view name) {
     return true;
 }
 
-// An opening tag that is no section for the program, which was said; its closing tag is expected all the same.
+// An opening tag that the program does not take as a section (already reported); still expect its closing tag.
 void sectionJudge::openUnread(const markup &part) {
     if (part.kind != MarkupKind::opening || isStructure(part.name))
         return;
@@ -715,7 +715,7 @@ void sectionJudge::reportNested(const openSection &outer) {
                       outer.line);
 }
 
-// Nothing more is said because of a section that is a mistake.
+// A mistaken section causes no further findings.
 void sectionJudge::disregard(openSection &section) {
     section.bReported = true;
     section.triples = {unknownTriple};
