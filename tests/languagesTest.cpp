@@ -149,7 +149,7 @@ struct smallProject {
     scratchDirectory directory;
     string errors;
 
-    explicit smallProject(const string &translation) {
+    explicit smallProject(const string &translation, const string &glossary = "") {
         writeFile(directory.path + "/engn/sqo/sqloLocaleTable.cpp",
                   "{\"\", \"en_US.iso88591\",\n{\"\", \"xx_AA.utf8\",\n{\"\", \"xx_AA.iso88591\",\n"
                   "{\"\", \"xx_AA.iso885915\",\n{\"\", \"xx_AA.none\",\n{\"\", \"xxx_AA.utf8\",\n");
@@ -158,6 +158,7 @@ struct smallProject {
             "30053 \"%1 is %2\"\n30054 \"passed\"\n$ MSG_X: path, host\n30056 \"%1%2\"\n30102 \"  -a    first\\n   -b   \\\nsecond\"\n");
         writeFile(directory.path + "/CMakeLists.txt", "project(small VERSION 2.5 LANGUAGES CXX)\n");
         writeFile(directory.path + "/locale/xx/kvxistring.msg", translation);
+        writeFile(directory.path + "/locale/xx/glossary", glossary);
         const string make = "cd " + directory.path +
                             " && mkdir scripts && cp '" KVX_SOURCE_DIR "/scripts/make-catalogs' scripts && "
                             "scripts/make-catalogs out";
@@ -217,4 +218,18 @@ TEST(Languages, PlainerSpellingsAndEnglishStandIn) {
                              "make-catalogs: iconv does not know none; xx_AA.none stays English\n");
     EXPECT_EQ(marked.text("xx_AA.utf8", 30054), "passed");
     EXPECT_EQ(marked.text("xx_AA.utf8", 30053), "%2: %1");
+}
+
+TEST(Languages, AWordThatTheGlossaryDoesNotWantStopsTheBuild) {
+    const string glossary = "$ Comment\n\nservice | Dienst | Service, *amt\nservice pack | Service Pack |\n"
+                            "passed | bestanden | (geprüft)\nhost | 主机 | 主\n";
+    for (const char *pText :
+         {"30054 \"x\\nService\"", "30054 \"Ein Service.\"", "30054 \"Service Pack, SERVICE\"", "30054 \"Postamt\"",
+          "30054 \"„geprüft“\"", "$ stays English in: iso88591 iso885915\n30054 \"公主\""})
+        EXPECT_PRED2(holds, smallProject(pText, glossary).errors, "xx, message 30054: for \"") << pText;
+    // Part of a word, an option, a wanted word, a text without the term, the English text.
+    const smallProject good("30053 \"%1 Services -service %2 geprüft\"\n30054 \"Service Pack\"\n",
+                            glossary + "is|x|passed\n");
+    EXPECT_EQ(good.text("xx_AA.utf8", 30054), "Service Pack");
+    EXPECT_PRED2(holds, smallProject("", "term | word\n").errors, "xx, glossary line 1: not \"term | words to use");
 }
