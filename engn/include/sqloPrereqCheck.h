@@ -80,7 +80,7 @@ enum MessageNumber {
     MSG_UBUNTU_FOUND = 30096,               // release
     MSG_UBUNTU_REQUIRED = 30097,            // "UBUNTU"[, version]
     MSG_SELINUX_STATE = 30098,              // state word (MSG_STATE_ENABLED or MSG_STATE_DISABLED)
-    MSG_USAGE_FIRST = 30099,                // none; displayHelp tells the order of the usage texts
+    MSG_USAGE_FIRST = 30099,                // none; displayHelp has the order of the usage texts
     MSG_USAGE_ARGUMENTS = 30100,            // none
     MSG_USAGE_SELECTION = 30101,            // none
     MSG_USAGE_CLUSTERED = 30102,            // none
