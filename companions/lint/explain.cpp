@@ -24,8 +24,6 @@ namespace {
 using std::string;
 using std::string_view;
 
-constexpr int FIRST_LEVEL_SLOT = MinOSVersion; // the program forgets the texts from here on before each pass
-
 string_view firstLine(string_view &file) {
     const std::size_t end = std::min(file.find('\n'), file.size());
     const string_view line = file.substr(0, end);

@@ -295,15 +295,6 @@ int sqloFileExists(const char *pPath);
  * Run control (sqloPrereqCheck.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* One level that the prerequisites file offers. */
-struct versionList {
-    char szVersion[10]; // field: of a longer level the first ten characters
-    versionList *next;  // older or equal level
-};
-
-/* Offered levels, newest first; equal ones all stay, in file order. */
-extern versionList *preqVersionList;
-
 /* Prints the usage texts to standard output. */
 void displayHelp(void);
 
@@ -319,24 +310,6 @@ char *sqloGetRuntimeLocation(char *pRuntimePath);
 /* Makes ready for a level: forgets the values of slots 20 and up, sets szPlatform. Slots 0 to 19 survive: what the host
  * gave, and the adapter values. Always 0. */
 int sqloPreparePrereqCheck(void);
-
-/* RC_OK when szInputXMLFile is a regular file or a block device, which each level can read anew, and opens for reading;
- * else RC_INPUT. The file stays open until the exit. */
-int sqloValidateInputXML(void);
-
-/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text. A level
- * of more characters than its field holds is left out, which a line on standard error tells. RC_OK; RC_INPUT when the
- * file cannot be opened or offers no level; RC_NO_MEMORY. */
-int sqloRetrieveSupportedVersion(void);
-
-/* Inserts a level behind all that are higher or equal. RC_OK, RC_FAILED for null, RC_NO_MEMORY. */
-int sqloUpdatePreqVersionList(const char *pVer);
-
-/* Copies the newest level into szInputVersion. RC_OK, or RC_INPUT when none is known. */
-int sqloGetLatestRelease(void);
-
-/* RC_OK when szInputVersion is exactly one of the offered levels, else RC_VERSION. */
-int validateInputVersion(void);
 
 /* Runs the checks that only the clustered feature needs, as far as the settings ask for them. RC_OK, or the last
  * failure's RC_SOFTWARE, RC_IB_PACKAGE, RC_HPN_PACKAGE, RC_RDMA_PACKAGE or RC_FAILED. Some failures are reported but
@@ -476,6 +449,33 @@ enum VersionOrder {
  * that is missing or not numeric is lower than any number, so a shorter version is lower than a longer one. A version
  * begins with a digit; null is no version. The required text is judged first. */
 int sqloCompareVersionStrings(const char *minVerString, const char *curVerString);
+
+/* One level that the prerequisites file offers. */
+struct versionList {
+    char szVersion[10]; // field: of a longer level the first ten characters
+    versionList *next;  // older or equal level
+};
+
+/* Offered levels, newest first; equal ones all stay, in file order. */
+extern versionList *preqVersionList;
+
+/* RC_OK when szInputXMLFile is a regular file or a block device, which each level can read anew, and opens for reading;
+ * else RC_INPUT. The file stays open until the exit. */
+int sqloValidateInputXML(void);
+
+/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text. A level
+ * of more characters than its field holds is left out, which a line on standard error tells. RC_OK; RC_INPUT when the
+ * file cannot be opened or offers no level; RC_NO_MEMORY. */
+int sqloRetrieveSupportedVersion(void);
+
+/* Inserts a level behind all that are higher or equal. RC_OK, RC_FAILED for null, RC_NO_MEMORY. */
+int sqloUpdatePreqVersionList(const char *pVer);
+
+/* Copies the newest level into szInputVersion. RC_OK, or RC_INPUT when none is known. */
+int sqloGetLatestRelease(void);
+
+/* RC_OK when szInputVersion is exactly one of the offered levels, else RC_VERSION. */
+int validateInputVersion(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Messages and locale (sqloMessages.cpp, rows in sqloLocaleTable.cpp)

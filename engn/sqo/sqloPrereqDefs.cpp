@@ -1,10 +1,11 @@
 /*
- * Prerequisite definitions: the tags and their values, the line scanner that reads one level's section of the
- * prerequisites file, the conditions in it, and the version comparison that every check uses.
+ * Prerequisite definitions: the tags and their values, the version comparison that every check uses, the list of levels
+ * that the prerequisites file offers, the line scanner that reads one level's section of it, and the conditions there.
  */
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <time.h>
 
 #include "sqloMessages.h"
@@ -44,6 +45,7 @@ static_assert(ppszTagName[LastTag] != nullptr && ppszTagName[LastTag + 1] == nul
               "every tag has a name, and the sentinel's is the last");
 
 char *ppszPREREQ[PREREQ_SLOTS];
+versionList *preqVersionList;
 node *pStackTop;
 char szXMLTagName[TAG_NAME_LENGTH + 1];
 
@@ -124,6 +126,118 @@ int sqloCompareVersionStrings(const char *minVerString, const char *curVerString
         pRequired = nextField(&pRequiredRest);
         pFound = nextField(&pFoundRest);
     }
+}
+
+/* --- Product levels --- */
+
+/* Does a path name what can be read from its start again, as every level does? Opening a FIFO would wait. */
+static int canBeReadAgain(const char *pPath) {
+    struct stat status;
+    return stat(pPath, &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
+}
+
+int sqloValidateInputXML(void) {
+    static FILE *pInput; // open until the exit
+    pInput = canBeReadAgain(szInputXMLFile) ? fopen(szInputXMLFile, "re") : NULL;
+    return pInput == NULL ? RC_INPUT : RC_OK;
+}
+
+static int isOlder(const versionList *pNode, const versionList *pOther) {
+    levelText szLevel, szOther;
+    copyField(szLevel, pNode->szVersion);
+    copyField(szOther, pOther->szVersion);
+    return sqloCompareVersionStrings(szLevel, szOther) == VERSION_HIGHER;
+}
+
+int sqloUpdatePreqVersionList(const char *pVer) {
+    if (pVer == NULL)
+        return RC_FAILED;
+    versionList *pNew = (versionList *)malloc(sizeof *pNew);
+    if (pNew == NULL)
+        return RC_NO_MEMORY;
+    fillField(pNew->szVersion, pVer);
+
+    static versionList *pLast; // files are ordered as a rule, so that most levels go to one end
+    versionList **ppPlace = &preqVersionList;
+    if (preqVersionList != NULL && pLast != NULL && !isOlder(pLast, pNew))
+        ppPlace = &pLast->next;
+    while (*ppPlace != NULL && !isOlder(*ppPlace, pNew))
+        ppPlace = &(*ppPlace)->next;
+    pNew->next = *ppPlace;
+    *ppPlace = pNew;
+    if (pNew->next == NULL)
+        pLast = pNew;
+    return RC_OK;
+}
+
+/* Cuts the level that a line names, if it does, out of it: the line's first quoted text. */
+static const char *levelOfLine(char *szLine) {
+    if (strstr(szLine, "<KVXLevel") == NULL)
+        return NULL;
+    char *pOpening = strchr(szLine, '"');
+    char *pClosing = pOpening == NULL ? NULL : strchr(pOpening + 1, '"');
+    if (pClosing == NULL)
+        return NULL;
+    *pClosing = '\0';
+    return pOpening + 1;
+}
+
+/* Adds a level. One that its field would cut is left out: cut, it names a section that the file does not have, and a
+ * level without requirements passes. */
+static int addLevel(const char *pLevel, int lineNumber) {
+    const int room = sizeof(versionList::szVersion);
+    if (strlen(pLevel) <= (size_t)room)
+        return sqloUpdatePreqVersionList(pLevel);
+    char szFile[sizeof szInputXMLFile], szLevel[PREREQ_LINE_SIZE];
+    copyText(szFile, szInputXMLFile);
+    copyText(szLevel, pLevel);
+    hideControls(szFile);
+    hideControls(szLevel);
+    fflush(stdout);
+    fprintf(stderr, "%s, line %d: level \"%s\" is left out, it has more than %d characters\n", szFile, lineNumber,
+            szLevel, room);
+    return RC_OK;
+}
+
+int sqloRetrieveSupportedVersion(void) {
+    FILE *pFile = fopen(szInputXMLFile, "re");
+    if (pFile == NULL)
+        return RC_INPUT;
+    char szLine[PREREQ_LINE_SIZE];
+    int lineNumber = 1;
+    int status = RC_OK;
+    while (status == RC_OK && readLine(pFile, szLine)) {
+        int bWhole = strlen(szLine) < sizeof szLine - 1; // else more of the line follows
+        const char *pLevel = levelOfLine(szLine);
+        if (pLevel != NULL)
+            status = addLevel(pLevel, lineNumber);
+        lineNumber += bWhole;
+    }
+    if (status == RC_OK && (ferror(pFile) || preqVersionList == NULL))
+        status = RC_INPUT;
+    fclose(pFile);
+    return status;
+}
+
+int sqloGetLatestRelease(void) {
+    if (preqVersionList == NULL)
+        return RC_INPUT;
+    levelText szLevel;
+    copyField(szLevel, preqVersionList->szVersion);
+    copyText(szInputVersion, szLevel);
+    return RC_OK;
+}
+
+int validateInputVersion(void) {
+    if (preqVersionList == NULL)
+        debugTrace("KVX version list is EMPTY");
+    for (const versionList *pNode = preqVersionList; pNode != NULL; pNode = pNode->next) {
+        levelText szLevel;
+        copyField(szLevel, pNode->szVersion);
+        if (strcmp(szInputVersion, szLevel) == 0)
+            return RC_OK;
+    }
+    return RC_VERSION;
 }
 
 /* --- Conditions --- */

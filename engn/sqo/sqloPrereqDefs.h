@@ -6,6 +6,9 @@
 
 #include "sqloPrereqCheck.h"
 
+/* A level of the list, with the terminator that its field may lack. */
+typedef char levelText[sizeof(versionList::szVersion) + 1];
+
 /* Stores a heap copy of a text under a tag. RC_OK or RC_NO_MEMORY. */
 int setPrereq(int tag, const char *pText);
 
