@@ -80,7 +80,14 @@ template <size_t N> int firstLineOf(const char *pCommand, char (&szLine)[N]) {
  * when none does. A command that could not be composed prints nothing. */
 int outputHolds(const commandText &szCommand, const char *pText);
 
-/* --- Capture files: where a command's output goes to be read back --- */
+/* --- Capture files: where a command's output goes to be read back ---
+ *
+ * The order of use:
+ *   1. captureOutput names the file, composes the command and runs it. A caller that needs these steps apart calls
+ *      nameCapture or nameCaptureAt, formatCommand and runIntoCapture.
+ *   2. openCapture, then readCapture until it returns 0. A caller that needs the status alone skips this step.
+ *   3. On every path, also when the command did not run: dropCapture, or closeCapture and leaveCapture for a file that
+ *      stays for people to look at. */
 
 struct captureFile {
     char szPath[4096]; // empty when the path would be too long
