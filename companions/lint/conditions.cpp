@@ -95,10 +95,16 @@ struct releaseParts {
     int first, second;
 };
 
-constexpr releaseParts releases[] = {
-    {RHELVersion, RHELSP}, {SLESVersion, SLESSP},  {IAVersion, IASP},
-    {CNTVersion, CNTSP},   {OSVersion, OSRelease}, {OSRelease, OSMinorRelease},
-};
+const std::vector<releaseParts> &allReleases() {
+    static const std::vector<releaseParts> all = [] {
+        std::vector<releaseParts> releases = {{OSVersion, OSRelease}, {OSRelease, OSMinorRelease}};
+        for (const distributionTags &one : distributions)
+            if (one.servicePack >= 0)
+                releases.push_back({one.version, one.servicePack});
+        return releases;
+    }();
+    return all;
+}
 
 constexpr long FIRST_STREAM = 8; // CentOS Stream is a release without a service pack
 
@@ -325,7 +331,7 @@ private:
         const std::size_t point = bare.find('.');
         if (isNumber(bare))
             return "write " + string(bare);
-        for (const releaseParts &parts : releases) {
+        for (const releaseParts &parts : allReleases()) {
             const string_view behind = point == string_view::npos ? string_view() : bare.substr(point + 1);
             const std::size_t end = std::min(behind.find('.'), behind.size());
             if (parts.first == triple.tag && isNumber(bare.substr(0, point)) && isNumber(behind.substr(0, end)))
@@ -401,7 +407,7 @@ private:
     }
 
     void checkReleases() const {
-        for (const releaseParts &parts : releases) {
+        for (const releaseParts &parts : allReleases()) {
             if (!skipsReleases(parts, all)) {
                 checkStream(parts);
                 continue;

@@ -28,6 +28,11 @@ constexpr tagGroup group(Reading read, TextKind text, std::string_view check, Ta
     return {{read, text, check}, sizeof...(tags), {tags...}};
 }
 
+// The uses of tags that belong to a distribution.
+constexpr tagUse ofHost = {Reading::host, TextKind::any, "the host"};
+constexpr tagUse ofMinimum = {Reading::dormant, TextKind::version, "level of the distribution"};
+constexpr tagUse ofSection = {Reading::nothing, TextKind::any, "a section"};
+
 // clang-format off
 constexpr tagGroup groups[] = {
     group(Reading::everyPass, TextKind::number, "kernel level", MinOSVersion, MinOSRelease, MinOSMinorRelease),
@@ -40,19 +45,15 @@ constexpr tagGroup groups[] = {
     group(Reading::clusteredPass, TextKind::version, "shells", kshVersion, kshRelease, mkshVersion),
     group(Reading::clusteredPass, TextKind::command, "time service", ntpPackage, chronyPackage),
     group(Reading::clusteredPass, TextKind::version, "time service", ntpVersion, chronyVersion),
-    group(Reading::dormant, TextKind::version, "level of the distribution",
-          MinRHELVersion, MinRHELSP, MinSLESVersion, MinSLESSP, MinUBUNTUVersion, MinIAVersion, MinIASP,
-          MinCNTVersion, MinCNTSP),
     group(Reading::dormant, TextKind::package, "adapters",
           libIBConnectionMgr, libRDMAConnectionMgr, libRDMAModuleInitializer, libIBFabricSimulator,
           libIBDiagnosticTools, libChelsioHCAUsrspace, libOpenFabricsMAD, libOpenFabricsUsrMAD,
           libQLogicInfiniPathHCA, libIBHCAUserspace, libNetEffectRNICUserspace, libUsrSpaceRDMA,
           libConnectXHCAUsrSpace),
     group(Reading::host, TextKind::any, "the level being checked", KVXLevel),
-    group(Reading::host, TextKind::any, "the host", platform, OSVersion, OSRelease, OSMinorRelease, Processor,
-          LinuxDistro, RHELVersion, RHELSP, SLESVersion, SLESSP, IAVersion, IASP, CNTVersion, CNTSP, MHCA,
-          HCANetwork),
-    group(Reading::nothing, TextKind::any, "a section", shareGrid, RHEL, SLES, UBUNTUVersion),
+    group(ofHost.read, ofHost.text, ofHost.check, platform, OSVersion, OSRelease, OSMinorRelease, Processor,
+          LinuxDistro, MHCA, HCANetwork),
+    group(ofSection.read, ofSection.text, ofSection.check, shareGrid),
     group(Reading::nothing, TextKind::package, "a package that the product uses",
           filePackage, libgompPackage, makePackage, patchPackage, libgccPackage, perlPackage, gccPackage,
           binUtilsPackage, python2Package, perlNetPingPackage, cppPackage, gccCPPPackage, netToolsPackage, m4Package,
@@ -75,26 +76,43 @@ constexpr tagGroup groups[] = {
 };
 // clang-format on
 
-constexpr std::array<tagUse, LastTag> usesInOrder() {
-    std::array<tagUse, LastTag> uses{};
+struct tagUses {
+    std::array<tagUse, LastTag> byTag{};
+    std::size_t given = 0; // how often a tag got its use
+
+    constexpr void give(int tag, const tagUse &use) {
+        if (tag < 0)
+            return;
+        byTag[static_cast<std::size_t>(tag)] = use;
+        given++;
+    }
+};
+
+constexpr tagUses allUses() {
+    tagUses uses;
     for (const tagGroup &group : groups)
         for (std::size_t i = 0; i < group.count; i++)
-            uses[group.tags[i]] = group.use;
+            uses.give(group.tags[i], group.use);
+    for (const distributionTags &one : distributions) {
+        if (one.section != one.version)
+            uses.give(one.section, ofSection);
+        uses.give(one.version, ofHost);
+        uses.give(one.servicePack, ofHost);
+        uses.give(one.minVersion, ofMinimum);
+        uses.give(one.minServicePack, ofMinimum);
+    }
     return uses;
 }
 
-constexpr std::array<tagUse, LastTag> uses = usesInOrder();
+constexpr tagUses uses = allUses();
 
 constexpr bool everyTagHasOneUse() {
-    std::size_t rows = 0;
-    for (const tagGroup &group : groups)
-        rows += group.count;
-    for (const tagUse &use : uses)
+    for (const tagUse &use : uses.byTag)
         if (use.check.empty())
             return false;
-    return rows == LastTag;
+    return uses.given == LastTag;
 }
-static_assert(everyTagHasOneUse(), "every tag is in exactly one group");
+static_assert(everyTagHasOneUse(), "every tag has exactly one use");
 
 char lowered(char c) {
     return c >= 'A' && c <= 'Z' ? (char)(c - 'A' + 'a') : c;
@@ -179,7 +197,7 @@ bool beginsWith(std::string_view tag, std::string_view name) {
 } // namespace
 
 const tagUse &useOf(int tag) {
-    return uses[(std::size_t)tag];
+    return uses.byTag[static_cast<std::size_t>(tag)];
 }
 
 template <typename Test> static const distributionTags *findDistribution(Test test) {
@@ -204,7 +222,9 @@ const distributionTags *distributionOfSection(int tag) {
 }
 
 bool isSectionTag(int tag) {
-    return tag == RHEL || tag == SLES || tag == UBUNTUVersion || tag == shareGrid;
+    return tag == shareGrid || (tag >= 0 && findDistribution([&](const distributionTags &one) {
+                                                return one.section == tag && one.version != tag;
+                                            }) != nullptr);
 }
 
 int requirementFor(int tag) {

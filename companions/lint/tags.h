@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "sqloPrereqCheck.h"
+#include "sqloPrereqDefs.h"
 
 namespace lint {
 
@@ -59,12 +59,12 @@ inline constexpr dependence dependences[] = {
     {LibCMinorRelease, LibCMajorRelease, "the major release counts as 0"},
 };
 
-// What belongs to a distribution. A tag that it lacks is -1.
+// The tags of a distribution; -1 for one that it lacks.
 struct distributionTags {
-    int distribution; // its place in ppszDistroName
+    int distribution; // its index in ppszDistroName
+    int section;      // by custom that of its sections
     int version;      // its release, which the program stores
     int servicePack;
-    int section; // by custom that of its sections
     int minVersion;
     int minServicePack;
 
@@ -73,12 +73,23 @@ struct distributionTags {
     }
 };
 
+constexpr int tagOrNone(Tag tag) {
+    return tag == LastTag ? -1 : tag;
+}
+
+constexpr distributionTags tagsOf(LinuxDistribution distribution, Tag section) {
+    const releaseSource &known = releaseSources[distribution];
+    return {distribution,
+            section,
+            tagOrNone(known.version),
+            tagOrNone(known.servicePack),
+            tagOrNone(known.minVersion),
+            tagOrNone(known.minServicePack)};
+}
+
 inline constexpr distributionTags distributions[] = {
-    {DISTRO_RHEL, RHELVersion, RHELSP, RHEL, MinRHELVersion, MinRHELSP},
-    {DISTRO_SUSE, SLESVersion, SLESSP, SLES, MinSLESVersion, MinSLESSP},
-    {DISTRO_UBUNTU, -1, -1, UBUNTUVersion, MinUBUNTUVersion, -1},
-    {DISTRO_INSPUR, IAVersion, IASP, IAVersion, MinIAVersion, MinIASP},
-    {DISTRO_CENTOS, CNTVersion, CNTSP, CNTVersion, MinCNTVersion, MinCNTSP},
+    tagsOf(DISTRO_RHEL, RHEL),        tagsOf(DISTRO_SUSE, SLES),         tagsOf(DISTRO_UBUNTU, UBUNTUVersion),
+    tagsOf(DISTRO_INSPUR, IAVersion), tagsOf(DISTRO_CENTOS, CNTVersion),
 };
 
 // The levels of three parts, of which a file gives each part in an element of its own.

@@ -24,24 +24,6 @@ static const size_t OUTPUT_SIZE = 255; // a command's line is read with at most 
 
 /* --- Release files --- */
 
-/* Where a distribution's release stands: the word before it in the release file, null for a file of "key = value"
- * lines; the tags it is stored under; and those of the minimums. */
-struct releaseSource {
-    LinuxDistribution distribution;
-    const char *pWordBefore;
-    Tag version, servicePack;
-    Tag minVersion, minServicePack;
-};
-
-static constexpr releaseSource releaseSources[DISTRO_COUNT] = {
-    {DISTRO_UNKNOWN, NULL, LastTag, LastTag, LastTag, LastTag},
-    {DISTRO_RHEL, "release", RHELVersion, RHELSP, MinRHELVersion, MinRHELSP},
-    {DISTRO_SUSE, NULL, SLESVersion, SLESSP, MinSLESVersion, MinSLESSP},
-    {DISTRO_UBUNTU, NULL, LastTag, LastTag, LastTag, LastTag},
-    {DISTRO_INSPUR, "K-UX", IAVersion, IASP, MinIAVersion, MinIASP},
-    {DISTRO_CENTOS, "release", CNTVersion, CNTSP, MinCNTVersion, MinCNTSP},
-};
-
 constexpr int isOrderedByDistribution(void) {
     for (int i = 0; i < DISTRO_COUNT; i++)
         if (releaseSources[i].distribution != i)
@@ -309,7 +291,7 @@ int sqloCheckLinuxDistributions(void) {
     messageText szTitle;
     reportText(MSG_CHECK_HEADING, fetchText(szTitle, MSG_TITLE_DISTRIBUTION));
     if (linuxDistro == DISTRO_UBUNTU)
-        return sqloCheckLSBRelease(pLsbReleasePath, ppszPREREQ[MinUBUNTUVersion], SEVERITY_ERROR, 1);
+        return sqloCheckLSBRelease(pLsbReleasePath, ppszPREREQ[source.minVersion], SEVERITY_ERROR, 1);
     if (isUnsupportedByLevel(source)) {
         messageText szDetail;
         logText(szDetail, MSG_LEVEL_UNSUPPORTED, ppszPREREQ[KVXLevel]);
