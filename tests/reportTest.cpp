@@ -4,6 +4,7 @@
 #include "advice.h"
 #include "reader.h"
 #include "sqloLiterals.h"
+#include "waivers.h"
 #include "writers.h"
 
 #include <regex>
@@ -453,9 +454,9 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
         "\"errors\": [\"one\", \"two\"], \"passes\": [{\"level\": \"12.1\", \"clustered\": false, \"client\": false, "
         "\"time\": \"Sun Nov 22 01:00:00 2026\", \"result\": \"failed\", \"checks\": [{\"id\": \"" +
             escaped + "\", \"title\": \"" + escaped +
-            "\", \"result\": \"error\", \"lines\": [{\"message\": null, \"tokens\": [], "
+            "\", \"result\": \"error\", \"waived\": null, \"lines\": [{\"message\": null, \"tokens\": [], "
             "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}], \"advice\": null}, {\"id\": \"ports\", "
-            "\"title\": \"ports\", \"result\": \"passed\", \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], "
+            "\"title\": \"ports\", \"result\": \"passed\", \"waived\": null, \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], "
             "\"text\": \"SUCCESS: All required User checks passed for \u00fc.\"}], \"advice\": null}], \"entries\": [{\"text\": \"" +
             escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte + "\", \"severity\": null}]}]}\n]}\n");
     for (const writerMaker makeWriter : {report::junitWriter, report::htmlWriter}) {
@@ -605,6 +606,122 @@ TEST(ReportWriters, GiveAPassItsTime) {
     EXPECT_NE(shown(report::junitWriter, {host}).find(" timestamp=\"2026-11-22T01:00:00\""), string::npos);
 }
 
+// --- Waivers ---
+
+struct waiverCase {
+    string waivers;
+    reportCase judged;
+    string complaint; // a part of it
+};
+
+static string joined(const vector<string> &texts) {
+    string all;
+    for (const string &text : texts)
+        all += text + "\n";
+    return all;
+}
+
+TEST(ReportWaivers, HoldForWarningsOnly) {
+    useCatalog();
+    const string warning = checkOf("b", "y", MSG_SEVERITY_WARNING);
+    const string warned = warnedPass("12.1");
+    const string told = bad("12.1", false, "   y\n");
+    const string clustered = startOf("12.1", true) + warning + bad("12.1", true, "   y\n\n");
+    const string directories = startOf("12.1") + checkOf("d", "of /a", MSG_SEVERITY_WARNING) +
+                               checkOf("d", "of /a/b", MSG_SEVERITY_WARNING) +
+                               bad("12.1", false, "   of /a/b\n\n   of /a\n\n");
+    const string numbered = startOf("12.1") + checkOf(message(MSG_TITLE_LIBAIO), "y", MSG_SEVERITY_WARNING) + good();
+    const string open = message(MSG_CHECK_HEADING, {"b"}) + "\n";
+    const string outside = startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n");
+    const string none = "line 1: this waiver meets no warning";
+    const vector<waiverCase> cases = {
+        {"* * b r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
+        {"d[a-c]1 12.? b r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
+        // both passes of a level
+        {"* 12.1 b r", {warned + clustered, "", {}, "passed, 12.1 passed 2+1, 12.1 clustered passed 1+1"}, ""},
+        // another host, level, check
+        {"db * b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
+        {"* 1.1 b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
+        {"* * a r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
+        // a title of the catalog goes by its number
+        {"* * " + std::to_string(MSG_TITLE_LIBAIO) + " r", {numbered, "", {}, "passed, 12.1 passed 1+0"}, ""},
+        {"* * \"" + message(MSG_TITLE_LIBAIO) + "\" r", {numbered, "", {}, "warning, 12.1 warning 1+0"}, none},
+        // one of several checks with a title: the pattern is for a whole line
+        {"* * d \"text=of /a\" r\n* * d text=*/b r", {directories, "", 0, "passed, 12.1 passed 2+2"}, ""},
+        {"* * d text=\"of /a\" r", {directories, "", 0, "warning, 12.1 warning 2+2"}, ""},
+        {"* * d text=/a r", {directories, "", 0, "warning, 12.1 warning 2+2"}, none},
+        // until the end of a day
+        {"* * b until=2027-01-31 r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
+        {"* * b until=2027-01-30 r",
+         {warned, "", {}, "warning, 12.1 warning 2+1"},
+         "1: this waiver ended on 2027-01-30"},
+        // an error, and what was not checked
+        {"* * c r", {failedPass("12.1"), "", {}, "failed, 12.1 failed 1+1"}, "error is not waived: db1, level 12.1, c"},
+        {"* * b r", {startOf("12.1") + open, "", {}, "unknown, 12.1 incomplete 1+0"}, "without a result is not waived"},
+        {"* * b r",
+         {startOf("12.1") + warning + good() + open, "", 0, "unknown, 12.1 passed 1+0, ? incomplete 1+0"},
+         "without a result is not waived"},
+        // an open check may hide the error that a bad verdict means
+        {"* * b r",
+         {startOf("12.1") + warning + checkOf("e", "").substr(0, 20) + bad("12.1", false, "   y\n\n"), "", 0,
+          "failed, 12.1 failed 2+1"},
+         ""},
+        // an entry of no check
+        {"* * b r", {outside, "", 0, "warning, 12.1 warning 1+2"}, ""},
+        {"* * b r", {outside, "", {}, "failed, 12.1 failed 1+2"}, ""},
+        // the same line in a check that is not waived
+        {"* * b r",
+         {startOf("12.1") + warning + checkOf("e", "y", MSG_SEVERITY_WARNING) + bad("12.1", false, "   y\n\n"),
+          "",
+          {},
+          "warning, 12.1 warning 2+1"},
+         ""},
+        // the exit status, and standard error: it may repeat the verdict
+        {"* * b r", {warned, "", 3, "failed, 12.1 passed 2+1"}, ""},
+        {"* * b r", {warned, told, {}, "passed, 12.1 passed 2+1"}, ""},
+        {"* * b r", {warned, bad("12.1", false, "   w\n   y\n"), 0, "warning, 12.1 passed 2+1"}, ""},
+        {"* * b r", {warned, bad("11.5", false, "   y\n"), {}, "unknown, 12.1 passed 2+1"}, ""},
+        {"* * b r", {warned, told + bad("12.1", true, "   y\n"), 0, "warning, 12.1 passed 2+1"}, ""},
+        {"* * b r", {"", told, 0, "warning, 12.1 warning 0+1"}, none},
+    };
+    for (const waiverCase &one : cases) {
+        report::waiverList waivers("w", one.waivers, "2027-01-31");
+        report::host host = read(one.judged.report, one.judged.errors, one.judged.status);
+        waivers.apply(host);
+        EXPECT_EQ(described(host), one.judged.expected) << one.waivers << one.judged.report;
+        const string complaints = joined(waivers.complaints());
+        EXPECT_NE(complaints.find(one.complaint), string::npos) << one.waivers << complaints;
+        EXPECT_EQ(complaints.empty(), one.complaint.empty()) << one.waivers << complaints;
+    }
+}
+
+TEST(ReportWaivers, AreReadLineByLine) {
+    useCatalog();
+    report::waiverList waivers(
+        "w", "# first\r\n\n  \"*\"\t* \"b\"  until=2028-02-29 known, \"see \\\"#1\\\\\" # and\r\n", "2027-01-31");
+    report::host host = read(warnedPass("12.1"));
+    waivers.apply(host);
+    const auto &waived = host.passes[0].checks[1].waived;
+    EXPECT_EQ(waived ? waived->reason : "none", "known, see \"#1\\");
+    const string form = "a waiver is HOST LEVEL CHECK";
+    const vector<std::pair<string, string>> faults = {
+        {"* * b", form},
+        {"* * b until=2027-01-31 # no reason", form},
+        {"* * \"b r", "a quotation mark is not closed"},
+        {"* * b until=2027-02-29 r", "until=2027-02-29 is no date"},
+        {"* * b until=2027-1-31 r", "is no date"},
+        {"* * b text=1 text=2 r", "text= is given twice"},
+    };
+    for (const auto &[line, fault] : faults)
+        try {
+            report::waiverList("w", "* * b r\n" + line + "\n", "2027-01-31");
+            ADD_FAILURE() << line;
+        } catch (const std::runtime_error &error) {
+            EXPECT_EQ(string(error.what()).find("w, line 2: "), 0U) << error.what();
+            EXPECT_NE(string(error.what()).find(fault), string::npos) << error.what();
+        }
+}
+
 // --- The command ---
 
 struct commandCase {
@@ -635,6 +752,8 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"/b/h5/status", "0"},
         {"/u/h/reason", "r"},
         {"/e/x", "r"},
+        {"/warned", warnedPass("12.1")},
+        {"/waivers", "* * b until=2000-01-01 r\n* * b r\n* * none r\n"},
     };
     const string noStatus = "\"file status holds no exit status\"";
     const vector<commandCase> cases = {
@@ -654,6 +773,9 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"/none", 2, "", "/none: No such file"},
         {"/e", 2, "", "no directory of a host"},
         {"--help > /dev/full", 2, "", "standard output"},
+        {"--waivers=/waivers /warned", 0, "warned passed null", "/waivers, line 3: this waiver meets no warning"},
+        {"--waivers=/ok /warned", 2, "", "/ok, line 2: a waiver is"},
+        {"--waivers=/none /warned", 2, "", "/none: No such file"},
         {"--output=/new /ok; cat /new*", 0, "ok passed null", ""},
         {"--output=/dev/stdout /ok", 0, "ok passed null", ""},
         {"--output=/no/new /ok", 2, "", "/no/new"},
@@ -702,7 +824,7 @@ TEST(ReportCommand, IsDocumentedAsItIs) {
         return std::set<string>(std::sregex_token_iterator(text.begin(), text.end(), option, 1), {});
     };
     const auto options = optionsIn(KVX_PROGRAM_DIR "/kvxprereqreport --help | grep '^  '");
-    EXPECT_EQ(options.size(), 7U);
+    EXPECT_EQ(options.size(), 8U);
     EXPECT_EQ(optionsIn("sed -n 's/^.It Fl \\(h , Fl \\)*-/--/;s/ Ns = .*/=/;/^--/p' man/kvxprereqreport.1"), options);
     EXPECT_EQ(optionsIn("grep compgen.*help completions/kvxprereqreport"), options);
 }

@@ -38,6 +38,18 @@ void appendAdvice(std::string &json, const advice &one) {
     json += "}}";
 }
 
+void appendWaived(std::string &json, const std::optional<waiverNote> &note) {
+    name(json, "waived");
+    if (!note) {
+        json += "null";
+        return;
+    }
+    json += '{';
+    member(json, "reason", std::string_view(note->reason));
+    member(json, "until", note->until);
+    json += '}';
+}
+
 void appendCheck(std::string &json, const check &one) {
     json += '{';
     if (one.titleMessage != 0)
@@ -46,6 +58,7 @@ void appendCheck(std::string &json, const check &one) {
         member(json, "id", std::string_view(one.title));
     member(json, "title", std::string_view(one.title));
     member(json, "result", nameOf(one.result));
+    appendWaived(json, one.waived);
     list(json, "lines", one.lines, appendLine);
     name(json, "advice");
     if (const advice *const pFound = adviceOn(one))

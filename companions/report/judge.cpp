@@ -32,21 +32,33 @@ void judgeUntitled(pass &one) {
             one.checks[0].result = CheckResult::error;
 }
 
-// An entry is as severe as the check that it stands in.
+// An entry is as severe as the check that it stands in, and waived as it is. Of several checks the worst counts.
 void findSeverities(pass &one) {
-    std::unordered_map<std::string_view, CheckResult> byText;
+    struct severity {
+        CheckResult result = CheckResult::passed;
+        bool bWaived = true;
+    };
+    std::unordered_map<std::string_view, severity> byText;
     for (const check &now : one.checks)
         for (const line &text : now.lines)
-            if (isBad(now.result))
-                byText[text.text] = std::max(byText[text.text], now.result);
+            if (isBad(now.result)) {
+                severity &known = byText[text.text];
+                known.result = std::max(known.result, now.result);
+                known.bWaived = known.bWaived && now.waived;
+            }
     for (entry &now : one.entries) {
         const auto known = byText.find(firstLineOf(now));
-        if (known != byText.end() && !now.severity)
-            now.severity = known->second;
+        if (known == byText.end())
+            continue;
+        if (!now.severity)
+            now.severity = known->second.result;
+        now.bWaived = known->second.bWaived && now.severity == CheckResult::warning;
     }
 }
 
 PassResult judgeCheck(const check &one) {
+    if (one.waived)
+        return PassResult::passed;
     static constexpr std::array results{PassResult::passed, PassResult::warning, PassResult::failed,
                                         PassResult::incomplete};
     return results[static_cast<size_t>(one.result)];
@@ -73,9 +85,15 @@ PassResult judgeBadVerdict(const pass &one, const std::optional<int> &status) {
     return PassResult::failed;
 }
 
+// Nothing but waived warnings: a bad verdict counts as a good one. A check without a result may hide an error.
+bool hasOnlyWaived(const pass &one) {
+    return !one.entries.empty() && !hasOpenCheck(one) &&
+           std::all_of(one.entries.begin(), one.entries.end(), [](const entry &now) { return now.bWaived; });
+}
+
 // A good verdict on standard error is confirmed by the exit status alone.
 PassResult judgeVerdict(const pass &one, const std::optional<int> &status) {
-    if (one.verdict == Verdict::bad || !one.entries.empty())
+    if ((one.verdict == Verdict::bad || !one.entries.empty()) && !hasOnlyWaived(one))
         return judgeBadVerdict(one, status);
     if (one.verdict == Verdict::none || (one.bFromErrors && !status))
         return PassResult::incomplete;
@@ -124,6 +142,34 @@ void dropReplaced(std::vector<pass> &passes) {
 const char *const pUnconfirmed =
     "Standard error has a bad verdict. Only the exit status tells whether it means errors, and it is not known.";
 
+// Whether a pass of standard error tells nothing but the waived warnings of a pass of the report.
+bool repeatsWaived(const pass &told, const pass &reported) {
+    if (!told.level || told.level != reported.level || told.clustered != reported.clustered || told.entries.empty())
+        return false;
+    std::set<std::string_view> waived;
+    for (const entry &now : reported.entries)
+        if (now.bWaived)
+            waived.insert(now.text);
+    return std::all_of(told.entries.begin(), told.entries.end(),
+                       [&](const entry &now) { return waived.count(now.text) > 0; });
+}
+
+// A bad verdict on standard error counts unless the report has it too, with waived warnings alone.
+bool hasBadVerdictOnErrors(const host &one) {
+    if (one.evidence.count(Evidence::badVerdict) == 0)
+        return false;
+    bool bAnyWaived = false;
+    for (const pass &told : one.repeated) {
+        if (told.verdict != Verdict::bad)
+            continue;
+        if (std::none_of(one.passes.begin(), one.passes.end(),
+                         [&](const pass &now) { return repeatsWaived(told, now); }))
+            return true;
+        bAnyWaived = true;
+    }
+    return !bAnyWaived;
+}
+
 std::string doubtOn(const pass &one) {
     if (one.bFromErrors && one.verdict == Verdict::good)
         return "A good verdict on standard error holds only with exit status 0, which is not known.";
@@ -163,7 +209,7 @@ std::vector<std::string> doubtsOn(const host &one) {
     std::vector<std::string> doubts = doubtsOnPasses(one.passes);
     if (const auto found = one.evidence.find(Evidence::notDone); found != one.evidence.end())
         doubts.push_back("Not all was checked or written: " + found->second);
-    const bool bUnconfirmed = one.evidence.count(Evidence::badVerdict) > 0 && !one.status;
+    const bool bUnconfirmed = !one.status && hasBadVerdictOnErrors(one);
     if (bUnconfirmed && std::count(doubts.begin(), doubts.end(), pUnconfirmed) == 0)
         doubts.emplace_back(pUnconfirmed);
     if (one.passes.empty() && !isToldByStatus(one))
@@ -174,7 +220,7 @@ std::vector<std::string> doubtsOn(const host &one) {
 HostResult judgeEvidence(const host &one) {
     if (!one.doubts.empty() || one.reason)
         return HostResult::unknown;
-    const bool bWarning = one.evidence.count(Evidence::stopped) + one.evidence.count(Evidence::badVerdict) > 0;
+    const bool bWarning = one.evidence.count(Evidence::stopped) > 0 || hasBadVerdictOnErrors(one);
     return bWarning ? HostResult::warning : HostResult::passed;
 }
 

@@ -58,7 +58,7 @@ std::string joined(const std::vector<std::string> &lines) {
 }
 
 struct testCase {
-    std::string name, element, message; // element: failure, error or none
+    std::string name, element, message; // element: failure, error, skipped or none
     std::vector<std::string> lines;
 };
 
@@ -67,7 +67,10 @@ testCase caseOf(const check &one) {
     static constexpr std::array messages{"", "", "requirement not met", "no result: the report was cut off"};
     const auto result = static_cast<size_t>(one.result);
     testCase made{one.title.empty() ? "(not in a check)" : one.title, elements[result], messages[result], {}};
-    if (one.result == CheckResult::warning)
+    if (one.waived) {
+        made.element = "skipped";
+        made.message = "waived" + (one.waived->until ? " until " + *one.waived->until : "") + ": " + one.waived->reason;
+    } else if (one.result == CheckResult::warning)
         made.lines.emplace_back("WARNING: requirement not met");
     for (const line &text : one.lines)
         made.lines.push_back(text.text);
@@ -133,11 +136,14 @@ private:
         };
         out << "<testsuite name=\"" << escaped(name) << "\" hostname=\"" << escaped(hostName) << "\" tests=\""
             << cases.size() << "\" failures=\"" << count("failure") << "\" errors=\"" << count("error")
-            << "\" skipped=\"0\" time=\"0\"" << timestamp << ">\n";
+            << "\" skipped=\"" << count("skipped") << "\" time=\"0\"" << timestamp << ">\n";
         for (const testCase &one : cases) {
             out << "<testcase classname=\"" << escaped(name) << "\" name=\"" << escaped(one.name) << "\" time=\"0\"";
             const std::string text = joined(one.lines);
-            if (!one.element.empty())
+            if (one.element == "skipped")
+                out << "><skipped message=\"" << escaped(one.message) << "\"/>"
+                    << "<system-out>" << text << "</system-out></testcase>\n";
+            else if (!one.element.empty())
                 out << "><" << one.element << " message=\"" << escaped(one.message) << "\" type=\"prerequisite\">"
                     << text << "</" << one.element << "></testcase>\n";
             else if (!text.empty())

@@ -1,5 +1,7 @@
 // kvxprereqreport: reads what kvxprereqcheck reported, on one host or on many, and shows it to programs or to people.
 #include "input.h"
+#include "text.h"
+#include "waivers.h"
 #include "writers.h"
 
 #include <algorithm>
@@ -20,7 +22,8 @@ namespace {
 enum ExitStatus { exitGood = 0, exitFailed = 1, exitUnknown = 2 };
 
 const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|html] [--output=FILE]\n"
-                           "           [--host=NAME] [--status=N] [--errors=FILE] [REPORT | DIRECTORY]\n"
+                           "           [--host=NAME] [--status=N] [--errors=FILE]\n"
+                           "           [--waivers=FILE] [REPORT | DIRECTORY]\n"
                            "\n"
                            "Shows what kvxprereqcheck reported. REPORT is the report of one host; without\n"
                            "it, or with -, standard input is read. DIRECTORY has a directory for each host,\n"
@@ -32,6 +35,8 @@ const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|ht
                            "  --host=NAME      name of the host of REPORT\n"
                            "  --status=N       exit status of kvxprereqcheck on that host\n"
                            "  --errors=FILE    what it wrote to standard error\n"
+                           "  --waivers=FILE   warnings that are accepted, a line each: HOST LEVEL CHECK\n"
+                           "                   [text=PATTERN] [until=YYYY-MM-DD] REASON\n"
                            "  -h, --help       print this text and exit\n"
                            "  --version        print the version and exit\n"
                            "\n"
@@ -45,7 +50,7 @@ struct usageError : std::runtime_error {
 
 struct settings {
     std::string format = "table", output, input = "-";
-    std::optional<std::string> host, errors;
+    std::optional<std::string> host, errors, waivers;
     std::optional<int> status;
     const char *pInformation = nullptr; // to be printed, and nothing else
 };
@@ -175,11 +180,17 @@ int worse(int a, int b) {
     return a == exitFailed || b == exitFailed ? exitFailed : std::max(a, b);
 }
 
+waiverList readWaivers(const settings &asked) {
+    return asked.waivers ? waiverList(*asked.waivers, readNamed(*asked.waivers), today()) : waiverList();
+}
+
 int showHosts(const settings &asked, const std::vector<hostPlace> &places, writer &shown) {
+    waiverList waivers = readWaivers(asked);
     languages known(localeDirectory());
     int status = exitGood;
     const auto show = [&](const material &given) {
         host one = readHost(given, known);
+        waivers.apply(one);
         status = worse(status, exitStatusOf(one));
         shown.add(std::move(one));
     };
@@ -187,6 +198,8 @@ int showHosts(const settings &asked, const std::vector<hostPlace> &places, write
         show(givenBy(asked));
     for (const hostPlace &place : places)
         show(fetchedFrom(place));
+    for (const std::string &complaint : waivers.complaints())
+        std::cerr << "kvxprereqreport: " << complaint << '\n';
     shown.finish();
     return status;
 }
@@ -225,12 +238,13 @@ std::string notEmpty(const char *pValue) {
 }
 
 settings readCommandLine(int argc, char **argv) {
-    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, HELP, VERSION };
-    static const std::array<option, 8> options{{{"format", required_argument, nullptr, FORMAT},
+    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, WAIVERS, HELP, VERSION };
+    static const std::array<option, 9> options{{{"format", required_argument, nullptr, FORMAT},
                                                 {"output", required_argument, nullptr, OUTPUT},
                                                 {"host", required_argument, nullptr, HOST},
                                                 {"status", required_argument, nullptr, STATUS},
                                                 {"errors", required_argument, nullptr, ERRORS},
+                                                {"waivers", required_argument, nullptr, WAIVERS},
                                                 {"help", no_argument, nullptr, HELP},
                                                 {"version", no_argument, nullptr, VERSION},
                                                 {nullptr, 0, nullptr, 0}}};
@@ -242,6 +256,7 @@ settings readCommandLine(int argc, char **argv) {
         case OUTPUT: asked.output = notEmpty(optarg); break;
         case HOST: asked.host = notEmpty(optarg); break;
         case ERRORS: asked.errors = notEmpty(optarg); break;
+        case WAIVERS: asked.waivers = notEmpty(optarg); break;
         case STATUS:
             if (!(asked.status = statusOf(optarg)))
                 throw usageError(std::string("no exit status: ") + optarg);

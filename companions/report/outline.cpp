@@ -13,9 +13,17 @@
 
 namespace report {
 
-static int rank(CheckResult result) {
-    static constexpr std::array ranks{3, 2, 0, 1};
-    return ranks[static_cast<size_t>(result)];
+static int rank(CheckResult result, bool bWaived) {
+    static constexpr std::array ranks{4, 2, 0, 1};
+    return bWaived ? 3 : ranks[static_cast<size_t>(result)];
+}
+
+static int rank(const finding &one) {
+    return rank(one.result, one.waived.has_value());
+}
+
+static std::string keyOf(const std::optional<waiverNote> &note) {
+    return note ? note->until.value_or("") + '\n' + note->reason : "";
 }
 
 // Whether an entry stands in no check of its pass.
@@ -43,14 +51,16 @@ static void note(std::vector<const pass *> &passes, const pass &one) {
         passes.push_back(&one);
 }
 
-// Findings by result and title, in the order in which they were met.
+// Findings by result, title and waiver, in the order in which they were met.
 namespace {
 class findingList {
 public:
-    void add(CheckResult result, const std::string &title, const pass &in) {
-        const auto [place, bNew] = known.insert({{rank(result), title}, found.size()});
+    void add(CheckResult result, const std::string &title, const pass &in,
+             const std::optional<waiverNote> &waived = std::nullopt) {
+        const auto [place, bNew] =
+            known.insert({{rank(result, waived.has_value()), title, keyOf(waived)}, found.size()});
         if (bNew)
-            found.push_back({result, title, {}, {}, {}});
+            found.push_back({result, title, {}, {}, {}, waived});
         last = place->second;
         note(found[last].passes, in);
     }
@@ -69,13 +79,13 @@ public:
             std::stable_partition(one.details.begin(), one.details.end(),
                                   [&](const finding::detail &now) { return now.passes.size() == one.passes.size(); });
         std::stable_sort(found.begin(), found.end(),
-                         [](const finding &a, const finding &b) { return rank(a.result) < rank(b.result); });
+                         [](const finding &a, const finding &b) { return rank(a) < rank(b); });
         return std::move(found);
     }
 
 private:
     std::vector<finding> found;
-    std::map<std::pair<int, std::string>, size_t> known;
+    std::map<std::tuple<int, std::string, std::string>, size_t> known;
     std::map<std::pair<size_t, std::string>, size_t> knownDetails;
     size_t last = 0;
 };
@@ -100,7 +110,7 @@ std::vector<finding> findingsOf(const host &one) {
         const std::unordered_set<std::string_view> lines = linesOf(in);
         const std::unordered_map<std::string_view, std::string> rests = restsOf(in, lines);
         for (const check &now : in.checks) {
-            findings.add(now.result, now.title.empty() ? "not in a check" : now.title, in);
+            findings.add(now.result, now.title.empty() ? "not in a check" : now.title, in, now.waived);
             for (const line &text : now.lines) {
                 findings.addDetail(text.text, in);
                 const auto rest = rests.find(text.text);
@@ -319,7 +329,7 @@ std::string namesOf(const std::vector<std::string> &hosts) {
 
 // Equal texts are equal findings.
 static std::string keyOf(const finding &one, const host &on) {
-    std::string key = nameOf(one.result) + ('\n' + one.title) + '\n' + whereIs(one, on);
+    std::string key = nameOf(one.result) + ('\n' + one.title) + '\n' + keyOf(one.waived) + '\n' + whereIs(one, on);
     for (const finding::detail &text : one.details)
         key += '\n' + whereIs(text, one, on) + '\n' + text.text;
     return key;
@@ -349,8 +359,8 @@ outline::outline(std::vector<host> given) : hosts(std::move(given)) {
     std::vector<size_t> order(all.size());
     std::iota(order.begin(), order.end(), 0);
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-        return std::make_pair(rank(all[a].pFinding->result), all[b].hosts.size()) <
-               std::make_pair(rank(all[b].pFinding->result), all[a].hosts.size());
+        return std::make_pair(rank(*all[a].pFinding), all[b].hosts.size()) <
+               std::make_pair(rank(*all[b].pFinding), all[a].hosts.size());
     });
     for (const size_t one : order)
         if (all[one].hosts.size() >= several) {

@@ -20,10 +20,11 @@ struct finding {
     std::vector<const pass *> passes;
     std::vector<detail> details;  // those of all its passes first
     std::optional<size_t> common; // its number among the outline's common findings, if it is one of them
+    std::optional<waiverNote> waived = std::nullopt;
 };
 
-// What was found on a host: errors, checks without a result, warnings, and passed checks at the end. An entry that
-// stands in no check, as all do in a summary, is a finding of its own.
+// What was found on a host: errors, checks without a result, warnings, waived ones, and passed checks at the end. An
+// entry that stands in no check, as all do in a summary, is a finding of its own.
 std::vector<finding> findingsOf(const host &one);
 
 // The passes that have a finding, or a line of it: "all passes", "12.1, 11.5 clustered". Empty where there is nothing

@@ -429,7 +429,10 @@ void addTold(std::vector<pass> told, host &one) {
     const auto hasLevel = [](const pass &now) { return now.level.has_value(); };
     const bool bReported = std::any_of(one.passes.begin(), one.passes.end(), hasLevel);
     const auto isKnown = [&](const pass &now) { return now.bFromErrors && bReported; };
-    told.erase(std::remove_if(told.begin(), told.end(), isKnown), told.end());
+    const auto firstKnown =
+        std::stable_partition(told.begin(), told.end(), [&](const pass &now) { return !isKnown(now); });
+    std::move(firstKnown, told.end(), std::back_inserter(one.repeated));
+    told.erase(firstKnown, told.end());
     if (told.empty())
         one.otherErrors = one.errors;
     std::move(told.begin(), told.end(), std::back_inserter(one.passes));

@@ -18,17 +18,25 @@ struct line {
 
 enum class CheckResult { passed, warning, error, open };
 
+// What the owner of a host says of a warning that is accepted.
+struct waiverNote {
+    std::string reason;
+    std::optional<std::string> until; // the last day, such as "2027-01-31"
+};
+
 struct check {
     int titleMessage = 0; // 0: the title is no text of the catalog
     std::string title;    // empty for lines that stand in front of the first check
     CheckResult result = CheckResult::open;
     std::vector<line> lines; // those between heading and result, and those that follow the result
+    std::optional<waiverNote> waived = std::nullopt; // only a warning is
 };
 
 struct entry {
     std::string text;
     std::optional<CheckResult> severity; // of the check that it stands in
     int message = 0;                     // of its first line
+    bool bWaived = false;                // so is each check that it stands in
 };
 
 // What the report itself says of a pass.
@@ -70,6 +78,7 @@ struct host {
     std::optional<size_t> reportSize;  // none: there is no report
     std::vector<std::string> errors;
     std::vector<pass> passes;
+    std::vector<pass> repeated;               // those of standard error whose levels the report has too
     std::vector<std::string> otherErrors;     // those of the errors that are not shown as passes, each once
     std::map<Evidence, std::string> evidence; // the first line of each kind
     HostResult result = HostResult::unknown;
