@@ -23,7 +23,7 @@ struct oneCase {
 
 static const string directory = KVX_SOURCE_DIR "/tests/cases/";
 static const string arrow = " =>";
-static const string hostMark = " host: ";
+static const string setUpMark = " setup: ";
 static const size_t WIDTH = 120;
 static std::map<string, vector<string>> files; // paragraphs: a line with the indented ones below it
 static string wantedCase;                      // FILE:LINE; empty: all
@@ -255,8 +255,8 @@ static void addCase(const string &file, int line, size_t paragraph, group *pGrou
     if (end == string::npos)
         throw std::runtime_error(file + ":" + std::to_string(line) + ": no =>");
     const string given = joined(text.substr(0, end), false);
-    const size_t shell = std::min(given.find(hostMark), given.size());
-    const string setUp = shell == given.size() ? "" : given.substr(shell + hostMark.size());
+    const size_t shell = std::min(given.find(setUpMark), given.size());
+    const string setUp = shell == given.size() ? "" : given.substr(shell + setUpMark.size());
     pGroup->cases.push_back({file, line, pGroup->words + given.substr(0, shell), pGroup->setUp + setUp, paragraph,
                              joined(text.substr(end + arrow.size()), false)});
 }
@@ -275,7 +275,7 @@ static void addTests(const string &file) {
                 ofFile = now;
             ofFile.heading = file;
             now = {text.substr(3), line, ofFile.words, ofFile.setUp, {}};
-        } else if (mark == "host:")
+        } else if (mark == "setup:")
             now.setUp += joined(text.substr(mark.size()), true) + "\n";
         else if (mark == "given:")
             now.words += joined(text.substr(mark.size()), false) + " ";

@@ -59,7 +59,7 @@ static const std::map<string, namedText> texts =
     TEXTS(uname1, svcnm, szReportFile, szGUIReportFile, szInputVersion, szRuntimePath, szInputDistro, szInputHome,
           szInputInstallPath, IIHName, szNTPMessages, name.machine, name.release, addFiles, szInputXMLFile, tbDiskName,
           szLocale, szPrereqCatFilePath);
-static const vector<string> variables = {"GIVEN", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"};
+static const vector<string> variables = {"HAS", "KVXINSTANCE", "KVXLANG", "KVXMLNXOFED", "KVXTMPDIR", "LANG"};
 static const vector<string> lists = {"hosts", "users", "disks", "nets", "expected"};
 static const vector<string> ofTheProcess = {"bits", "cd", "umask"};
 
@@ -506,7 +506,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"command", {ONE_CHECK, "file minVersion minRelease", call<sqlocheckNtpChronyKsh>, "%"}},
     {"cpp", {ONE_CHECK, "", call<sqloCheckLibStdCPlusPlus>, "TITLE_LIBSTDCXX"}},
     {"glibc", {ONE_CHECK, "", call<sqloCheckGlibC>, "TITLE_GLIBC"}},
-    {"hca", {ONE_CHECK, "group package b32Bit msgLevel emitErrors", call<sqloCheckHCAPackageLINUX>, ""}},
+    {"adapter-package", {ONE_CHECK, "group package b32Bit msgLevel emitErrors", call<sqloCheckHCAPackageLINUX>, ""}},
     {"machine", {LINES, "", call<verifyVMware>}},
     {"mellanox", {ONE_CHECK, "package b32Bit msgLevel emitErrors", mellanox, ""}},
     {"numa", {ONE_CHECK, "", call<sqloCheckLibNuma>, "TITLE_LIBNUMA"}},
