@@ -1,6 +1,6 @@
 /*
- * Commands run through the shell: their words, the runner, the capture files; who owns a file; the host's name and
- * users.
+ * Runs commands through the shell: quotes their words, limits their time, and reads their output back from pipes and
+ * capture files. Also: who owns a file, and the host's name and users.
  */
 #include <errno.h>
 #include <fcntl.h>
@@ -62,7 +62,7 @@ int sqloFileExists(const char *pPath) {
 
 /* --- Shell words --- */
 
-/* Characters that no shell reads as anything but themselves; a tilde only behind the first. */
+/* 1 for a character that every shell takes literally. A tilde is one, except at the start of a word. */
 static int isPlainCharacter(char c, int bFirst) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || isDecimalDigit(c) ||
            (c != '\0' && strchr("_.,:+-/@=^", c) != NULL) || (c == '~' && !bFirst);
@@ -75,14 +75,15 @@ int isPlainWord(const char *pText) {
     return 1;
 }
 
-/* A command being composed: what is written, and the quotation of the format's own that it stands in. */
+/* A command while it is composed. */
 struct composedCommand {
     char *szText;
     size_t size, length;
-    char quote; // '"', '\'', or 0
-    int bFits;
+    char quote; // the quotation mark that the format has opened and not yet closed: '"', '\'', or 0
+    int bFits;  // 0 once something did not fit or could not be inserted safely
 };
 
+/* Appends a character, or notes that it does not fit. */
 static void putCharacter(composedCommand *pCommand, char c) {
     if (pCommand->length + 1 >= pCommand->size)
         pCommand->bFits = 0;
@@ -90,11 +91,13 @@ static void putCharacter(composedCommand *pCommand, char c) {
         pCommand->szText[pCommand->length++] = c;
 }
 
+/* Appends a text as it is. */
 static void putText(composedCommand *pCommand, const char *pText) {
     for (; *pText != '\0'; pText++)
         putCharacter(pCommand, *pText);
 }
 
+/* Appends a text in single quotes, so that the shell reads it as one literal word. */
 static void putQuoted(composedCommand *pCommand, const char *pText) {
     putCharacter(pCommand, '\'');
     for (; *pText != '\0'; pText++)
@@ -105,8 +108,10 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
     putCharacter(pCommand, '\'');
 }
 
-/* Inserts a word. One that begins with a hyphen would be an option; one that is not plain cannot stand inside a
- * quotation of the format's own. In the first word of the command an equals sign would make it an assignment. */
+/* Appends a word of the caller's: a pattern or a plain word as it is, any other word in single quotes. Two kinds of
+ * word are refused, and the command is then not run: a word that begins with a hyphen, because the tool would read it
+ * as an option, and a word that needs quotes where the format's own quotes are open. In the first word of the command,
+ * a word with "=" is quoted, or the shell would read it as an assignment. */
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
     int bFirst = pCommand->length == 0;
@@ -121,6 +126,7 @@ static void putWord(composedCommand *pCommand, const shellWord &word) {
         pCommand->bFits = 0;
 }
 
+/* Appends a character of the format, and keeps track of the quotes that the format opens and closes. */
 static void putFormatCharacter(composedCommand *pCommand, char c) {
     if ((c == '"' || c == '\'') && (pCommand->quote == '\0' || pCommand->quote == c))
         pCommand->quote = pCommand->quote == '\0' ? c : '\0';
@@ -146,7 +152,8 @@ int composeCommand(commandText &szCommand, const char *pFormat, const shellWord 
 
 /* --- Files to be removed when a signal ends the run --- */
 
-/* A slot is filled before its file is created, so that there is no moment in which a file is left behind. */
+/* A file that the signal handler removes. Its path is noted before the file is created, so a signal at any moment finds
+ * it. */
 struct ownFile {
     char szPath[4096];
     volatile sig_atomic_t bUsed;
@@ -154,6 +161,7 @@ struct ownFile {
 
 static ownFile ownFiles[16]; // more than ever exist at once
 
+/* The slot of a path, or null. */
 static ownFile *findOwnFile(const char *pPath) {
     for (ownFile &file : ownFiles)
         if (file.bUsed && strcmp(file.szPath, pPath) == 0)
@@ -161,6 +169,7 @@ static ownFile *findOwnFile(const char *pPath) {
     return NULL;
 }
 
+/* Tells the signal handler to remove a path. */
 static void noteOwnFile(const char *pPath) {
     if (findOwnFile(pPath) != NULL)
         return;
@@ -172,21 +181,22 @@ static void noteOwnFile(const char *pPath) {
         }
 }
 
+/* Tells the signal handler to leave a path alone. */
 static void forgetOwnFile(const char *pPath) {
     ownFile *pFile = findOwnFile(pPath);
     if (pFile != NULL)
         pFile->bUsed = 0;
 }
 
-/* --- Signals. The handlers use nothing but what is safe in one. --- */
+/* --- Signals. The handler calls only functions that are safe in a signal handler. --- */
 
 static const int endingSignals[] = {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM};
 
 static volatile sig_atomic_t commandId;     // process id of the running command, 0 when none runs
-static volatile sig_atomic_t commandTarget; // whom to signal: its group, or the process alone in our group
+static volatile sig_atomic_t commandTarget; // for kill: the command's own group (negative), or its process id alone
 
-/* Waits until a command, and all of its group, is gone. 0 when it is still there after the time. Process 1 of a
- * container must reap the group's orphans too. */
+/* Waits until a command and all processes of its group are gone, and reaps them: as process 1 of a container this
+ * program is the parent of the group's orphans. Returns 0 when some are still there after the time. */
 static int waitForEnd(int id, int target, int milliseconds) {
     const int pause = 10;
     for (int waited = 0; waited <= milliseconds; waited += pause) {
@@ -199,16 +209,19 @@ static int waitForEnd(int id, int target, int milliseconds) {
     return 0;
 }
 
-/* Asks a command to end, and ends it where it does not. SIGCONT: a stopped one could not hear. */
+/* Sends SIGTERM to a command, and SIGKILL when it is still there after the time. A stopped process handles SIGTERM only
+ * after SIGCONT. */
 static void stopCommand(int id, int target, int milliseconds) {
     kill(target, SIGTERM);
     kill(target, SIGCONT);
     if (waitForEnd(id, target, milliseconds))
         return;
     kill(target, SIGKILL);
-    waitForEnd(id, target, 100); // what even that does not end is left behind
+    waitForEnd(id, target, 100); // SIGKILL cannot end a process that hangs in the kernel: leave it behind
 }
 
+/* The signal handler: stops the running command, removes the files of the run, and ends the program by the same signal,
+ * so that the caller sees which one it was. */
 static void endRun(int number) {
     if (commandId != 0)
         stopCommand(commandId, commandTarget, 1000);
@@ -221,9 +234,10 @@ static void endRun(int number) {
     sigaddset(&set, number);
     sigprocmask(SIG_UNBLOCK, &set, NULL);
     raise(number);
-    _exit(128 + number); // process 1 of a container ignores the signal; the run must not go on
+    _exit(128 + number); // reached as process 1 of a container: the kernel ignores the signal, but the run must end
 }
 
+/* The set of the signals that end the run. */
 static sigset_t handledSignals(void) {
     sigset_t set;
     sigemptyset(&set);
@@ -232,7 +246,8 @@ static sigset_t handledSignals(void) {
     return set;
 }
 
-/* SIGCHLD may be inherited as ignored; waitpid would then fail for every command. */
+/* SIGCHLD may be inherited as ignored; waitpid would then fail for every command. A signal that is inherited as
+ * ignored, as nohup does with SIGHUP, stays ignored. */
 void watchSignals(void) {
     signal(SIGCHLD, SIG_DFL);
     struct sigaction action = {};
@@ -245,48 +260,53 @@ void watchSignals(void) {
     }
 }
 
-/* --- Shell commands. What was printed so far goes out first, so that a child's output follows it. --- */
+/* --- Shell commands --- */
 
-static const unsigned FIRST_LIMIT = 300, LATER_LIMIT = 30; // seconds; a host where one tool hangs has more of them
+static const unsigned FIRST_LIMIT = 300, LATER_LIMIT = 30; // seconds; where one tool hangs, others are likely to
 static const int STEP = 1000, STOPPING_TIME = 5000;        // milliseconds
 
 static int bTimedOutBefore;
-static long long timeLeft; // milliseconds that the running command may still take
-static long long stepStart;
+static long long timeLeft;  // milliseconds that the running command may still take
+static long long stepStart; // when the current step of waiting began, in milliseconds
 static sigset_t maskBefore; // the signals that were blocked before the running command was started
 
+/* The time limit of a command: short once a command of this run has timed out. */
 static unsigned limitInSeconds(void) {
     return bTimedOutBefore ? LATER_LIMIT : FIRST_LIMIT;
 }
 
+/* The monotonic clock, which nobody can set. */
 static long long milliseconds(void) {
     struct timespec now = {0, 0};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return now.tv_sec * 1000LL + now.tv_nsec / 1000000;
 }
 
+/* Starts the time limit of a command; an attached one has none. */
 static void startClock(CommandKind kind) {
     timeLeft = kind == LOCAL_COMMAND ? limitInSeconds() * 1000LL : LLONG_MAX;
     stepStart = milliseconds();
 }
 
-/* Counts a step of waiting, as a second at most: the clock goes on while this program is stopped or frozen, and its
- * command may be so too. */
+/* Takes the current step of waiting off the time left, one second at most. A longer step means that this program was
+ * stopped or frozen, and its command perhaps too: that time does not count. */
 static void countStep(void) {
     long long now = milliseconds();
     timeLeft -= now - stepStart < STEP ? now - stepStart : STEP;
     stepStart = now;
 }
 
-/* The stops of a terminal are ignored while a command in a group of its own is spawned, which inherits that. A
- * background group is stopped when it uses the terminal. Ctrl-Z may reach the command before it has its own group; "fg"
- * would not continue it, and this program would wait for it without end. */
+/* Signals by which a terminal stops a process. A command in a group of its own is a background group, which is stopped
+ * when it uses the terminal, and this program would wait for it without end. Ctrl-Z may also reach the command before
+ * it has its own group, and "fg" would not continue it. Ignored signals are inherited, so they are ignored while the
+ * command is spawned. */
 static const int terminalStops[] = {SIGTSTP, SIGTTIN, SIGTTOU};
 
 struct stopHandlers {
     void (*pHandlers[sizeof terminalStops / sizeof terminalStops[0]])(int);
 };
 
+/* Ignores these signals; returns the handlers that they had. */
 static stopHandlers ignoreTerminalStops(void) {
     stopHandlers before = {};
     int i = 0;
@@ -295,14 +315,15 @@ static stopHandlers ignoreTerminalStops(void) {
     return before;
 }
 
+/* Gives these signals their handlers back. */
 static void restoreTerminalStops(const stopHandlers &before) {
     int i = 0;
     for (int number : terminalStops)
         signal(number, before.pHandlers[i++]);
 }
 
-/* What a command is started with: its group and signal mask, and where its output goes unless output is -1. An error
- * number, 0 when all of it is set. */
+/* Prepares what posix_spawn is to do: give a local command a process group of its own, restore the signal mask, and
+ * connect standard output with the descriptor, unless it is -1. Returns 0 or an error number. */
 static int setUpSpawn(posix_spawnattr_t *pAttributes, posix_spawn_file_actions_t *pActions, CommandKind kind,
                       int output) {
     const short ownGroup = kind == LOCAL_COMMAND ? POSIX_SPAWN_SETPGROUP : 0;
@@ -316,7 +337,7 @@ static int setUpSpawn(posix_spawnattr_t *pAttributes, posix_spawn_file_actions_t
     return error;
 }
 
-/* Starts the shell on a command. An error number, 0 when done. */
+/* Starts "sh -c" with a command, and stores its process id. Returns 0 or an error number. */
 static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t *pId) {
     const char *const ppszArguments[] = {"sh", "-c", pCommand, NULL};
     posix_spawnattr_t attributes;
@@ -336,9 +357,10 @@ static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t 
     return error;
 }
 
-/* Starts a command. RC_OK, or what system returns on the failure: -1 without a process, the status of exit code 127
- * without a shell. The ending signals are blocked until their handler knows the command; SIGCHLD stays blocked until
- * the command is reaped, or sigtimedwait could miss it. */
+/* Starts a command and its time limit. Flushes standard output first, so that the command's output follows it. The
+ * signals that end the run are blocked until their handler knows the command. SIGCHLD stays blocked until the command
+ * is reaped, or sigtimedwait could miss it. Returns RC_OK, or what system would return for the failure: -1 when there
+ * is no process, the status of exit code 127 when there is no shell. */
 static int startCommand(const char *pCommand, CommandKind kind, int output) {
     fflush(stdout);
     sigset_t blocked = handledSignals();
@@ -365,14 +387,16 @@ static int startCommand(const char *pCommand, CommandKind kind, int output) {
     return error == EAGAIN || error == ENOMEM ? -1 : 127 << 8;
 }
 
-/* Has the running command ended? It is not reaped, so that its process id stays its own. */
+/* 1 when the running command has ended. WNOWAIT leaves it unreaped, so that no other process can get its id while the
+ * signal handler may still use it. */
 static int hasEnded(void) {
     siginfo_t information;
     information.si_pid = 0;
     return waitid(P_PID, (id_t)commandId, &information, WEXITED | WNOHANG | WNOWAIT) != 0 || information.si_pid != 0;
 }
 
-/* Waits for the running command. 0 when it runs out of time. */
+/* Waits until the running command ends: SIGCHLD wakes it, and it looks once a second in any case. Returns 0 when the
+ * command reaches its time limit. */
 static int awaitEnd(void) {
     const struct timespec step = {STEP / 1000, 0};
     sigset_t childSignal;
@@ -387,6 +411,7 @@ static int awaitEnd(void) {
     return 1;
 }
 
+/* Reports on standard error that a command timed out, and stops it. Later commands get the short limit. */
 static void endTimedOut(const char *pCommand) {
     commandText szShown;
     copyText(szShown, pCommand);
@@ -396,7 +421,9 @@ static void endTimedOut(const char *pCommand) {
     stopCommand(commandId, commandTarget, STOPPING_TIME);
 }
 
-/* Waits for the running command and returns its status. Children that it leaves behind are left alone. */
+/* Waits for the running command, stops it when it times out, and returns its status, or COMMAND_TIMED_OUT. Background
+ * processes of a command that ended in time are left alone. The signal handler forgets the command before it is reaped,
+ * or it could signal a process that got the same id. */
 static int finishCommand(const char *pCommand) {
     int status = COMMAND_TIMED_OUT;
     int bEnded = awaitEnd();
@@ -431,12 +458,12 @@ int exitCode(int status) {
 struct commandPipe {
     const char *pCommand;
     int descriptor;
-    int rest; // bytes that were in the pipe when the command had ended; -1 while it runs
+    int rest; // bytes still to be read from the pipe once the command has ended; -1 while it runs
     char output[4096];
-    size_t taken, length; // of that
+    size_t taken, length; // bytes of output that were handed on, and that are there
 };
 
-/* Starts a command whose output is read. 0 when it cannot be started. */
+/* Starts a command with its standard output connected to a pipe. Returns 0 when it cannot be started. */
 static int openPipe(commandPipe *pPipe, const char *pCommand) {
     int ends[2];
     if (pCommand[0] == '\0' || pipe2(ends, O_CLOEXEC) != 0)
@@ -452,7 +479,8 @@ static int openPipe(commandPipe *pPipe, const char *pCommand) {
     return bStarted;
 }
 
-/* Waits for output, until there is some or the command has ended. 0 when it runs out of time. */
+/* Waits until the pipe has output or the command has ended. At its end it notes how many bytes are left in the pipe.
+ * Returns 0 when the command reaches its time limit. */
 static int awaitOutput(commandPipe *pPipe) {
     struct pollfd end = {pPipe->descriptor, POLLIN, 0};
     while (pPipe->rest < 0) {
@@ -468,8 +496,9 @@ static int awaitOutput(commandPipe *pPipe) {
     return 1;
 }
 
-/* Reads the next piece of the output. 0 when there is no more. A background child may hold the pipe when the command
- * has ended, and may go on to write: only what is in the pipe by then is read. */
+/* Reads the next piece of the output. Returns 0 when there is no more. Does not wait for the end of the pipe: a
+ * background child may keep it open, and write to it, after the command has ended. Only the bytes that are in the pipe
+ * at that time are read. */
 static int fillPipe(commandPipe *pPipe) {
     if (!awaitOutput(pPipe))
         return 0;
@@ -486,7 +515,8 @@ static int fillPipe(commandPipe *pPipe) {
     return 1;
 }
 
-/* Reads a line, newline included; a longer one comes in pieces. 0 at the end of the output. */
+/* Reads a line of the output with its newline. A line that is longer than the buffer is read in pieces. Returns 0 at
+ * the end of the output. */
 static int readPipe(commandPipe *pPipe, char *szLine, size_t size) {
     size_t length = 0;
     while (length + 1 < size && (pPipe->taken < pPipe->length || fillPipe(pPipe))) {
@@ -498,7 +528,7 @@ static int readPipe(commandPipe *pPipe, char *szLine, size_t size) {
     return length > 0;
 }
 
-/* Closes the pipe and waits for its command. 1 when that ended in time. */
+/* Closes the pipe and waits for its command. Returns 0 when the command timed out. */
 static int closePipe(const commandPipe *pPipe) {
     close(pPipe->descriptor);
     return finishCommand(pPipe->pCommand) != COMMAND_TIMED_OUT;
@@ -544,7 +574,7 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     va_start(arguments, pFormat);
     int bFits = formatArguments(szPath, sizeof szPath, pFormat, arguments);
     va_end(arguments);
-    const char *pHere = szPath[0] == '-' ? "./" : ""; // or the name would look like an option
+    const char *pHere = szPath[0] == '-' ? "./" : ""; // a tool would read a name with a hyphen as an option
     if (!bFits || !formatText(pCapture->szPath, "%s%s", pHere, szPath))
         pCapture->szPath[0] = '\0';
     pCapture->bOurs = 0;
@@ -552,9 +582,10 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     pCapture->pFile = NULL;
 }
 
-/* Moves a directory out of a name's way, to a name that nobody knew: it is its owner's, and may be full. Where the
- * system can, a file of ours takes its place in one step. Returns that file's descriptor; or -1, with the name free for
- * a moment or still taken. */
+/* Renames a directory that has the name of a capture file. It is not removed: it belongs to somebody, and may hold
+ * files. Its new name is random, so nobody can plant something there first. Where the kernel can exchange two names, a
+ * new file of ours gets the old name in the same step, and its descriptor is returned. Otherwise returns -1, and the
+ * name is free, still taken, or already planted again. */
 static int moveAside(const char *pPath) {
     char szAside[PATH_MAX + 8];
     formatText(szAside, "%s.XXXXXX", pPath);
@@ -569,15 +600,16 @@ static int moveAside(const char *pPath) {
     return -1;
 }
 
-/* Is an open file the one that a name stands for? */
+/* 1 when a path, not followed if it is a link, names the open file. */
 static int isAtPath(int descriptor, const char *pPath) {
     struct stat opened, named;
     return fstat(descriptor, &opened) == 0 && lstat(pPath, &named) == 0 && opened.st_dev == named.st_dev &&
            opened.st_ino == named.st_ino;
 }
 
-/* Makes a predictable name in a shared directory ours: nothing that someone planted there is written to or read, and
- * a name that is planted again is claimed again, up to 100 times. Returns a descriptor, or -1. */
+/* Claims a predictable name in a shared directory: removes a file or link that somebody planted there, moves a
+ * directory aside, and creates a new file that only we can open. A name that is planted again is claimed again, up to
+ * 100 times. Returns the descriptor of the new file, or -1. */
 static int claimPath(const char *pPath) {
     noteOwnFile(pPath);
     for (int attempt = 0; attempt < 100; attempt++) {
@@ -596,6 +628,7 @@ static int claimPath(const char *pPath) {
     return -1;
 }
 
+/* Reports a failure on standard error: what cannot be done, the path, and the reason in errno. */
 static void printFileError(const char *pWhat, const char *pPath) {
     const char *pReason = strerror(errno);
     char szShown[PATH_MAX];
@@ -605,7 +638,9 @@ static void printFileError(const char *pWhat, const char *pPath) {
     fprintf(stderr, szFileError, pWhat, szShown, pReason);
 }
 
-/* The descriptor stays open, so that the file can be told from one that takes its name meanwhile. */
+/* Claims the name of a capture file; says so on standard error when that fails. The descriptor stays open while the
+ * command runs: isAtPath compares it with the name afterwards, to see whether somebody replaced the file. Returns 1 or
+ * 0. */
 static int claimCapture(captureFile *pCapture) {
     pCapture->descriptor = claimPath(pCapture->szPath);
     if (pCapture->descriptor < 0)
@@ -614,13 +649,15 @@ static int claimCapture(captureFile *pCapture) {
     return pCapture->bOurs;
 }
 
+/* Closes the descriptor of a capture file that was not opened for reading. */
 static void closeUnread(captureFile *pCapture) {
     if (pCapture->descriptor >= 0)
         close(pCapture->descriptor);
     pCapture->descriptor = -1;
 }
 
-/* Can one more block be appended to a file, which keeps its size? A file size limit must not end the run. */
+/* Tries to append one more block to a file, and takes it off again. Returns 1 when that succeeds. SIGXFSZ is ignored
+ * meanwhile: a limit on the file size would end the run. */
 static int hasRoomForMore(int descriptor) {
     static const char block[4096] = "";
     struct stat status;
@@ -635,9 +672,10 @@ static int hasRoomForMore(int descriptor) {
     return bRoom && bRestored;
 }
 
-/* Tools do not report that their output was truncated. Where nothing more can be written now, it may have been. */
+/* Returns 0, and says so on standard error, when a command's output may have been truncated. Tools do not report that;
+ * but when not even one more block can be written after the command, some of its output may be missing. */
 static int isWhole(const captureFile *pCapture) {
-    errno = ENOSPC; // also for less than a block
+    errno = ENOSPC; // a write of less than a block sets no errno
     if (hasRoomForMore(pCapture->descriptor))
         return 1;
     printFileError(szCannotWriteAll, pCapture->szPath);
@@ -661,11 +699,11 @@ int openCapture(captureFile *pCapture) {
     if (pCapture->descriptor >= 0)
         pCapture->pFile = fdopen(pCapture->descriptor, "r");
     if (pCapture->pFile != NULL)
-        pCapture->descriptor = -1; // now the stream's
+        pCapture->descriptor = -1; // the stream closes it from now on
     return pCapture->pFile != NULL;
 }
 
-/* Without the stream's lock: a library's texts are many short lines, and there is only one thread. */
+/* fgets_unlocked is faster: the texts of a library are many short lines, and the program has only one thread. */
 int readCapture(captureFile *pCapture, char *szLine, size_t size) {
     szLine[0] = '\0';
     return pCapture->pFile != NULL && fgets_unlocked(szLine, (int)size, pCapture->pFile) != NULL;
