@@ -1,6 +1,6 @@
 /*
- * Cluster validation: the lists of hosts, users, disks and network names, remote execution, the cluster's users,
- * /etc/hosts, shared and tiebreaker disks, and free space.
+ * Cluster checks: the lists of hosts, users, disks and network names; remote runs; the users, /etc/hosts, the shared
+ * and tiebreaker disks; and free space.
  */
 #include <pwd.h>
 #include <stdarg.h>
@@ -22,7 +22,7 @@ netNames *preqNetNames;
 etcInfo *preqEtcInfo;
 
 typedef char toolLine[256];
-typedef char nameText[sizeof(hostInfo::hostName) + 1]; // a name field with its terminator
+typedef char nameText[sizeof(hostInfo::hostName) + 1]; // a copy of a name field, with a terminator
 
 /* --- Input lists --- */
 
@@ -36,7 +36,7 @@ template <typename Record> static Record *addInFront(Record **ppHead) {
     return pRecord;
 }
 
-/* What adding a named record came to. */
+/* The status of adding a record with a name. */
 static int additionStatus(const char *pName, const void *pRecord) {
     if (pName == NULL)
         return RC_FAILED;
@@ -100,7 +100,7 @@ int updateNetNames(const char *netName) {
 
 /* --- Names --- */
 
-/* Are two host names the same up to their first points, in any case? */
+/* 1 when two host names are equal up to their first dots; upper and lower case do not matter. */
 static int isSameShortName(const char *pOne, const char *pOther) {
     size_t length = strcspn(pOne, ".");
     return length == strcspn(pOther, ".") && strncasecmp(pOne, pOther, length) == 0;
@@ -108,7 +108,7 @@ static int isSameShortName(const char *pOne, const char *pOther) {
 
 /* --- Free space --- */
 
-/* Asks df for the column of available kilobytes. */
+/* Runs df, which writes the column of available kilobytes into the capture file. */
 static int captureFreeSpace(captureFile *pCapture, const char *dir) {
     commandText szCommand;
     composeCaptured(pCapture, szCommand, "df -Pk  %s | awk '{ print $4}' >> /dev/null 2>&1 > %s", dir);
@@ -116,8 +116,8 @@ static int captureFreeSpace(captureFile *pCapture, const char *dir) {
     return runIntoCapture(pCapture, szCommand);
 }
 
-/* Reads the amount below the column's heading; without one the heading stands for it and counts as 0. 0 when there is
- * not even a heading. */
+/* Reads the amount below the heading of the column. When there is no such line, szAmount keeps the heading, which
+ * counts as 0 KB. Returns 0 when there is no heading either. */
 static int readFreeSpace(captureFile *pCapture, toolLine &szAmount) {
     toolLine szLine;
     if (!readCapture(pCapture, szAmount))
@@ -143,7 +143,7 @@ static void reportShortSpace(const char *dir, int reqdSpace, const char *pAmount
     }
 }
 
-/* Judges what df printed. */
+/* Judges the output of df. */
 static int judgeFreeSpace(captureFile *pCapture, const char *dir, int reqdSpace, int level) {
     toolLine szAmount;
     if (!openCapture(pCapture)) {
@@ -185,7 +185,7 @@ static const char *const pShellConfiguration = "/var/kvx/kvxssh/.remote_shell_cm
 static const char *const pOwnShell = "/var/kvx/kvxssh/kvxlocssh";
 static const char *const pOwnCopy = "/var/kvx/kvxssh/kvxscp";
 
-/* Whether the product's own commands are configured is asked anew each time, so that the choice follows the file. */
+/* 1 when the product's own remote commands are configured. The file is read on every call, so a change takes effect. */
 static int isOwnShellConfigured(void) {
     commandText szCommand;
     formatCommand(szCommand, "(cat \"%s\" | grep kvxlocssh) 1> /dev/null 2> /dev/null", pShellConfiguration);
@@ -200,8 +200,8 @@ const char *getSCPCmd(void) {
     return isOwnShellConfigured() ? pOwnCopy : "scp";
 }
 
-/* Command buffers have a fixed room. A longer command is shown cut, and not run: what the cut left could name another
- * path or end inside its quotes. It counts as exit status 2, the shell's own for half a command. */
+/* The room for a remote command. A longer command is cut for the trace and is not run: after the cut it could name
+ * another path or end inside quotes. It counts as exit code 2, with which a shell ends on an incomplete command. */
 static const size_t REMOTE_COMMAND_SIZE = 500;
 static const size_t DISK_COMMAND_SIZE = 256;
 
@@ -222,8 +222,8 @@ static void formatRemoteCommand(boundedCommand *pCommand, const char *pFormat, W
     boundCommand(pCommand, REMOTE_COMMAND_SIZE);
 }
 
-/* Runs a command whose exit code does not matter. RC_FAILED, with a trace in the given spelling, when it could not be
- * executed. */
+/* Runs a command whose exit code does not matter. Returns RC_FAILED, after a trace with the given text, when the
+ * command was killed or could not be started. */
 static int executeBounded(const boundedCommand &command, CommandKind kind, const char *pCouldNot) {
     if (!wasKilled(runCommand(command.szText, kind)))
         return RC_OK;
@@ -256,7 +256,7 @@ int checkPingTest(void) {
     return result;
 }
 
-/* Takes the name of a host, tests a remote shell to it and notes the outcome in its record. */
+/* Copies the name of a host, tests a remote shell to it, and stores the result in its record. */
 static int testShell(hostInfo *pHost, const char *pShell, nameText &szHost) {
     boundedCommand command;
     copyField(szHost, pHost->hostName);
@@ -268,7 +268,7 @@ static int testShell(hostInfo *pHost, const char *pShell, nameText &szHost) {
     return pHost->isSSH;
 }
 
-/* Tests the product's own remote shell to every host, the local one included. No host is reported. */
+/* Tests the product's own remote shell to every host, this one included. Reports no host. */
 static int testOwnShellToAll(void) {
     int result = RC_OK;
     for (hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
@@ -283,7 +283,8 @@ static int testOwnShellToAll(void) {
     return result;
 }
 
-/* From now on the product's own commands are chosen. The file gains a line on every run that got here. */
+/* Adds a line to the configuration file, which makes getSSHCmd choose the product's own commands. Every run that gets
+ * here adds one. */
 static void chooseOwnShell(void) {
     if (!sqloFileExists(pShellConfiguration))
         return;
@@ -298,7 +299,7 @@ int checkkvxSSHToAll(void) {
     int result = testOwnShellToAll();
     if (result == RC_OK) {
         chooseOwnShell();
-        logGUIMessage(pMarker); // four times in all: a section of this check, and an empty one
+        logGUIMessage(pMarker); // four times in all: around the section of this check, and around an empty one
         logGUIMessage(pMarker);
         passCheck();
     } else
@@ -332,8 +333,8 @@ static const char *const pVexArchive = "/tmp/vexha.tar";
 static const char *const ppszPlaced[] = {pProgramArchive, pVexArchive,   pHostListPath,
                                          pNetListPath,    pDiskListPath, pUserListPath};
 
-/* Makes sure that an archive will be written to a file of ours. One that is there stays: it is used when packing fails.
- * 0 when that is not possible. */
+/* Makes sure that tar will write to a file of our own. An archive of ours that exists stays: it is sent when packing
+ * fails. Returns 0 when the name cannot be claimed. */
 static int claimArchive(const char *pPath) {
     if (isForeignFile(pPath))
         unlink(pPath);
@@ -345,7 +346,7 @@ static int claimArchive(const char *pPath) {
     return pFile != NULL;
 }
 
-/* Takes away an archive that was claimed and never written. */
+/* Removes an archive that was claimed but is still empty. */
 static void dropEmptyArchive(const char *pPath) {
     struct stat status;
     if (lstat(pPath, &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0)
@@ -375,7 +376,7 @@ static void logRemoteRule(void) {
     logMessage(szRule);
 }
 
-/* Tests the remote shell to a host that the files are to be placed on. A host that fails is left out from here on. */
+/* Tests the remote shell to a host before files are placed there. A host that fails is marked and left out. */
 static int testBeforePlacing(hostInfo *pHost, const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command,
@@ -400,15 +401,15 @@ static int makeRemoteDirectories(const nameText &szHost) {
     return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
-/* Does a file go to the hosts? The archives do, the host list unless the adapters come from a file and there is none,
- * and another list when the run used it. */
+/* 1 when a file is sent to the hosts: an archive always; the host list, except when it does not exist and the adapters
+ * come from a file; another list when the run uses it. */
 static int isSent(const char *pFile) {
     if (pFile == pHostListPath)
         return !bAdapterListFile || sqloFileExists(pHostListPath);
     return pFile == pProgramArchive || pFile == pVexArchive || strstr(addFiles, pFile) != NULL;
 }
 
-/* The first file that is to go to the hosts and is not ours to send, or null. */
+/* The first file to be sent that somebody else may have planted, or null. */
 static const char *findForeignFile(void) {
     for (const char *pFile : ppszPlaced)
         if (isSent(pFile) && isForeignFile(pFile))
@@ -416,7 +417,8 @@ static const char *findForeignFile(void) {
     return NULL;
 }
 
-/* Copies the archives and the lists, and unpacks the archives there. Nothing is copied where one of them is foreign. */
+/* Copies the archives and the lists to a host, and unpacks the archives there. Copies nothing when one of them may be
+ * planted. */
 static int copyBinaries(const nameText &szHost) {
     int bWithoutList = !isSent(pHostListPath);
     const char *pFormat =
@@ -445,7 +447,7 @@ static int copyBinaries(const nameText &szHost) {
     return executeBounded(command, ATTACHED_COMMAND, "Could not");
 }
 
-/* Places the files on one host. A host that cannot be reached is no failure; a command that cannot be run is. */
+/* Places the files on one host. It fails when a command cannot be run, but not when the host cannot be reached. */
 static int placeOnHost(hostInfo *pHost, const nameText &szHost) {
     if (!testBeforePlacing(pHost, szHost))
         return RC_OK;
@@ -456,7 +458,7 @@ static int placeOnHost(hostInfo *pHost, const nameText &szHost) {
     return RC_OK;
 }
 
-/* Takes and traces the name of a host of the list, and says whether it is another one than this. */
+/* Copies the name of a host of the list and traces it. Returns 1 when it is not this host. */
 static int nameOtherHost(const hostInfo *pHost, const nameText &szLocal, nameText &szHost) {
     copyField(szHost, pHost->hostName);
     debugTrace("HostName = %s\n", szHost);
@@ -480,12 +482,12 @@ int placePrereqBinaries(void) {
     return 1;
 }
 
-/* Is a word fit to stand inside the quotes of the remote command, where two shells read it? */
+/* 1 when a word can be inserted into the quotes of the remote command, where two shells read it. */
 static int isRemoteWord(const char *pText) {
     return pText[0] != '\0' && pText[0] != '-' && isPlainWord(pText);
 }
 
-/* Composes what the other host runs. 0 when a word from outside would be more than a word there. */
+/* Composes the command for the other host. Returns 0 when a word from outside would become shell syntax there. */
 static int composeRemoteRun(char (&szRemote)[REMOTE_COMMAND_SIZE]) {
     copyText(szRemote, "cd /tmp/kvxprereq; /tmp/kvxprereq/kvxprereqcheck -hfile /tmp/kvxprereq/hl.txt ");
     if (bNonIB)
@@ -501,7 +503,7 @@ static int composeRemoteRun(char (&szRemote)[REMOTE_COMMAND_SIZE]) {
     return (pDistro == NULL || isRemoteWord(pDistro)) && (!bCheckSpecificRelease || isRemoteWord(szInputVersion));
 }
 
-/* Runs the program on the other host; what it prints is not looked at. */
+/* Runs the program on the other host. Its output is not read; its reports are fetched later. */
 static int runOnHost(const nameText &szHost) {
     char szRemote[REMOTE_COMMAND_SIZE];
     boundedCommand command;
@@ -519,8 +521,8 @@ static int runOnHost(const nameText &szHost) {
     return status == 0 ? RC_OK : RC_FAILED;
 }
 
-/* Fetches a report file of the other host and hands its lines on, those that hold anything. It is fetched into a file
- * of our own making, and is gone afterwards. */
+/* Copies a report file of the other host here, into a file that this program created, and appends its lines, except the
+ * empty ones, to the own report. Removes the copy. */
 static int fetchReport(const nameText &szHost, const char *pFormat, const char *pPath, int bGUI) {
     boundedCommand command;
     captureFile report;
@@ -542,7 +544,7 @@ static int fetchReport(const nameText &szHost, const char *pFormat, const char *
     return wasKilled(status) ? RC_FAILED : RC_OK;
 }
 
-/* One host's run, reported between the reports of the others. A run that failed is fetched from all the same. */
+/* Runs the program on one host and merges its reports, also when the run failed. */
 static int runAndFetch(const nameText &szHost) {
     logRemoteRule();
     reportText(MSG_REMOTE_RUN_HEADING, szHost);
@@ -569,21 +571,21 @@ int runPrereqBinaries(void) {
     return result;
 }
 
-/* Removes what was placed on one host. */
+/* Removes the files that were placed on one host. */
 static int removeFromHost(const nameText &szHost) {
     boundedCommand command;
     formatRemoteCommand(&command, "%s %s rm -Rf /tmp/kvxprereq /tmp/vexha", getSSHCmd(), szHost);
     return executeBounded(command, ATTACHED_COMMAND, "Couldnot");
 }
 
-/* Cuts a word out of a text that holds it. */
+/* Removes a word from a text. The text must hold it. */
 static void cutOut(char *szText, const char *pWord) {
     char *pFound = strstr(szText, pWord);
     if (pFound != NULL)
         memmove(pFound, pFound + strlen(pWord), strlen(pFound + strlen(pWord)) + 1);
 }
 
-/* Removes here what was placed, and leaves alone what is foreign. */
+/* Removes the files that were placed on this host, except those that somebody else may have planted. */
 static int removeHere(void) {
     char szPlaced[REMOTE_COMMAND_SIZE];
     formatText(szPlaced, "%s %s %s %s", pProgramArchive, pVexArchive, pHostListPath, addFiles);
@@ -612,7 +614,7 @@ int removePrereqBinaries(void) {
 
 /* --- Cluster users --- */
 
-/* Compares an entry of the password database with what is expected of the user. */
+/* Compares an entry of the password database with the expected UID and GID. */
 static int checkUserEntry(const userInfo *pUser, const char *pName, const struct passwd *pEntry) {
     debugTrace("Instance userFound %s\n", pName);
     if (pUser->all != 1)
@@ -631,7 +633,7 @@ static int checkUserEntry(const userInfo *pUser, const char *pName, const struct
     return result;
 }
 
-/* Checks every entry of one user, and lists what was found in the list file, when there is one. */
+/* Checks every entry of one user, and writes what it finds to the list file, if there is one. */
 static int checkClusterUser(const userInfo *pUser, FILE *pList) {
     nameText szName;
     copyField(szName, pUser->userName);
@@ -655,7 +657,7 @@ static int checkClusterUser(const userInfo *pUser, FILE *pList) {
     return RC_FAILED;
 }
 
-/* Checks all users; without the list file that is to hold them, none. */
+/* Checks all users. When the list file is wanted and cannot be created, it checks none. */
 static int checkClusterUsers(void) {
     FILE *pList = NULL;
     if (bInstList && (pList = createOwnFile(pUserListPath)) == NULL) {
@@ -683,7 +685,7 @@ int sqloValidateUsers(void) {
 
 /* --- /etc/hosts --- */
 
-/* Is an expected name the given one, by their short names? Of the given one as much counts as a field holds. */
+/* 1 when the short names of an expected name and of a given name are equal. A longer given name is cut to a field. */
 static int isExpectedName(const etcInfo *pEntry, const char *pName) {
     nameText szExpected, szGiven;
     copyField(szExpected, pEntry->Name);
@@ -793,8 +795,9 @@ static int isLoopbackAddress(const char *pAddress) {
     return 0;
 }
 
-/* Cuts a line at a "#" or its newline, and then behind its address. Null when it holds no entry, as a last line
- * without a newline and a piece of a long one do not; the last piece of that is taken for a line. */
+/* Cuts a line at a "#" or at its newline, and then after its address. Returns the names after the address, or null for
+ * a line without names. A last line without a newline, and a piece of a long line, hold no entry; the last piece of a
+ * long line has a newline and is taken for a line of its own. */
 static char *splitHostsLine(char *szLine) {
     char *pEnd = szLine[0] == '#' ? NULL : strpbrk(szLine, "#\n");
     if (pEnd == NULL)
@@ -807,7 +810,7 @@ static char *splitHostsLine(char *szLine) {
     return pBlank + 1;
 }
 
-/* Reports a further name on a line that a cluster host has claimed already. */
+/* Reports another name on a line that a cluster host has already claimed. */
 static void reportSecondName(const char *pName) {
     messageText szText;
     logText(szText, MSG_ETC_HOSTS_DUPLICATE, IIHName, pName);
@@ -824,18 +827,18 @@ static void traceName(const char *pAddress, char *pName) {
     debugTrace("Short Name ---> %s\n", pName);
 }
 
-/* A line of /etc/hosts that is being examined. */
+/* The line of /etc/hosts that is examined. */
 struct hostsLine {
     const char *pAddress;
-    const char *pMatched; // the cluster host's name that has claimed the line last, or null
+    const char *pMatched; // the last name of a cluster host that claimed the line, or null
 };
 
-/* Is a name another spelling of the host that has claimed the line? */
+/* 1 when a name is an alias of the host that has claimed the line. */
 static int isAlias(const hostsLine &line, const char *pName) {
     return line.pMatched != NULL && isSameShortName(line.pMatched, pName);
 }
 
-/* Examines a name, no alias, on a line that is no loopback line. A line that is claimed stays so. */
+/* Examines a name that is not an alias, on a line that is not a loopback line. A line that is claimed stays claimed. */
 static int examineName(hostsLine *pLine, const char *pName) {
     int result = RC_OK;
     if (pLine->pMatched != NULL) {
@@ -904,16 +907,16 @@ int sqloValidateEtcHosts(void) {
 
 /* --- Disks --- */
 
-static const char *const pDiskKind = "ID/PVID"; // what a disk is looked up by, as the messages name it
+static const char *const pDiskKind = "ID/PVID"; // token of the messages: what a disk is looked up by
 
 typedef char diskText[sizeof(diskInfo::diskName) + 1];
 
-/* Names a capture file that has a letter behind the program's name. */
+/* Names a capture file with a letter after the name of the program. */
 static void nameLetteredCapture(captureFile *pCapture, const char *pLetter) {
     nameCaptureAt(pCapture, "%s/%s%s.%d", temporaryDirectory(), "kvxprereqcheck", pLetter, (int)getpid());
 }
 
-/* What stands behind the last "/", all of it when there is none. */
+/* The part of a path after the last "/"; the whole path when it has no "/". */
 static const char *baseName(const char *pPath) {
     const char *pSlash = strrchr(pPath, '/');
     return pSlash == NULL ? pPath : pSlash + 1;
@@ -925,7 +928,7 @@ static void cutTrailingSlash(char *szName) {
         szName[length - 1] = '\0';
 }
 
-/* Composes the lookup of a device's identifier, or of the device that an identifier has. */
+/* Composes the command that looks up the identifier of a device, or the device with an identifier. */
 static void composeDeviceLookup(commandText &szCommand, const captureFile &capture, const char *pHost,
                                 const char *pDevice, const char *pId, int bIsGetDevId, int bIsRemote) {
     if (bIsGetDevId == 1 && bIsRemote == 1)
@@ -942,12 +945,12 @@ static void composeDeviceLookup(commandText &szCommand, const captureFile &captu
                       pId, capture.szPath);
 }
 
-/* Copies an answer, which fits every name field once its newline is cut. */
+/* Copies an answer without its newline, which every name field has room for. */
 static void copyAnswer(char *pszTo, const char *pAnswer) {
     memcpy(pszTo, pAnswer, strlen(pAnswer) + 1);
 }
 
-/* Takes the answer out of its first line: the identifier, or the device name at the end of the link's target. */
+/* Reads the answer from the first line of the output: the identifier, or the device at the end of a link's target. */
 static void takeDeviceAnswer(captureFile *pCapture, char *pszDevName, char *pszDevId, int bIsGetDevId) {
     toolLine szLine;
     if (!readCapture(pCapture, szLine))
@@ -985,7 +988,7 @@ int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId
     return result;
 }
 
-/* Only the policy "no_reserve" counts; the other known ones count as little as an unknown one. */
+/* Only the policy "no_reserve" gives 1. The other known policies give -1, as an unknown one does. */
 int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote) {
     captureFile capture;
     commandText szCommand;
@@ -1010,13 +1013,13 @@ int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRe
 
 /* --- Shared disks --- */
 
-/* What the examination of one disk came to. */
+/* The result for one disk. */
 enum DiskFinding { DISK_PRESENT, DISK_MISSING, DISK_NAME_INVALID, DISK_NOT_EXAMINED };
 
-/* A disk of the list, terminated. */
+/* A disk of the list, as terminated texts. */
 struct sharedDisk {
     diskText szName, szId;
-    int bById; // looked up by the expected identifier
+    int bById; // 1 when it is looked up by its expected identifier
 };
 
 static void reportMissingDisk(const char *pName) {
@@ -1037,7 +1040,7 @@ static void formatDiskLookup(boundedCommand *pCommand, const sharedDisk &disk, c
     boundCommand(pCommand, DISK_COMMAND_SIZE);
 }
 
-/* Finds the line that names the disk. 0 when none does. */
+/* Finds the line that names the disk. Returns 0 when there is no such line. */
 static int findDiskLine(captureFile *pCapture, const sharedDisk &disk, toolLine &szLine) {
     const char *pBase = strrchr(disk.szName, '/');
     while (readCapture(pCapture, szLine))
@@ -1046,7 +1049,7 @@ static int findDiskLine(captureFile *pCapture, const sharedDisk &disk, toolLine 
     return 0;
 }
 
-/* Reports and lists a disk that no line names. */
+/* Reports a missing disk, and adds it to the list file. */
 static DiskFinding noteMissingDisk(const sharedDisk &disk, FILE *pList) {
     reportMissingDisk(disk.szName);
     if (pList != NULL)
@@ -1054,7 +1057,7 @@ static DiskFinding noteMissingDisk(const sharedDisk &disk, FILE *pList) {
     return DISK_MISSING;
 }
 
-/* Reports a disk that was looked up, and lists it. A disk that is known by its identifier is not listed. */
+/* Reports a disk that was looked up. Adds it to the list file, unless it was looked up by its identifier. */
 static DiskFinding noteDisk(captureFile *pCapture, const sharedDisk &disk, FILE *pList) {
     toolLine szLine;
     if (!findDiskLine(pCapture, disk, szLine))
@@ -1066,7 +1069,7 @@ static DiskFinding noteDisk(captureFile *pCapture, const sharedDisk &disk, FILE 
     return DISK_PRESENT;
 }
 
-/* Looks a disk up. Its capture file is neither closed nor removed. */
+/* Looks up a disk. The capture file stays open, and is not removed. */
 static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
     boundedCommand command;
     captureFile capture;
@@ -1074,7 +1077,7 @@ static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
     formatDiskLookup(&command, disk, capture);
     int status = runIntoCapture(&capture, command.szText);
     if (status == COMMAND_TIMED_OUT) {
-        reportMissingDisk(disk.szName); // asked again, it would hang again
+        reportMissingDisk(disk.szName); // do not look it up again: it would hang again
         return DISK_MISSING;
     }
     if (wasKilled(status)) {
@@ -1091,7 +1094,7 @@ static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
     return noteDisk(&capture, disk, pList);
 }
 
-/* Examines one disk. The root directory is none. */
+/* Examines one disk. The name "/" is not a disk. */
 static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
     if (pDisk->szName[0] != '/') {
         reportMissingDisk(pDisk->szName);
@@ -1105,7 +1108,7 @@ static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
     return lookUpDisk(*pDisk, pList);
 }
 
-/* Examines all disks. A disk whose lookup could not be run is examined again, until it can. */
+/* Examines all disks. A disk whose lookup was killed is examined again until the lookup runs. */
 static int examineDisks(FILE *pList, int *pbNameInvalid) {
     int result = RC_OK;
     const diskInfo *pEntry = preqDiskInfo;
@@ -1144,14 +1147,14 @@ int sqloValidateDisk(void) {
 
 /* --- Tiebreaker disk --- */
 
-/* Reports what keeps the disk from being one. */
+/* Reports that the disk cannot be the tiebreaker disk, because it was not found. */
 static int failTbDisk(const char *pHost) {
     reportFault(MSG_DISK_NOT_FOUND, tbDiskName, pDiskKind, pHost);
     return RC_FAILED;
 }
 
-/* Fills in how a host names the disk: another one is asked for the device that has the identifier; here it is the
- * first four characters of the device. */
+/* Stores the name that a host has for the disk. Another host is asked for the device with the identifier; for this host
+ * the name is the first four characters of the device. */
 static int nameDiskOnHost(tbdiskInfo *pRecord, const nameText &szLocal, char *pszDevId) {
     nameText szHost;
     copyField(szHost, pRecord->hostName);
@@ -1164,7 +1167,7 @@ static int nameDiskOnHost(tbdiskInfo *pRecord, const nameText &szLocal, char *ps
     return RC_OK;
 }
 
-/* Builds one record for each host, in the order of the host list. */
+/* Makes a record for each host, in the order of the host list. */
 static int listTbDisks(tbdiskInfo **ppRecords, const nameText &szLocal, char *pszDevId) {
     for (const hostInfo *pHost = preqHostInfo; pHost != NULL; pHost = pHost->next) {
         tbdiskInfo *pRecord = (tbdiskInfo *)calloc(1, sizeof *pRecord);
@@ -1187,8 +1190,8 @@ static void freeTbDisks(tbdiskInfo *pRecords) {
     }
 }
 
-/* Does a command hold the commas of its list of five words, and no more? A disk's name, which may be another host's
- * answer, and an identifier can bring some along. */
+/* 1 when a command has exactly the commas of its list of five words. The name of a disk, which another host may have
+ * given, and the identifier could hold more. */
 static int isListOfFive(const commandText &szCommand) {
     int commas = 0;
     for (const char *p = strchr(szCommand, ','); p != NULL; p = strchr(p + 1, ','))
@@ -1196,8 +1199,9 @@ static int isListOfFive(const commandText &szCommand) {
     return commas == 4;
 }
 
-/* Tests one pair: another host with this one, or this one with the host behind it or, at the end, before it. A host
- * without a partner is not tested; a pair whose words would not stay apart fails. */
+/* Runs the reservation test on a pair of hosts: another host with this one; or this one with the next host of the list,
+ * or with the previous one at the end of the list. A host without a partner is not tested. A pair with a comma in a
+ * word fails. */
 static void testTbPair(tbdiskInfo *pRecord, const tbdiskInfo *pBefore, const nameText &szLocal, const char *pszDevId) {
     nameText szHost;
     diskText szDisk;
@@ -1237,8 +1241,8 @@ static int testTbPairs(tbdiskInfo *pRecords, const nameText &szLocal, const char
     return RC_FAILED;
 }
 
-/* Looks the disk up everywhere and tests it. *pPairResult is the pair test's, which the result does not show. Where a
- * lookup fails the placed files stay. */
+/* Looks up the disk on every host and tests the pairs. Stores the result of the tests in *pPairResult; the returned
+ * result does not include it. When a lookup fails, the placed files stay on the hosts. */
 static int examineTbDisk(int *pPairResult) {
     static const char *const pReservationTool = "/usr/bin/sg_persist";
     nameText szLocal;
