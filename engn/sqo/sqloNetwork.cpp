@@ -1,5 +1,5 @@
 /*
- * Network adapters and RDMA: the kernel module's option, the services, the adapters and their connectivity.
+ * Network adapters and RDMA: the option of the kernel module, the services, the adapters and their connectivity.
  */
 #include <errno.h>
 #include <stdio.h>
@@ -13,7 +13,7 @@
 
 typedef char toolLine[256];
 
-static const char *const pFileMissing = "1"; // the reasons in 33588
+static const char *const pFileMissing = "1"; // the reasons in MSG_MODPROBE_OPTION_MISSING
 static const char *const pOptionMissing = "2";
 
 /* --- Kernel module options --- */
@@ -30,16 +30,16 @@ char *sqoConcat(const char *reversedFile, const char *currentLine) {
     return pJoined;
 }
 
-/* A piece of a file, ending with a line break. */
+/* A piece of a file. It ends with a newline. */
 struct filePiece {
     char *pText;
     filePiece *next; // the piece before it
 };
 
-/* More of a file than this is not read. */
+/* At most so many bytes of a file are read. */
 const size_t REVERSED_FILE_LIMIT = 1 << 20;
 
-/* Reads a file piece by piece, the last one to the front of the list. Returns the length of all. */
+/* Reads a file in pieces and puts each at the front of the list. Returns the length of all pieces. */
 static size_t readPieces(FILE *pFile, filePiece **ppPieces) {
     size_t length = 0;
     char szLine[257];
@@ -59,7 +59,7 @@ static size_t readPieces(FILE *pFile, filePiece **ppPieces) {
     return length;
 }
 
-/* Joins the pieces of a list, length characters in all, and releases them. */
+/* Joins the pieces of a list, which have length characters in all, into one heap text, and releases them. */
 static char *joinPieces(filePiece *pPieces, size_t length) {
     char *pJoined = (char *)malloc(length + 1);
     size_t joined = 0;
@@ -75,7 +75,7 @@ static char *joinPieces(filePiece *pPieces, size_t length) {
     return pJoined;
 }
 
-/* The lines of an open file in reverse order. */
+/* Returns the lines of an open file in reverse order, as a heap text. */
 static char *reverseFile(FILE *pFile) {
     filePiece *pPieces = NULL;
     size_t length = readPieces(pFile, &pPieces);
@@ -98,7 +98,8 @@ char *sqoFlipFile(const char *modprobe) {
     return pReversed;
 }
 
-/* The first deciding line of the reversed text: what it sets the option to, '7' or '3', or 0 when none decides. */
+/* Finds the first line of the reversed text that sets the option to 7 or to 3. Returns '7' or '3', or 0 when no line
+ * does. */
 static char findModuleOption(char *pReversed) {
     char *pRest = NULL;
     for (const char *pLine = strtok_r(pReversed, "\n", &pRest); pLine != NULL; pLine = strtok_r(NULL, "\n", &pRest)) {
@@ -131,7 +132,7 @@ int chkModProbeFile(const char *modprobe) {
     return setting == '7' ? RC_OK : RC_FAILED;
 }
 
-/* SUSE 11 keeps the option in a file of its own; from 12 on it is in the common one. */
+/* Checks the option on SUSE. SUSE 11 has a file of its own for it; later releases have the common file. */
 static int checkSuseModProbe(void) {
     if (sqloCompareVersionStrings("11", ppszPREREQ[SLESVersion]) == VERSION_EQUAL && pathExists(pOldSuseModProbeFile)) {
         debugTrace("Modprobe.conf present in SLES 11\n");
@@ -164,7 +165,7 @@ int sqloValidateModProbe(void) {
     if (bKnown && sqloCheckMellanoxLINUX() == RC_OK) {
         debugTrace(" For Mellanox, skip modeprobe kernal modules validation\n");
         logGUIMessage(pModProbeSection);
-        return RC_OK; // that stack sets the option itself; the block stays open
+        return RC_OK; // that stack sets the option itself; this block never gets a closing line
     }
     int result = RC_OK;
     if (linuxDistro == DISTRO_SUSE)
@@ -178,7 +179,7 @@ int sqloValidateModProbe(void) {
 
 /* --- RDMA services --- */
 
-/* A service, by the way in which it is packaged. */
+/* A service: its name, its GUI marker, the query for its package, and the lines of its trace. */
 struct rdmaService {
     const char *pName, *pSection;
     const char *pQuery;
@@ -205,7 +206,7 @@ static const rdmaService openibd = {
     0,
 };
 
-/* Reports a query that was ended by a signal. Its detail is fetched, and shown nowhere. */
+/* Reports that a query was killed. reportKilledQuery also composes a text for the entry, which is not used here. */
 static void reportKilledServiceQuery(void) {
     messageText szUnused;
     reportKilledQuery(szUnused, "");
@@ -253,8 +254,8 @@ int sqloCheckForOpenibdStatus(void) {
     return checkService(openibd);
 }
 
-/* Does a line name the service as on? A line without the service does not count, though grep found it without regard
- * to case. */
+/* 1 when a line says that the service is on. grep ignores case, so a line may name the service in other letters; such a
+ * line does not count. */
 static int isListedAsOn(captureFile *pCapture, const char *pService) {
     openCapture(pCapture);
     toolLine szLine;
@@ -271,7 +272,7 @@ int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
     composeCaptured(&capture, szCommand, "(chkconfig --list | grep -i %s) >> /dev/null 2>&1 > %s", serviceName);
     debugTrace("szCmd ---> %s \n", szCommand);
     int status = runIntoCapture(&capture, szCommand);
-    int result = RC_OK; // also where the service manager cannot list the service
+    int result = RC_OK; // also when the service manager cannot list the service
     if (wasKilled(status)) {
         reportKilledServiceQuery();
         result = RC_FAILED;
@@ -287,10 +288,10 @@ int sqloCheckForOpenibdRDMAEnablement(const char *serviceName) {
     return result;
 }
 
-/* --- Adapters. Their texts may hold long network and file names. --- */
+/* --- Adapters. Their buffers have room for long network and file names. --- */
 
-/* What a probe's answer about a network name means: whether the network is no InfiniBand, what to report, whether that
- * is a fault, whether it fails the check, and whether it does so without a uDAPL configuration file. */
+/* What an answer of the probe about a network name means. The members say: the network is not InfiniBand; the message;
+ * the message is a failure; the check fails; the check fails when there is no uDAPL configuration file. */
 struct probeMeaning {
     AdapterAnswer answer;
     int bNonIB;
@@ -317,7 +318,7 @@ static const probeMeaning &meaningOf(int answer) {
     return otherMeaning;
 }
 
-/* Is there a uDAPL configuration file? The search stops at the first, so there is never more than one to count. */
+/* 1 when there is a uDAPL configuration file. The search stops at the first one, so it never counts more than one. */
 static int hasDatConf(void) {
     static const char *const ppszPaths[] = {"/etc/dat.conf", "/etc/ofed/dat.conf", "/etc/rdma/dat.conf"};
     int count = 0;
@@ -344,7 +345,7 @@ static const probeMeaning &probeAdapter(const netNames *pNet) {
     return meaning;
 }
 
-/* Classifies every network name. 0 when something failed. */
+/* Classifies every network name. Returns 0 when one of them failed. */
 static int classifyAdapters(void) {
     int bDatConf = hasDatConf();
     int bGood = 1;
@@ -375,8 +376,8 @@ void sqloValidateAdapter(void) {
 
 /* --- RDMA connectivity --- */
 
-/* Makes a directory in /tmp, unless ours is there: a stranger's could hold planted links. 0 when what stands there
- * cannot be taken away. */
+/* Makes a directory in /tmp, unless it exists and is our own: one of another user could hold planted links. Returns 0
+ * when something else has the name and cannot be removed. */
 static int claimDirectory(const char *pPath) {
     struct stat status;
     if (lstat(pPath, &status) == 0 && !S_ISDIR(status.st_mode))
@@ -384,7 +385,7 @@ static int claimDirectory(const char *pPath) {
     return mkdir(pPath, 0700) == 0 || (errno == EEXIST && isOnlyOurs(pPath));
 }
 
-/* Starts the connectivity tool, of which a copy lies where the other hosts have theirs. Returns its exit code. */
+/* Copies the connectivity tool to where the other hosts have it, and runs it. Returns its exit code. */
 static int runConnectivityTool(const char *pDirectory, const char *adapterFile, captureFile *pCapture) {
     commandText szCommand;
     formatCommand(szCommand,
@@ -405,7 +406,7 @@ static int runConnectivityTool(const char *pDirectory, const char *adapterFile, 
     return code;
 }
 
-/* Finds the tool's log in what it printed; the last one named is the one. */
+/* Finds the path of the tool's log in the output of the tool. The last path counts. */
 static void findToolLog(captureFile *pCapture, int bFailed, char (&szLog)[256]) {
     szLog[0] = '\0';
     toolLine szLine;
@@ -439,8 +440,8 @@ static void reportToolLog(captureFile *pCapture, int bFailed) {
     sqloUpdateErrorList(szText);
 }
 
-/* Tests the connectivity over an adapter list file. RC_OK or RC_FAILED. Of the tool's exit code the low seven bits
- * count. */
+/* Tests the connectivity of the adapters in a list file. Only the low seven bits of the tool's exit code count. Returns
+ * RC_OK or RC_FAILED. */
 static int testConnectivity(const char *adapterFile) {
     char szDirectory[1024] = "";
     if (getcwd(szDirectory, sizeof szDirectory) == NULL) {

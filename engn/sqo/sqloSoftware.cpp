@@ -1,6 +1,5 @@
 /*
- * Software prerequisites: shared libraries as the loader finds them, packages as rpm knows them, and settings of the
- * system.
+ * Software checks: shared libraries, which the loader finds; packages, about which rpm is asked; and system settings.
  */
 #include <dlfcn.h>
 #include <errno.h>
@@ -19,7 +18,7 @@ int kshntp;
 int isNTP;
 char szNTPMessages[1024];
 
-typedef char toolLine[256]; // a line of a tool's output, read in pieces of this size
+typedef char toolLine[256]; // a line of a tool's output; a longer one is read in pieces of this size
 
 /* --- Tools --- */
 
@@ -34,7 +33,7 @@ int sqloCheckTools(void) {
     return status == 0 ? RC_OK : RC_FAILED;
 }
 
-/* --- The program's own memory map: which files the loader took --- */
+/* --- The memory map of this process: which library files the loader has mapped --- */
 
 typedef char mapsPath[32];
 
@@ -43,8 +42,8 @@ static FILE *openMaps(mapsPath &szMaps) {
     return fopen(szMaps, "re");
 }
 
-/* The file of the next mapping whose line holds a text. 0 when there is no further one. The rest of a line that is too
- * long names no file. */
+/* Reads on to the next line of the map that holds a text, and stores the path in it. Returns 0 when no further line
+ * does. A line that is too long is read in pieces; a piece without a path is passed over. */
 static int findMapping(FILE *pMaps, const char *pText, char (&szPath)[256]) {
     toolLine szLine;
     while (fgets(szLine, sizeof szLine, pMaps) != NULL)
@@ -53,14 +52,14 @@ static int findMapping(FILE *pMaps, const char *pText, char (&szPath)[256]) {
     return 0;
 }
 
-/* Writes the texts that a library holds into the capture file. */
+/* Runs strings, which writes the texts of a library into the capture file. */
 static int captureStrings(captureFile *pCapture, const char *pLibrary) {
     return captureOutput(pCapture, "strings %s > %s 2>&1 ", pLibrary);
 }
 
 /* --- C++ runtime --- */
 
-/* Asks what kind of file the library is. The answer decides nothing. */
+/* Runs file on the library. The answer does not matter. */
 static void askFileKind(const char *pLibrary) {
     commandText szCommand;
     formatCommand(szCommand, "/usr/bin/file -L %s ", pLibrary);
@@ -69,25 +68,24 @@ static void askFileKind(const char *pLibrary) {
 
 static const char *const pMappedRuntime = "libstdc++.so.6";
 
-/* What a runtime was found to have, where that was not enough. */
+/* What a C++ runtime has, for the entry of one that does not meet the requirement. */
 struct runtimeFindings {
-    int bExamined;      // 0 when it could not be looked into
-    toolLine szHighest; // the highest symbol version of the required one's prefix, or empty
+    int bExamined;      // 0 when its texts could not be read
+    toolLine szHighest; // the highest symbol version with the prefix of the required one, or empty
 };
 
-/* The library as messages name it. Where the file names none, the one that the program itself has loaded is examined.
- */
+/* The name of the library for messages. Without CPPLibName the program examines its own runtime. */
 static const char *runtimeName(void) {
     return ppszPREREQ[CPPLibName] == NULL ? pMappedRuntime : ppszPREREQ[CPPLibName];
 }
 
-/* The length of a symbol version's prefix, such as "CXXABI_" of "CXXABI_1.3.15". 0 when it has none. */
+/* The length of the prefix of a symbol version: 7 for "CXXABI_1.3.15". 0 when there is no prefix. */
 static size_t prefixLength(const char *pSymbol) {
     const char *pEnd = strrchr(pSymbol, '_');
     return pEnd == NULL ? 0 : (size_t)(pEnd + 1 - pSymbol);
 }
 
-/* Keeps the higher one of two symbol versions, when the new one has the required one's prefix. */
+/* Stores a symbol version in szHighest when it has the prefix of the required one and is higher than the stored one. */
 static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const char *pRequired) {
     size_t length = prefixLength(pRequired);
     if (length == 0 || strncmp(pSymbol, pRequired, length) != 0 || !isDecimalDigit(pSymbol[length]))
@@ -96,8 +94,8 @@ static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const ch
         copyText(szHighest, pSymbol);
 }
 
-/* Does the runtime's list of texts hold the required symbol version, as a whole line? The version reported is the last
- * "CXXABI" line up to there. */
+/* Searches the texts of the runtime for the required symbol version, as a whole line, and reports it. The C++ ABI
+ * version in that message is the last "CXXABI" line read so far. Returns 1 when it is found. */
 static int findSymbolVersion(captureFile *pCapture, toolLine &szHighest) {
     const char *pRequired = ppszPREREQ[CPPVersionString];
     toolLine szLine, szCurrent = "";
@@ -116,7 +114,8 @@ static int findSymbolVersion(captureFile *pCapture, toolLine &szHighest) {
     return 0;
 }
 
-/* Judges the runtime that the loader mapped. What cannot be looked into meets: a failing tool is no missing library. */
+/* Judges the runtime that the loader has mapped. A runtime whose texts cannot be read passes: it is loaded, so it is
+ * there, and only the tool has failed. */
 static int judgeCppRuntime(runtimeFindings *pFindings) {
     mapsPath szMaps;
     FILE *pMaps = openMaps(szMaps);
@@ -144,7 +143,7 @@ static int judgeCppRuntime(runtimeFindings *pFindings) {
     return bMet;
 }
 
-/* Says which symbol version is not met, and what there is in its place. */
+/* Composes the text that says which symbol version is missing, and which one the library has instead. */
 static void describeSymbolVersion(unmetText &szUnmet, const runtimeFindings &findings) {
     const char *pRequired = ppszPREREQ[CPPVersionString];
     messageText szText;
@@ -163,7 +162,7 @@ static void describeSymbolVersion(unmetText &szUnmet, const runtimeFindings &fin
     copyText(szUnmet, szText);
 }
 
-/* The library is given twice: as the file names it, which may be empty, and as it is shown. */
+/* Writes the requirement. The message gets two library names: CPPLibName, which may be empty, and the name to show. */
 static void logRuntimeRequirement(messageText &szRequired) {
     const char *pSymbol = ppszPREREQ[CPPVersionString];
     messageText szNotGiven;
@@ -228,7 +227,8 @@ int sqloCheckLibNuma(void) {
 
 enum Verdict { NOT_JUDGED, MET, NOT_MET };
 
-/* Finds the library's "release version" line and splits it, newline and all, from there on. */
+/* Finds the line of the library that holds "release version" and splits what follows at the dots. The newline stays in
+ * the last part. */
 static threePartLevel findReleaseVersion(captureFile *pCapture, toolLine &szLine) {
     threePartLevel level = {{NULL, NULL, NULL}};
     while (readCapture(pCapture, szLine)) {
@@ -259,7 +259,7 @@ static Verdict judgeLibraryLevel(const threePartLevel &level, messageText &szDet
     return meetsMinimum(level, {LibCVersion, LibCMajorRelease, LibCMinorRelease}) ? MET : NOT_MET;
 }
 
-/* Judges one mapped file; one without a level is not the C library. */
+/* Judges one mapped file. A file without a "release version" line is not the C library. */
 static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, messageText &szDetail) {
     reportText(MSG_GLIBC_LOCATED, pLibrary);
     captureFile capture;
@@ -277,7 +277,7 @@ static Verdict judgeCLibrary(const char *pLibrary, messageText &szRequired, mess
     return verdict;
 }
 
-/* Closes the block; where no level was found the entry names the one that is required. */
+/* Closes the block of a failed check. When no level was found, the entry says which one is required. */
 static int failCLibrary(const char *pRequirement, messageText &szDetail) {
     messageText szTitle;
     unmetText szUnmet;
@@ -311,7 +311,7 @@ int sqloCheckGlibC(void) {
 static const char *const pPamPattern = "/lib/libpam.so*";
 static const char *const pUbuntuPamPattern = "/lib/i386-linux-gnu/libpam.so*";
 
-/* Is one of the pattern's files a 32-bit library? What ldd says of them stays in the capture file. */
+/* 1 when one of the files that match the pattern is a 32-bit library. Leaves the output of ldd in the capture file. */
 static int has32BitPam(const char *pPattern) {
     captureFile capture;
     int status = captureOutput(&capture, "ldd %s > %s 2>&1", patternWord(pPattern));
@@ -323,7 +323,7 @@ static int has32BitPam(const char *pPattern) {
     debugTrace("   Successfully loaded libpam.so.");
     commandText szCommand;
     formatCommand(szCommand, "file -L %s ", patternWord(pPattern));
-    return outputHolds(szCommand, "32-bit"); // a build id may hold the number
+    return outputHolds(szCommand, "32-bit"); // not only "32", which a build id may hold
 }
 
 int sqloCheckLibPAM(void) {
@@ -346,13 +346,13 @@ int sqloCheckLibPAM(void) {
 
 /* --- Package queries --- */
 
-/* A package's name with its architecture. One that was cut to fit is shown, but not asked for. */
+/* The name of a package with its architecture. A name that was cut to fit is shown, but rpm is not asked about it. */
 struct suffixedName {
     char szText[256];
     int bWhole;
 };
 
-/* rpm answers with a line for each part of the format; the line breaks are rpm's to make. */
+/* rpm writes a line for each part of these formats. The shell passes "\n" on, and rpm turns it into a newline. */
 static const char *const pQueryByFile =
     "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -f %s >> /dev/null  2>&1  > %s";
 static const char *const pQueryByName = "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{RELEASE}\\n\" -l %s 2>&1 > %s";
@@ -361,7 +361,7 @@ static int isSeverity(int msgLevel) {
     return msgLevel == SEVERITY_ERROR || msgLevel == SEVERITY_WARNING;
 }
 
-/* An older RHEL, one without a release, and every other distribution name their 32-bit packages by i386. */
+/* The suffix of 32-bit packages: "i386" on other distributions, on an old RHEL and on one without a known release. */
 static const char *suffix32Bit(void) {
     if (linuxDistro != DISTRO_RHEL)
         return "i386";
@@ -369,7 +369,7 @@ static const char *suffix32Bit(void) {
     return order == VERSION_HIGHER || order == VERSION_EQUAL ? "i686" : "i386";
 }
 
-/* b32Bit: 1 a 32-bit package, 0 a 64-bit one, else one for any architecture. */
+/* Appends the architecture to the name of a package. b32Bit: 1 a 32-bit package, 0 an x86_64 one, else noarch. */
 static suffixedName addSuffix(const char *pPackage, int b32Bit) {
     suffixedName package;
     const char *pSuffix = b32Bit == 1 ? suffix32Bit() : b32Bit == 0 ? "x86_64" : "noarch";
@@ -385,7 +385,7 @@ static QueryAnswer answerOf(int status) {
     return exitCode(status) == 0 ? INSTALLED : NOT_INSTALLED;
 }
 
-/* Asks only whether a package is installed; what rpm lists is not looked at. */
+/* Asks rpm whether a package is installed. Only the status of rpm counts, not what it prints. */
 static QueryAnswer queryInstalled(const suffixedName &package) {
     if (!package.bWhole)
         return NOT_INSTALLED;
@@ -398,10 +398,10 @@ static QueryAnswer queryInstalled(const suffixedName &package) {
 
 /* --- A package with a minimum version and release --- */
 
-/* What a package check asks for. */
+/* The package that a check looks for, and its minimums. */
 struct packageRequest {
-    const char *pPackage; // asked by name unless there is a file; may be null
-    const char *pFile;    // asked by the file that the package owns; may be null
+    const char *pPackage; // name, asked for when pFile is null; may be null
+    const char *pFile;    // a file that the package owns; may be null
     const char *pMinVersion, *pMinRelease;
     int bReportMissing;
 };
@@ -420,15 +420,15 @@ static void logPackageRequirement(const packageRequest &request, messageText &sz
                 requestName(request), request.pMinVersion, request.pMinRelease);
 }
 
-/* In a name that is no full path, and in that of the directory which it is then looked for in, rpm itself expands
- * macros, which may hold commands. */
+/* rpm expands macros, which may hold commands, in a file name that does not begin with "/" and in the name of the
+ * directory that it is looked for in. Returns 1 when either name could hold a macro. */
 static int mayHoldMacro(const char *pFile) {
     char szDirectory[4096];
     return pFile[0] != '/' && (strchr(pFile, '%') != NULL || getcwd(szDirectory, sizeof szDirectory) == NULL ||
                                strchr(szDirectory, '%') != NULL);
 }
 
-/* Composes a query by file; one that rpm would take for more than a file is not made. */
+/* Composes a query for the package that owns a file. Leaves the command empty when the name could hold a macro. */
 static void composeFileQuery(commandText &szCommand, const char *pFormat, const char *pFile,
                              const captureFile &capture) {
     if (mayHoldMacro(pFile))
@@ -446,13 +446,13 @@ static QueryAnswer queryPackage(const packageRequest &request, captureFile *pCap
     return answerOf(runIntoCapture(pCapture, szCommand));
 }
 
-/* A version that cannot be compared: says so, and which package has it. */
+/* Reports that a version cannot be compared, and the package that has it. */
 static void reportUnreadableVersion(const toolLine &szPackage) {
     reportText(MSG_VERSION_UNREADABLE);
     reportText(MSG_VERSION_SOURCE, szPackage);
 }
 
-/* Keeps a line without its last character, as a token. */
+/* Copies a line without its last character, for use as a token. */
 static void keepLine(char (&szToken)[100], const toolLine &szLine) {
     toolLine szCut;
     copyText(szCut, szLine);
@@ -460,7 +460,7 @@ static void keepLine(char (&szToken)[100], const toolLine &szLine) {
     copyText(szToken, szCut);
 }
 
-/* Judges the release, which counts only on equal versions. */
+/* Judges the release of a package. It counts only when the versions are equal. */
 static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture, const toolLine &szPackage,
                             const char *pVersionToken, messageText &szDetail) {
     if (request.pMinRelease == NULL)
@@ -478,8 +478,9 @@ static Verdict judgeRelease(const packageRequest &request, captureFile *pCapture
     return order == VERSION_LOWER ? NOT_MET : MET;
 }
 
-/* Judges an installed package by rpm's lines. Once kshntp is set an equal version whose text sorts below the required
- * one, line break included, is too old, and one that is not numeric goes by its release. */
+/* Judges an installed package by the lines that rpm wrote. Once kshntp is set, two more rules hold. An equal version is
+ * too old when its text, newline included, sorts below the required text. A version that is not numeric is judged by
+ * the release. */
 static Verdict judgePackage(const packageRequest &request, captureFile *pCapture, messageText &szDetail) {
     toolLine szPackage, szVersion;
     readCapture(pCapture, szPackage);
@@ -499,8 +500,8 @@ static Verdict judgePackage(const packageRequest &request, captureFile *pCapture
     return judgeRelease(request, pCapture, szPackage, szVersionToken, szDetail);
 }
 
-/* Does an installed kernel-devel package begin with the release of the running kernel? A query that fails is no
- * reason to fail; an unknown release matches no package. */
+/* Looks for an installed kernel-devel package whose version begins with the release of the running kernel. A query that
+ * fails does not fail the check. When the release of the kernel is unknown, no package matches. */
 static Verdict matchRunningKernel(void) {
     toolLine szKernel = "";
     firstLineOf("uname -r ", szKernel);
@@ -533,7 +534,7 @@ static Verdict matchRunningKernel(void) {
     return verdict;
 }
 
-/* Judges the answer to a package query. */
+/* Judges the answer of rpm about a package. */
 static Verdict judgeAnswer(const packageRequest &request, QueryAnswer answer, captureFile *pCapture,
                            messageText &szDetail) {
     if (answer == QUERY_KILLED) {
@@ -558,8 +559,8 @@ static Verdict judgeAnswer(const packageRequest &request, QueryAnswer answer, ca
     return judgePackage(request, pCapture, szDetail);
 }
 
-/* Closes a failed package check. What fails while the NTP package is looked for waits in szNTPMessages, until its
- * alternative has failed too. */
+/* Closes a failed package check. A failure of the NTP package is kept in szNTPMessages, because it counts only when the
+ * chrony package fails too. */
 static int failPackage(const packageRequest &request, int msgLevel, const messageText &szRequired,
                        messageText &szDetail) {
     unmetText szUnmet;
@@ -591,8 +592,8 @@ int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *m
 
 /* --- Time service and shell --- */
 
-/* Finds the path of a command. 0 when `which` does not know it or its path is too long to be asked for; -1, with 33546,
- * when its answer cannot be read. */
+/* Finds the path of a command. Returns 0 when `which` does not find it or when its path is too long for a query; -1,
+ * after reporting MSG_CAPTURE_NOT_READABLE, when the answer cannot be read. */
 static int findCommand(const char *pCommand, toolLine &szPath) {
     captureFile capture;
     int result = captureOutput(&capture, "which %s >> /dev/null  2>&1  > %s", pCommand) == 0 ? 1 : 0;
@@ -625,7 +626,7 @@ int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *rel
 
 /* --- Packages of host channel adapters --- */
 
-/* Opens a check on a package of a group. */
+/* Opens the block of a check for a package of a group. */
 static void startGroupCheck(const char *pGroup, const suffixedName &package) {
     char szTitle[256];
     formatText(szTitle, "%s: %s", pGroup, package.szText);
@@ -637,7 +638,7 @@ static int passFoundPackage(const char *pName) {
     return passCheck();
 }
 
-/* The message that a missing package of a group is reported with, 0 for an unknown group. */
+/* The message for a missing package of a group, or 0 for an unknown group. */
 static int missingMessageOf(const char *pGroup) {
     static const struct {
         const char *pGroup;
@@ -653,7 +654,7 @@ static int missingMessageOf(const char *pGroup) {
     return 0;
 }
 
-/* Reports a missing package: by its group's message, or a Mellanox one by a text of its own. */
+/* Reports a missing package by the message of its group. A Mellanox package has a text of its own. */
 static void reportMissingPackage(messageText &szDetail, const char *pGroup, const suffixedName &package,
                                  int bMellanox) {
     if (bMellanox) {
@@ -686,8 +687,8 @@ int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, in
     return checkSuffixedPackage(packageName, addSuffix(rpmPkgName, b32Bit), msgLevel, emitErrors, 0);
 }
 
-/* VMware is asked about first, whatever the package. A 32-bit package on a VMware host would count as one for any
- * architecture; the answer is never 0, so there is none. */
+/* Appends the architecture to the name of a Mellanox package. verifyVMware is called for every package. If it answered
+ * 0, a 32-bit package would get the suffix of noarch; it never does. */
 static suffixedName addMellanoxSuffix(const char *pPackage, int b32Bit) {
     const int anyArchitecture = -1;
     int bVMware = verifyVMware() == 0;
@@ -713,7 +714,7 @@ int sqloCheckPackagePresenceLinux(const char *, const char *rpmPkgName, int b32B
 
 /* --- Mellanox OFED --- */
 
-/* KVXMLNXOFED enables the validation with any beginning of "TRUE", in any case, the empty text included. */
+/* KVXMLNXOFED enables the validation when it is a beginning of "TRUE" in any case, such as "t" or the empty text. */
 static int isOfedValidationEnabled(void) {
     const char *pSetting = getenv("KVXMLNXOFED");
     if (pSetting == NULL || strncasecmp(pSetting, "TRUE", strlen(pSetting)) != 0)
@@ -722,7 +723,7 @@ static int isOfedValidationEnabled(void) {
     return 1;
 }
 
-/* Does the captured output name the stack? */
+/* 1 when the captured output names the Mellanox stack. */
 static int namesMellanoxOfed(captureFile *pCapture) {
     if (!openCapture(pCapture))
         reportText(MSG_CAPTURE_NOT_READABLE);
@@ -750,7 +751,7 @@ int sqloCheckMellanoxLINUX(void) {
 
 /* --- SCSI generic utilities --- */
 
-/* The reservation tool's own package is verified too. */
+/* Composes the query for the SCSI generic utilities. It also verifies the package of the reservation tool. */
 static void composeSGQuery(commandText &szCommand, const packageRequest &request, const captureFile &capture) {
     if (request.pFile == NULL)
         formatCommand(szCommand, pQueryByName, request.pPackage, capture.szPath);
@@ -772,7 +773,7 @@ static QueryAnswer querySGPackage(const packageRequest &request) {
     return answer;
 }
 
-/* The closing line itself is the error list's entry, and the status is that of this package alone. */
+/* Unlike the other package checks it uses its closing line as the entry, and has a status of its own. */
 int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors) {
     const packageRequest request = {packageID, file, NULL, NULL, emitErrors == 1};
     messageText szText;
@@ -793,7 +794,7 @@ int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLeve
 
 /* --- System settings --- */
 
-/* Judges what getenforce printed; a silent one counts as enabled. */
+/* Judges the output of getenforce. No output counts as enabled. */
 static int isSELinuxDisabled(captureFile *pCapture, messageText &szDetail) {
     if (!openCapture(pCapture)) {
         logText(szDetail, MSG_CAPTURE_NOT_READABLE);
@@ -842,7 +843,7 @@ int sqloCheckMHCA(void) {
     return answer == ADAPTER_UNDEFINED ? RC_FAILED : RC_OK;
 }
 
-/* The raw status is compared, not the exit code, so every host answers -1; the package rule counts on it. */
+/* Compares the raw status, not the exit code, so every host answers -1; addMellanoxSuffix relies on that. */
 int verifyVMware(void) {
     commandText szCommand;
     formatCommand(szCommand, "dmidecode  | grep -q \"Manufacturer: VMware\" 2>&1 ");
@@ -859,8 +860,8 @@ int verifyVMware(void) {
 
 static const char *const pVexSection = "prereqVEX\n";
 
-/* Composes the command of the first script that exists. 0 when there is none. All can write to /tmp: what a stranger
- * laid there does not exist. */
+/* Composes the command that runs the first script that exists. Returns 0 when none does. Every user can write to /tmp,
+ * so a script there counts only when it is root's own. */
 static int findVexScript(commandText &szCommand) {
     static const char *const ppszBelowRuntime[] = {"/vexha/prereqVEX", "/../vexha/prereqVEX"};
     static const char *const pInTmp = "/tmp/vexha/prereqVEX";
@@ -876,7 +877,7 @@ static int findVexScript(commandText &szCommand) {
     return isOnlyOurs("/tmp/vexha") && isOnlyOurs(pInTmp);
 }
 
-/* Logs a text and sends it to the error list, when it is wanted there, and to the GUI report. */
+/* Writes a message to the report and to the GUI report, and on request to the error list. */
 static void reportVexFault(messageText &szText, int number, int bRecord) {
     logText(szText, number);
     if (bRecord)
@@ -896,7 +897,7 @@ static void traceShortHostName(void) {
     debugTrace("Current Host = %s\n", szHost);
 }
 
-/* Looks for the script and runs it. szText receives the last message, which is the error list's entry on failure. */
+/* Finds the script and runs it. Stores the last message in szText; on failure it is the entry. */
 static Verdict runVexScript(messageText &szText, int msgLevel, int emitErrors) {
     commandText szCommand;
     if (!findVexScript(szCommand)) {
@@ -923,7 +924,7 @@ int checkprereqVEX(int msgLevel, int emitErrors) {
             verdict = runVexScript(szText, msgLevel, emitErrors);
     }
     if (verdict == NOT_JUDGED)
-        return endVexCheck(RC_OK); // a missing script is reported but fails nothing
+        return endVexCheck(RC_OK); // a missing script is reported, but does not fail the check
     if (verdict == MET)
         return endVexCheck(passCheck());
     sqloUpdateErrorList(szText);
