@@ -1,15 +1,15 @@
 /*
- * Texts of the report and of standard error that come from no catalog: printed by the program, and read back by
- * whoever reads them. All but single words are printf formats; what stands for a directive was a value of the host or
+ * Texts of the report and of standard error that come from no catalog. The program prints them, and kvxprereqreport
+ * recognizes lines by them. All except the single words are printf formats; their directives show values of the host or
  * of the run.
  */
 #ifndef SQLO_LITERALS_H
 #define SQLO_LITERALS_H
 
-/* The rule between the levels' parts of a report. */
+/* The rule that begins each pass in the report. */
 constexpr char szReportRule[] = "\n==========================================================================\n";
 
-/* Whose prerequisites a verdict is on: the first token of MSG_LEVEL_FAILED. */
+/* The first token of MSG_LEVEL_FAILED and MSG_LEVEL_PASSED: whose prerequisites were checked. */
 constexpr char szClientWord[] = "Client";
 constexpr char szServerWord[] = "Server";
 
@@ -50,7 +50,7 @@ constexpr char szSqllibExists[] =
     "KVX and make sure sqllib does not exist in home directory.";
 constexpr char szUserPassed[] = "   SUCCESS: All required User checks passed for %s.";
 
-/* Its ports: the kind of port, its number, the service. */
+/* The ports of the instance. Their values: the kind of port, its number, the service. */
 constexpr char szPortAvailable[] = "   The %s Number - %lld is available for %s to use.";
 constexpr char szPortAssigned[] = "   The %s Number - %lld is assigned to %s KVX service";
 constexpr char szPortNameTaken[] = "   ERROR: There already exists a service - %s assigned to %s %d";
@@ -64,11 +64,11 @@ constexpr char szNetworkingConflict[] =
     "\n The kvxprereqcheck utility detected HPN package along with Mellanox package. Both "
     "the packages cannot co_exist\n";
 
-/* Standard error: a command was stopped, a file was not written, or a tool is missing. */
+/* Standard error: a command timed out, a file was not written, or a tool is missing. */
 constexpr char szStoppedByLimit[] = "Ended, because it took more than %u seconds: %s\n";
 constexpr char szCannotCreate[] = "Cannot create";
 constexpr char szCannotWriteAll[] = "Cannot write all of";
-constexpr char szFileError[] = "%s %s: %s\n"; // one of these two, the path, the reason
+constexpr char szFileError[] = "%s %s: %s\n"; // one of the two texts above, the path, the reason
 constexpr char szTemporaryPathTooLong[] =
     "The path in KVXTMPDIR is too long: no command that writes a file there is run\n";
 constexpr char szStringsUnknown[] = "ERROR: \n   Unable to determine if the 'strings' utility exists: %s\n";
@@ -76,7 +76,7 @@ constexpr char szStringsMissing[] = "ERROR: \n   The 'strings' utility that is u
                                     "   is not present on this system.  Please use your package or software\n"
                                     "   manager to install the GNU Binary Utilities.\n";
 
-/* All that are lines of a check. */
+/* All of these texts that can be lines of a check's block. */
 constexpr const char *ppszLiterals[] = {
     szUserNotOpened,    szUserNotFound,    szGroupNotOpened,  szHomeNotOpened,      szUserChecks,
     szUserNamePassed,   szGroupNamePassed, szGroupPassed,     szBashrcPassed,       szSuseProfilePassed,

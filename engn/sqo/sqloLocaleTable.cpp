@@ -1,12 +1,12 @@
-// The locale names that the environment may give, and the message catalog directory that serves each of them.
-// Plain data: sqloNormalizedLocaleDir walks the rows in order and takes the first whose name is equal.
+// The known locale names, and the directory of the message catalog for each. Plain data: sqloNormalizedLocaleDir takes
+// the first row with an equal name.
 #include "sqloPrereqCheck.h"
 
-// A language has one directory for each code set, named for its main territory (Chinese and Portuguese have two);
-// English has one in all, whose catalog is plain ASCII. cs: 1 scripts written from right to left, 3 scripts whose
-// letters combine (Thai, Lao, Khmer, Burmese, Tibetan and the Indic ones), 2 all others. acp: 0 where the code set has
-// no code page number. The build reads the map column too: one row a line. A constant expression, so that a missing
-// row stops the compiler below.
+// A language has one directory for each code set, named after its main territory; Chinese and Portuguese have two
+// territories. English has one directory in all, with a catalog in ASCII. cs is 1 for scripts written from right to
+// left, 3 for scripts with combining letters (Thai, Lao, Khmer, Burmese, Tibetan and the Indic scripts), and 2 for all
+// others. acp is 0 for a code set without a code page number. scripts/make-catalogs reads the map column, so keep one
+// row on a line. The table is a constant expression, so that the static_assert below notices a missing row.
 // clang-format off
 constexpr prereqlmap_t prereqLocmap[PREQ_NUM_LANGINSTALL] = {
     // Afrikaans
@@ -960,7 +960,7 @@ constexpr prereqlmap_t prereqLocmap[PREQ_NUM_LANGINSTALL] = {
 
 static_assert(prereqLocmap[PREQ_NUM_LANGINSTALL - 1].name != nullptr, "prereqLocmap has fewer rows than it announces");
 
-// Upper case by the table, not by the C library's: the result must not depend on the run's own locale.
+// Upper case for the lookup. The C library's toupper would depend on the locale of the run.
 // clang-format off
 constexpr unsigned char sqlocmap2[256] = {
     0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0a, 0x0b, 0x0c, 0x0d, 0x0e, 0x0f,

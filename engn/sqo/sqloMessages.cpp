@@ -1,6 +1,6 @@
 /*
- * Messages and reporting: the numbered message catalog with its tokens, the locale that chooses it, and the sinks of
- * everything a check has to say: report, GUI report, error list and summary.
+ * Messages and reporting: the message catalog and its tokens, the locale that chooses it, and the places that a check
+ * writes to: report, GUI report, error list and summary.
  */
 #include <nl_types.h>
 #include <stdio.h>
@@ -21,7 +21,7 @@ summaryNode *pPrereqSummaryList;
 static const char *const pDefaultLocale = "en_US";
 static const char *const pDefaultLocaleDir = "en_US.iso88591";
 static const int MESSAGE_SET = 1;
-static const int LOCALE_NAME_LENGTH = 33; // characters of a locale name that take part in the lookup
+static const int LOCALE_NAME_LENGTH = 33; // only so many characters of a locale name are looked up
 
 /* --- Tokens --- */
 
@@ -49,7 +49,8 @@ void sqloCleanUpTokenArray(void) {
     totalTokens = 0;
 }
 
-/* Reads the number of a placeholder and moves past its digits. Beyond the last token all numbers are alike. */
+/* Reads the number of a placeholder and moves past its digits. Every number above the last token gives the same result,
+ * so a long number cannot overflow. */
 static int readPlaceholder(const char **ppText) {
     int number = 0;
     for (; isDecimalDigit(**ppText); (*ppText)++)
@@ -62,7 +63,7 @@ static int isPlaceholder(const char *pText) {
     return pText[0] == '%' && isDecimalDigit(pText[1]);
 }
 
-/* The room that the tokens take which a message asks for. */
+/* The number of bytes of the tokens that a message asks for. */
 static size_t tokenRoom(const char *pMessage) {
     size_t room = 0;
     while (*pMessage != '\0') {
@@ -76,8 +77,8 @@ static size_t tokenRoom(const char *pMessage) {
     return room;
 }
 
-/* Writes a message with its tokens into szResult, size bytes that have the room. A per-cent sign that begins no
- * placeholder is dropped. 0 when a placeholder has the number 0, which no token has. */
+/* Writes a message with its tokens into szResult, whose size bytes must have room for it. Drops a per-cent sign that
+ * begins no placeholder. Returns 0 when a placeholder has the number 0: no token has it. */
 static int writeSubstituted(const char *pMessage, char *szResult, int size) {
     int length = 0;
     while (*pMessage != '\0' && length < size - 1) {
@@ -98,7 +99,7 @@ static int writeSubstituted(const char *pMessage, char *szResult, int size) {
     return 1;
 }
 
-/* Replaces the placeholders of the message in the buffer; a message that has no room for its tokens stays as it is. */
+/* Replaces the placeholders of the message in the buffer. Without room for the tokens the message stays as it is. */
 static void substituteTokens(char *buffer, int size) {
     if ((size_t)size <= tokenRoom(buffer) + strlen(buffer))
         return;
@@ -125,7 +126,8 @@ static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
     formatText(szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
 }
 
-/* Beside the program, else in its installation, else in the instance, else the instance's English one. */
+/* Finds the directory of the catalog: beside the program, else in its installation, else in the instance, else the
+ * English one of the instance. */
 static void findCatalog(catalogPath &szPath) {
     const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
     if (szRuntimePath[0] == '\0')
@@ -145,7 +147,7 @@ static void findCatalog(catalogPath &szPath) {
     debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
 }
 
-/* Copies what an open catalog holds under a number. */
+/* Copies the message with a number out of an open catalog. */
 static int copyMessage(nl_catd catalog, int number, char *buffer, int size) {
     const char *pText = catgets(catalog, MESSAGE_SET, number, buffer);
     if (pText == NULL || pText == buffer) {
@@ -156,21 +158,21 @@ static int copyMessage(nl_catd catalog, int number, char *buffer, int size) {
     return strlen(buffer) < strlen(pText) ? RC_MESSAGE_TRUNCATED : RC_OK;
 }
 
-/* The catalog that was read last, unless the path is empty. It stays open, because a run fetches more than a hundred
- * messages from the same one. */
+/* The catalog that was read last; no catalog is open while the path is empty. It stays open, because a run fetches more
+ * than a hundred messages from it. */
 static nl_catd keptCatalog;
 static catalogPath szKeptPath;
 static struct stat keptStatus;
 
-/* Is the file at a path the catalog that is open? One that was changed in place is opened anew: the C library would
- * read it by the header of the old one. */
+/* 1 when the file at a path is the catalog that is open. A catalog that was changed in place must be opened again,
+ * because the C library would read it with the header of the old one. */
 static int isKept(const char *pPath, const struct stat &status) {
     return strcmp(pPath, szKeptPath) == 0 && status.st_dev == keptStatus.st_dev && status.st_ino == keptStatus.st_ino &&
            status.st_size == keptStatus.st_size &&
            memcmp(&status.st_ctim, &keptStatus.st_ctim, sizeof status.st_ctim) == 0;
 }
 
-/* Opens a catalog, unless it is open. */
+/* Opens a catalog, unless it is already open. */
 static nl_catd openCatalog(const char *pPath) {
     struct stat status = {};
     if (stat(pPath, &status) == 0 && isKept(pPath, status))
@@ -222,7 +224,7 @@ static int isAsciiLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-/* Brings a locale name into the form of the table's names: the code set in upper case, without punctuation and without
+/* Changes a locale name into the form of the table's names: the code set in upper case, without punctuation and without
  * a modifier. A name without a code set stays as it is. */
 static void normalizeLocaleName(const char *pLocale, char (&szName)[LOCALE_NAME_LENGTH + 1]) {
     int length = 0;
@@ -252,7 +254,7 @@ const char *sqloNormalizedLocaleDir(const char *pLocale) {
     return pDefaultLocaleDir;
 }
 
-/* --- Printing a text as if it were a format --- */
+/* --- Printing a text as printf prints a format --- */
 
 void printAsFormat(FILE *pFile, const char *pText) {
     for (; *pText != '\0'; pText++) {
@@ -262,9 +264,9 @@ void printAsFormat(FILE *pFile, const char *pText) {
     }
 }
 
-/* --- Report sinks. Nothing is held open between lines. --- */
+/* --- Report, GUI report. Their files are closed after every line. --- */
 
-/* Appends a text to a file. 0 when it could not be written. */
+/* Appends a text to a file. Returns 0 when it cannot be written. */
 static int appendToFile(const char *pPath, const char *pText) {
     FILE *pFile = fopen(pPath, "ae");
     if (pFile == NULL)
@@ -273,7 +275,7 @@ static int appendToFile(const char *pPath, const char *pText) {
     return fclose(pFile) == 0 && bWritten;
 }
 
-/* Writes a text to a report file, or says on standard error that it cannot be written. */
+/* Appends a text to a report file. Says on standard error when it cannot be written. */
 static void writeToReportFile(const char *pPath, const char *pText, const char *pAfterError) {
     if (appendToFile(pPath, pText))
         return;
@@ -316,7 +318,7 @@ int logRemoteMessage(const char *pText) {
     return RC_OK;
 }
 
-/* --- The shape of a check's block --- */
+/* --- The block of a check --- */
 
 void logBlankLine(void) {
     char szBlank[8] = "   ";
@@ -418,7 +420,8 @@ int sqloUpdateErrorList(const char *pMessage) {
     return RC_OK;
 }
 
-/* With "-l" the summary has no place in a report that nobody asked for; a bad one goes to standard error instead. */
+/* 1 when the verdict is written to the report. With "-l" and without "-o" there is no report, and a bad verdict goes to
+ * standard error instead. */
 static int summaryGoesToReport(void) {
     return !bCheckLatestRelease || bCustomReportFile;
 }
@@ -430,14 +433,14 @@ static void writeBadSummaryText(char *pText, const char *pAfter) {
         fprintf(stderr, "%s%s", pText, pAfter);
 }
 
-/* Both verdicts name what was checked: for whom, how, and which level. */
+/* Fetches a verdict, good or bad, with its tokens: client or server, the label of a clustered pass, and the level. */
 static void fetchVerdict(messageText &szVerdict, int number, const char *pLevel) {
     messageText szLabel;
     fetchText(szLabel, MSG_CLUSTERED_LABEL);
     fetchText(szVerdict, number, bClient ? szClientWord : szServerWord, bShareGrid ? szLabel : "", pLevel);
 }
 
-/* The verdict on a level with failures, and the failures under it, newest first. */
+/* Writes the verdict on a level with failures, and below it the entries, the newest first. */
 static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     fetchVerdict(szVerdict, MSG_LEVEL_FAILED, pLevel);
     fflush(stdout);
@@ -461,7 +464,7 @@ static void writeGoodSummary(messageText &szVerdict, const char *pLevel) {
     logMessage(szVerdict);
 }
 
-/* Moves the level's failures into a new node at the end of the summary list. */
+/* Appends a node to the summary list, and moves the entries of the level into it. */
 static void keepSummary(const char *pLevel, const char *pVerdict) {
     summaryNode *pSummary = (summaryNode *)malloc(sizeof *pSummary);
     if (pSummary == NULL)

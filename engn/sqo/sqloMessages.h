@@ -1,5 +1,5 @@
 /*
- * What the checks report with: messages fetched with their tokens, and the shape of a check's block.
+ * How the checks report: they fetch messages with their tokens, and write the block of a check.
  */
 #ifndef SQLO_MESSAGES_H
 #define SQLO_MESSAGES_H
@@ -7,32 +7,32 @@
 #include "sqloLiterals.h"
 #include "sqloText.h"
 
-/* --- Messages: fetching, reporting, the shape of a check --- */
+/* --- Fetching and reporting messages; the block of a check --- */
 
-/* Room of a message that names paths, hosts or a failure in full. */
+/* Room for a message with whole paths or host names, or with a whole failure. */
 const int LONG_MESSAGE_SIZE = 512;
 
-/* Fetches a message with its tokens into a line buffer, which keeps room for logging it. Tokens are pushed here, right
- * before the fetch that uses them, and nowhere else. */
+/* Fetches a message with its tokens into a line buffer, and leaves room there for the newline of logMessage. Only this
+ * function pushes tokens, directly before the fetch that uses them. */
 template <size_t N, typename... Tokens> char *fetchText(char (&szText)[N], int number, Tokens... tokens) {
     static_assert(N > LOG_ROOM, "the buffer must have room for what logging appends");
     (addToken(tokens), ...);
     return sqloGetString(number, szText, N - LOG_ROOM);
 }
 
-/* Fetches a message and writes it to the report; the buffer then ends with the newline that logging appended. */
+/* Fetches a message and writes it to the report. The text in the buffer then ends with the newline of logMessage. */
 template <size_t N, typename... Tokens> void logText(char (&szText)[N], int number, Tokens... tokens) {
     fetchText(szText, number, tokens...);
     logMessage(szText);
 }
 
-/* Writes a message to the report whose text is not needed any more. */
+/* Writes a message to the report, for a caller that does not need its text. */
 template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportText(int number, Tokens... tokens) {
     char szText[SIZE + LOG_ROOM];
     logText(szText, number, tokens...);
 }
 
-/* 1 once a line of the report went to a standard output that came closed. */
+/* 1 once a line of the report was lost, because standard output was closed when the program started. */
 extern int bReportLost;
 
 /* Writes a message to standard error. */
@@ -43,10 +43,10 @@ template <typename... Tokens> void printError(int number, Tokens... tokens) {
     fprintf(stderr, "%s\n", szText);
 }
 
-/* Reports a query that was ended by a signal; the detail names what was asked for. */
+/* Reports that a query was killed. Stores in szDetail the text for the entry, which names what was asked for. */
 void reportKilledQuery(messageText &szDetail, const char *pName);
 
-/* Reports a fault where all who watch for one find it: in the report, the error list and the GUI report. */
+/* Writes a failure to all three places: the report, the error list and the GUI report. */
 template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportFault(int number, Tokens... tokens) {
     char szText[SIZE + LOG_ROOM];
     logText(szText, number, tokens...);
@@ -54,52 +54,54 @@ template <int SIZE = MESSAGE_SIZE, typename... Tokens> void reportFault(int numb
     logGUIMessage(szText);
 }
 
-/* Prints a text as if it were a printf format, without being one: "%%" shows as "%", all else as it stands. */
+/* Prints a text as printf would print it as a format without directives: "%%" becomes "%". Anything else, a directive
+ * too, is printed as it is. */
 void printAsFormat(FILE *pFile, const char *pText);
 
-/* Logs the line of three blanks that stands before a check's heading. */
+/* Writes the line of three blanks that precedes the heading of a check. */
 void logBlankLine(void);
-/* Opens a check's block: that line and the heading with the title. */
+/* Opens the block of a check: writes that line, and the heading with the title. */
 void startCheck(const char *pTitle);
-/* The same with a message as the title. */
+/* The same, with a message as the title. */
 void startCheck(int titleNumber);
-/* The same, keeping the heading as it was logged. */
+/* The same, and stores the heading as it was logged. */
 void startCheck(messageText &szHeading, const char *pTitle);
-/* The same with room for a long title, such as one that names a user. */
+/* The same, with room for a long title, such as one with the name of a user. */
 typedef char longTitle[LONG_MESSAGE_SIZE / 2 + 64];
 void startLongCheck(const longTitle &szTitle);
 
 /* Closes a block that passed. Returns RC_OK. */
 int passCheck(void);
-/* Closes a block that failed with 30055 and the severity word, which is empty for a severity that is none. Records
- * nothing. */
+/* Closes a block that failed: writes MSG_CHECK_FAILED with the word of the severity, or with no word when the number is
+ * not a Severity. Adds no entry to the error list. */
 void closeFailedCheck(int severity);
-/* The same, keeping the line as it was logged, for a check whose closing line is its entry: the reason says there what
- * is wrong. */
+/* The same, and stores the line as it was logged. For a check whose closing line is also its entry; the reason in it
+ * says what is wrong. */
 void closeFailedCheck(messageText &szClosing, int severity, const char *pReason);
 
-/* Room for a failure's entry before it is cut to the error list's field. */
+/* Room for an entry before it is cut to the field of the error list. */
 typedef char entryText[2 * sizeof(messageText)];
 
-/* Closes a block that passed or failed. Returns the result. */
+/* Closes a block by passCheck or closeFailedCheck, and returns the result that it was given. */
 int closeCheck(int result, int severity);
 
-/* Opens a check's block, and its section in the GUI report with a marker; whoever opens one closes it with the marker
- * again. */
+/* Opens the block of a check, and writes a marker to the GUI report. The caller writes the marker again at the end of
+ * the check. */
 void startSection(const char *pTitle, const char *pMarker);
 
-/* What a check asked for and did not find. A longer text is cut, so that 30095 has room for it in every language. */
+/* What a check required and did not find. A longer text is cut, so that it fits into MSG_REQUIREMENT_NOT_MET in every
+ * language. */
 typedef char unmetText[151];
 
-/* Composes requirement and detail into an entry. An empty detail becomes 30095, which says what is not met; the package
- * may be null. */
+/* Composes an entry of a requirement and a detail, which says what was found. For an empty detail it fetches
+ * MSG_REQUIREMENT_NOT_MET with the text of what is not met. The package may be null. */
 void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
                   const char *pPackage);
 
-/* Closes a block that failed and records requirement and detail as one entry. Returns RC_FAILED. */
+/* Closes a block that failed, and adds requirement and detail to the error list as one entry. Returns RC_FAILED. */
 int failCheck(int severity, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
               const char *pPackage = NULL);
-/* The same for a detail that is never empty. */
+/* The same, for a detail that is never empty. */
 int failCheck(int severity, const char *pRequirement, messageText &szDetail);
 
 #endif

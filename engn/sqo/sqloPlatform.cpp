@@ -1,5 +1,5 @@
 /*
- * Host platform: which Linux distribution, release and service pack, which kernel level and word size.
+ * Host platform: the Linux distribution with its release and service pack, the kernel level, and the word size.
  */
 #include <ctype.h>
 #include <stdio.h>
@@ -20,7 +20,7 @@ static const char *const pOsReleasePath = "/etc/os-release";
 static const char *const pLsbReleasePath = "/etc/lsb-release";
 
 typedef char releaseLine[256];
-static const size_t OUTPUT_SIZE = 255; // a command's line is read with at most 254 characters
+static const size_t OUTPUT_SIZE = 255; // at most 254 characters of a command's line are read
 
 /* --- Release files --- */
 
@@ -32,7 +32,7 @@ constexpr int isOrderedByDistribution(void) {
 }
 static_assert(isOrderedByDistribution(), "every distribution has its row, at its own place");
 
-/* Splits a line at its first "=". 0 when it has none. */
+/* Splits a line at its first "=". Returns 0 when it has none. */
 static int splitKeyValue(char *szLine, char **ppValue) {
     char *pEquals = strchr(szLine, '=');
     if (pEquals == NULL)
@@ -42,7 +42,7 @@ static int splitKeyValue(char *szLine, char **ppValue) {
     return 1;
 }
 
-/* A line such as "VERSION = 11" or "PATCHLEVEL = 4". */
+/* Stores the value of a line such as "VERSION = 11" or "PATCHLEVEL = 4". */
 static void readSuseReleaseLine(char *szLine) {
     char *pText;
     if (!splitKeyValue(szLine, &pText))
@@ -58,12 +58,12 @@ static void readSuseReleaseLine(char *szLine) {
     }
 }
 
-/* Nothing before the end of the line is no part. */
+/* 1 when a part of the release is there: not null, and more than the newline. */
 static int isReleasePart(const char *pPart) {
     return pPart != NULL && pPart[0] != '\n';
 }
 
-/* Stores "version.servicepack"; what is missing leaves its tag alone. */
+/* Splits "release.servicepack" and stores both. A missing part leaves its tag alone. */
 static void storeRelease(char *pToken, const releaseSource &source) {
     char *pRest = NULL;
     const char *pPart = strtok_r(pToken, ".", &pRest);
@@ -78,7 +78,7 @@ static void storeRelease(char *pToken, const releaseSource &source) {
     }
 }
 
-/* A line such as "Red Hat Enterprise Linux release 9.4 (Plow)". */
+/* Stores the release in a line such as "Red Hat Enterprise Linux release 9.4 (Plow)". */
 static void readReleaseLine(char *szLine, const releaseSource &source) {
     char *pRest = NULL;
     const char *pWord = strtok_r(szLine, " ", &pRest);
@@ -133,7 +133,7 @@ static int opensForReading(const char *pPath) {
     return 1;
 }
 
-/* The distribution is the given one when its release file opens. */
+/* Takes a distribution as found when its release file can be opened. */
 static int detectFromReleaseFile(const char *pPath, int distribution) {
     if (!opensForReading(pPath))
         return 0;
@@ -147,8 +147,8 @@ static int unsupportedHost(void) {
     return RC_INPUT;
 }
 
-/* What /etc/lsb-release says under the first key that names the distribution. 0 when it does not say. The value only
- * has to be a beginning of "ubuntu", in any case; so an empty one is taken for it too. */
+/* Looks in /etc/lsb-release for the first key that names the distribution. Its value means Ubuntu when it is a
+ * beginning of "ubuntu" in any case; so an empty value does too. Returns 0 when there is no such key. */
 static int detectFromLsbRelease(int *pStatus) {
     FILE *pFile = fopen(pLsbReleasePath, "re");
     if (pFile == NULL)
@@ -192,7 +192,7 @@ int sqloGetLinuxDistributions(void) {
 
 /* --- Level checks of the distribution --- */
 
-/* A service pack is asked for only on equal versions, and only when the level requires one. */
+/* Judges the service pack. Call it only for equal releases. Without a required service pack it is met. */
 static int meetsServicePack(const char *pRequiredSP, const char *pFoundSP) {
     if (pRequiredSP == NULL)
         return 1;
@@ -213,7 +213,7 @@ int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequired
     return failCheck(SEVERITY_ERROR, szRequired, szFound);
 }
 
-/* Judges the release under the file's DISTRIB_RELEASE key. */
+/* Judges the value of DISTRIB_RELEASE. */
 static int judgeUbuntuRelease(const char *pFound, const char *pRequired, const char *pPath, const char *pRequirement) {
     messageText szDetail;
     logText(szDetail, MSG_UBUNTU_FOUND, pFound);
@@ -230,7 +230,7 @@ static int judgeUbuntuRelease(const char *pFound, const char *pRequired, const c
     return failCheck(SEVERITY_ERROR, pRequirement, szDetail);
 }
 
-/* Finds the file's DISTRIB_RELEASE value. 0 when it has none. */
+/* Finds the value of DISTRIB_RELEASE in a file. Returns 0 when the file has none. */
 static int findUbuntuRelease(FILE *pFile, releaseLine &szLine, char **ppFound) {
     while (readLine(pFile, szLine))
         if (splitKeyValue(szLine, ppFound) && strstr(szLine, "DISTRIB_RELEASE") != NULL)
@@ -238,8 +238,8 @@ static int findUbuntuRelease(FILE *pFile, releaseLine &szLine, char **ppFound) {
     return 0;
 }
 
-/* A file that cannot be opened, or does not tell while nobody wants to hear of it, closes the block as passed and
- * still does not meet. */
+/* Closes the block as passed and still returns RC_FAILED. For a file that cannot be opened, and for one without a
+ * release when the caller wants no report. */
 static int cannotTellUbuntuRelease(void) {
     passCheck();
     return RC_FAILED;
@@ -278,7 +278,7 @@ static void reportOtherDistribution(void) {
     reportText(MSG_DISTRIBUTION_MISMATCH, szInputDistro, pDetected, IIHName);
 }
 
-/* CENTOS and INSPUR are supported only by levels that state a minimum for them. */
+/* 1 on CENTOS and INSPUR when the level states no minimum release for them: only levels with a minimum support them. */
 static int isUnsupportedByLevel(const releaseSource &source) {
     return (linuxDistro == DISTRO_CENTOS || linuxDistro == DISTRO_INSPUR) && ppszPREREQ[source.minVersion] == NULL;
 }
@@ -308,7 +308,7 @@ void strToUpper(char *pText) {
 
 /* --- Kernel level and word size --- */
 
-/* Splits a copy of the kernel release, for example "4.18.0-305.el8.x86_64", into version, release and minor release. */
+/* Copies the kernel release, such as "4.18.0-305.el8.x86_64", and splits it into version, release and minor release. */
 static void splitKernelRelease(void) {
     static char szRelease[257];
     char *pRest = szRelease;

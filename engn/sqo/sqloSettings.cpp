@@ -1,6 +1,5 @@
 /*
- * The run settings, and which distribution the host runs. They stand below everything else: all may read them, and
- * they need nothing.
+ * The run settings, and the distribution of the host. Every source may read them; this file needs no other source.
  */
 #include "sqloPrereqCheck.h"
 
@@ -51,7 +50,7 @@ char addCmd[255];
 char addFiles[255];
 char tbDiskName[255];
 
-/* Set by nothing. */
+/* Set by no option and no statement: see the header. */
 int bHostList;
 int bHostName;
 int bDiskList, bDiskName;

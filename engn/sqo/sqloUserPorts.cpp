@@ -1,5 +1,5 @@
 /*
- * Checks for an instance to be: its user's account, its ports in the services database, and the umask.
+ * Checks for a new instance: the account of its user, its ports in the services database, and the umask.
  */
 #include <arpa/inet.h>
 #include <dirent.h>
@@ -18,7 +18,8 @@
 typedef char userText[256];
 typedef char reportedLine[LONG_MESSAGE_SIZE + LOG_ROOM];
 
-/* Writes a line to the report, and to the error list, where it then carries the newline that logging appended. */
+/* Writes a line to the report and, when bError is 1, to the error list; the entry then ends with the newline of
+ * logMessage. */
 static void reportLine(int bError, const char *pFormat, ...) __attribute__((format(printf, 2, 3)));
 
 static void reportLine(int bError, const char *pFormat, ...) {
@@ -38,14 +39,14 @@ struct userAccount {
     userText pseudoUser, userHome, userGroup;
 };
 
-/* What was found out about the user, and how many of the required checks are still open. */
+/* The results of the checks of a user, and how many of the required checks have not passed yet. */
 struct userFindings {
     int usrFound, bashrcFound, profileFound, sqllibFound;
     int validUserName, validGrpNameLength, validGrpName;
     int failedChecksCount;
 };
 
-/* Notes a check, which closes it when it passed. */
+/* Stores the result of a check. One that passed is counted off and reported. */
 static void noteUserCheck(userFindings *pFindings, int *pbPassed, int bPassed, const char *pPassedLine) {
     *pbPassed = bPassed;
     if (!bPassed)
@@ -55,7 +56,7 @@ static void noteUserCheck(userFindings *pFindings, int *pbPassed, int bPassed, c
         reportLine(0, "%s", pPassedLine);
 }
 
-/* Ends the block with an error that leaves nothing more to check. */
+/* Closes the block with an error after which nothing more can be checked. */
 static int endUserBlock(const char *pFormat, ...) __attribute__((format(printf, 1, 2)));
 
 static int endUserBlock(const char *pFormat, ...) {
@@ -70,7 +71,7 @@ static int endUserBlock(const char *pFormat, ...) {
     return 0;
 }
 
-/* Walks the password database. */
+/* Looks for the user in the list of the password database. */
 static int findListedUser(const char *pUser, userAccount *pAccount) {
     setpwent();
     const struct passwd *pEntry = nextUserNamed(pUser);
@@ -84,15 +85,15 @@ static int findListedUser(const char *pUser, userAccount *pAccount) {
     return pEntry != NULL;
 }
 
-/* Runs getent into a file of the current directory, which stays, and reads what fits. 0 when it cannot be opened, or
- * would not stand in that directory. */
+/* Runs getent, whose output goes to a file in the current directory and stays there, and reads as much of it as fits.
+ * Returns 0 when the file cannot be opened, or when its name would lead to another directory. */
 static int readGetent(const char *pFormat, const char *pKey, captureFile *pCapture, userText &szOutput) {
     commandText szCommand;
     szOutput[0] = '\0';
     if (strchr(pCapture->szPath, '/') != NULL)
         return 0;
     if (!formatCommand(szCommand, pFormat, pKey, pCapture->szPath))
-        return 1; // a key that would be an option has no entry
+        return 1; // getent would read the key as an option; no user has such a name
     runIntoCapture(pCapture, szCommand);
     if (!openCapture(pCapture))
         return 0;
@@ -103,7 +104,7 @@ static int readGetent(const char *pFormat, const char *pKey, captureFile *pCaptu
     return 1;
 }
 
-/* Takes name, group id and home out of a password line. Empty fields are skipped, so they shift what follows. */
+/* Reads the name, group id and home directory from a password line. An empty field is skipped: later ones move up. */
 static int splitPasswordLine(char *pLine, userAccount *pAccount) {
     enum { NAME_FIELD = 1, GROUP_FIELD = 4, HOME_FIELD = 6 };
     int groupId = 0;
@@ -121,7 +122,7 @@ static int splitPasswordLine(char *pLine, userAccount *pAccount) {
     return groupId;
 }
 
-/* Asks the name services for a user whom the walk did not list. */
+/* Asks getent about a user whom the password database does not list. */
 static int findServedUser(const char *pUser, userAccount *pAccount) {
     captureFile capture;
     userText szOutput;
@@ -158,12 +159,12 @@ static void checkUserNames(const userAccount &account, userFindings *pFindings) 
     noteUserCheck(pFindings, &pFindings->validGrpName, isAllowedGroup(account.userGroup), szGroupPassed);
 }
 
-/* The profile that the login shell reads. */
+/* The name of the start-up file that a login shell reads on this distribution. */
 static const char *profileName(void) {
     return linuxDistro == DISTRO_SUSE ? ".profile" : ".bash_profile";
 }
 
-/* Looks for the files of the home directory, in the directory's own order. */
+/* Looks for the required files in the home directory. Reports them in the order in which the directory lists them. */
 static int checkUserHome(const userAccount &account, int checkSqllib, userFindings *pFindings) {
     DIR *pHome = opendir(account.userHome);
     if (pHome == NULL)
@@ -209,7 +210,7 @@ static void reportUserFailures(const userAccount &account, const userFindings &f
         reportLine(1, szSqllibExists, account.userHome);
 }
 
-/* The checks between heading and closing line. 1 when all passed. */
+/* Makes the checks between the heading and the closing line. Returns 1 when all have passed. */
 static int judgeUser(const char *pUser, int checkSqllib) {
     const int requiredChecks = 6;
     userAccount account = {"", "", ""};
@@ -242,11 +243,11 @@ int sqloValidateUserProfile(const char *usrname, int checkSqllib) {
 
 /* --- Service and FCM ports --- */
 
-/* Room for every name that a service or FCM port is expected to have, and a character more: what is cut to it is none
- * of them. */
+/* Room for every expected name of a service or FCM port, and one character more. A longer name of the database that is
+ * cut to this size is therefore equal to no expected name. */
 typedef char serviceName[sizeof svcnm + sizeof "kvxc_" + sizeof "_2147483647"];
 
-/* A service of the database, copied out of the library's own memory. */
+/* A service of the database. It is copied, because the library overwrites its own at the next query. */
 struct knownService {
     int bFound;
     serviceName szName; // official name
@@ -262,7 +263,7 @@ static knownService copyService(const struct servent *pService) {
     return service;
 }
 
-/* How the lines name a kind of port, and one that another service's name is assigned to. */
+/* The words for a kind of port: in most lines, and in the line about a name that another port has. */
 struct portKind {
     const char *pName, *pTaken;
 };
@@ -270,7 +271,7 @@ struct portKind {
 static const portKind serviceKind = {"Service Port", "port"};
 static const portKind fcmKind = {"FCM Port", "FCM Port"};
 
-/* Is a number a port? Reports one that is not; the services database is not asked about it. */
+/* 1 for a number from 1 to 65535. Reports any other number; the services database must not be asked about it. */
 static int isPortNumber(const portKind &kind, long long port) {
     if (port >= 1 && port <= 65535)
         return 1;
@@ -278,7 +279,7 @@ static int isPortNumber(const portKind &kind, long long port) {
     return 0;
 }
 
-/* Decides about one port, 1 to 65535, by what the services database knows of it and of its expected name. */
+/* Judges one port, 1 to 65535, by the entries of the services database for its number and for its expected name. */
 static int checkPort(const portKind &kind, long long port, const char *pExpected, const char *pTaker) {
     knownService byPort = copyService(getservbyport(htons((uint16_t)port), NULL));
     knownService byName = copyService(getservbyname(pExpected, NULL));
@@ -298,7 +299,7 @@ static int checkPort(const portKind &kind, long long port, const char *pExpected
     return RC_OK;
 }
 
-/* Names the FCM port at a distance from the first: the plain name, one with a number, or that of the range's end. */
+/* Composes the name of the FCM port at a distance from the first one. The first has no number, the last has "_END". */
 static void nameFcmPort(serviceName &KVX_svce, const char *pService, long long distance, int nPartitions) {
     char lPartition[13] = "";
     if (distance > 0 && distance == nPartitions)
@@ -308,7 +309,7 @@ static void nameFcmPort(serviceName &KVX_svce, const char *pService, long long d
     formatText(KVX_svce, "KVX_%s%s", pService, lPartition);
 }
 
-/* Checks the range of FCM ports, up to the first number that is no port. */
+/* Checks the FCM ports in turn, and stops at the first number that is not a port. */
 static int checkFcmPorts(const char *svcName, int fcmStartPort, int nPartitions) {
     int result = RC_OK;
     for (long long distance = 0; distance <= nPartitions; distance++) {
@@ -343,7 +344,7 @@ int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmSta
 
 /* --- Umask --- */
 
-/* Reads the shell's umask through a file beside the temporary directory, which stays. 0 when it cannot be told. */
+/* Reads the umask of the shell from a file beside the temporary directory; the file stays. Returns 0 on failure. */
 static int readUmask(char (&szMask)[256]) {
     commandText szCommand;
     captureFile capture;
@@ -360,7 +361,8 @@ static int readUmask(char (&szMask)[256]) {
     return bRead;
 }
 
-/* The mask may be at most the required one, compared as versions are. szReason receives why it is not met. */
+/* Compares the umask with the highest one that is allowed, as versions are compared, so by decimal value. Returns 1
+ * when it is allowed. szReason receives the reason to show when it is not. */
 static int judgeUmask(const char *pRequired, messageText &szReason) {
     char szMask[256];
     if (!readUmask(szMask)) {
