@@ -1,6 +1,6 @@
 // JSON, written member by member into a text.
-#ifndef COMPANIONS_COMMON_JSON_H
-#define COMPANIONS_COMMON_JSON_H
+#ifndef KVX_COMMON_JSON_H
+#define KVX_COMMON_JSON_H
 
 #include <array>
 #include <cstdio>

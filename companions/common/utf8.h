@@ -1,6 +1,6 @@
 // Characters of UTF-8 texts.
-#ifndef COMPANIONS_COMMON_UTF8_H
-#define COMPANIONS_COMMON_UTF8_H
+#ifndef KVX_COMMON_UTF8_H
+#define KVX_COMMON_UTF8_H
 
 #include <algorithm>
 #include <array>

@@ -37,7 +37,7 @@ bool isOperatorLike(string_view word) {
 
 // As the program reads it; a greater one counts as the greatest.
 int toNumber(string_view text) {
-    return (int)std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX);
+    return static_cast<int>(std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX));
 }
 
 // Can a triple fail on a host that knows its operand?
@@ -254,7 +254,7 @@ private:
             return false;
         }
         const Reading read = useOf(triple.tag).read;
-        const bool bGiven = place.given[(std::size_t)triple.tag];
+        const bool bGiven = place.given[static_cast<std::size_t>(triple.tag)];
         if (read == Reading::host)
             return true;
         const string effect =
@@ -342,7 +342,7 @@ private:
 
     void checkEquality(const triple &triple) const {
         const std::optional<string_view> fixed = fixedText(triple.tag, place.level);
-        if (place.given[(std::size_t)triple.tag])
+        if (place.given[static_cast<std::size_t>(triple.tag)])
             return;
         if (triple.tag == LinuxDistro) {
             if (distributionOf(triple.value) == nullptr)
@@ -379,7 +379,7 @@ private:
 
     void checkDistribution(const triple &triple) const {
         const distributionTags *pStoring = distributionStoring(triple.tag);
-        if (pStoring == nullptr || place.given[(std::size_t)triple.tag])
+        if (pStoring == nullptr || place.given[static_cast<std::size_t>(triple.tag)])
             return;
         const string wanted = pStoring->name();
         const range distro = rangeOf(LinuxDistro, all);
@@ -466,7 +466,7 @@ string restHint(const std::vector<string_view> &rest) {
 // The character may be one that a word processor writes, or look like another.
 void reportForeign(string_view text, const reporter &report) {
     const string_view foreign = foreignCharacter(text);
-    const std::size_t at = (std::size_t)(foreign.data() - text.data());
+    const std::size_t at = static_cast<std::size_t>(foreign.data() - text.data());
     const std::size_t begin = text.find_last_of(' ', at) + 1; // 0 without a blank in front
     const string_view word = text.substr(begin, text.find(' ', at) - begin);
     const string shown = codePoint(foreign);
@@ -506,7 +506,7 @@ condition readCondition(string_view text) {
     for (; i + 3 <= words.size(); i += 3)
         read.triples.push_back({words[i], words[i + 1], words[i + 2], tagOf(words[i]),
                                 isNumber(words[i + 2]) ? toNumber(words[i + 2]) : -1});
-    read.rest.assign(words.begin() + (std::ptrdiff_t)i, words.end());
+    read.rest.assign(words.begin() + static_cast<std::ptrdiff_t>(i), words.end());
     return read;
 }
 
@@ -557,7 +557,7 @@ void checkCondition(string_view text, const conditionPlace &place, const reporte
                    spaced(first) + '"');
     else
         report(Rule::triple, first,
-               quoted(text.substr((std::size_t)(first.data() - text.data()))) +
+               quoted(text.substr(static_cast<std::size_t>(first.data() - text.data()))) +
                    " is no triple of tag, operator and word and is ignored: " + restHint(asked.rest));
 }
 

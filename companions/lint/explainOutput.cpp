@@ -23,7 +23,7 @@ void printValue(const shownValue &value, std::ostream &out) {
         out << pBetween << printable(earlier.text) << " in line " << earlier.line;
         pBetween = ", ";
     }
-    out << "\n";
+    out << '\n';
 }
 
 void printHost(const explanation &explained, std::ostream &out) {
@@ -31,25 +31,25 @@ void printHost(const explanation &explained, std::ostream &out) {
     out << "Level " << printable(explained.level) << " on " << host.distribution << ' ' << printable(host.release)
         << (host.servicePack.empty() ? "" : " service pack " + printable(host.servicePack))
         << (host.kernel.empty() ? ", kernel not given" : ", kernel " + printable(host.kernel))
-        << (host.bClient ? ", client" : "") << (host.bClustered ? ", clustered pass" : "") << "\n";
+        << (host.bClient ? ", client" : "") << (host.bClustered ? ", clustered pass" : "") << '\n';
     for (const string &note : explained.notes)
-        out << "Note: " << note << "\n";
+        out << "Note: " << note << '\n';
 }
 
 void printCheck(const shownCheck &check, std::ostream &out) {
-    out << "\nCheck: " << check.name << (check.note.empty() ? "" : ", not made: " + check.note) << "\n";
+    out << "\nCheck: " << check.name << (check.note.empty() ? "" : ", not made: " + check.note) << '\n';
     for (const shownValue &value : check.values)
         printValue(value, out);
     for (const string &lacking : check.lacking)
-        out << "  " << lacking << "\n";
+        out << "  " << lacking << '\n';
     if (!check.level.empty())
-        out << "  level: " << check.level << "\n";
+        out << "  level: " << check.level << '\n';
 }
 
 void printSkipped(const skippedSection &section, std::ostream &out) {
     out << "  lines " << section.begin << " to "
         << (section.end == 0 ? "the platform's end" : std::to_string(section.end)) << ": " << printable(section.opening)
-        << "\n    " << printable(section.reason) << "\n";
+        << "\n    " << printable(section.reason) << '\n';
 }
 
 void printNames(const char *pTitle, const std::vector<string> &names, std::ostream &out) {
@@ -129,7 +129,7 @@ void printText(const explanation &explained, std::ostream &out) {
         printCheck(check, out);
     printNames("\nChecks of every level: ", explained.everyLevel, out);
     for (const unreadValues &unread : explained.unread) {
-        out << "\n" << unread.pReason << "\n";
+        out << '\n' << unread.pReason << '\n';
         for (const shownValue &value : unread.values)
             printValue(value, out);
     }

@@ -1,11 +1,11 @@
 #include "lint.h"
 
 #include <algorithm>
-#include <cctype>
 #include <iterator>
 #include <limits>
 #include <stdexcept>
 
+#include "../common/words.h"
 #include "section.h"
 #include "suppressions.h"
 #include "tags.h"
@@ -17,27 +17,16 @@ namespace {
 using std::string;
 using std::string_view;
 
+using common::holds;
+using common::sameLetters;
+
 constexpr auto npos = string_view::npos;
 constexpr string_view levelStart = "<KVXLevel", platformName = "platform", supported = "Linux", shortLevel = "level";
 constexpr std::size_t MOST_BYTES = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t LEVEL_ROOM = sizeof(versionList::szVersion);
 
-bool holds(string_view text, string_view part) {
-    return text.find(part) != npos;
-}
-
-string lowered(string_view text) {
-    string lower(text);
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-    return lower;
-}
-
 string levelLine(const string &level) {
     return string(levelStart) + " value=\"" + level + "\">";
-}
-
-bool sameLetters(string_view left, string_view right) {
-    return left.size() == right.size() && (left == right || lowered(left) == lowered(right));
 }
 
 // The encoding of a file that the program cannot read, by its byte order mark or by its first "<"; empty for others.
@@ -386,7 +375,7 @@ private:
             return !part.text.empty() && sameLetters(trimmed(part.text), supported);
         bool bQuotes = false;
         quotedText(part.attributes, bQuotes);
-        return !bQuotes || holds(lowered(part.attributes), "linux");
+        return !bQuotes || holds(common::lowered(part.attributes), "linux");
     }
 
     void reportOtherPlatform(const markup &part) {

@@ -1,11 +1,9 @@
 // kvxprereqlint: judges prerequisites files, and explains them for a host that need not be there.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <getopt.h>
 #include <iostream>
 #include <memory>
@@ -13,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "../common/files.h"
 #include "explain.h"
 #include "lint.h"
 #include "output.h"
@@ -21,20 +20,14 @@ namespace {
 
 using std::string;
 
-enum ExitStatus {
-    CLEAN = 0,
-    FINDINGS = 1,
-    TROUBLE = 2, // a file that cannot be read, or wrong options
-};
+enum ExitStatus { exitClean = 0, exitFindings = 1, exitTrouble = 2 };
 
-constexpr char usage[] =
-    "usage: kvxprereqlint [--exclude=RULE,...] [--fail-on=SEVERITY] [--format=FORM] [--unread] FILE...\n"
+const char *const pUsage =
+    "Usage: kvxprereqlint [--exclude=RULE,...] [--fail-on=SEVERITY] [--format=FORM] [--unread] FILE...\n"
     "       kvxprereqlint --levels FILE\n"
     "       kvxprereqlint --explain LEVEL --distribution NAME --release VERSION [--service-pack N]\n"
     "                     [--kernel VERSION] [--clustered] [--client] [--format=FORM] FILE\n"
-    "       kvxprereqlint --list-rules\n";
-
-constexpr char help[] =
+    "       kvxprereqlint --list-rules\n"
     "\n"
     "Finds lines of a prerequisites file that kvxprereqcheck does not take as they look. FILE is - for standard input.\n"
     "\n"
@@ -51,17 +44,19 @@ constexpr char help[] =
     "  --kernel VERSION     its kernel, such as 5.14.0; without it conditions on it hold\n"
     "  --clustered          the pass that checks the clustered feature\n"
     "  --client             the checks of a client\n"
-    "  -h, --help           print this\n"
-    "  --version            print the version\n"
+    "  -h, --help           print this text and exit\n"
+    "  --version            print the version and exit\n"
     "\n"
     "Exit status: 0 nothing was found, 1 findings, 2 a file cannot be read or the options are wrong.\n";
 
-struct wrongUsage : std::runtime_error {
+// What the command line asks for cannot be done.
+struct usageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 struct arguments {
-    bool bHelp = false, bVersion = false, bListRules = false, bLevels = false, bExplain = false;
+    const char *pInformation = nullptr; // to be printed, and nothing else
+    bool bListRules = false, bLevels = false, bExplain = false;
     bool bHostOption = false;  // one that describes a host
     bool bJudgeOption = false; // one that only judging knows
     lint::judgeOptions judging;
@@ -123,7 +118,7 @@ lint::Severity severityNamed(const string &name) {
     for (const lint::Severity severity : {lint::Severity::error, lint::Severity::warning})
         if (name == lint::nameOf(severity))
             return severity;
-    throw wrongUsage("--fail-on is error or warning");
+    throw usageError("--fail-on is error or warning");
 }
 
 enum Option {
@@ -168,10 +163,49 @@ void takeOption(int found, const char *pText, arguments &given) {
         break;
     case CLUSTERED: given.host.bClustered = true; break;
     case CLIENT: given.host.bClient = true; break;
-    case HELP: given.bHelp = true; break;
-    case VERSION: given.bVersion = true; break;
-    default: throw wrongUsage("");
+    case HELP: given.pInformation = pUsage; break;
+    case VERSION: given.pInformation = "kvxprereqlint " KVX_VERSION "\n"; break;
+    default: throw usageError("");
     }
+}
+
+// SUSE 15 has no /etc/SuSE-release, which alone gives the service pack apart from the release.
+constexpr long FIRST_WITHOUT_SUSE_RELEASE = 15;
+
+void checkHost(const lint::describedHost &host) {
+    if (!lint::isKnownDistribution(host.distribution))
+        throw usageError("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
+    if (host.release.empty())
+        throw usageError("--release is missing, such as 9.4");
+    const string release = lint::printable(host.release);
+    if (!host.servicePack.empty() && host.release.find('.') != string::npos)
+        throw std::runtime_error("--release " + release +
+                                 " says the service pack: leave --service-pack out, or give the release without");
+    if (!host.servicePack.empty() && host.distribution == "SUSE" &&
+        std::strtol(host.release.c_str(), nullptr, 10) >= FIRST_WITHOUT_SUSE_RELEASE)
+        throw std::runtime_error("SUSE " + release + " has its service pack in its release: give --release " + release +
+                                 "." + host.servicePack + " without --service-pack");
+    if (host.bClustered && host.bClient)
+        throw usageError("there is no clustered pass for a client");
+}
+
+void checkArguments(const arguments &given) {
+    if (given.bLevels + given.bExplain + given.bListRules + given.bJudgeOption > 1)
+        throw usageError("--levels, --explain, --list-rules and the options for judging exclude each other");
+    if (given.bListRules != given.files.empty())
+        throw usageError(given.bListRules ? "--list-rules takes no file" : "no file is given");
+    if ((given.bLevels || given.bExplain) && given.files.size() > 1)
+        throw usageError("--levels and --explain take one file");
+    if (given.bHostOption && !given.bExplain)
+        throw usageError("a host is described for --explain only");
+    if (given.bExplain)
+        checkHost(given.host);
+    if (given.form.empty())
+        return;
+    if (given.bLevels || given.bListRules)
+        throw usageError("--levels and --list-rules have one form");
+    if (given.bExplain && given.form != "text" && given.form != "json")
+        throw usageError("--format is text or json with --explain");
 }
 
 arguments readArguments(int argc, char **argv) {
@@ -192,78 +226,16 @@ arguments readArguments(int argc, char **argv) {
         takeOption(found, optarg, given);
     }
     given.files.assign(argv + optind, argv + argc);
+    if (given.pInformation == nullptr)
+        checkArguments(given);
     return given;
-}
-
-// SUSE 15 has no /etc/SuSE-release, which alone gives the service pack apart from the release.
-constexpr long FIRST_WITHOUT_SUSE_RELEASE = 15;
-
-void checkHost(const lint::describedHost &host) {
-    if (!lint::isKnownDistribution(host.distribution))
-        throw wrongUsage("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
-    if (host.release.empty())
-        throw wrongUsage("--release is missing, such as 9.4");
-    const string release = lint::printable(host.release);
-    if (!host.servicePack.empty() && host.release.find('.') != string::npos)
-        throw std::runtime_error("--release " + release +
-                                 " says the service pack: leave --service-pack out, or give the release without");
-    if (!host.servicePack.empty() && host.distribution == "SUSE" &&
-        std::strtol(host.release.c_str(), nullptr, 10) >= FIRST_WITHOUT_SUSE_RELEASE)
-        throw std::runtime_error("SUSE " + release + " has its service pack in its release: give --release " + release +
-                                 "." + host.servicePack + " without --service-pack");
-    if (host.bClustered && host.bClient)
-        throw wrongUsage("there is no clustered pass for a client");
-}
-
-void checkArguments(const arguments &given) {
-    if (given.bLevels + given.bExplain + given.bListRules + given.bJudgeOption > 1)
-        throw wrongUsage("--levels, --explain, --list-rules and the options for judging exclude each other");
-    if (given.bListRules != given.files.empty())
-        throw wrongUsage(given.bListRules ? "--list-rules takes no file" : "no file is given");
-    if ((given.bLevels || given.bExplain) && given.files.size() > 1)
-        throw wrongUsage("--levels and --explain take one file");
-    if (given.bHostOption && !given.bExplain)
-        throw wrongUsage("a host is described for --explain only");
-    if (given.bExplain)
-        checkHost(given.host);
-    if (given.form.empty())
-        return;
-    if (given.bLevels || given.bListRules)
-        throw wrongUsage("--levels and --list-rules have one form");
-    if (given.bExplain && given.form != "text" && given.form != "json")
-        throw wrongUsage("--format is text or json with --explain");
 }
 
 /* --- Files --- */
 
-constexpr char standardInput[] = "-";
-
-void readAll(std::istream &stream, const string &path, string &text) {
-    std::array<char, 65536> buffer;
-    while (stream.read(buffer.data(), buffer.size()) || stream.gcount() > 0)
-        text.append(buffer.data(), static_cast<std::size_t>(stream.gcount()));
-    if (stream.bad())
-        throw std::runtime_error(path + ": cannot be read");
-}
-
 bool isRegular(const string &path) {
     std::error_code error;
-    return path != standardInput && std::filesystem::is_regular_file(path, error);
-}
-
-string readFile(const string &path) {
-    string text;
-    if (path == standardInput) {
-        readAll(std::cin, path, text);
-        return text;
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file.is_open())
-        throw std::runtime_error(path + ": cannot be read");
-    if (isRegular(path))
-        text.reserve(std::filesystem::file_size(path) + 1);
-    readAll(file, path, text);
-    return text;
+    return path != common::standardInput && std::filesystem::is_regular_file(path, error);
 }
 
 // The levels that a file offers. What is no regular file can be read only once.
@@ -277,35 +249,35 @@ std::vector<string> levelsOf(const string &path, const string &text) {
 /* --- Linting, listing, explaining --- */
 
 void judgeFile(const string &path, const arguments &given, lint::writer &out, lint::findingCounts &counts) {
-    const string text = readFile(path);
+    const string text = common::readFile(path);
     const lint::judgement judged = lint::judge(text, given.judging);
     counts.files++;
     counts.suppressed += judged.suppressed;
     for (const lint::finding &found : judged.findings.all)
         counts.bySeverity[static_cast<std::size_t>(lint::entryOf(found.id).severity)]++;
-    out.add(path == standardInput ? "<stdin>" : path, text, judged.findings);
+    out.add(path == common::standardInput ? "<stdin>" : path, text, judged.findings);
 }
 
 ExitStatus judgeFiles(const arguments &given) {
     const std::unique_ptr<lint::writer> out = lint::makeWriter(given.form.empty() ? "gcc" : given.form, std::cout);
     if (out == nullptr)
-        throw wrongUsage("--format is gcc, json, sarif or github");
+        throw usageError("--format is gcc, json, sarif or github");
     lint::findingCounts counts;
     bool bTrouble = false;
     for (const string &path : given.files)
         try {
             judgeFile(path, given, *out, counts);
         } catch (const std::runtime_error &error) {
-            std::cerr << "kvxprereqlint: " << error.what() << "\n";
+            std::cerr << "kvxprereqlint: " << error.what() << '\n';
             bTrouble = true;
         }
     out->finish(counts);
     std::cout.flush();
     std::cerr << "kvxprereqlint: " << counts.files << (counts.files == 1 ? " file: " : " files: ")
-              << lint::countsInWords(counts) << "\n";
+              << lint::countsInWords(counts) << '\n';
     const bool bFails = counts.of(lint::Severity::error) > 0 ||
                         (given.failOn == lint::Severity::warning && counts.of(lint::Severity::warning) > 0);
-    return bTrouble ? TROUBLE : bFails ? FINDINGS : CLEAN;
+    return bTrouble ? exitTrouble : bFails ? exitFindings : exitClean;
 }
 
 void listRules() {
@@ -313,29 +285,34 @@ void listRules() {
         const lint::ruleEntry &rule = lint::entryOf(static_cast<lint::Rule>(id));
         char line[128];
         std::snprintf(line, sizeof line, "%-20s%-9s", string(rule.name).c_str(), string(nameOf(rule.severity)).c_str());
-        std::cout << line << rule.summary << "\n";
+        std::cout << line << rule.summary << '\n';
     }
+}
+
+ExitStatus print(const char *pText) {
+    std::cout << pText;
+    return exitClean;
 }
 
 ExitStatus run(const arguments &given) {
     if (given.bListRules) {
         listRules();
-        return CLEAN;
+        return exitClean;
     }
     if (!given.bLevels && !given.bExplain)
         return judgeFiles(given);
-    const string text = readFile(given.files.front());
+    const string text = common::readFile(given.files.front());
     const std::vector<string> levels = levelsOf(given.files.front(), text);
     if (levels.empty())
         throw std::runtime_error(given.files.front() + ": offers no level");
     if (given.bLevels)
         for (const string &level : levels)
-            std::cout << lint::printable(level) << "\n";
+            std::cout << lint::printable(level) << '\n';
     else {
         const lint::explanation explained = lint::explain(text, levels, given.level, given.host);
         (given.form == "json" ? lint::printJson : lint::printText)(explained, std::cout);
     }
-    return CLEAN;
+    return exitClean;
 }
 
 } // namespace
@@ -344,24 +321,16 @@ int main(int argc, char **argv) {
     std::ios::sync_with_stdio(false);
     try {
         const arguments given = readArguments(argc, argv);
-        if (given.bHelp || given.bVersion) {
-            if (given.bHelp)
-                std::cout << usage << help;
-            else
-                std::cout << "kvxprereqlint " KVX_VERSION "\n";
-            return std::cout.flush() ? CLEAN : TROUBLE;
-        }
-        checkArguments(given);
-        const ExitStatus status = run(given);
+        const ExitStatus status = given.pInformation != nullptr ? print(given.pInformation) : run(given);
         if (!std::cout.flush())
-            throw std::runtime_error("the output cannot be written");
+            throw common::fileError("standard output");
         return status;
-    } catch (const wrongUsage &error) {
+    } catch (const usageError &error) {
         if (*error.what() != '\0')
-            std::cerr << "kvxprereqlint: " << error.what() << "\n";
-        std::cerr << usage;
+            std::cerr << "kvxprereqlint: " << error.what() << '\n';
+        std::cerr << "Try kvxprereqlint --help\n";
     } catch (const std::exception &error) {
-        std::cerr << "kvxprereqlint: " << error.what() << "\n";
+        std::cerr << "kvxprereqlint: " << error.what() << '\n';
     }
-    return TROUBLE;
+    return exitTrouble;
 }

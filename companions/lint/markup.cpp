@@ -20,7 +20,7 @@ bool beginsAt(std::string_view line, std::size_t position, std::string_view text
 }
 
 bool isNameStart(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || ((unsigned char)c & 0x80) != 0;
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || (static_cast<unsigned char>(c) & 0x80) != 0;
 }
 
 std::size_t nameEnd(std::string_view line, std::size_t position) {
@@ -63,7 +63,8 @@ std::vector<const char *> commentsWithoutEnd(std::string_view file) {
     while ((position = file.find("--", position)) != npos) {
         const char *pDashes = file.data() + position;
         if (position >= 2 && file.compare(position - 2, 4, commentBegin) == 0) {
-            if (open.empty() || std::memchr(open.back(), '\n', (std::size_t)(pDashes - open.back())) != nullptr)
+            if (open.empty() ||
+                std::memchr(open.back(), '\n', static_cast<std::size_t>(pDashes - open.back())) != nullptr)
                 open.push_back(pDashes - 2);
             position += 2;
         } else if (beginsAt(file, position, commentEnd)) {
@@ -250,10 +251,10 @@ void markupReader::read(std::string_view line, markedLine &marked) {
 
 std::string_view foreignCharacter(std::string_view text) {
     std::size_t begin = 0;
-    while (begin < text.size() && ((unsigned char)text[begin] & 0x80) == 0)
+    while (begin < text.size() && (static_cast<unsigned char>(text[begin]) & 0x80) == 0)
         begin++;
     std::size_t end = std::min(begin + 1, text.size());
-    while (end < text.size() && ((unsigned char)text[end] & 0xc0) == 0x80)
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80)
         end++;
     return text.substr(begin, end - begin);
 }
@@ -328,12 +329,12 @@ std::string latinized(std::string_view text) {
         if (foreign.empty())
             return latin.append(text);
         const char32_t code = utf8::decode(foreign);
-        latin.append(text, 0, (std::size_t)(foreign.data() - text.data()));
-        text = text.substr((std::size_t)(foreign.data() - text.data()) + foreign.size());
+        latin.append(text, 0, static_cast<std::size_t>(foreign.data() - text.data()));
+        text = text.substr(static_cast<std::size_t>(foreign.data() - text.data()) + foreign.size());
         const auto *const like = std::find_if(std::begin(likenesses), std::end(likenesses),
                                               [&](const auto &likeness) { return likeness.code == code; });
         if (code > 0xff00 && code < 0xff5f)
-            latin += (char)(code - 0xff00 + ' '); // of full width
+            latin += static_cast<char>(code - 0xff00 + ' '); // of full width
         else if (like != std::end(likenesses))
             latin += like->letter;
         else

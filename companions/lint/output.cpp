@@ -63,7 +63,7 @@ public:
             const ruleEntry &rule = entryOf(found.id);
             out << "::" << commands[static_cast<std::size_t>(rule.severity)] << " file=" << escaped(path, "%\r\n:,")
                 << ",line=" << found.line << ",col=" << found.column << ",title=" << rule.name
-                << "::" << escaped(printable(findings.textOf(found)), "%\r\n") << "\n";
+                << "::" << escaped(printable(findings.textOf(found)), "%\r\n") << '\n';
         }
     }
 

@@ -7,6 +7,7 @@
 #include <strings.h>
 #include <unordered_set>
 
+#include "../common/words.h"
 #include "sqloText.h"
 #include "tags.h"
 
@@ -17,21 +18,15 @@ namespace {
 using std::string;
 using std::string_view;
 
+using common::holds;
+using common::sameLetters;
+
 constexpr auto npos = string_view::npos;
 
 // What is deeper, or farther back among the values of a tag, is not looked at: no file is meant so.
 constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
 constexpr std::size_t MOST_WAITING = 1000; // replacements that are not reported yet
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
-
-bool holds(string_view text, string_view part) {
-    return text.find(part) != npos;
-}
-
-bool sameLetters(string_view left, string_view right) {
-    return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                      [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
-}
 
 string opening(string_view name) {
     return "<" + string(name) + ">";
@@ -53,15 +48,20 @@ bool isStructure(string_view name) {
 bool holdsEntity(string_view text) {
     const std::size_t begin = text.find('&'), end = text.find(';', begin == npos ? 0 : begin);
     return begin != npos && end != npos && end > begin + 1 &&
-           std::all_of(text.begin() + (std::ptrdiff_t)begin + 1, text.begin() + (std::ptrdiff_t)end,
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(begin) + 1,
+                       text.begin() + static_cast<std::ptrdiff_t>(end),
                        [](unsigned char c) { return std::isalnum(c) || c == '#'; });
 }
 
+bool isOneOf(unsigned char c, string_view characters) {
+    return characters.find(static_cast<char>(c)) != npos;
+}
+
 bool isPackageName(string_view text, bool bPath) {
-    return !text.empty() && (std::isalnum((unsigned char)text[0]) || text[0] == '_' || (bPath && text[0] == '/')) &&
-           std::all_of(text.begin(), text.end(), [&](unsigned char c) {
-               return std::isalnum(c) || holds("._+-", string_view((const char *)&c, 1)) || (bPath && c == '/');
-           });
+    return !text.empty() &&
+           (std::isalnum(static_cast<unsigned char>(text[0])) || text[0] == '_' || (bPath && text[0] == '/')) &&
+           std::all_of(text.begin(), text.end(),
+                       [&](unsigned char c) { return std::isalnum(c) || isOneOf(c, "._+-") || (bPath && c == '/'); });
 }
 
 // Can a host of a distribution meet the conditions around a value?
@@ -111,7 +111,7 @@ string triplesIn(string_view attributes) {
         if (!readCondition(text).triples.empty())
             all += (all.empty() ? "" : " ") + string(trimmed(text));
         if (bQuotes)
-            attributes.remove_prefix((std::size_t)(text.data() + text.size() + 1 - attributes.data()));
+            attributes.remove_prefix(static_cast<std::size_t>(text.data() + text.size() + 1 - attributes.data()));
     }
     return all;
 }
@@ -123,9 +123,7 @@ bool isLibraryName(string text) {
             for (std::size_t at; (at = text.find(written)) != npos;)
                 text.replace(at, written.size(), "x");
     return std::all_of(text.begin(), text.end(),
-                       [](unsigned char c) {
-                           return std::isalnum(c) || (c != '\0' && holds("._+-/@~", string(1, (char)c)));
-                       }) &&
+                       [](unsigned char c) { return std::isalnum(c) || isOneOf(c, "._+-/@~"); }) &&
            std::any_of(text.begin(), text.end(), [](unsigned char c) { return std::isalpha(c); });
 }
 
@@ -159,13 +157,13 @@ fault faultOfNumber(const string &text) {
     const string_view bare = trimmed(text);
     if (sqloCheckIsNumber(string(bare).c_str()) && !bare.empty())
         return noFault();
-    const bool bParts = holds(bare, ".") && std::isdigit((unsigned char)bare[0]);
+    const bool bParts = holds(bare, ".") && std::isdigit(static_cast<unsigned char>(bare[0]));
     return {Rule::number, "this is no whole number and counts as " + std::to_string(leadingNumber(text.c_str())) +
                               (bParts ? ": give each part of a level a tag of its own" : ": write digits only")};
 }
 
 fault faultOfMask(const string &text) {
-    const bool bDigit = std::isdigit((unsigned char)text[0]) != 0;
+    const bool bDigit = std::isdigit(static_cast<unsigned char>(text[0])) != 0;
     if (bDigit && trimmed(text).find_first_not_of("01234567") == npos)
         return noFault();
     return {Rule::number, "a umask is an octal number, as 022; " +
@@ -175,7 +173,7 @@ fault faultOfMask(const string &text) {
 
 fault faultOfVersion(const string &text) {
     const string_view bare = trimmed(text);
-    if (!std::isdigit((unsigned char)text[0]))
+    if (!std::isdigit(static_cast<unsigned char>(text[0])))
         return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
                               "alone, as 1.2.3"};
     if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
@@ -228,7 +226,7 @@ fault faultOf(const string &text, TextKind kind) {
 /* --- The line --- */
 
 std::size_t judgedLine::columnOf(string_view word) const {
-    return (std::size_t)(word.data() - text.data()) + 1;
+    return static_cast<std::size_t>(word.data() - text.data()) + 1;
 }
 
 void judgedLine::reportComment(const markup &part, const string &what) {
@@ -400,7 +398,7 @@ void sectionJudge::pass(const markup &part) {
 // An element that is lost counts as given for what is said of the level.
 void sectionJudge::noteMeant(int tag) {
     if (tag >= 0)
-        meant[(std::size_t)tag] = true;
+        meant[static_cast<std::size_t>(tag)] = true;
 }
 
 /* --- Why a part has no effect --- */
@@ -640,7 +638,7 @@ std::shared_ptr<const std::vector<triple>> sectionJudge::enclosingTriples() {
     auto all = std::make_shared<std::vector<triple>>();
     const std::size_t count = std::min(sections.size(), DEEPEST_ASKED);
     bool bUnknown = false;
-    for (auto section = sections.end() - (std::ptrdiff_t)count; section != sections.end(); ++section)
+    for (auto section = sections.end() - static_cast<std::ptrdiff_t>(count); section != sections.end(); ++section)
         for (const triple &triple : section->triples)
             if (!triple.operation.empty())
                 all->push_back(triple);
@@ -658,7 +656,7 @@ std::shared_ptr<const std::vector<triple>> sectionJudge::enclosingTriples() {
 
 bool sectionJudge::inGrid() const {
     const std::size_t count = std::min(sections.size(), DEEPEST);
-    return std::any_of(sections.end() - (std::ptrdiff_t)count, sections.end(),
+    return std::any_of(sections.end() - static_cast<std::ptrdiff_t>(count), sections.end(),
                        [](const openSection &section) { return section.bGrid; });
 }
 
@@ -831,11 +829,11 @@ bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given
 
 // A value that applies wherever an earlier one does replaces it for good.
 void sectionJudge::remember(const markup &part, int tag) {
-    const auto number = (std::uint32_t)line.number;
-    const auto section = (std::uint32_t)(sections.empty() ? 0 : sections.back().line);
-    const seenValue given = {number, (std::uint32_t)part.column, section, enclosingTriples(), part.text, inGrid(),
-                             false};
-    auto &seen = values[(std::size_t)tag];
+    const auto number = static_cast<std::uint32_t>(line.number);
+    const auto section = static_cast<std::uint32_t>(sections.empty() ? 0 : sections.back().line);
+    const seenValue given = {
+        number, static_cast<std::uint32_t>(part.column), section, enclosingTriples(), part.text, inGrid(), false};
+    auto &seen = values[static_cast<std::size_t>(tag)];
     for (std::size_t i = seen.size(); i > 0 && seen.size() - i < FARTHEST_VALUE; i--) {
         seenValue &earlier = seen[i - 1];
         if (earlier.bReplaced || !isReplacedBy(earlier, given))
@@ -936,7 +934,7 @@ bool sectionJudge::isGivenBelow(Tag tag, const seenValue &given) const {
 
 // A value that a distribution can have, without another that it never has.
 void sectionJudge::judgeDependence(const dependence &pair) {
-    if (meant[(std::size_t)pair.needed] || values[(std::size_t)pair.tag].empty())
+    if (meant[static_cast<std::size_t>(pair.needed)] || values[static_cast<std::size_t>(pair.tag)].empty())
         return;
     const seenValue *pFirst = nullptr;
     string names;
@@ -952,12 +950,12 @@ void sectionJudge::judgeDependence(const dependence &pair) {
     if (lacking > 0)
         line.reportAt(Rule::together, pFirst->line, pFirst->column,
                       string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] +
-                          (values[(std::size_t)pair.needed].empty() ? "" : names) + ": " + string(pair.consequence) +
-                          "; give both");
+                          (values[static_cast<std::size_t>(pair.needed)].empty() ? "" : names) + ": " +
+                          string(pair.consequence) + "; give both");
 }
 
 const sectionJudge::seenValue *sectionJudge::firstValueOn(string_view distribution, Tag tag) const {
-    for (const seenValue &given : values[(std::size_t)tag])
+    for (const seenValue &given : values[static_cast<std::size_t>(tag)])
         if (isForDistribution(distribution, *given.around))
             return &given;
     return nullptr;

@@ -9,6 +9,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "../common/words.h"
+
 namespace lint {
 
 namespace {
@@ -114,16 +116,14 @@ constexpr bool everyTagHasOneUse() {
 }
 static_assert(everyTagHasOneUse(), "every tag has exactly one use");
 
-char lowered(char c) {
-    return c >= 'A' && c <= 'Z' ? (char)(c - 'A' + 'a') : c;
-}
+using common::lowered;
 
-typedef std::uint64_t letterSet; // upper case is not told from lower
+typedef std::uint64_t letterSet; // an upper-case letter counts as its lower-case one
 
 letterSet lettersOf(std::string_view name) {
     letterSet letters = 0;
     for (const char c : name)
-        letters |= letterSet(1) << ((unsigned char)lowered(c) % 64);
+        letters |= letterSet(1) << (static_cast<unsigned char>(lowered(c)) % 64);
     return letters;
 }
 
@@ -181,7 +181,7 @@ public:
 
 private:
     static std::size_t placeOf(char c) {
-        return (unsigned char)lowered(c);
+        return static_cast<unsigned char>(lowered(c));
     }
 
     std::string_view name;
@@ -268,7 +268,7 @@ static int mostAlike(std::string_view name) {
     std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     int nearest = -1;
     for (int other = 0; other < LastTag && best > 0; other++) {
-        const tagName &one = names[(std::size_t)other];
+        const tagName &one = names[static_cast<std::size_t>(other)];
         if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
             continue;
         if (holdsAtLeast(letters & ~one.letters, best) || holdsAtLeast(one.letters & ~letters, best))

@@ -1,6 +1,6 @@
 // What to do about a failure, by the message that reports it.
-#ifndef REPORT_ADVICE_H
-#define REPORT_ADVICE_H
+#ifndef KVX_REPORT_ADVICE_H
+#define KVX_REPORT_ADVICE_H
 
 #include "report.h"
 

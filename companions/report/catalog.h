@@ -1,6 +1,6 @@
 // A message catalog turned round: its texts are the patterns by which the lines of a report are read back.
-#ifndef REPORT_CATALOG_H
-#define REPORT_CATALOG_H
+#ifndef KVX_REPORT_CATALOG_H
+#define KVX_REPORT_CATALOG_H
 
 #include "text.h"
 

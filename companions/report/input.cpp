@@ -1,10 +1,8 @@
 #include "input.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,38 +12,6 @@ namespace report {
 namespace fs = std::filesystem;
 
 // --- Files ---
-
-std::runtime_error fileError(const std::string &path) {
-    return std::runtime_error(path + ": " + std::strerror(errno));
-}
-
-descriptor::~descriptor() {
-    if (number > STDERR_FILENO)
-        close(number);
-}
-
-static std::string readAll(int from, const std::string &path) {
-    std::string text;
-    std::array<char, 65536> buffer{};
-    for (;;) {
-        const ssize_t got = read(from, buffer.data(), buffer.size());
-        if (got < 0 && errno != EINTR)
-            throw fileError(path);
-        if (got == 0)
-            return text;
-        if (got > 0)
-            text.append(buffer.data(), static_cast<size_t>(got));
-    }
-}
-
-std::string readNamed(const std::string &path) {
-    if (path == "-")
-        return readAll(STDIN_FILENO, "standard input");
-    const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (file < 0)
-        throw fileError(path);
-    return readAll(file, path);
-}
 
 // A file of a host's directory: no link is followed and no pipe waited for. None when there is no such file.
 static std::optional<std::string> readFetched(const fs::path &path) {
@@ -59,7 +25,7 @@ static std::optional<std::string> readFetched(const fs::path &path) {
         throw fileError(path);
     if (!S_ISREG(about.st_mode))
         throw std::runtime_error(path.string() + ": not a regular file");
-    return readAll(file, path);
+    return common::readAll(file, path);
 }
 
 std::optional<int> statusOf(std::string_view text) {

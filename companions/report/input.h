@@ -1,36 +1,18 @@
 // What lies where the reports of hosts are: files given by name, and the directories of a fetched set of hosts, whose
 // contents came from those hosts.
-#ifndef REPORT_INPUT_H
-#define REPORT_INPUT_H
+#ifndef KVX_REPORT_INPUT_H
+#define KVX_REPORT_INPUT_H
 
 #include "reader.h"
 
 #include <filesystem>
-#include <stdexcept>
+
+#include "../common/files.h"
 
 namespace report {
 
-// A path, and errno's words.
-std::runtime_error fileError(const std::string &path);
-
-// A descriptor that closes itself.
-class descriptor {
-public:
-    explicit descriptor(int opened) : number(opened) {
-    }
-    descriptor(const descriptor &) = delete;
-    descriptor &operator=(const descriptor &) = delete;
-    ~descriptor();
-    operator int() const {
-        return number;
-    }
-
-private:
-    int number;
-};
-
-// A file, or standard input for "-". Throws what is wrong.
-std::string readNamed(const std::string &path);
+using common::descriptor;
+using common::fileError;
 
 // A decimal number from 0 to 255, perhaps with blanks around it.
 std::optional<int> statusOf(std::string_view text);

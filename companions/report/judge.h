@@ -1,7 +1,7 @@
 // The judgement: of all that is seen on a host the worst counts. It is computed from what was read and from nothing
 // else, so that it can be made again when that changes.
-#ifndef REPORT_JUDGE_H
-#define REPORT_JUDGE_H
+#ifndef KVX_REPORT_JUDGE_H
+#define KVX_REPORT_JUDGE_H
 
 #include "report.h"
 

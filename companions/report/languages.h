@@ -1,6 +1,6 @@
 // The languages in which reports can be written: which parts of a text are in one language, and in which.
-#ifndef REPORT_LANGUAGES_H
-#define REPORT_LANGUAGES_H
+#ifndef KVX_REPORT_LANGUAGES_H
+#define KVX_REPORT_LANGUAGES_H
 
 #include "catalog.h"
 

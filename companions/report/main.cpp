@@ -66,9 +66,9 @@ material givenBy(const settings &asked) {
     material given;
     given.name = asked.host ? *asked.host : asked.input == "-" ? ownName() : fs::path(asked.input).filename().string();
     given.status = asked.status;
-    given.report = readNamed(asked.input);
+    given.report = common::readFile(asked.input);
     if (asked.errors)
-        given.errors = readNamed(*asked.errors);
+        given.errors = common::readFile(*asked.errors);
     return given;
 }
 
@@ -259,7 +259,7 @@ settings readCommandLine(int argc, char **argv) {
         case WAIVERS: asked.waivers = notEmpty(optarg); break;
         case STATUS:
             if (!(asked.status = statusOf(optarg)))
-                throw usageError(std::string("no exit status: ") + optarg);
+                throw usageError("--status is a number from 0 to 255");
             break;
         case 'h':
         case HELP: asked.pInformation = pUsage; return asked;
@@ -268,9 +268,9 @@ settings readCommandLine(int argc, char **argv) {
         }
     }
     if (std::count(formats.begin(), formats.end(), asked.format) == 0)
-        throw usageError("no such format: " + asked.format);
+        throw usageError("--format is table, json, junit or html");
     if (argc - optind > 1)
-        throw usageError("more than one report");
+        throw usageError("more than one report is given");
     if (optind < argc)
         asked.input = argv[optind];
     return asked;

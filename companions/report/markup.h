@@ -1,6 +1,6 @@
 // What JUnit's XML and the page's HTML share: outside texts in them.
-#ifndef REPORT_MARKUP_H
-#define REPORT_MARKUP_H
+#ifndef KVX_REPORT_MARKUP_H
+#define KVX_REPORT_MARKUP_H
 
 #include <string>
 #include <string_view>

@@ -1,6 +1,6 @@
 // What people look for in reports: the worst first, each fault once.
-#ifndef REPORT_OUTLINE_H
-#define REPORT_OUTLINE_H
+#ifndef KVX_REPORT_OUTLINE_H
+#define KVX_REPORT_OUTLINE_H
 
 #include "report.h"
 

@@ -1,6 +1,6 @@
 // Reads reports: the language of each part is found from the part itself, then each line from the language's catalog.
-#ifndef REPORT_READER_H
-#define REPORT_READER_H
+#ifndef KVX_REPORT_READER_H
+#define KVX_REPORT_READER_H
 
 #include "languages.h"
 #include "report.h"

@@ -1,6 +1,6 @@
 // What the reports of a run say about a host.
-#ifndef REPORT_H
-#define REPORT_H
+#ifndef KVX_REPORT_H
+#define KVX_REPORT_H
 
 #include <map>
 #include <optional>

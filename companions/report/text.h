@@ -1,6 +1,6 @@
 // Texts on their way from a host to a reader's eye: to UTF-8, and with nothing in them that a screen would obey.
-#ifndef REPORT_TEXT_H
-#define REPORT_TEXT_H
+#ifndef KVX_REPORT_TEXT_H
+#define KVX_REPORT_TEXT_H
 
 #include <ctime>
 #include <iconv.h>

@@ -1,6 +1,6 @@
 // The forms in which what was read is shown.
-#ifndef REPORT_WRITERS_H
-#define REPORT_WRITERS_H
+#ifndef KVX_REPORT_WRITERS_H
+#define KVX_REPORT_WRITERS_H
 
 #include "report.h"
 

@@ -69,7 +69,7 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_TRUE(holds(run("- <" + bad).out, "<stdin>:4:1: error: ")) << "standard input is judged as a file";
     const commandResult other = run("/nowhere " + bad);
     EXPECT_EQ(other.status, 2);
-    EXPECT_TRUE(holds(other.out, "kvxprereqlint: /nowhere: cannot be read\n")) << other.out;
+    EXPECT_TRUE(holds(other.out, "kvxprereqlint: /nowhere: No such file or directory\n")) << other.out;
     EXPECT_TRUE(holds(other.out, ":4:1: error: ")) << "the other file is judged all the same";
 }
 
