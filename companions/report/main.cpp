@@ -181,7 +181,7 @@ int worse(int a, int b) {
 }
 
 waiverList readWaivers(const settings &asked) {
-    return asked.waivers ? waiverList(*asked.waivers, readNamed(*asked.waivers), today()) : waiverList();
+    return asked.waivers ? waiverList(*asked.waivers, common::readFile(*asked.waivers), today()) : waiverList();
 }
 
 int showHosts(const settings &asked, const std::vector<hostPlace> &places, writer &shown) {
