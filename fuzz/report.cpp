@@ -104,8 +104,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     std::ostringstream table;
     checkJson(shown(jsonWriter(json), json, one));
     checkMarkup(shown(junitWriter(junit), junit, one), {"?xml"});
-    checkMarkup(shown(htmlWriter(html), html, one), {"!DOCTYPE", "meta"});
-    checkCharacters(shown(tableWriter(table, false), table, one));
+    checkMarkup(shown(htmlWriter(html, english()), html, one), {"!DOCTYPE", "meta"});
+    checkCharacters(shown(tableWriter(table, false, english()), table, one));
     for (const auto *pText : {&json, &junit, &html})
         checkCharacters(pText->str());
     return 0;

@@ -27,78 +27,47 @@ enum class Kind {
 
 // In the order of the kinds.
 constexpr std::array table{
-    advice{
-        "kernel level",
-        "Install the newest kernel of the release and restart the host: the running kernel counts (uname -r). If the "
-        "release has no kernel of the required level, move to a newer release. A container has the kernel of its host.",
-        {"dnf upgrade kernel", "zypper update kernel-default", "apt-get install linux-generic"}},
-    advice{
-        "C++ symbol version",
-        "Update the C++ runtime. If the newest package of the release does not have the symbol version, the release is "
-        "too old for this level: move to a newer one. Do not put a libstdc++.so.6 from elsewhere in the place of the "
-        "system's own.",
-        {"dnf install libstdc++", "zypper install libstdc++6", "apt-get install libstdc++6"}},
-    advice{
-        "C library",
-        "The C library belongs to the release of the distribution. Install its updates; if the level is still too low, "
-        "move to a newer release.",
-        {"dnf upgrade glibc", "zypper update glibc", "apt-get install libc6"}},
-    advice{
-        "asynchronous I/O library (libaio)",
-        "Install the package with libaio.so.1. Ubuntu 24.04 and later have no libaio1: their libaio1t64 has the file "
-        "libaio.so.1t64, which a program that asks for libaio.so.1 does not find. On 64-bit hosts it is the same "
-        "library. If the product allows it, give it the other name with a link: ln -s libaio.so.1t64 "
-        "/usr/lib/x86_64-linux-gnu/libaio.so.1",
-        {"dnf install libaio", "zypper install libaio1", "apt-get install libaio1"}},
-    advice{
-        "32-bit PAM library",
-        "This is a warning. Install the library if 32-bit programs of the product are used. RHEL 10 has no 32-bit "
-        "packages. On Ubuntu the library goes to /lib/i386-linux-gnu, where the check does not look: the warning stays "
-        "and can be ignored.",
-        {"dnf install pam.i686", "zypper install pam-32bit",
-         "dpkg --add-architecture i386 && apt-get update && apt-get install libpam0g:i386"}},
-    advice{
-        "SELinux",
-        "Only the clustered feature needs this: to check without it, run kvxprereqcheck with -i. To disable SELinux, "
-        "change the setting and restart the host. The host is less protected then.",
-        {"grubby --update-kernel ALL --args selinux=0", "sed -i 's/^SELINUX=.*/SELINUX=disabled/' /etc/selinux/config",
-         "sed -i 's/^SELINUX=.*/SELINUX=disabled/' /etc/selinux/config"}},
-    advice{
-        "free space",
-        "Make space in the file system of the directory that the line names, or enlarge it; df -h DIRECTORY shows it. "
-        "Package caches in /var can go. For the temporary directory another one can be named in KVXTMPDIR.",
-        {"dnf clean all", "zypper clean --all", "apt-get clean"}},
-    advice{"strings",
-           "The tool strings is missing, so libraries cannot be examined. Install the GNU binary utilities.",
+    advice{Message::kindKernel,
+           Message::adviceKernel,
+           {"dnf upgrade kernel", "zypper update kernel-default", "apt-get install linux-generic"}},
+    advice{Message::kindLibstdcxx,
+           Message::adviceLibstdcxx,
+           {"dnf install libstdc++", "zypper install libstdc++6", "apt-get install libstdc++6"}},
+    advice{Message::kindGlibc,
+           Message::adviceGlibc,
+           {"dnf upgrade glibc", "zypper update glibc", "apt-get install libc6"}},
+    advice{Message::kindLibaio,
+           Message::adviceLibaio,
+           {"dnf install libaio", "zypper install libaio1",
+            "apt-get install libaio1t64 || apt-get install libaio1"}}, // since 24.04, before
+    advice{Message::kindPam,
+           Message::advicePam,
+           {"dnf install pam.i686", "zypper install pam-32bit",
+            "dpkg --add-architecture i386 && apt-get update && apt-get install libpam0g:i386"}},
+    advice{Message::kindSelinux,
+           Message::adviceSelinux,
+           {"grubby --update-kernel ALL --args selinux=0",
+            "sed -i 's/^SELINUX=.*/SELINUX=disabled/' /etc/selinux/config",
+            "sed -i 's/^SELINUX=.*/SELINUX=disabled/' /etc/selinux/config"}},
+    advice{Message::kindSpace, Message::adviceSpace, {"dnf clean all", "zypper clean --all", "apt-get clean"}},
+    advice{Message::kindStrings,
+           Message::adviceStrings,
            {"dnf install binutils", "zypper install binutils", "apt-get install binutils"}},
-    advice{
-        "umask",
-        "The program has the umask of the shell that starts it. Set one there that takes away no more than is allowed, "
-        "and check again. To keep it for the instance, put the command into a file of /etc/profile.d.",
-        {"umask 022", "umask 022", "umask 022"}},
-    advice{"instance user",
-           "Names of the user and of the primary group have at most 8 characters. The group is none of guests, users, "
-           "admins and local: usermod -g GROUP USER changes it. Start-up files that are missing are in /etc/skel; on "
-           "Ubuntu .bash_profile is not: write one that reads .profile. With -sqllib there must be no sqllib in the "
-           "home directory.",
+    advice{Message::kindUmask, Message::adviceUmask, {"umask 022", "umask 022", "umask 022"}},
+    advice{Message::kindUser,
+           Message::adviceUser,
            {"groupadd GROUP && useradd -m -g GROUP USER", "groupadd GROUP && useradd -m -g GROUP USER",
             "groupadd GROUP && useradd -m -s /bin/bash -g GROUP USER"}},
-    advice{
-        "ports",
-        "In /etc/services a port and its name must both be free, or stand on one line together. Look who has the port, "
-        "then choose another port or another name. A line that no program uses can be removed.",
-        {"getent services PORT", "getent services PORT", "getent services PORT"}},
-    advice{
-        "packages",
-        "Install or update the package that the line names. On Ubuntu the check asks the rpm database, which knows no "
-        "package there: the warning stays and can be ignored if the command is there.",
-        {"dnf install PACKAGE", "zypper install PACKAGE", "apt-get install PACKAGE"}},
-    advice{
-        "time service",
-        "Install a time service and start it. On Ubuntu the check asks the rpm database, which knows no package there: "
-        "the warning stays and can be ignored once the service runs.",
-        {"dnf install chrony && systemctl enable --now chronyd",
-         "zypper install chrony && systemctl enable --now chronyd", "apt-get install chrony"}},
+    advice{Message::kindPorts,
+           Message::advicePorts,
+           {"getent services PORT", "getent services PORT", "getent services PORT"}},
+    advice{Message::kindPackages,
+           Message::advicePackages,
+           {"dnf install PACKAGE", "zypper install PACKAGE", "apt-get install PACKAGE"}},
+    advice{Message::kindTime,
+           Message::adviceTime,
+           {"dnf install chrony && systemctl enable --now chronyd",
+            "zypper install chrony && systemctl enable --now chronyd", "apt-get install chrony"}},
 };
 static_assert(table.size() == static_cast<size_t>(Kind::timeService) + 1, "every kind has its row");
 
@@ -107,7 +76,8 @@ struct messageRow {
     Kind kind;
 };
 
-// A message that several kinds share stands once for each, with the word that tells them apart below.
+// The kind of failure that a message reports. Where packages share a message with other kinds, the words below tell
+// which kind it is.
 constexpr std::array messageRows{
     messageRow{MSG_KERNEL_REQUIRED, Kind::kernel},
     messageRow{MSG_KERNEL_LEVEL_MALFORMED, Kind::kernel},
@@ -118,7 +88,7 @@ constexpr std::array messageRows{
     messageRow{MSG_SELINUX_ENABLED, Kind::selinux},
     messageRow{MSG_FREE_SPACE_SHORT, Kind::space},
     messageRow{MSG_FREE_SPACE_LOW, Kind::space},
-    messageRow{MSG_CHECK_FAILED, Kind::umask}, // its closing line is its entry
+    messageRow{MSG_CHECK_FAILED, Kind::umask}, // only this check puts its closing line into the list of errors
     messageRow{MSG_TIME_SERVICE_MISSING, Kind::timeService},
     messageRow{MSG_REQUIRED_WITH_RELEASE, Kind::packages},
     messageRow{MSG_REQUIRED_VERSION, Kind::packages},
@@ -130,14 +100,14 @@ struct wordRow {
     Kind kind;
 };
 
-// Of a package or a mask that a requirement names.
+// Names in a requirement.
 constexpr std::array requirementWords{
     wordRow{"UMASK", Kind::umask},
     wordRow{"ntp", Kind::timeService},
     wordRow{"chrony", Kind::timeService},
 };
 
-// Of texts that come from no catalog.
+// Words in texts that are in no catalog.
 constexpr std::array literalWords{
     wordRow{"The 'strings' utility", Kind::strings},
     wordRow{"The user name \"", Kind::user},
@@ -175,7 +145,7 @@ const advice *adviceOn(int message, std::string_view text) {
     return nullptr;
 }
 
-// A line of a port that is free says as much as one that is not; only errors ask for something.
+// A port that is free is reported in the same words as one that is not, so of texts without a number only errors count.
 const advice *adviceOn(const check &one) {
     constexpr std::string_view error = "ERROR: ";
     if (one.result == CheckResult::passed)

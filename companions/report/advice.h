@@ -1,4 +1,4 @@
-// What to do about a failure, by the message that reports it.
+// Advice on failures, found by the messages that report them.
 #ifndef KVX_REPORT_ADVICE_H
 #define KVX_REPORT_ADVICE_H
 
@@ -9,23 +9,22 @@
 
 namespace report {
 
-// Advice on one kind of failure. Its commands are shown, never run; words in capitals stand for what the reader fills
-// in.
+// Advice on one kind of failure. Its commands are shown, never run; the reader replaces the words in capitals.
 struct advice {
-    const char *pKind;
-    const char *pText;
+    Message kind;
+    Message text;
     std::array<const char *, 3> commands; // for the distributions
 };
 
 constexpr std::array adviceDistributions{"RHEL", "SUSE", "Ubuntu"};
 
-// Advice on a line of a check that did not pass, an entry or a line of standard error; null where there is none.
+// Advice on a line of a check that did not pass, on an entry or on a line of standard error; null where there is none.
 const advice *adviceOn(int message, std::string_view text);
 
 // Advice on a check; null where it passed.
 const advice *adviceOn(const check &one);
 
-// Advice on all that was found on these hosts, each kind once, in the order of the table.
+// Advice on all findings of these hosts, each kind once.
 std::vector<const advice *> adviceOn(const std::vector<host> &hosts);
 
 } // namespace report

@@ -1,9 +1,9 @@
-// The form for people: one page without a script, which needs nothing from elsewhere.
-#include "advice.h"
+// The page for people: one file without a script that loads nothing.
 #include "markup.h"
 #include "outline.h"
 #include "writers.h"
 
+#include <algorithm>
 #include <array>
 
 namespace report {
@@ -58,12 +58,16 @@ summary { cursor: pointer; }
 .host > summary .word { margin: 0 .5rem; }
 .host > summary > span:last-child { color: var(--quiet); }
 .inside { padding: .25rem 1rem 1rem; scroll-margin-top: 4rem; }
+section { margin: 1.25rem 0; }
+section h3 { display: block; }
+section ul { margin: .2rem 0 0; padding-left: 1.25rem; }
 pre { margin: .25rem 0 .75rem; padding: .5rem .75rem; overflow-x: auto; background: var(--raised); border-radius: 4px;
   font: .875rem/1.45 ui-monospace, "DejaVu Sans Mono", monospace; }
 .notes { margin: .5rem 0; padding-left: 1.25rem; }
 .findings { margin: .75rem 0; padding: 0; list-style: none; }
 .findings > li { margin: 0 0 .9rem; }
 .findings b { overflow-wrap: anywhere; }
+.findings p { margin: .2rem 0 0; padding-left: 1.25rem; font-size: .875rem; }
 .findings ul { margin: .2rem 0 0; padding-left: 1.25rem; list-style: none; overflow-wrap: anywhere; }
 .findings ul li { white-space: pre-line; }
 .where { color: var(--quiet); font-size: .875rem; }
@@ -84,26 +88,52 @@ footer { margin-top: 2.5rem; color: var(--quiet); font-size: .875rem; }
 }
 )";
 
-// Beside every colour stands its word, beside every word a sign.
-const char *signOf(const std::string &word) {
-    return word == "passed"                      ? "\u2713"
-           : word == "warning"                   ? "\u25b2"
-           : word == "failed" || word == "error" ? "\u2715"
-                                                 : "?";
+// A result on the page: the class that gives it its colour, a sign and a word, so that nobody depends on the colour.
+struct badge {
+    const char *pClass;
+    const char *pSign;
+    Message word;
+};
+
+constexpr const char *pPassedSign = "\u2713", *pWarningSign = "\u25b2", *pFailedSign = "\u2715", *pUnknownSign = "?";
+
+badge badgeOf(CheckResult result) {
+    static constexpr std::array badges{
+        badge{"passed", pPassedSign, Message::passed}, badge{"warning", pWarningSign, Message::warning},
+        badge{"failed", pFailedSign, Message::error}, badge{"open", pUnknownSign, Message::unknown}};
+    return badges[static_cast<size_t>(result)];
 }
 
-std::string styleOf(CheckResult result) {
-    return result == CheckResult::error ? "failed" : nameOf(result);
+badge badgeOf(PassResult result) {
+    static constexpr std::array badges{
+        badge{"passed", pPassedSign, Message::passed}, badge{"warning", pWarningSign, Message::warning},
+        badge{"incomplete", pUnknownSign, Message::incomplete}, badge{"failed", pFailedSign, Message::failed}};
+    return badges[static_cast<size_t>(result)];
 }
 
-std::string badge(const std::string &word) {
-    return std::string("<span class=\"word\"><span aria-hidden=\"true\">") + signOf(word) + "</span> " + word +
-           "</span>";
+badge badgeOf(HostResult result) {
+    static constexpr std::array badges{
+        badge{"passed", pPassedSign, Message::passed}, badge{"warning", pWarningSign, Message::warning},
+        badge{"unknown", pUnknownSign, Message::unknown}, badge{"failed", pFailedSign, Message::failed}};
+    return badges[static_cast<size_t>(result)];
+}
+
+// A text of ours with its commands, which are in backticks, as code.
+std::string withCode(std::string_view text) {
+    std::string result;
+    for (bool bCode = false;; bCode = !bCode) {
+        const size_t end = text.find('`');
+        const std::string part = escaped(text.substr(0, end));
+        result += bCode ? "<code>" + part + "</code>" : part;
+        if (end == std::string_view::npos)
+            return result;
+        text.remove_prefix(end + 1);
+    }
 }
 
 class htmlOutput : public writer {
 public:
-    explicit htmlOutput(std::ostream &stream) : out(stream) {
+    htmlOutput(std::ostream &stream, const messages &texts) : out(stream), own(texts) {
     }
 
     void add(host one) override {
@@ -111,107 +141,122 @@ public:
     }
 
     void finish() override {
-        const outline all(std::move(hosts));
+        const outline all(std::move(hosts), own);
         levels = all.levels;
-        out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-               "<meta name=\"color-scheme\" content=\"light dark\">\n<title>Prerequisites: "
-            << countsOf(all.hosts) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
+        advice = adviceOf(all);
+        showHead(own.text(Message::pageTitle, {countsOf(all.hosts, own)}));
         showCounts(all.hosts);
         out << "<main>\n";
         showMatrix(all.hosts);
         showCommon(all.common);
-        out << "<h2>What was found</h2>\n";
+        out << "<h2>" << shown(Message::findingsHeading) << "</h2>\n";
         for (size_t i = 0; i < all.hosts.size(); i++)
             showHost(all, i);
-        showAdvice(adviceOn(all.hosts));
-        out << "</main>\n<footer><p>Read by kvxprereqreport from what kvxprereqcheck reported.</p></footer>\n</body>\n</html>\n";
+        showAdvice();
+        out << "</main>\n<footer><p>" << shown(Message::footer) << "</p></footer>\n</body>\n</html>\n";
     }
 
 private:
-    void showAdvice(const std::vector<const advice *> &found) {
-        if (found.empty())
-            return;
-        out << "<h2 id=\"advice\">What to do</h2>\n<p class=\"about\">Nothing of this is run. Words in capitals are yours to "
-               "fill in.</p>\n";
-        for (const advice *pOne : found) {
-            out << "<section>\n<h3>" << escaped(pOne->pKind) << "</h3>\n<p>" << escaped(pOne->pText) << "</p>\n<ul>\n";
-            for (size_t i = 0; i < adviceDistributions.size(); i++)
-                out << "<li>" << adviceDistributions[i] << ": <code>" << escaped(pOne->commands[i]) << "</code></li>\n";
-            out << "</ul>\n</section>\n";
-        }
+    std::string shown(Message one, const std::vector<std::string> &tokens = {}) const {
+        return escaped(own.text(one, tokens));
+    }
+
+    std::string shown(const badge &one) const {
+        return std::string("<span class=\"word\"><span aria-hidden=\"true\">") + one.pSign + "</span> " +
+               shown(one.word) + "</span>";
+    }
+
+    void showHead(const std::string &title) {
+        out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+               "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+               "<meta name=\"color-scheme\" content=\"light dark\">\n<title>"
+            << escaped(title) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
     }
 
     void showCounts(const std::vector<host> &all) {
-        static constexpr std::array shown{HostResult::failed, HostResult::unknown, HostResult::warning,
-                                          HostResult::passed};
-        static constexpr std::array words{"passed", "with warnings", "unknown", "failed"};
-        out << "<header>\n<h1>Prerequisites of "
-            << (all.size() == 1 ? escaped(all[0].name) : std::to_string(all.size()) + " hosts")
+        static constexpr std::array shownResults{HostResult::failed, HostResult::unknown, HostResult::warning,
+                                                 HostResult::passed};
+        static constexpr std::array words{Message::passedHosts, Message::warnedHosts, Message::unknownHosts,
+                                          Message::failedHosts};
+        out << "<header>\n<h1>"
+            << (all.size() == 1 ? shown(Message::pageOfOneHost, {all[0].name})
+                                : shown(Message::pageOfHosts, {std::to_string(all.size())}))
             << "</h1>\n<ul class=\"counts\">\n";
-        for (const HostResult result : shown) {
-            size_t count = 0;
-            for (const host &one : all)
-                count += one.result == result ? 1 : 0;
-            out << "<li class=\"" << (count == 0 ? "none" : nameOf(result)) << "\"><strong>" << count << "</strong> "
-                << words[static_cast<size_t>(result)] << "</li>\n";
+        for (const HostResult result : shownResults) {
+            const auto count =
+                std::count_if(all.begin(), all.end(), [=](const host &one) { return one.result == result; });
+            out << "<li class=\"" << (count == 0 ? "none" : badgeOf(result).pClass) << "\"><strong>" << count
+                << "</strong> " << shown(words[static_cast<size_t>(result)]) << "</li>\n";
         }
         out << "</ul>\n</header>\n";
     }
 
     void showMatrix(const std::vector<host> &all) {
-        const char *const pSpan = levels.bClustered ? " colspan=\"2\"" : "";
-        out << "<h2 id=\"levels\">Hosts by level</h2>\n<p id=\"about\" class=\"about\">The result of each host, and that of "
-               "each product level"
-            << (levels.bClustered ? ", without and with the clustered feature. " : ". ") << hiddenOf(levels)
+        const bool bClustered = levels.bClustered;
+        out << "<h2 id=\"levels\">" << shown(Message::levelsHeading) << "</h2>\n<p id=\"about\" class=\"about\">"
+            << shown(bClustered ? Message::levelsAboutClustered : Message::levelsAbout) << ' '
+            << escaped(hiddenOf(levels, own))
             << "</p>\n<div class=\"scroll\" role=\"region\" aria-labelledby=\"levels\" tabindex=\"0\">\n"
-               "<table aria-labelledby=\"levels\" aria-describedby=\"about\">\n<thead>\n<tr><th scope=\"col\""
-            << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Host</th><th scope=\"col\""
-            << (levels.bClustered ? " rowspan=\"2\"" : "") << ">Result</th>";
+               "<table aria-labelledby=\"levels\" aria-describedby=\"about\">\n";
+        showMatrixHead();
+        out << "<tbody>\n";
+        for (size_t i = 0; i < all.size(); i++)
+            showRow(all[i], i);
+        out << "</tbody>\n</table>\n</div>\n";
+    }
+
+    void showMatrixHead() {
+        const std::string rows = levels.bClustered ? " rowspan=\"2\"" : "";
+        out << "<thead>\n<tr><th scope=\"col\"" << rows << ">" << shown(Message::hostColumn) << "</th><th scope=\"col\""
+            << rows << ">" << shown(Message::resultColumn) << "</th>";
         for (const std::string &name : levels.names)
-            out << "<th class=\"level\" scope=\"" << (levels.bClustered ? "colgroup" : "col") << "\"" << pSpan << ">"
+            out << "<th class=\"level\" scope=" << (levels.bClustered ? "\"colgroup\" colspan=\"2\"" : "\"col\"") << ">"
                 << escaped(name) << "</th>";
         out << "</tr>\n";
         if (levels.bClustered) {
             out << "<tr>";
             for (size_t i = 0; i < levels.names.size(); i++)
-                out << "<th class=\"level\" scope=\"col\">plain</th><th scope=\"col\">clustered</th>";
+                out << "<th class=\"level\" scope=\"col\">" << shown(Message::plainColumn) << "</th><th scope=\"col\">"
+                    << shown(Message::clusteredColumn) << "</th>";
             out << "</tr>\n";
         }
-        out << "</thead>\n<tbody>\n";
-        for (size_t i = 0; i < all.size(); i++) {
-            const std::string result = nameOf(all[i].result);
-            out << "<tr><th scope=\"row\"><a href=\"#host-" << i + 1 << "\">" << escaped(all[i].name)
-                << "</a></th><td class=\"" << result << "\">" << badge(result);
-            if (failedByStatusAlone(all[i]))
-                out << " <span class=\"why\">exit status " << all[i].status.value_or(0) << "</span>";
-            out << "</td>";
-            for (const auto &[pPlain, pClustered] : rowOf(all[i], levels)) {
-                showCell(pPlain, " level");
-                if (levels.bClustered)
-                    showCell(pClustered, "");
-            }
-            out << "</tr>\n";
+        out << "</thead>\n";
+    }
+
+    void showRow(const host &one, size_t place) {
+        const badge result = badgeOf(one.result);
+        out << "<tr><th scope=\"row\"><a href=\"#host-" << place + 1 << "\">" << escaped(one.name)
+            << "</a></th><td class=\"" << result.pClass << "\">" << shown(result);
+        if (failedByStatusAlone(one))
+            out << " <span class=\"why\">" << shown(Message::exitStatus, {std::to_string(one.status.value_or(0))})
+                << "</span>";
+        out << "</td>";
+        for (const auto &[pPlain, pClustered] : rowOf(one, levels)) {
+            showCell(pPlain, " level");
+            if (levels.bClustered)
+                showCell(pClustered, "");
         }
-        out << "</tbody>\n</table>\n</div>\n";
+        out << "</tr>\n";
     }
 
     void showCell(const pass *pOne, const char *pMore) {
         if (pOne == nullptr)
             out << "<td class=\"none" << pMore
-                << "\"><span class=\"word\" aria-hidden=\"true\">\u2013</span><span class=\"spoken\">not checked</span></td>";
+                << "\"><span class=\"word\" aria-hidden=\"true\">\u2013</span><span class=\"spoken\">"
+                << shown(Message::notChecked) << "</span></td>";
         else
-            out << "<td class=\"" << nameOf(pOne->result) << pMore << "\">" << badge(nameOf(pOne->result)) << "</td>";
+            out << "<td class=\"" << badgeOf(pOne->result).pClass << pMore << "\">" << shown(badgeOf(pOne->result))
+                << "</td>";
     }
 
     void showCommon(const std::vector<commonFinding> &common) {
         if (common.empty())
             return;
-        out << "<h2>On several hosts</h2>\n<ul class=\"findings\">\n";
+        out << "<h2>" << shown(Message::commonHeading) << "</h2>\n<ul class=\"findings\">\n";
         for (size_t i = 0; i < common.size(); i++) {
             const commonFinding &one = common[i];
             startFinding(*one.pFinding, *one.pHost, "common-" + std::to_string(i + 1));
-            showWhere(std::to_string(one.hosts.size()) + " hosts, " + namesOf(one.hosts));
+            showWhere(own.text(Message::commonHosts, {std::to_string(one.hosts.size()), namesOf(one.hosts, own)}));
             showDetails(*one.pFinding, *one.pHost);
             out << "</li>\n";
         }
@@ -222,41 +267,49 @@ private:
     void showHost(const outline &all, size_t place) {
         constexpr size_t fewHosts = 20;
         const host &one = all.hosts[place];
-        const std::string result = nameOf(one.result);
         const std::vector<finding> &findings = all.findings[place];
         std::array<size_t, 4> counts{};
         for (const finding &now : findings)
             counts[static_cast<size_t>(now.result)]++;
+        const auto count = [&](CheckResult result) { return std::to_string(counts[static_cast<size_t>(result)]); };
         const bool bUnfolded = all.hosts.size() == 1 || (one.result >= HostResult::unknown && place < fewHosts);
-        out << "<details class=\"host " << result << "\"" << (bUnfolded ? " open" : "") << ">\n<summary><h3>"
-            << escaped(one.name) << "</h3> " << badge(result) << " <span>" << counts[2]
-            << (counts[2] == 1 ? " error, " : " errors, ") << counts[1]
-            << (counts[1] == 1 ? " warning, " : " warnings, ") << counts[0]
-            << " passed</span></summary>\n<div class=\"inside\" id=\"host-" << place + 1 << "\">\n";
-        const std::vector<std::string> notes = notesOf(one);
-        if (!notes.empty()) {
-            out << "<ul class=\"notes\">\n";
-            for (const std::string &note : notes)
-                out << "<li>" << escaped(note) << "</li>\n";
-            out << "</ul>\n";
-        }
-        if (!one.otherErrors.empty()) {
-            out << "<p>Standard error:</p>\n<pre role=\"region\" tabindex=\"0\" aria-label=\"Standard error of "
-                << escaped(one.name) << "\">";
-            for (const std::string &text : one.otherErrors)
-                out << escaped(text) << '\n';
-            out << "</pre>\n";
-        }
+        out << "<details class=\"host " << badgeOf(one.result).pClass << "\"" << (bUnfolded ? " open" : "")
+            << ">\n<summary><h3>" << escaped(one.name) << "</h3> " << shown(badgeOf(one.result)) << " <span>"
+            << shown(Message::findingsCounted, {count(CheckResult::error), count(CheckResult::open),
+                                                count(CheckResult::warning), count(CheckResult::passed)})
+            << "</span></summary>\n<div class=\"inside\" id=\"host-" << place + 1 << "\">\n";
+        showNotes(one);
+        showStandardError(one);
         const size_t passed = counts[0];
         const size_t others = findings.size() - passed;
         showFindings(all, one, findings, 0, others);
         if (passed > 0) {
-            out << "<details>\n<summary>Passed checks (" << passed << ")</summary>\n";
+            out << "<details>\n<summary>" << shown(Message::passedChecks, {std::to_string(passed)}) << "</summary>\n";
             showFindings(all, one, findings, others, findings.size());
             out << "</details>\n";
         }
         showPasses(one);
         out << "</div>\n</details>\n";
+    }
+
+    void showNotes(const host &one) {
+        const std::vector<std::string> notes = notesOf(one, own);
+        if (notes.empty())
+            return;
+        out << "<ul class=\"notes\">\n";
+        for (const std::string &text : notes)
+            out << "<li>" << escaped(text) << "</li>\n";
+        out << "</ul>\n";
+    }
+
+    void showStandardError(const host &one) {
+        if (one.otherErrors.empty())
+            return;
+        out << "<p>" << shown(Message::standardError) << "</p>\n<pre role=\"region\" tabindex=\"0\" aria-label=\""
+            << shown(Message::standardErrorOf, {one.name}) << "\">";
+        for (const std::string &text : one.otherErrors)
+            out << escaped(text) << '\n';
+        out << "</pre>\n";
     }
 
     void showFindings(const outline &all, const host &one, const std::vector<finding> &findings, size_t from,
@@ -268,8 +321,9 @@ private:
             const finding &now = findings[i];
             startFinding(now, one, "");
             if (now.common)
-                out << " <span class=\"where\">(<a href=\"#common-" << *now.common + 1 << "\">on "
-                    << all.common[*now.common].hosts.size() << " hosts</a>)</span>";
+                out << " <span class=\"where\">(<a href=\"#common-" << *now.common + 1 << "\">"
+                    << shown(Message::onHosts, {std::to_string(all.common[*now.common].hosts.size())})
+                    << "</a>)</span>";
             else
                 showDetails(now, one);
             out << "</li>\n";
@@ -277,14 +331,19 @@ private:
         out << "</ul>\n";
     }
 
-    void startFinding(const finding &now, const host &one, const std::string &id) {
+    // The attribute for a text of a report that is in another language than the page.
+    std::string languageIn(const host &one) const {
         const std::string language = languageOf(one);
-        out << "<li class=\"" << styleOf(now.result) << "\"";
+        return language.empty() || language == "en-US" ? "" : " lang=\"" + escaped(language) + "\"";
+    }
+
+    void startFinding(const finding &now, const host &one, const std::string &id) {
+        const badge result = badgeOf(now.result);
+        out << "<li class=\"" << result.pClass << "\"";
         if (!id.empty())
             out << " id=\"" << id << "\"";
-        if (!language.empty() && language != "en-US")
-            out << " lang=\"" << escaped(language) << "\"";
-        out << ">" << badge(nameOf(now.result)) << " <b>" << escaped(now.title) << "</b>";
+        out << ">" << shown(result) << " <b" << (now.title.empty() ? "" : languageIn(one)) << ">"
+            << escaped(titleOf(now, own)) << "</b>";
     }
 
     void showWhere(const std::string &text) {
@@ -293,25 +352,38 @@ private:
     }
 
     void showDetails(const finding &now, const host &one) {
-        showWhere(whereIs(now, one));
-        if (now.details.empty())
-            return;
-        out << "\n<ul>\n";
+        showWhere(whereIs(now, one, own));
+        if (!now.details.empty())
+            out << "\n<ul>\n";
         for (const finding::detail &text : now.details) {
-            out << "<li>" << escaped(text.text);
-            showWhere(whereIs(text, now, one));
+            const std::string language = text.bOwn ? "" : languageIn(one);
+            out << "<li>"
+                << (language.empty() ? escaped(text.text) : "<span" + language + ">" + escaped(text.text) + "</span>");
+            showWhere(whereIs(text, now, one, own));
             out << "</li>\n";
         }
-        out << "</ul>";
+        if (!now.details.empty())
+            out << "</ul>";
+        showAdviceLink(now);
+    }
+
+    void showAdviceLink(const finding &now) {
+        for (size_t i = 0; i < advice.size(); i++)
+            if (advice[i].pAdvice == now.pAdvice)
+                out << "\n<p><a href=\"#advice-" << i + 1 << "\">"
+                    << shown(Message::adviceOnKind, {own.text(now.pAdvice->kind)}) << "</a></p>";
     }
 
     // As the matrix, the list has at most the passes of its levels, and as many that name no level.
     void showPasses(const host &one) {
         if (one.passes.empty())
             return;
-        out << "<details>\n<summary>Passes (" << one.passes.size()
-            << ")</summary>\n<div class=\"scroll\" role=\"region\" aria-label=\"Passes of " << escaped(one.name)
-            << "\" tabindex=\"0\">\n<table>\n<thead><tr><th scope=\"col\">Level</th><th scope=\"col\">Result</th><th scope=\"col\">Time</th></tr></thead>\n<tbody>\n";
+        out << "<details>\n<summary>" << shown(Message::passesHeading, {std::to_string(one.passes.size())})
+            << "</summary>\n<div class=\"scroll\" role=\"region\" aria-label=\"" << shown(Message::passesOf, {one.name})
+            << "\" tabindex=\"0\">\n<table>\n<thead><tr>";
+        for (const Message column : {Message::levelColumn, Message::resultColumn, Message::timeColumn})
+            out << "<th scope=\"col\">" << shown(column) << "</th>";
+        out << "</tr></thead>\n<tbody>\n";
         constexpr size_t most = 40;
         size_t unnamed = 0;
         size_t hidden = 0;
@@ -319,25 +391,42 @@ private:
             if (now.level ? levels.places.count(*now.level) == 0 : ++unnamed > most)
                 hidden++;
             else
-                out << "<tr><th scope=\"row\">" << escaped(nameOf(now)) << "</th><td class=\"" << nameOf(now.result)
-                    << "\">" << badge(nameOf(now.result)) << "</td><td>" << escaped(now.time.value_or(""))
-                    << "</td></tr>\n";
+                out << "<tr><th scope=\"row\">" << escaped(nameOf(now, own)) << "</th><td class=\""
+                    << badgeOf(now.result).pClass << "\">" << shown(badgeOf(now.result)) << "</td><td>"
+                    << escaped(now.time.value_or("")) << "</td></tr>\n";
         }
         out << "</tbody>\n</table>\n</div>\n";
         if (hidden > 0)
-            out << "<p>" << hidden << " more are not shown.</p>\n";
+            out << "<p>" << shown(Message::passesNotShown, {std::to_string(hidden)}) << "</p>\n";
         out << "</details>\n";
     }
 
+    void showAdvice() {
+        if (advice.empty())
+            return;
+        out << "<h2>" << shown(Message::adviceHeading) << "</h2>\n<p class=\"about\">" << shown(Message::adviceAbout)
+            << "</p>\n";
+        for (size_t i = 0; i < advice.size(); i++) {
+            const report::advice &one = *advice[i].pAdvice;
+            out << "<section id=\"advice-" << i + 1 << "\">\n<h3>" << escaped(headingOf(advice[i], own)) << "</h3>\n<p>"
+                << withCode(own.text(one.text)) << "</p>\n<ul>\n";
+            for (size_t j = 0; j < adviceDistributions.size(); j++)
+                out << "<li>" << adviceDistributions[j] << ": <code>" << escaped(one.commands[j]) << "</code></li>\n";
+            out << "</ul>\n</section>\n";
+        }
+    }
+
     std::ostream &out;
+    const messages &own;
     std::vector<host> hosts;
     levelColumns levels;
+    std::vector<advised> advice;
 };
 
 } // namespace
 
-std::unique_ptr<writer> htmlWriter(std::ostream &out) {
-    return std::make_unique<htmlOutput>(out);
+std::unique_ptr<writer> htmlWriter(std::ostream &out, const messages &own) {
+    return std::make_unique<htmlOutput>(out, own);
 }
 
 } // namespace report

@@ -29,8 +29,8 @@ void appendLine(std::string &json, const line &one) {
 
 void appendAdvice(std::string &json, const advice &one) {
     json += '{';
-    member(json, "kind", one.pKind);
-    member(json, "text", one.pText);
+    member(json, "kind", english().text(one.kind));
+    member(json, "text", english().text(one.text));
     name(json, "commands");
     json += '{';
     for (size_t i = 0; i < adviceDistributions.size(); i++)

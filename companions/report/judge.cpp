@@ -139,9 +139,6 @@ void dropReplaced(std::vector<pass> &passes) {
 
 // --- A host ---
 
-const char *const pUnconfirmed =
-    "Standard error has a bad verdict. Only the exit status tells whether it means errors, and it is not known.";
-
 // Whether a pass of standard error tells nothing but the waived warnings of a pass of the report.
 bool repeatsWaived(const pass &told, const pass &reported) {
     if (!told.level || told.level != reported.level || told.clustered != reported.clustered || told.entries.empty())
@@ -170,20 +167,22 @@ bool hasBadVerdictOnErrors(const host &one) {
     return !bAnyWaived;
 }
 
-std::string doubtOn(const pass &one) {
+note doubtOn(const pass &one) {
+    const bool bClustered = one.clustered.value_or(false);
+    const std::string level = one.level.value_or("?");
     if (one.bFromErrors && one.verdict == Verdict::good)
-        return "A good verdict on standard error holds only with exit status 0, which is not known.";
+        return {Message::goodVerdictUnconfirmed, {}};
     if (one.bFromErrors && !one.entries.empty())
-        return pUnconfirmed;
+        return {Message::badVerdictUnconfirmed, {}};
     if (!one.level && one.checks.empty() && one.entries.empty())
-        return "The report was cut off between two levels.";
+        return {Message::cutBetweenLevels, {}};
     if (one.language.empty())
-        return "There is no report, or it is none of kvxprereqcheck, or in a language whose catalog is not here.";
+        return {Message::notReadable, {}};
     if (!one.bBanner)
-        return "The report has a part whose beginning was cut off.";
-    return "Level " + nameOf(one) +
-           (one.verdict == Verdict::none ? " has no verdict: the report was cut off there."
-                                         : " is not whole in the report.");
+        return {Message::beginningCut, {}};
+    if (one.verdict == Verdict::none)
+        return {bClustered ? Message::noVerdictClustered : Message::noVerdict, {level}};
+    return {bClustered ? Message::notWholeClustered : Message::notWhole, {level}};
 }
 
 // What is known of a run without a pass is its exit status: with -l a good one has an empty report.
@@ -192,28 +191,29 @@ bool isToldByStatus(const host &one) {
 }
 
 // Each doubt once, and of very many passes the first.
-std::vector<std::string> doubtsOnPasses(const std::vector<pass> &passes) {
+std::vector<note> doubtsOnPasses(const std::vector<pass> &passes) {
     constexpr size_t most = 40;
-    std::vector<std::string> doubts;
-    std::set<std::string> known;
+    std::vector<note> doubts;
+    std::set<std::pair<Message, std::vector<std::string>>> known;
     for (const pass &now : passes)
         if (now.result == PassResult::incomplete)
-            if (const std::string text = doubtOn(now); known.insert(text).second && known.size() <= most)
-                doubts.push_back(text);
+            if (note one = doubtOn(now); known.emplace(one.message, one.tokens).second && known.size() <= most)
+                doubts.push_back(std::move(one));
     if (known.size() > most)
-        doubts.push_back("So it is with " + std::to_string(known.size() - most) + " more passes.");
+        doubts.push_back({Message::moreDoubts, {std::to_string(known.size() - most)}});
     return doubts;
 }
 
-std::vector<std::string> doubtsOn(const host &one) {
-    std::vector<std::string> doubts = doubtsOnPasses(one.passes);
+std::vector<note> doubtsOn(const host &one) {
+    std::vector<note> doubts = doubtsOnPasses(one.passes);
     if (const auto found = one.evidence.find(Evidence::notDone); found != one.evidence.end())
-        doubts.push_back("Not all was checked or written: " + found->second);
+        doubts.push_back({Message::notAllDone, {found->second}});
+    const auto isUnconfirmed = [](const note &now) { return now.message == Message::badVerdictUnconfirmed; };
     const bool bUnconfirmed = !one.status && hasBadVerdictOnErrors(one);
-    if (bUnconfirmed && std::count(doubts.begin(), doubts.end(), pUnconfirmed) == 0)
-        doubts.emplace_back(pUnconfirmed);
+    if (bUnconfirmed && std::none_of(doubts.begin(), doubts.end(), isUnconfirmed))
+        doubts.push_back({Message::badVerdictUnconfirmed, {}});
     if (one.passes.empty() && !isToldByStatus(one))
-        doubts.emplace_back(one.reportSize || !one.status ? "No level was checked." : "There is no report.");
+        doubts.push_back({one.reportSize || !one.status ? Message::noLevel : Message::noReport, {}});
     return doubts;
 }
 
@@ -250,63 +250,57 @@ void judge(host &one) {
 namespace {
 
 struct meaning {
-    int number;
-    const char *pText;
+    int status;
+    Message text;
 };
 
 constexpr std::array meanings{
-    meaning{1, "the kernel level is too low or cannot be read"},
-    meaning{2, "the program could not be started"},
-    meaning{3, "a tool or library is missing or too old, or SELinux is not disabled"},
-    meaning{6, "the command line is wrong"},
-    meaning{7, "-v has no level, or one that is not in the file or not for this host"},
-    meaning{8, "no usable prerequisites file, or the distribution is not supported"},
-    meaning{9, "-o or -gui has no usable file name"},
-    meaning{10, "memory is exhausted"},
-    meaning{11, "a package of a high-speed network is missing"},
-    meaning{12, "a package of a high-speed network is missing"},
-    meaning{13, "a package of a high-speed network is missing"},
-    meaning{14, "a package of a high-speed network is missing"},
-    meaning{124, "the time limit of timeout(1) had passed"},
-    meaning{126, "the program could not be started"},
-    meaning{127, "the program was not found"},
-    meaning{255, "free space is too small, or a check of -vastdw failed"},
+    meaning{1, Message::statusKernel},     meaning{2, Message::statusNotStarted},
+    meaning{3, Message::statusTools},      meaning{6, Message::statusCommandLine},
+    meaning{7, Message::statusLevel},      meaning{8, Message::statusFile},
+    meaning{9, Message::statusOutput},     meaning{10, Message::statusMemory},
+    meaning{11, Message::statusNetwork},   meaning{12, Message::statusNetwork},
+    meaning{13, Message::statusNetwork},   meaning{14, Message::statusNetwork},
+    meaning{124, Message::statusTimedOut}, meaning{126, Message::statusNotStarted},
+    meaning{127, Message::statusNotFound}, meaning{255, Message::statusSpace},
+};
+
+struct signalRow {
+    int number;
+    const char *pName;
+    std::optional<Message> reason;
 };
 
 constexpr std::array signals{
-    meaning{1, "SIGHUP: its terminal or connection was closed"},
-    meaning{2, "SIGINT: it was interrupted"},
-    meaning{3, "SIGQUIT: it was interrupted"},
-    meaning{4, "SIGILL"},
-    meaning{6, "SIGABRT"},
-    meaning{7, "SIGBUS"},
-    meaning{8, "SIGFPE"},
-    meaning{9, "SIGKILL: somebody killed it, or the kernel did when memory ran out"},
-    meaning{11, "SIGSEGV"},
-    meaning{13, "SIGPIPE: the reader of its output was gone"},
-    meaning{14, "SIGALRM"},
-    meaning{15, "SIGTERM: somebody ended it"},
+    signalRow{1, "SIGHUP", Message::hungUp},       signalRow{2, "SIGINT", Message::interrupted},
+    signalRow{3, "SIGQUIT", Message::interrupted}, signalRow{4, "SIGILL", std::nullopt},
+    signalRow{6, "SIGABRT", std::nullopt},         signalRow{7, "SIGBUS", std::nullopt},
+    signalRow{8, "SIGFPE", std::nullopt},          signalRow{9, "SIGKILL", Message::killed},
+    signalRow{11, "SIGSEGV", std::nullopt},        signalRow{13, "SIGPIPE", Message::pipeClosed},
+    signalRow{14, "SIGALRM", std::nullopt},        signalRow{15, "SIGTERM", Message::terminated},
 };
 
-template <size_t N> const char *textOf(const std::array<meaning, N> &table, int number) {
-    for (const meaning &one : table)
-        if (one.number == number)
-            return one.pText;
-    return nullptr;
+std::string signalEnded(int number, const messages &own) {
+    const std::string digits = std::to_string(number);
+    for (const signalRow &one : signals) {
+        if (one.number != number)
+            continue;
+        return one.reason ? own.text(Message::signalExplained, {digits, one.pName, own.text(*one.reason)})
+                          : own.text(Message::signalNamedEnded, {digits, one.pName});
+    }
+    return own.text(Message::signalEnded, {digits});
 }
 
 } // namespace
 
-std::string meaningOf(int status) {
+std::string meaningOf(int status, const messages &own) {
     constexpr int firstSignal = 129, lastSignal = 192; // as shells count
-    if (const char *pText = textOf(meanings, status); pText != nullptr)
-        return pText;
+    for (const meaning &one : meanings)
+        if (one.status == status)
+            return own.text(one.text);
     if (status < firstSignal || status > lastSignal)
-        return "not one of kvxprereqcheck";
-    const int number = status - firstSignal + 1;
-    const char *pName = textOf(signals, number);
-    return "the program was ended by signal " + std::to_string(number) +
-           (pName == nullptr ? "" : std::string(", ") + pName);
+        return own.text(Message::statusForeign);
+    return signalEnded(status - firstSignal + 1, own);
 }
 
 } // namespace report

@@ -12,7 +12,7 @@ namespace report {
 void judge(host &one);
 
 // What an exit status other than 0 means: "a tool or library is missing or too old, or SELinux is not disabled".
-std::string meaningOf(int status);
+std::string meaningOf(int status, const messages &own);
 
 } // namespace report
 

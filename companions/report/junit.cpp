@@ -122,8 +122,8 @@ private:
             run.message = reasonOf(one).value_or("not known whether the prerequisites are met");
         } else if (failedByStatusAlone(one)) {
             run.element = "failure";
-            run.message =
-                "exit status " + std::to_string(one.status.value_or(0)) + ": " + meaningOf(one.status.value_or(0));
+            run.message = "exit status " + std::to_string(one.status.value_or(0)) + ": " +
+                          meaningOf(one.status.value_or(0), english());
         }
         addSuite(one.name, one.name, "", {run});
     }

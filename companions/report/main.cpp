@@ -164,8 +164,8 @@ std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out,
     if (format == "junit")
         return junitWriter(out);
     if (format == "html")
-        return htmlWriter(out);
-    return tableWriter(out, bColour);
+        return htmlWriter(out, english());
+    return tableWriter(out, bColour, english());
 }
 
 // --- The run ---

@@ -1,6 +1,6 @@
 // The texts of table and page. JSON, JUnit and standard error use the English ones.
-#ifndef REPORT_MESSAGES_H
-#define REPORT_MESSAGES_H
+#ifndef KVX_REPORT_MESSAGES_H
+#define KVX_REPORT_MESSAGES_H
 
 #include <string>
 #include <vector>

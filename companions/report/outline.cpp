@@ -1,6 +1,7 @@
 #include "outline.h"
 
 #include "judge.h"
+#include "sqloPrereqCheck.h"
 
 #include <algorithm>
 #include <array>
@@ -46,7 +47,7 @@ static CheckResult severityIn(const pass &one) {
     return severities[static_cast<size_t>(one.result)];
 }
 
-static void note(std::vector<const pass *> &passes, const pass &one) {
+static void addPass(std::vector<const pass *> &passes, const pass &one) {
     if (passes.empty() || passes.back() != &one)
         passes.push_back(&one);
 }
@@ -60,18 +61,26 @@ public:
         const auto [place, bNew] =
             known.insert({{rank(result, waived.has_value()), title, keyOf(waived)}, found.size()});
         if (bNew)
-            found.push_back({result, title, {}, {}, {}, waived});
+            found.push_back({result, title, {}, {}, nullptr, false, {}, waived});
         last = place->second;
-        note(found[last].passes, in);
+        addPass(found[last].passes, in);
     }
 
     // A line of the finding added last.
-    void addDetail(const std::string &text, const pass &in) {
+    void addDetail(const std::string &text, const pass &in, bool bOwn = false) {
         std::vector<finding::detail> &details = found[last].details;
         const auto [place, bNew] = knownDetails.insert({{last, text}, details.size()});
         if (bNew)
-            details.push_back({text, {}});
-        note(details[place->second].passes, in);
+            details.push_back({text, {}, bOwn});
+        addPass(details[place->second].passes, in);
+    }
+
+    void advise(const advice *pAdvice, bool bOwnName) {
+        finding &one = found[last];
+        if (one.pAdvice != nullptr || pAdvice == nullptr)
+            return;
+        one.pAdvice = pAdvice;
+        one.bOwnName = bOwnName && one.title.rfind(english().text(pAdvice->kind), 0) != 0;
     }
 
     std::vector<finding> sorted() {
@@ -104,15 +113,24 @@ static std::unordered_map<std::string_view, std::string> restsOf(const pass &one
     return rests;
 }
 
-std::vector<finding> findingsOf(const host &one) {
+// The greatest umask is a requirement in the words that every lowest version has.
+static bool isUmaskRequirement(const line &one) {
+    return one.message == MSG_REQUIRED_WITH_RELEASE && one.tokens.size() > 1 && one.tokens[0] == "UMASK";
+}
+
+std::vector<finding> findingsOf(const host &one, const messages &own) {
     findingList findings;
     for (const pass &in : one.passes) {
         const std::unordered_set<std::string_view> lines = linesOf(in);
         const std::unordered_map<std::string_view, std::string> rests = restsOf(in, lines);
         for (const check &now : in.checks) {
-            findings.add(now.result, now.title.empty() ? "not in a check" : now.title, in, now.waived);
+            findings.add(now.result, now.title, in, now.waived);
+            findings.advise(adviceOn(now), now.titleMessage == 0 && !now.title.empty());
             for (const line &text : now.lines) {
-                findings.addDetail(text.text, in);
+                if (isUmaskRequirement(text))
+                    findings.addDetail(own.text(Message::umaskRequired, {text.tokens[1]}), in, true);
+                else
+                    findings.addDetail(text.text, in);
                 const auto rest = rests.find(text.text);
                 if (rest != rests.end() && now.result != CheckResult::passed)
                     findings.addDetail(rest->second, in);
@@ -122,6 +140,7 @@ std::vector<finding> findingsOf(const host &one) {
             if (in.checks.empty() || standsAlone(now, lines)) {
                 const size_t end = std::min(now.text.find('\n'), now.text.size());
                 findings.add(severityIn(in), now.text.substr(0, end), in);
+                findings.advise(adviceOn(now.message, now.text), false);
                 if (end < now.text.size())
                     findings.addDetail(now.text.substr(end + 1), in);
             }
@@ -138,38 +157,57 @@ static bool namesItsPasses(const finding &one) {
     return named.size() == one.passes.size();
 }
 
-static std::string namesOf(const std::vector<const pass *> &passes, const host &on) {
+std::string titleOf(const finding &one, const messages &own) {
+    return one.title.empty() ? own.text(Message::notInCheck) : one.title;
+}
+
+std::string nameOf(const pass &one, const messages &own) {
+    const std::string level = one.level.value_or("?");
+    return one.clustered.value_or(false) ? own.text(Message::passClustered, {level}) : level;
+}
+
+static std::string joined(const std::string &names, const std::string &one, const messages &own) {
+    return names.empty() ? one : own.text(Message::listed, {names, one});
+}
+
+static std::string listOf(const std::vector<std::string> &names, size_t most, const messages &own) {
+    std::string list;
+    for (size_t i = 0; i < std::min(names.size(), most); i++)
+        list = joined(list, names[i], own);
+    return names.size() > most ? own.text(Message::listedAndMore, {list, std::to_string(names.size() - most)}) : list;
+}
+
+static std::string namesOf(const std::vector<const pass *> &passes, const host &on, const messages &own) {
     constexpr size_t most = 40;
     if (passes.size() == on.passes.size() && passes.size() > 1)
-        return "all passes";
-    std::string names;
-    for (size_t i = 0; i < std::min(passes.size(), most); i++)
-        names += (names.empty() ? "" : ", ") + nameOf(*passes[i]);
-    if (passes.size() > most)
-        names += " and " + std::to_string(passes.size() - most) + " more";
-    return names;
+        return own.text(Message::allPasses);
+    std::vector<std::string> names;
+    for (const pass *pOne : passes)
+        names.push_back(nameOf(*pOne, own));
+    return listOf(names, most, own);
 }
 
-std::string whereIs(const finding &one, const host &on) {
-    return on.passes.size() > 1 && !namesItsPasses(one) ? namesOf(one.passes, on) : "";
+std::string whereIs(const finding &one, const host &on, const messages &own) {
+    return on.passes.size() > 1 && !namesItsPasses(one) ? namesOf(one.passes, on, own) : "";
 }
 
-std::string whereIs(const finding::detail &text, const finding &one, const host &on) {
-    return text.passes.size() < one.passes.size() ? namesOf(text.passes, on) : "";
+std::string whereIs(const finding::detail &text, const finding &one, const host &on, const messages &own) {
+    return text.passes.size() < one.passes.size() ? namesOf(text.passes, on, own) : "";
 }
 
-std::vector<std::string> notesOf(const host &one) {
+std::vector<std::string> notesOf(const host &one, const messages &own) {
     std::vector<std::string> notes;
     if (one.reason)
-        notes.push_back("Not known: " + *one.reason);
-    notes.insert(notes.end(), one.doubts.begin(), one.doubts.end());
+        notes.push_back(own.text(Message::unknownBecause, {*one.reason}));
+    for (const note &doubt : one.doubts)
+        notes.push_back(doubt.in(own));
     if (const auto found = one.evidence.find(Evidence::stopped); found != one.evidence.end())
-        notes.push_back("A check may have missed something: " + found->second);
+        notes.push_back(own.text(Message::commandStopped, {found->second}));
     if (one.passes.empty() && one.result == HostResult::passed)
-        notes.emplace_back("No level is reported. All that is known is the exit status, which says that none failed.");
+        notes.push_back(own.text(Message::onlyStatusKnown));
     if (one.status.value_or(0) != 0)
-        notes.push_back("Exit status " + std::to_string(*one.status) + ": " + meaningOf(*one.status) +
-                        (failedByStatusAlone(one) ? ". No check shows it; see standard error." : "."));
+        notes.push_back(own.text(failedByStatusAlone(one) ? Message::statusAloneMeans : Message::statusMeans,
+                                 {std::to_string(*one.status), meaningOf(*one.status, own)}));
     return notes;
 }
 
@@ -181,7 +219,7 @@ bool failedByStatusAlone(const host &one) {
 std::optional<std::string> reasonOf(const host &one) {
     if (one.reason || one.result != HostResult::unknown || one.doubts.empty())
         return one.reason;
-    return one.doubts.front();
+    return one.doubts.front().in(english());
 }
 
 std::string languageOf(const host &one) {
@@ -198,14 +236,14 @@ static void sortWorstFirst(std::vector<host> &hosts) {
     });
 }
 
-std::string countsOf(const std::vector<host> &hosts) {
+std::string countsOf(const std::vector<host> &hosts, const messages &own) {
     std::array<size_t, 4> counts{};
     for (const host &one : hosts)
         counts[static_cast<size_t>(one.result)]++;
     const auto count = [&](HostResult result) { return std::to_string(counts[static_cast<size_t>(result)]); };
-    return std::to_string(hosts.size()) + (hosts.size() == 1 ? " host: " : " hosts: ") + count(HostResult::failed) +
-           " failed, " + count(HostResult::unknown) + " unknown, " + count(HostResult::warning) + " with warnings, " +
-           count(HostResult::passed) + " passed";
+    return own.text(hosts.size() == 1 ? Message::oneHostCounted : Message::hostsCounted,
+                    {std::to_string(hosts.size()), count(HostResult::failed), count(HostResult::unknown),
+                     count(HostResult::warning), count(HostResult::passed)});
 }
 
 // Compares names by their numbers, as 11.5 and 9.8; what is no number is the oldest.
@@ -250,11 +288,10 @@ levelColumns::levelColumns(const std::vector<host> &hosts) {
         places[names[i]] = i;
 }
 
-std::string hiddenOf(const levelColumns &levels) {
+std::string hiddenOf(const levelColumns &levels, const messages &own) {
     if (levels.hidden == 0)
         return "";
-    return std::to_string(levels.hidden) + (levels.hidden == 1 ? " more level is" : " more levels are") +
-           " not shown, " + std::to_string(levels.hiddenBad) + " of them failed or incomplete on a host.";
+    return own.text(Message::levelsNotShown, {std::to_string(levels.hidden), std::to_string(levels.hiddenBad)});
 }
 
 std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColumns &levels) {
@@ -304,7 +341,7 @@ struct numberedName {
 
 } // namespace
 
-std::string namesOf(const std::vector<std::string> &hosts) {
+std::string namesOf(const std::vector<std::string> &hosts, const messages &own) {
     constexpr size_t most = 20;
     std::vector<numberedName> names(hosts.begin(), hosts.end());
     std::sort(names.begin(), names.end(), [](const numberedName &a, const numberedName &b) {
@@ -317,9 +354,10 @@ std::string namesOf(const std::vector<std::string> &hosts) {
         while (last + 1 < names.size() && names[last + 1].isBehind(names[last]))
             last++;
         if (parts == most)
-            return text + " and " + std::to_string(names.size() - i) + " more";
+            return own.text(Message::listedAndMore, {text, std::to_string(names.size() - i)});
         last = last < i + 2 ? i : last; // two names are no range
-        text += (text.empty() ? "" : ", ") + names[i].whole + (last > i ? " to " + names[last].whole : "");
+        text = joined(
+            text, last > i ? own.text(Message::nameRange, {names[i].whole, names[last].whole}) : names[i].whole, own);
         i = last + 1;
     }
     return text;
@@ -328,14 +366,14 @@ std::string namesOf(const std::vector<std::string> &hosts) {
 // --- All hosts ---
 
 // Equal texts are equal findings.
-static std::string keyOf(const finding &one, const host &on) {
-    std::string key = nameOf(one.result) + ('\n' + one.title) + '\n' + keyOf(one.waived) + '\n' + whereIs(one, on);
+static std::string keyOf(const finding &one, const host &on, const messages &own) {
+    std::string key = nameOf(one.result) + ('\n' + one.title) + '\n' + keyOf(one.waived) + '\n' + whereIs(one, on, own);
     for (const finding::detail &text : one.details)
-        key += '\n' + whereIs(text, one, on) + '\n' + text.text;
+        key += '\n' + whereIs(text, one, on, own) + '\n' + text.text;
     return key;
 }
 
-outline::outline(std::vector<host> given) : hosts(std::move(given)) {
+outline::outline(std::vector<host> given, const messages &own) : hosts(std::move(given)) {
     constexpr size_t several = 3;
     sortWorstFirst(hosts);
     levels = levelColumns(hosts);
@@ -343,12 +381,12 @@ outline::outline(std::vector<host> given) : hosts(std::move(given)) {
     std::vector<commonFinding> all;
     std::vector<std::vector<finding *>> members;
     for (const host &one : hosts)
-        findings.push_back(findingsOf(one));
+        findings.push_back(findingsOf(one, own));
     for (size_t i = 0; i < hosts.size(); i++)
         for (finding &now : findings[i]) {
             if (now.result == CheckResult::passed)
                 continue;
-            const auto [place, bNew] = known.insert({keyOf(now, hosts[i]), all.size()});
+            const auto [place, bNew] = known.insert({keyOf(now, hosts[i], own), all.size()});
             if (bNew) {
                 all.push_back({&hosts[i], &now, {}});
                 members.emplace_back();
@@ -368,6 +406,25 @@ outline::outline(std::vector<host> given) : hosts(std::move(given)) {
                 pMember->common = common.size();
             common.push_back(all[one]);
         }
+}
+
+std::vector<advised> adviceOf(const outline &all) {
+    std::map<const advice *, std::vector<std::string>> names;
+    std::set<std::pair<const advice *, std::string>> known;
+    for (const std::vector<finding> &onHost : all.findings)
+        for (const finding &now : onHost)
+            if (now.bOwnName && known.emplace(now.pAdvice, now.title).second)
+                names[now.pAdvice].push_back(now.title);
+    std::vector<advised> found;
+    for (const advice *pOne : adviceOn(all.hosts))
+        found.push_back({pOne, std::move(names[pOne])});
+    return found;
+}
+
+std::string headingOf(const advised &one, const messages &own) {
+    constexpr size_t most = 10;
+    const std::string kind = own.text(one.pAdvice->kind);
+    return one.names.empty() ? kind : kind + " (" + listOf(one.names, most, own) + ")";
 }
 
 } // namespace report

@@ -2,6 +2,8 @@
 #ifndef KVX_REPORT_H
 #define KVX_REPORT_H
 
+#include "messages.h"
+
 #include <map>
 #include <optional>
 #include <string>
@@ -82,7 +84,7 @@ struct host {
     std::vector<std::string> otherErrors;     // those of the errors that are not shown as passes, each once
     std::map<Evidence, std::string> evidence; // the first line of each kind
     HostResult result = HostResult::unknown;
-    std::vector<std::string> doubts; // why the host is not known to have passed, a sentence each
+    std::vector<note> doubts; // why the host is not known to have passed, a sentence each
 };
 
 const char *nameOf(CheckResult result);

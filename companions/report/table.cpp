@@ -1,27 +1,28 @@
-// The form for a terminal: a matrix of hosts and levels, and under each host what is wrong there.
-#include "advice.h"
+// The form for a terminal: a matrix of hosts and levels, with the findings of each host below it.
 #include "outline.h"
 #include "text.h"
 #include "writers.h"
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <sstream>
 
 namespace report {
 
 namespace {
 
-constexpr size_t screenWidth = 80, hostWidth = 18, resultWidth = 8, indent = 11;
+constexpr size_t screenWidth = 80;
+constexpr size_t hostWidth = 18;
 
 enum Colour { plain, red, yellow, green, bold };
 
-const char *wordOf(const pass *pOne) {
-    static constexpr std::array words{"ok", "warn", "cut", "FAIL"};
-    if (pOne == nullptr)
-        return "-";
-    return pOne->bFromErrors && pOne->result == PassResult::incomplete ? "?" : words[static_cast<size_t>(pOne->result)];
-}
+// By the result of a pass, a host and a check.
+constexpr std::array passWords{Message::cellPassed, Message::cellWarning, Message::cellIncomplete, Message::cellFailed};
+constexpr std::array hostWords{Message::tablePassed, Message::tableWarning, Message::tableUnknown,
+                               Message::tableFailed};
+constexpr std::array checkWords{Message::tablePassed, Message::tableWarning, Message::tableError,
+                                Message::tableUnknown};
 
 Colour colourOf(const pass *pOne) {
     static constexpr std::array colours{green, yellow, red, red};
@@ -33,15 +34,11 @@ Colour colourOf(HostResult result) {
     return colours[static_cast<size_t>(result)];
 }
 
-std::string inCapitals(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    return text;
-}
-
 class tableOutput : public writer {
 public:
-    tableOutput(std::ostream &stream, bool bInColour) : out(stream), bColour(bInColour) {
+    tableOutput(std::ostream &stream, bool bInColour, const messages &texts)
+        : out(stream), bColour(bInColour), own(texts), cellWidth(widest(passWords, {}) + 1),
+          resultWidth(widest(hostWords, {Message::tableResult}) + 1), indent(widest(checkWords, {}) + 4) {
     }
 
     void add(host one) override {
@@ -49,9 +46,9 @@ public:
     }
 
     void finish() override {
-        const outline all(std::move(hosts));
+        const outline all(std::move(hosts), own);
         levels = all.levels;
-        out << countsOf(all.hosts) << "\n\n";
+        out << countsOf(all.hosts, own) << "\n\n";
         showCommon(all);
         showHead();
         for (size_t i = 0; i < all.hosts.size(); i++) {
@@ -59,13 +56,29 @@ public:
             showHost(all.hosts[i], all.findings[i]);
         }
         if (levels.bClustered)
-            out << "\nOf a level's two results the second is with the clustered feature.\n";
+            showParagraph(own.text(Message::tableClustered));
         if (levels.hidden > 0)
-            out << '\n' << hiddenOf(levels) << '\n';
-        showAdvice(adviceOn(all.hosts));
+            showParagraph(hiddenOf(levels, own));
+        showAdvice(adviceOf(all));
     }
 
 private:
+    template <size_t N> size_t widest(const std::array<Message, N> &words, std::initializer_list<Message> more) const {
+        size_t most = 0;
+        for (const Message one : words)
+            most = std::max(most, columns(own.text(one)));
+        for (const Message one : more)
+            most = std::max(most, columns(own.text(one)));
+        return most;
+    }
+
+    std::string wordOf(const pass *pOne) const {
+        if (pOne == nullptr)
+            return "-";
+        const bool bUnknown = pOne->bFromErrors && pOne->result == PassResult::incomplete;
+        return bUnknown ? "?" : own.text(passWords[static_cast<size_t>(pOne->result)]);
+    }
+
     // Pads a text, which may be coloured, to a width.
     std::string cell(const std::string &text, size_t width, Colour shade) const {
         static constexpr std::array codes{"", "\033[31m", "\033[33m", "\033[32m", "\033[1m"};
@@ -75,7 +88,9 @@ private:
 
     // Writes the cells of a row, as many in a line as the screen holds; the first line has begun.
     template <typename Cell> void showCells(size_t count, Cell cellAt) {
-        const size_t width = levels.bClustered ? 10 : 8, inLine = (screenWidth - hostWidth - resultWidth - 2) / width;
+        const size_t width =
+            std::max<size_t>(levels.bClustered ? 2 * cellWidth : cellWidth, levels.bClustered ? 10 : 8);
+        const size_t inLine = (screenWidth - hostWidth - resultWidth - 2) / width;
         std::string line;
         for (size_t i = 0; i < count; i++) {
             if (i > 0 && i % inLine == 0) {
@@ -95,14 +110,14 @@ private:
 
     void showCommon(const outline &all) {
         for (const commonFinding &one : all.common)
-            showFinding(*one.pFinding, *one.pHost,
-                        ": " + std::to_string(one.hosts.size()) + " hosts, " + namesOf(one.hosts));
+            showFinding(*one.pFinding, *one.pHost, &one);
         if (!all.common.empty())
             out << '\n';
     }
 
     void showHead() {
-        out << cell("HOST", hostWidth + 1, bold) << cell("RESULT", resultWidth + 1, bold);
+        out << cell(own.text(Message::tableHost), hostWidth + 1, bold)
+            << cell(own.text(Message::tableResult), resultWidth + 1, bold);
         showCells(levels.names.size(),
                   [this](size_t i, size_t width) { return cell(visible(levels.names[i]) + " ", width, bold); });
     }
@@ -112,64 +127,73 @@ private:
         out << cell(name, hostWidth + 1, bold);
         if (columns(name) > hostWidth)
             out << '\n' << std::string(hostWidth + 1, ' ');
-        out << cell(one.result == HostResult::passed ? nameOf(one.result) : inCapitals(nameOf(one.result)),
-                    resultWidth + 1, colourOf(one.result));
+        out << cell(own.text(hostWords[static_cast<size_t>(one.result)]), resultWidth + 1, colourOf(one.result));
         const auto row = rowOf(one, levels);
         const bool bStatus = failedByStatusAlone(one);
         showCells(row.size() + (bStatus ? 1 : 0), [&](size_t i, size_t width) {
             if (i == row.size())
-                return cell("status " + std::to_string(one.status.value_or(0)), width, red);
+                return cell(own.text(Message::tableStatus, {std::to_string(one.status.value_or(0))}), width, red);
             const auto [pPlain, pClustered] = row[i];
-            const std::string first = cell(wordOf(pPlain), 5, colourOf(pPlain));
-            return levels.bClustered ? first + cell(wordOf(pClustered), width - 5, colourOf(pClustered))
-                                     : first + std::string(width - 5, ' ');
+            if (!levels.bClustered)
+                return cell(wordOf(pPlain), width, colourOf(pPlain));
+            return cell(wordOf(pPlain), cellWidth, colourOf(pPlain)) +
+                   cell(wordOf(pClustered), width - cellWidth, colourOf(pClustered));
         });
-        for (const std::string &note : notesOf(one))
+        for (const std::string &note : notesOf(one, own))
             showWrapped(note, 2);
         if (!one.otherErrors.empty())
-            out << "  Standard error:\n";
+            out << "  " << own.text(Message::tableStandardError) << '\n';
         for (const std::string &text : one.otherErrors)
             showWrapped(text, 4);
         for (const finding &now : findings)
             if (now.common)
-                showTitle(now, "");
+                showTitle(now, nullptr);
             else if (now.result != CheckResult::passed)
-                showFinding(now, one, "");
+                showFinding(now, one, nullptr);
     }
 
-    void showFinding(const finding &now, const host &one, const std::string &more) {
-        showTitle(now, more);
+    void showFinding(const finding &now, const host &one, const commonFinding *pCommon) {
+        showTitle(now, pCommon);
         for (const finding::detail &text : now.details) {
-            const std::string where = whereIs(text, now, one);
-            showWrapped((where.empty() ? "" : where + ": ") + text.text, indent);
+            const std::string where = whereIs(text, now, one, own);
+            showWrapped(where.empty() ? text.text : own.text(Message::tableLineOfPasses, {where, text.text}), indent);
         }
-        if (const std::string where = whereIs(now, one); !where.empty())
-            showWrapped("In " + where + ".", indent);
+        if (const std::string where = whereIs(now, one, own); !where.empty())
+            showWrapped(own.text(Message::tablePasses, {where}), indent);
     }
 
-    // A common finding has a number, by which hosts refer to it.
-    void showTitle(const finding &now, const std::string &more) {
-        static constexpr std::array severities{"", "WARNING", "ERROR", "OPEN"};
+    // A common finding has a number, by which hosts refer to it; the finding itself names its hosts.
+    void showTitle(const finding &now, const commonFinding *pCommon) {
         static constexpr std::array colours{plain, yellow, red, red};
         const auto severity = static_cast<size_t>(now.result);
-        out << "  " << cell(severities[severity], indent - 2, colours[severity]);
+        out << "  " << cell(own.text(checkWords[severity]), indent - 2, colours[severity]);
         const std::string number = now.common ? " [" + std::to_string(*now.common + 1) + "]" : "";
-        showWrapped(now.title + number + more, indent, true);
+        std::string title = titleOf(now, own) + number;
+        if (pCommon != nullptr)
+            title = own.text(Message::tableCommon,
+                             {title, std::to_string(pCommon->hosts.size()), namesOf(pCommon->hosts, own)});
+        showWrapped(title, indent, true);
     }
 
-    void showAdvice(const std::vector<const advice *> &found) {
-        if (!found.empty())
-            out << "\n"
-                << cell("WHAT TO DO", 0, bold)
-                << "  (nothing of this is run; words in capitals are yours to fill in)\n";
-        for (const advice *pOne : found) {
-            out << "\n  " << pOne->pKind << '\n';
-            showWrapped(pOne->pText, 4);
+    void showAdvice(const std::vector<advised> &found) {
+        if (found.empty())
+            return;
+        out << '\n' << cell(own.text(Message::tableAdvice), 0, bold) << '\n';
+        showWrapped(own.text(Message::adviceAbout), 0);
+        for (const advised &one : found) {
+            out << '\n';
+            showWrapped(headingOf(one, own), 2);
+            showWrapped(own.text(one.pAdvice->text), 4);
             for (size_t i = 0; i < adviceDistributions.size(); i++) {
                 out << "    " << cell(adviceDistributions[i], 8, plain);
-                showWrapped(pOne->commands[i], 12, true);
+                showWrapped(one.pAdvice->commands[i], 12, true);
             }
         }
+    }
+
+    void showParagraph(const std::string &text) {
+        out << '\n';
+        showWrapped(text, 0);
     }
 
     void showWrapped(const std::string &text, size_t margin, bool bBegun = false) {
@@ -185,14 +209,18 @@ private:
 
     std::ostream &out;
     bool bColour;
+    const messages &own;
+    size_t cellWidth;   // of a result of a pass, with a blank
+    size_t resultWidth; // of a result of a host
+    size_t indent;      // of what is below a result of a check
     std::vector<host> hosts;
     levelColumns levels;
 };
 
 } // namespace
 
-std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour) {
-    return std::make_unique<tableOutput>(out, bColour);
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own) {
+    return std::make_unique<tableOutput>(out, bColour, own);
 }
 
 } // namespace report

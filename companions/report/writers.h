@@ -20,11 +20,12 @@ public:
     virtual void finish() = 0;
 };
 
-// JSON and JUnit go out host by host; a table and a page show the worst hosts first and wait for the last one.
+// JSON and JUnit go out host by host, in English. A table and a page show the worst hosts first and wait for the last
+// one; their texts are kept by the caller.
 std::unique_ptr<writer> jsonWriter(std::ostream &out);
 std::unique_ptr<writer> junitWriter(std::ostream &out);
-std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour);
-std::unique_ptr<writer> htmlWriter(std::ostream &out);
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own);
+std::unique_ptr<writer> htmlWriter(std::ostream &out, const messages &own);
 
 } // namespace report
 
