@@ -1,6 +1,6 @@
 // Shell patterns, as people write them for names.
-#ifndef REPORT_PATTERN_H
-#define REPORT_PATTERN_H
+#ifndef KVX_REPORT_PATTERN_H
+#define KVX_REPORT_PATTERN_H
 
 #include <string>
 #include <string_view>

@@ -1,6 +1,6 @@
 // Waivers: the warnings that an owner knows and accepts.
-#ifndef REPORT_WAIVERS_H
-#define REPORT_WAIVERS_H
+#ifndef KVX_REPORT_WAIVERS_H
+#define KVX_REPORT_WAIVERS_H
 
 #include "pattern.h"
 #include "report.h"
