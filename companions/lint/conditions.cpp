@@ -7,6 +7,7 @@
 #include <sstream>
 #include <strings.h>
 
+#include "../common/words.h"
 #include "markup.h"
 #include "tags.h"
 
@@ -108,13 +109,21 @@ const std::vector<releaseParts> &allReleases() {
 
 constexpr long FIRST_STREAM = 8; // CentOS Stream is a release without a service pack
 
+// The triple, or the two, for hosts with a number: the last part of SUSE's release may end in a line break.
+string equalTo(int tag, long number) {
+    const string name = ppszTagName[tag];
+    if (tag != SLESVersion && tag != SLESSP)
+        return name + " = " + std::to_string(number);
+    return name + " >= " + std::to_string(number) + ' ' + name + " < " + std::to_string(number + 1);
+}
+
 // The condition, or the two, for hosts on one side of a release such as 9.4.
 string releaseConditions(const releaseParts &parts, string_view operation, long first, long second) {
     const string left = ppszTagName[parts.first], right = ppszTagName[parts.second], number = std::to_string(first);
     if (parts.first == CNTVersion && first >= FIRST_STREAM)
         return "test CNTVersion alone, for CentOS Stream has no service pack";
     if (operation == "=")
-        return "write \"" + left + " = " + number + ' ' + right + " = " + std::to_string(second) + '"';
+        return "write \"" + left + " = " + number + ' ' + equalTo(parts.second, second) + '"';
     return "write two sections, one with \"" + left + " = " + number + ' ' + right + ' ' + string(operation) + ' ' +
            std::to_string(second) + "\" and one with \"" + left + (operation == "<" ? " < " : " > ") + number + '"';
 }
@@ -132,20 +141,14 @@ string_view bareWord(string_view word) {
     return begin < end ? word.substr(begin, end - begin) : string_view();
 }
 
-// Finds the distribution that a word means, in the spelling of conditions. Empty when no distribution matches.
-string_view distributionMeant(string_view word) {
-    static constexpr string_view names[][2] = {{"redhat", "RHEL"}, {"sles", "SUSE"},      {"sle", "SUSE"},
-                                               {"ol", "RHEL"},     {"opensuse", "SUSE"},  {"rocky", "RHEL"},
-                                               {"k-ux", "INSPUR"}, {"almalinux", "RHEL"}, {"red", "RHEL"}};
-    string letters(bareWord(word));
-    letters.resize(std::min(letters.find_first_of(digits), letters.size()));
-    for (const distributionTags &one : distributions)
-        if (strcasecmp(one.name(), letters.c_str()) == 0)
-            return one.name();
-    for (const auto &name : names)
-        if (strcasecmp(name[0].data(), letters.c_str()) == 0)
-            return name[1];
-    return {};
+// A release with a point for "SP": 15.5 for 15SP5 and 15-SP5, and 5 for SP5.
+string withoutServicePackMark(string_view word) {
+    const string lower = common::lowered(word);
+    const std::size_t mark = lower.find("sp");
+    if (mark == string::npos)
+        return string(word);
+    const string_view version = word.substr(0, word.substr(0, mark).find_last_not_of('-') + 1);
+    return string(version) + (version.empty() ? "" : ".") + string(word.substr(mark + 2));
 }
 
 constexpr string_view operatorsMeant[][2] = {{"==", "="},  {"=>", ">="}, {">=", ">="}, {"is", "="}, {"eq", "="},
@@ -224,8 +227,7 @@ private:
     bool checkFirstWord(const triple &triple, std::size_t at) const {
         const string word = quoted(triple.operand);
         if (isOneOf(triple.operand, {"and", "AND", "And", "&&", "&amp;&amp;", ",", ";"}))
-            report(Rule::triple, triple.operand,
-                   "no word stands between triples, which must all hold: take " + word + " out");
+            report(Rule::triple, triple.operand, "no word stands between triples, which must all hold: delete " + word);
         else if (isOneOf(triple.operand, {"or", "OR", "Or", "||", "|"}))
             report(Rule::triple, triple.operand,
                    "there is no " + word + ", all triples must hold: write a section for each of the two");
@@ -271,7 +273,7 @@ private:
         if (hostTag >= 0)
             return "test " + string(ppszTagName[hostTag]);
         return tag == UBUNTUVersion || tag == MinUBUNTUVersion
-                   ? "conditions do not know the release of Ubuntu; take this out"
+                   ? "delete this triple, for conditions do not know the release of Ubuntu"
                    : "test what the program stores of the host, such as LinuxDistro";
     }
 
@@ -327,10 +329,12 @@ private:
 
     // Suggests a whole number for an operand that is not one.
     static string numberHint(const triple &triple) {
-        const string_view bare = bareWord(triple.value);
+        const string release = withoutServicePackMark(bareWord(triple.value));
+        const string_view bare = release;
         const std::size_t point = bare.find('.');
         if (isNumber(bare))
-            return "write " + string(bare);
+            return triple.operation == "=" ? "write \"" + equalTo(triple.tag, toNumber(bare)) + '"'
+                                           : "write " + std::to_string(toNumber(bare));
         for (const releaseParts &parts : allReleases()) {
             const string_view behind = point == string_view::npos ? string_view() : bare.substr(point + 1);
             const std::size_t end = std::min(behind.find('.'), behind.size());
@@ -352,19 +356,18 @@ private:
                 report(Rule::never, triple.value,
                        string(triple.operand) + " is " + (fixed->empty() ? string("the empty text") : quoted(*fixed)) +
                            " here, never " + quoted(triple.value) +
-                           ", so the section is skipped on every host: take it out");
+                           ", so the section is skipped on every host: delete this triple");
         } else if (triple.number < 0 || (triple.value.size() > 1 && triple.value[0] == '0'))
             reportNoNumber(triple);
         else if (triple.tag == SLESSP || (triple.tag == SLESVersion && rangeOf(SLESSP, all).low <= 0))
             report(Rule::lineBreak, triple.operation,
                    "on a host without /etc/SuSE-release " + string(triple.operand) +
-                       " may end in a line break and is then equal to no word: write \"" + string(triple.operand) +
-                       " >= " + string(triple.value) + ' ' + string(triple.operand) + " < " +
-                       std::to_string(triple.number + 1) + '"');
+                       " may end in a line break and is then equal to no word: write \"" +
+                       equalTo(triple.tag, triple.number) + '"');
     }
 
     void reportDistribution(const triple &triple) const {
-        const string_view meant = distributionMeant(triple.value);
+        const string_view meant = distributionMeant(bareWord(triple.value));
         report(Rule::never, triple.value,
                "LinuxDistro is never " + quoted(triple.value) + ", so the section is skipped on every host: write " +
                    (meant.empty() ? "RHEL, SUSE, UBUNTU, INSPUR or CENTOS" : string(meant)));
@@ -400,10 +403,17 @@ private:
             const bool before = triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible;
             seen.push_back(triple);
             if (!before && triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible)
-                report(Rule::contradiction, triple.operand,
-                       "no host passes this and what was asked of " + string(triple.operand) +
-                           " before: the section is never read; is one above not closed?");
+                reportContradiction(triple);
         }
+    }
+
+    void reportContradiction(const triple &triple) const {
+        const bool bHere = rangeOf(triple.tag, asked.triples).bImpossible;
+        report(Rule::contradiction, triple.operand,
+               bHere ? "no host passes \"" + words(triple) + "\" and the other triples on " + string(triple.operand) +
+                           " in this condition, so the section is never read: leave only what is meant"
+                     : "no host passes this and what the sections around it ask of " + string(triple.operand) +
+                           ", so the section is never read: close the one above, or change one of the conditions");
     }
 
     void checkReleases() const {
@@ -460,7 +470,7 @@ string restHint(const std::vector<string_view> &rest) {
     const std::size_t behind = last.find_first_not_of(operatorCharacters);
     if (rest.size() == 2 && behind > 0 && behind != string_view::npos)
         return "write \"" + string(rest[0]) + spaced(last) + '"';
-    return "complete it, or take it out";
+    return "complete it, or delete it";
 }
 
 // The character may be one that a word processor writes, or look like another.

@@ -17,7 +17,7 @@ constexpr ruleEntry entries[] = {
     {Rule::blank, "blank", Severity::error, "a blank stands inside angle brackets, or a bracket is missing"},
     {Rule::attribute, "attribute", Severity::error,
      "an element has an attribute, or a section not just the one that is read"},
-    {Rule::openingWord, "opening-word", Severity::error, "a certain word makes the line an opening tag"},
+    {Rule::openingWord, "opening-word", Severity::error, "the word \"value\" makes the line an opening tag"},
     {Rule::tabulator, "tabulator", Severity::error, "a tabulator stands where a blank is needed"},
     {Rule::comment, "comment", Severity::error,
      "something counts although it stands in a comment, or a comment has no end"},

@@ -297,4 +297,33 @@ int nearestTag(std::string_view name) {
     return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }
 
+// Are the letters of two names the same in another order?
+static bool isTransposed(std::string_view left, std::string_view right) {
+    return left.size() == right.size() &&
+           std::is_permutation(left.begin(), left.end(), right.begin(),
+                               [](char one, char other) { return lowered(one) == lowered(other); });
+}
+
+std::string_view distributionMeant(std::string_view word) {
+    static constexpr std::string_view others[][2] = {
+        {"redhat", "RHEL"}, {"red", "RHEL"},      {"rh", "RHEL"},     {"ol", "RHEL"},
+        {"oracle", "RHEL"}, {"rocky", "RHEL"},    {"sles", "SUSE"},   {"almalinux", "RHEL"},
+        {"sle", "SUSE"},    {"opensuse", "SUSE"}, {"k-ux", "INSPUR"}, {"kux", "INSPUR"},
+    };
+    const std::string_view name = word.substr(0, std::min(word.find_first_of("0123456789"), word.size()));
+    for (const distributionTags &one : distributions)
+        if (common::sameLetters(one.name(), name))
+            return one.name();
+    for (const auto &other : others)
+        if (common::sameLetters(other[0], name))
+            return other[1];
+    if (name.size() <= MOST_MISTAKES || name.size() > LONGEST_NAME)
+        return {};
+    const misspelledName misspelled(name);
+    for (const distributionTags &one : distributions)
+        if (misspelled.distance(one.name()) <= 1 || isTransposed(one.name(), name))
+            return one.name();
+    return {};
+}
+
 } // namespace lint

@@ -101,6 +101,9 @@ inline constexpr Tag levelParts[][3] = {
 // Null for a name that is none of the program's.
 const distributionTags *distributionOf(std::string_view name);
 
+// Finds the distribution that a word means, such as redhat, SLES15 or REHL. Empty when it means none.
+std::string_view distributionMeant(std::string_view word);
+
 // The distribution that alone stores a tag, such as RHELVersion; null where every host or none does.
 const distributionTags *distributionStoring(int tag);
 
