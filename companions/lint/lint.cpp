@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "../common/words.h"
+#include "meant.h"
 #include "section.h"
 #include "suppressions.h"
 #include "tags.h"
@@ -43,11 +44,6 @@ bool hasOldLineEnds(string_view file) {
     return holds(file, "\r") && !holds(file, "\n");
 }
 
-// Digits and points, each number between two of them.
-bool isLevelName(string_view name) {
-    return !name.empty() && name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
-}
-
 class fileJudge {
 public:
     fileJudge(string_view text, const judgeOptions &options, findingList &list)
@@ -72,6 +68,7 @@ private:
     void judgeLines() {
         for (string_view rest = file; !rest.empty();) {
             const std::size_t end = std::min(rest.find('\n'), rest.size());
+            line.below = rest;
             takeLine(rest.substr(0, end));
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }
@@ -90,7 +87,9 @@ private:
         suppressions.take(text, line.number, !bAnyLevel, findings);
         if (holds(text, string_view("\0", 1)))
             line.report(Rule::nul, text.find('\0') + 1,
-                        "a NUL character: what follows on this line is not read; take it out");
+                        "a NUL character: what follows on this line is not read: delete it");
+        if (judgeConflict())
+            return;
         if (line.marked.openComment != 0)
             line.report(Rule::comment, line.marked.openComment, "this comment has no end: write --> behind it");
         const markup *pLevel = levelPart();
@@ -107,6 +106,18 @@ private:
         else
             judgeOutside();
         bLevelClosed = bLevelClosed || line.find(MarkupKind::closing, "KVXLevel") != nullptr;
+    }
+
+    // Reports a conflict of versions once, at its first mark. Is the line one of its marks?
+    bool judgeConflict() {
+        if (!isConflictMark(line.text) || (line.text[0] != '<' && !bConflict))
+            return false;
+        if (line.text[0] == '<')
+            line.report(Rule::text, 1,
+                        "a conflict of two versions that were merged: delete one side, and the lines that begin with "
+                        "<<<<<<<, =======, >>>>>>> or |||||||");
+        bConflict = line.text[0] != '>';
+        return true;
     }
 
     // Is what a long line holds too much nothing but blanks and the end of a comment, or a comment?
@@ -177,7 +188,10 @@ private:
             if (&part != pCounted && &part != pAlso && part.comment == 0 && part.name != "KVXLevel" &&
                 part.name != "KVXprereqs") {
                 line.report(Rule::several, part.column,
-                            string("only ") + pWhat + " counts on this line: give <\1> a line of its own", part.name);
+                            string("only ") + pWhat + " counts on this line: give <\1> a line of its own " +
+                                (pCounted != nullptr && part.column < pCounted->column ? "above" : "below") +
+                                " this one",
+                            part.name);
                 return;
             }
     }
@@ -198,7 +212,7 @@ private:
         endLevel();
         bool bQuotes = false;
         const string_view offered = quotedText(line.text, bQuotes);
-        const string_view meant = pPart == nullptr || valueOf(*pPart).empty() ? offered : valueOf(*pPart);
+        const string_view meant = nameMeant(pPart, offered);
         const string name(meant);
         firstOfLevel = findings.all.size();
         levelAt = {line.number, pPart != nullptr              ? pPart->column
@@ -225,6 +239,14 @@ private:
             reader.take(platformLine());
             beginPlatform();
         }
+    }
+
+    // The name of the level that the author of its line means.
+    string_view nameMeant(const markup *pPart, string_view offered) const {
+        const string_view quoted = pPart == nullptr ? string_view() : valueOf(*pPart);
+        if (!quoted.empty() || !offered.empty() || pPart == nullptr)
+            return quoted.empty() ? offered : quoted;
+        return levelMeant(line.text, pPart->attributes);
     }
 
     // A platform section may end on the line of the next level, in front of it. Returns its closing tag.
@@ -271,7 +293,7 @@ private:
         else if (holds(line.text, levelLine(meant)))
             line.report(Rule::levelForm, levelAt.second,
                         "the first quoted text of a level's line is its name, so " + outcome + ": give " +
-                            levelLine(argument) + " a line of its own",
+                            levelLine(argument) + " a line of its own below this one",
                         name);
         else
             line.report(Rule::levelForm, levelAt.second, outcome + fix, name);
@@ -288,8 +310,8 @@ private:
                             string(trimmed(name)) + "\"");
         else if (!isLevelName(name))
             line.report(Rule::levelName, levelAt.second,
-                        "a level is numbers between points, as 12.1: by these it is ordered, and that is what users "
-                        "type behind -v");
+                        "levels are ordered by numbers, and users type them behind -v: write numbers between points, "
+                        "such as 12.1");
         levels.push_back({name, line.number, levelAt.second});
     }
 
@@ -300,9 +322,11 @@ private:
         for (std::size_t i = 1; i < levels.size(); i++) {
             if (levels[i].name != levels[i - 1].name)
                 continue;
-            findings.add(Rule::levelTwice, levels[i].line, levels[i].column,
-                         "this level stands in line \1 already, and that one is read twice: take one out",
-                         levels[i - 1].line);
+            findings.add(
+                Rule::levelTwice, levels[i].line, levels[i].column,
+                "line \1 has a level of this name already, and that one is read twice: give this one a name of its "
+                "own, or delete one of them",
+                levels[i - 1].line);
             levels[i].line = levels[i - 1].line;
         }
     }
@@ -380,7 +404,8 @@ private:
 
     void reportOtherPlatform(const markup &part) {
         line.report(Rule::otherPlatform, part.column,
-                    "only " + platformLine() + " is read, this platform's section is not");
+                    "the program reads only " + platformLine() +
+                        ": delete this section, or exclude this rule where another program reads it");
         bOtherPlatform = true;
     }
 
@@ -408,7 +433,7 @@ private:
             line.reportAt(
                 Rule::unclosed, platformAt.first, platformAt.second,
                 "the platform section is not closed before its level ends, so the next level's lines are read "
-                "for this one, too: put </platform> on a line of its own");
+                "for this one, too: put </platform> on a line of its own above </KVXLevel>");
         bPlatformClosed = true;
     }
 
@@ -534,6 +559,7 @@ private:
     bool bLevel = false;                    // in a level, or behind its platform section
     bool bLevelClosed = false;              // its closing tag was there
     bool bAnyLevel = false;                 // one was offered
+    bool bConflict = false;                 // between the marks of a conflict
     bool bPlatformClosed = false;           // or said to be open
     bool bOtherPlatform = false;            // in a platform section that is not read
     bool bOutsideReported = false;          // once for the lines in a row

@@ -8,6 +8,7 @@
 #include <unordered_set>
 
 #include "../common/words.h"
+#include "meant.h"
 #include "sqloText.h"
 #include "tags.h"
 
@@ -28,18 +29,6 @@ constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
 constexpr std::size_t MOST_WAITING = 1000; // replacements that are not reported yet
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
-string opening(string_view name) {
-    return "<" + string(name) + ">";
-}
-
-string closing(string_view name) {
-    return "</" + string(name) + ">";
-}
-
-string element(string_view name, string_view text) {
-    return opening(name) + string(text) + closing(name);
-}
-
 bool isStructure(string_view name) {
     return name == "KVXprereqs" || name == "KVXLevel";
 }
@@ -55,6 +44,14 @@ bool holdsEntity(string_view text) {
 
 bool isOneOf(unsigned char c, string_view characters) {
     return characters.find(static_cast<char>(c)) != npos;
+}
+
+// A text without the marks of CDATA.
+string withoutCdata(string text) {
+    for (const string_view mark : {"<![CDATA[", "]]>"})
+        for (std::size_t at; (at = text.find(mark)) != npos;)
+            text.erase(at, mark.size());
+    return text;
 }
 
 bool isPackageName(string_view text, bool bPath) {
@@ -77,21 +74,6 @@ long numberOf(string_view text) {
 
 constexpr std::size_t SHORTEST_TEXT = 4; // that strings(1) prints
 
-// The text that a part gives in its attributes, or behind a "=".
-string_view attributeText(string_view attributes) {
-    const std::size_t quote = attributes.find_first_of("\"'");
-    if (quote != npos)
-        return attributes.substr(quote + 1, attributes.find(attributes[quote], quote + 1) - quote - 1);
-    return trimmed(attributes.substr(std::min(attributes.find('=') + 1, attributes.size())));
-}
-
-// The element that a part with attributes is meant to be.
-string elementMeant(const markup &part) {
-    const string_view text = trimmed(part.text);
-    const string_view given = text.empty() ? attributeText(part.attributes) : text;
-    return element(part.name, given.empty() ? "..." : given);
-}
-
 // Is there exactly one attribute, of the form that the program reads?
 bool isPlainValue(string_view attributes) {
     const std::size_t behind = sizeof "value" - 1;
@@ -100,20 +82,6 @@ bool isPlainValue(string_view attributes) {
     const std::size_t quote = attributes.find('"');
     return quote != npos && trimmed(attributes.substr(behind, quote - behind)) == "=" &&
            attributes.find('"', quote + 1) == attributes.size() - 1;
-}
-
-// All that the attributes of a part ask.
-string triplesIn(string_view attributes) {
-    string all;
-    bool bQuotes = true;
-    while (bQuotes) {
-        const string_view text = quotedText(attributes, bQuotes);
-        if (!readCondition(text).triples.empty())
-            all += (all.empty() ? "" : " ") + string(trimmed(text));
-        if (bQuotes)
-            attributes.remove_prefix(static_cast<std::size_t>(text.data() + text.size() + 1 - attributes.data()));
-    }
-    return all;
 }
 
 // What the loader puts into a library's path itself is left out.
@@ -185,7 +153,7 @@ fault faultOfVersion(const string &text) {
 fault faultOfRuntime(const string &text, bool bLibrary) {
     if (trimmed(text) != text)
         return {Rule::outerBlank,
-                "the blanks around this text are part of it, and nothing on a host has them: take them out"};
+                "the blanks around this text are part of it, and nothing on a host has them: delete them"};
     if (bLibrary && !isLibraryName(text))
         return {Rule::libraryName, "no library can have this name: write the name of one file, as libstdc++.so.6"};
     if (!bLibrary && !isSymbolText(text))
@@ -231,11 +199,20 @@ std::size_t judgedLine::columnOf(string_view word) const {
 
 void judgedLine::reportComment(const markup &part, const string &what) {
     const string_view mark = lineMark(text);
+    string message = what + (mark.empty() ? string(" although it is in a comment")
+                                          : ", for \"" + string(mark) + "\" does not make a comment");
+    if (hiddenSection.comment == part.comment)
+        message += ", and on every host, because " + opening(hiddenSection.name) + " of line " +
+                   std::to_string(hiddenSection.line) + " does not count";
     report(Rule::comment, part.column,
-           what +
-               (mark.empty() ? string(" although it is in a comment")
-                             : ", for \"" + string(mark) + "\" does not make a comment") +
-               ": take it out");
+           message + ": delete it from the file; if it is meant to count, delete the comment mark" +
+               (mark.empty() ? "s around it" : ""));
+}
+
+void judgedLine::noteHiddenSection() {
+    for (const markup &part : marked.parts)
+        if (part.comment != 0 && part.kind == MarkupKind::opening && !part.attributes.empty())
+            hiddenSection = {part.comment, number, part.name};
 }
 
 const markup *judgedLine::find(MarkupKind kind, string_view name) const {
@@ -263,11 +240,16 @@ void sectionJudge::begin(const string &newLevel) {
 }
 
 void sectionJudge::takeLine(const lineEffect &effect) {
-    judgeOthers(partThatCounts(effect));
+    const markup *pCounted = partThatCounts(effect);
+    if (effect.effect != LINE_SECTION_READ && effect.effect != LINE_SKIP_BEGINS)
+        line.noteHiddenSection();
+    judgeOthers(pCounted);
     if (line.marked.textColumn != 0 && trimmed(line.text) != "-->" && effect.effect <= LINE_IGNORED &&
-        (sections.empty() || sections.back().tag >= 0))
+        line.number > lastContinued && (sections.empty() || sections.back().tag >= 0))
         line.report(Rule::text, line.marked.textColumn,
-                    "text outside of elements counts nothing: give it a tag, or make it a comment");
+                    trimmed(line.text) == "]]>"
+                        ? "CDATA hides nothing, what it surrounds is read: delete the marks <![CDATA[ and ]]>"
+                        : "the program ignores text outside of elements: give it a tag, or make it a comment");
 }
 
 void sectionJudge::passLine() {
@@ -298,7 +280,8 @@ const markup *sectionJudge::countedValue(const lineEffect &effect) {
         noteMeant(effect.tag);
     } else if (effect.effect == LINE_EMPTY)
         line.report(Rule::empty, pPart->column,
-                    opening(pPart->name) + " is empty and changes nothing: what an earlier line gave stays");
+                    opening(pPart->name) +
+                        " is empty, and what an earlier line gave stays: write a text, or delete the line");
     else
         judgeValue(*pPart, effect);
     if (countedClosing(effect) != nullptr && !isSectionTag(effect.tag))
@@ -376,7 +359,8 @@ void sectionJudge::judgeOthers(const markup *pCounted) {
         } else {
             if (!bReported)
                 line.report(Rule::several, part.column,
-                            "only " + opening(pCounted->name) + " counts on this line: give <\1> a line of its own",
+                            "only " + opening(pCounted->name) + " counts on this line: give <\1> a line of its own " +
+                                (part.column < pCounted->column ? "above" : "below") + " this one",
                             part.name);
             pass(part);
         }
@@ -421,9 +405,16 @@ void sectionJudge::explain(const markup &part) {
 
 void sectionJudge::explainUnknown(const markup &part, int nearest) {
     const bool bSection = part.kind == MarkupKind::opening && !part.attributes.empty() && part.attributes[0] != '=';
-    explainName(part, nearest, bSection);
+    const distributionTags *pDistribution = bSection ? distributionOf(distributionMeant(part.name)) : nullptr;
+    explainName(part, nearest < 0 && pDistribution != nullptr ? pDistribution->section : nearest, bSection);
     if (part.kind == MarkupKind::opening && (part.attributes.empty() || bSection))
         openUnread(part);
+}
+
+// Where a name is to be corrected.
+static string inBothTags(const markup &part) {
+    const bool bBoth = part.kind == MarkupKind::element ? part.closedBy == part.name : !part.attributes.empty();
+    return !bBoth ? "" : part.kind == MarkupKind::element ? " in both tags" : " here and in the closing tag";
 }
 
 void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
@@ -434,15 +425,15 @@ void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
     if (latin >= 0)
         line.report(Rule::lookAlike, part.column,
                     name + " holds " + codePoint(foreign) + ", which no tag does, " + effect + ": write " +
-                        ppszTagName[latin]);
+                        ppszTagName[latin] + inBothTags(part));
     else if (nearest >= 0 && sameLetters(name, ppszTagName[nearest]))
         line.report(Rule::letterCase, part.column,
-                    "letters' case matters, " + effect + ": write " + ppszTagName[nearest]);
+                    "upper and lower case matter, " + effect + ": write " + ppszTagName[nearest] + inBothTags(part));
     else
         line.report(bSection ? Rule::unknownSection : Rule::unknownElement, part.column,
                     "\1 is no tag, " + effect +
-                        (nearest < 0 ? string(": the manual KVXprereqs.xml(5) names the tags")
-                                     : "; is " + string(ppszTagName[nearest]) + " meant?"),
+                        (nearest < 0 ? string(": take one of the tags in the manual KVXprereqs.xml(5)")
+                                     : ": write " + string(ppszTagName[nearest]) + inBothTags(part)),
                     part.name);
 }
 
@@ -465,14 +456,17 @@ void sectionJudge::explainElement(const markup &part) {
     else if (text.empty() && !part.plain)
         line.report(Rule::empty, part.column,
                     "<" + name + "/> is empty and changes nothing" +
-                        (depthOf(name) < sections.size() ? "; is " + closing(name) + " meant?" : ": take it out"));
+                        (depthOf(name) < sections.size()
+                             ? ": write " + closing(name) + " to close the section, or delete it"
+                             : ": delete it"));
     else if (!part.plain)
         line.report(Rule::blank, part.column,
                     "a blank or \"/\" in angle brackets, or a missing \">\", loses the element: write " +
                         element(name, text));
     else
         line.report(Rule::lost, part.column,
-                    opening(name) + " is lost because of another \"<\" on the line: give it a line of its own");
+                    opening(name) + " is lost because of another \"<\" on the line: give " + opening(name) +
+                        " a line of its own below this one");
 }
 
 void sectionJudge::explainOpening(const markup &part) {
@@ -485,7 +479,7 @@ void sectionJudge::explainOpening(const markup &part) {
     if (!bSection && depth < sections.size()) {
         line.report(Rule::closing, part.column,
                     opening(name) + " does not close the section of line " + std::to_string(sections[depth].line) +
-                        "; is " + closing(name) + " meant?");
+                        ": write " + closing(name));
         closeTo(depth);
         return;
     }
@@ -509,19 +503,35 @@ void sectionJudge::explainOpening(const markup &part) {
                     "without a condition this opens no section, and its lines are read on every host: write <" + name +
                         " value=\"LinuxDistro = " + pDistribution->name() + "\">");
     else if (!bSection)
-        line.report(Rule::notClosed, part.column,
-                    "the element does not end on this line and is lost: write " +
-                        element(name, text.empty() ? "..." : text) + " on one line");
+        explainUnended(part, text);
     else if (behind < line.text.size() && line.text[behind] == '\t')
         line.report(
             Rule::tabulator, behind + 1,
             "a tabulator behind the tag: this opens no section, and its lines are always read: put a blank there");
     else if (!holds(part.attributes, "value"))
-        line.report(Rule::attribute, part.column,
-                    "only the attribute \"value\" makes a condition; the section's lines are always read");
+        line.report(
+            Rule::attribute, part.column,
+            "only the attribute \"value\" makes a condition, so the section's lines are read on every host: write " +
+                sectionMeant(name, wholeAttributes(line.text, part)));
     else
         line.report(Rule::oneLine, part.column,
-                    "this does not open a section, its lines are always read: give the opening tag a line of its own");
+                    "beside other tags this opens no section, and its lines are read on every host: give the opening "
+                    "tag a line of its own above this one");
+}
+
+// An opening tag or an element that does not end on its line.
+void sectionJudge::explainUnended(const markup &part, string_view text) {
+    const oneLiner whole = onOneLine(line.below.substr(part.column - 1), part.name);
+    const string name(part.name);
+    lastContinued = line.number + whole.lines;
+    if (whole.text.empty() || whole.bElement)
+        line.report(Rule::notClosed, part.column,
+                    "the element does not end on this line and is lost: write " +
+                        (whole.bElement ? whole.text : element(name, text.empty() ? "..." : text)) + " on one line");
+    else
+        line.report(Rule::notClosed, part.column,
+                    "the opening tag does not end on this line, so its section's lines are read on every host: write " +
+                        whole.text + " on one line");
 }
 
 void sectionJudge::explainClosing(const markup &part) {
@@ -535,13 +545,15 @@ void sectionJudge::explainClosing(const markup &part) {
         const string outcome = " does not close the section of line " + std::to_string(sections[depth].line);
         if (holds(line.text, "value"))
             line.report(Rule::openingWord, line.text.find("value") + 1,
-                        "with the word \"value\" on the line " + closing(name) + outcome + ": take it off the line");
+                        "with the word \"value\" on the line " + closing(name) + outcome +
+                            ": use another word, or another line");
         else if (!part.plain)
             line.report(Rule::blank, part.column,
                         "write " + closing(name) + ": with a blank in the angle brackets, or without \">\", this" +
                             outcome);
         else
-            line.report(Rule::several, part.column, closing(name) + outcome + ": give it a line of its own");
+            line.report(Rule::several, part.column,
+                        closing(name) + outcome + " beside other tags: give it a line of its own below this one");
         closeTo(depth);
         return;
     }
@@ -569,17 +581,20 @@ void sectionJudge::explainStray(const markup &part) {
     const string name(part.name), nothing = closing(name) + " closes nothing";
     if (distributionOfSection(tagOf(name)) == nullptr && tagOf(name) != shareGrid) {
         line.report(Rule::closing, part.column,
-                    nothing + (tagOf(name) < 0 ? string(": take it out")
+                    nothing + (tagOf(name) < 0 ? string(": delete it")
                                                : ": an element stands whole on one line, as " + element(name, "...")));
     } else if (!sections.empty() && sections.back().tag != shareGrid) {
         line.report(Rule::closing, part.column,
-                    nothing + "; is " + closing(sections.back().name) + " meant, for the section of line " +
-                        std::to_string(sections.back().line) + "?");
+                    nothing + ": write " + closing(sections.back().name) + " to close the section of line " +
+                        std::to_string(sections.back().line));
         disregard(sections.back());
     } else {
         line.report(Rule::closing, part.column,
-                    nothing + ": it is a section's, whose opening tag is missing, so that its lines are read on every "
-                              "host");
+                    nothing + ": the section's opening tag " +
+                        (line.hiddenSection.name == part.name
+                             ? "of line " + std::to_string(line.hiddenSection.line) + " is in a comment"
+                             : string("is missing")) +
+                        ", so its lines are read on every host: write it above them, or delete both");
         replacements.clear(); // by lines that were meant for some hosts only
     }
 }
@@ -614,7 +629,7 @@ void sectionJudge::end() {
         if (section.isOpen())
             line.reportAt(Rule::unclosed, section.line, section.column,
                           "<\1> is never closed: where it is skipped, so is the rest of the level; put </\1> on a "
-                          "line of its own",
+                          "line of its own below the section's last element",
                           section.name);
     sections.clear();
     around = nullptr;
@@ -623,11 +638,12 @@ void sectionJudge::end() {
 // Until a section opens or ends, it may turn out that the opening tag of one is missing above.
 void sectionJudge::reportReplaced() {
     for (const replacement &given : replacements)
-        line.findings.add(Rule::replaced, given.line, given.column,
-                          opening(ppszTagName[given.tag]) +
-                              " is replaced on every host by line \1: take one out, or put the general one first and "
-                              "exceptions below it",
-                          given.by);
+        line.findings.add(
+            Rule::replaced, given.line, given.column,
+            opening(ppszTagName[given.tag]) +
+                " is replaced on every host by line \1: delete one of the two, or put the general one first and "
+                "exceptions below it",
+            given.by);
     replacements.clear();
 }
 
@@ -724,10 +740,9 @@ void sectionJudge::disregard(openSection &section) {
 bool sectionJudge::judgeAttributes(const markup &part) {
     if (isPlainValue(part.attributes))
         return true;
-    const string asked = triplesIn(part.attributes);
     line.report(Rule::attribute, part.column,
-                "of what stands behind the tag only the first text in double quotes counts: write <" +
-                    string(part.name) + " value=\"" + (asked.empty() ? "..." : asked) + "\">");
+                "only the first text in double quotes counts behind the tag: write " +
+                    sectionMeant(part.name, wholeAttributes(line.text, part)));
     return false;
 }
 
@@ -735,11 +750,15 @@ bool sectionJudge::judgeAttributes(const markup &part) {
 void sectionJudge::judgeQuotes(const markup &part) {
     const bool bOne = holds(line.text, "\"");
     const string_view foreign = foreignCharacter(part.attributes);
+    const oneLiner whole = bOne ? onOneLine(line.below.substr(part.column - 1), part.name) : oneLiner{};
     const string_view text = trimmed(attributeText(part.attributes));
+    lastContinued = line.number + whole.lines;
     string message = bOne ? "the condition's closing quote is missing, so the section is read on every host"
                           : "a condition stands in double quotes; without them the section is skipped on every host";
     if (!foreign.empty())
         message = codePoint(foreign) + " is no double quote: write \" on both sides of the condition";
+    else if (whole.lines > 0)
+        message += ": write " + whole.text + " on one line";
     else if (!text.empty() && text.find_first_of("\"'") == npos)
         message += ": write <" + string(part.name) + " value=\"" + string(text) + "\">";
     line.report(Rule::quotes, part.column, message);
@@ -785,10 +804,13 @@ void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
                     name + " is too long a name: its text is stored as \"" + effect.text + "\"; leave it out");
     else if (effect.text != part.text)
         line.report(Rule::lost, part.column,
-                    "the program reads \"" + effect.text + "\" here: give " + opening(name) + " a line of its own");
+                    "the program reads \"" + effect.text + "\" here: leave only " + opening(name) + " on this line");
     else if (holds(effect.text, "<"))
         line.report(Rule::markupInText, part.column,
-                    "markup in a text is taken as it stands: put comments on lines of their own");
+                    holds(effect.text, "<![CDATA[")
+                        ? "CDATA is not resolved, its marks become part of the text: write " +
+                              element(part.name, withoutCdata(effect.text))
+                        : "markup becomes part of the text: put a comment on the line above, and delete other markup");
     else
         judgeText(part, effect.tag, effect.text);
     remember(part, effect.tag);
@@ -807,11 +829,11 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     if (isSectionTag(tag))
         line.report(Rule::sectionTag, part.column,
                     name + " is a section's tag, and no check reads its text: " +
-                        (instead.empty() ? "take it out" : "write " + instead));
+                        (instead.empty() ? "delete it" : "write " + instead));
     else if (use.read == Reading::host)
         line.report(Rule::host, part.column,
                     "this replaces what the program knows of the host, for later levels, too: " +
-                        (instead.empty() ? "take it out" : "write " + instead + " for a requirement, or take it out"));
+                        (instead.empty() ? "delete it" : "write " + instead + " for a requirement, or delete it"));
     if (bUnread && use.read == Reading::dormant)
         line.report(Rule::unread, part.column,
                     "only a check that no option selects reads " + name + " (" + string(use.check) + ")");
@@ -951,7 +973,7 @@ void sectionJudge::judgeDependence(const dependence &pair) {
         line.reportAt(Rule::together, pFirst->line, pFirst->column,
                       string(ppszTagName[pair.tag]) + " without " + ppszTagName[pair.needed] +
                           (values[static_cast<std::size_t>(pair.needed)].empty() ? "" : names) + ": " +
-                          string(pair.consequence) + "; give both");
+                          string(pair.consequence) + ": give " + ppszTagName[pair.needed] + ", too");
 }
 
 const sectionJudge::seenValue *sectionJudge::firstValueOn(string_view distribution, Tag tag) const {

@@ -22,8 +22,14 @@ namespace lint {
 class judgedLine {
 public:
     std::string_view text;
+    std::string_view below; // the file from this line on
     std::size_t number = 0;
     markedLine marked;
+    // The last opening tag with a condition that does not count because it is in a comment.
+    struct {
+        std::size_t comment = 0, line = 0;
+        std::string_view name;
+    } hiddenSection;
     findingList &findings;
 
     explicit judgedLine(findingList &list) : findings(list) {
@@ -42,6 +48,7 @@ public:
     std::size_t columnOf(std::string_view word) const;
     // Reports that something counts which looks commented out.
     void reportComment(const markup &part, const std::string &what);
+    void noteHiddenSection();
     // The first part of a kind and name; those in comments only when there is no other. Null when there is none.
     const markup *find(MarkupKind kind, std::string_view name) const;
 };
@@ -93,6 +100,7 @@ private:
     void explainName(const markup &part, int nearest, bool bSection);
     void explainElement(const markup &part);
     void explainOpening(const markup &part);
+    void explainUnended(const markup &part, std::string_view text);
     void explainClosing(const markup &part);
     void explainStray(const markup &part);
     void open(const markup &part, int tag, bool bCondition);
@@ -138,6 +146,7 @@ private:
     std::vector<replacement> replacements; // not reported yet
     std::array<bool, LastTag> meant{};     // by elements that are lost
     bool bRequires = false;
+    std::size_t lastContinued = 0; // the last line of a tag or an element that was reported on its first line
 };
 
 } // namespace lint

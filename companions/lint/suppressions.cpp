@@ -115,7 +115,7 @@ std::size_t suppressionList::apply(findingList &findings, const ruleSet &silent)
             if (given.rules[id] && !given.used[id] && !silent[id] && static_cast<Rule>(id) != Rule::unusedSuppression)
                 findings.add(Rule::unusedSuppression, given.line, 1,
                              "there is no finding of " + std::string(entryOf(static_cast<Rule>(id)).name) +
-                                 " to suppress: take it out");
+                                 " to suppress: delete this one");
     return count + removeUnwanted(findings);
 }
 

@@ -62,8 +62,8 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_EQ(run(sample).status, 0);
     const string bad = levelOf("<UMASK>022</UMASK>\n<X\x1b>1</X\x1b>");
     const string expected =
-        bad + ":4:1: error: X\\x1B is no tag, the line is ignored: the manual KVXprereqs.xml(5) names the "
-              "tags [unknown-element]\nkvxprereqlint: 1 file: 1 error, 0 warnings, 0 notes\n";
+        bad + ":4:1: error: X\\x1B is no tag, the line is ignored: take one of the tags in the manual "
+              "KVXprereqs.xml(5) [unknown-element]\nkvxprereqlint: 1 file: 1 error, 0 warnings, 0 notes\n";
     EXPECT_EQ(run(bad).out, expected);
     EXPECT_EQ(run(bad).status, 1);
     EXPECT_TRUE(holds(run("- <" + bad).out, "<stdin>:4:1: error: ")) << "standard input is judged as a file";
@@ -88,14 +88,15 @@ TEST(LintCommand, WritesForProgramsToo) {
         levelOf("<!-- \u00e4 --> <Umask>1</Umask> <UMASK>022</UMASK>\n<Umask>%</Umask>\n<UMASK>022</UMASK>");
     const string json = run("--format=json " + file).out;
     EXPECT_TRUE(holds(
-        json, "{\"file\": \"" + file +
-                  "\", \"line\": 4, \"column\": 1, \"severity\": \"error\", "
-                  "\"rule\": \"letter-case\", \"text\": \"letters' case matters, the line is ignored: write UMASK\"}"))
+        json,
+        "{\"file\": \"" + file +
+            "\", \"line\": 4, \"column\": 1, \"severity\": \"error\", "
+            "\"rule\": \"letter-case\", \"text\": \"upper and lower case matter, the line is ignored: write UMASK in both tags\"}"))
         << json;
     EXPECT_TRUE(holds(json, "\"errors\": 2, \"warnings\": 0, \"notes\": 0, \"suppressed\": 0, \"files\": 1}\n"))
         << json;
     const string github = run("--format=github " + file).out;
-    EXPECT_TRUE(holds(github, "::error file=" + file + ",line=4,col=1,title=letter-case::letters' case")) << github;
+    EXPECT_TRUE(holds(github, "::error file=" + file + ",line=4,col=1,title=letter-case::upper and lower")) << github;
     const string sarif = run("--format=sarif " + file).out;
     EXPECT_TRUE(holds(sarif, "\"uri\": \"file://" + file + "\"}, \"region\": {\"startLine\": 3, \"startColumn\": 12}"))
         << "columns are those of characters: " << sarif;

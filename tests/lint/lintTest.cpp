@@ -148,24 +148,25 @@ TEST(Lint, IsSilentWhereItIsTold) {
     const string empty = "<UMASK></UMASK>\n";
     const string end = "</platform>\n";
     const std::vector<std::pair<string, string>> rows = {
-        {level + empty + end, "\n4: <UMASK> is empty and changes nothing: what an earlier line gave stays"},
+        {level + empty + end,
+         "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         // the line below, and only that
         {level + comment + "empty -->\n" + empty + empty + end,
-         "\n6: <UMASK> is empty and changes nothing: what an earlier line gave stays"},
+         "\n6: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         {level + " " + comment + "text,empty --> \n" + empty + end,
-         "\n4: there is no finding of text to suppress: take it out"},
+         "\n4: there is no finding of text to suppress: delete this one"},
         // one below the other they are for the line below the last
         {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
-         "\n4: there is no finding of text to suppress: take it out"},
+         "\n4: there is no finding of text to suppress: delete this one"},
         // in front of the first level they are for the whole file
         {"\n" + comment + "empty -->\n" + level + empty + empty + end, ""},
-        {comment + "empty -->\n" + level + end, "\n1: there is no finding of empty to suppress: take it out"},
+        {comment + "empty -->\n" + level + end, "\n1: there is no finding of empty to suppress: delete this one"},
         {level + comment + "emty -->\n" + end, "\n4: there is no rule emty: --list-rules names them"},
         // without --unread nobody can tell whether this one is used
         {level + comment + "unread -->\n<ksh>1</ksh>\n" + end, ""},
         // on the line of an element
         {level + "<UMASK></UMASK> " + comment + "empty -->\n" + end,
-         "\n4: <UMASK> is empty and changes nothing: what an earlier line gave stays"
+         "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"
          "\n4: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
     };
     for (const auto &[file, texts] : rows)

@@ -1,0 +1,186 @@
+#include "meant.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "../common/words.h"
+#include "conditions.h"
+#include "tags.h"
+
+namespace lint {
+
+using common::holds;
+using std::string;
+using std::string_view;
+
+static constexpr auto npos = string_view::npos;
+static constexpr std::size_t FARTHEST_END = 1000; // bytes in which the end of a tag is looked for
+
+string opening(string_view name) {
+    return "<" + string(name) + ">";
+}
+
+string closing(string_view name) {
+    return "</" + string(name) + ">";
+}
+
+string element(string_view name, string_view text) {
+    return opening(name) + string(text) + closing(name);
+}
+
+string_view attributeText(string_view attributes) {
+    const std::size_t quote = attributes.find_first_of("\"'");
+    if (quote != npos)
+        return attributes.substr(quote + 1, attributes.find(attributes[quote], quote + 1) - quote - 1);
+    return trimmed(attributes.substr(std::min(attributes.find('=') + 1, attributes.size())));
+}
+
+string elementMeant(const markup &part) {
+    const string_view text = trimmed(part.text);
+    const string_view given = text.empty() ? attributeText(part.attributes) : text;
+    return element(part.name, given.empty() ? "..." : given);
+}
+
+/* --- Conditions in attributes --- */
+
+// The place of the next "<" that is no operator.
+static std::size_t nextTag(string_view text, std::size_t from) {
+    while ((from = text.find('<', from)) != npos && (from + 1 == text.size() || isBlank(text[from + 1])))
+        from++;
+    return from;
+}
+
+string_view wholeAttributes(string_view line, const markup &part) {
+    const auto begin = static_cast<std::size_t>(part.attributes.data() - line.data());
+    const std::size_t next = nextTag(line, std::min(part.end, line.size()));
+    const string_view whole = line.substr(begin, next == npos ? npos : next - begin);
+    const std::size_t last = whole.rfind('>');
+    return trimmed(whole.substr(0, last));
+}
+
+typedef std::vector<string_view> wordList;
+
+// Adds the words of a text, in which operators are words of their own.
+static void addWords(string_view text, wordList &words) {
+    constexpr string_view operators = "<>=!";
+    constexpr string_view blanks = " \t\r\n";
+    while (!text.empty()) {
+        const bool bOperator = holds(operators, text.substr(0, 1));
+        const bool bBlank = holds(blanks, text.substr(0, 1));
+        const std::size_t end = bOperator ? text.find_first_not_of(operators)
+                                : bBlank  ? text.find_first_not_of(blanks)
+                                          : text.find_first_of(" \t\r\n<>=!");
+        const string_view word = text.substr(0, end);
+        if (!bBlank && word != "and" && word != "AND" && word != "&&" && word != "/")
+            words.push_back(word);
+        text.remove_prefix(std::min(end, text.size()));
+    }
+}
+
+// Takes the name of an attribute off the end of the words in front of its text. Empty for an operand of a condition.
+static string_view takeAttributeName(wordList &words) {
+    const std::size_t count = words.size();
+    if (count < 2 || words[count - 1] != "=" || tagOf(words[count - 2]) >= 0)
+        return {};
+    const string_view name = words[count - 2];
+    words.resize(count - 2);
+    return name;
+}
+
+static string joined(const wordList &words) {
+    string all;
+    for (const string_view word : words)
+        all.append(all.empty() ? "" : " ").append(word);
+    return all;
+}
+
+string sectionMeant(string_view name, string_view attributes) {
+    wordList words, others;
+    while (!attributes.empty()) {
+        const std::size_t quote = std::min(attributes.find_first_of("\"'"), attributes.size());
+        addWords(attributes.substr(0, quote), words);
+        attributes.remove_prefix(quote);
+        if (attributes.empty())
+            break;
+        const string_view text = attributes.substr(1, attributes.find(attributes[0], 1) - 1);
+        const string_view attribute = takeAttributeName(words);
+        const bool bOther = !attribute.empty() && attribute != "value" && readCondition(text).triples.empty();
+        if (attribute != "id")
+            addWords(text, bOther ? others : words);
+        attributes.remove_prefix(std::min(text.size() + 2, attributes.size()));
+    }
+    const string all = joined(words);
+    const condition read = readCondition(all);
+    const auto isTest = [](const triple &one) { return one.tag >= 0; };
+    if (read.triples.empty() || !std::all_of(read.triples.begin(), read.triples.end(), isTest))
+        return "<" + string(name) + " value=\"...\">";
+    others.insert(others.begin(), read.rest.begin(), read.rest.end());
+    words.resize(words.size() - read.rest.size());
+    const string tag = "<" + string(name) + " value=\"" + joined(words);
+    return others.empty() ? tag + "\">" : tag + " ...\">, with a triple for \"" + joined(others) + "\" at its end";
+}
+
+/* --- What runs over several lines --- */
+
+// A text with one blank for each row of blanks and line ends.
+static string onOne(string_view text) {
+    string one;
+    for (const char c : trimmed(text))
+        if (!isBlank(c) && c != '\n')
+            one += c;
+        else if (!one.empty() && one.back() != ' ')
+            one += ' ';
+    return one.substr(0, one.find_last_not_of(' ') + 1);
+}
+
+oneLiner onOneLine(string_view file, string_view name) {
+    file = file.substr(0, FARTHEST_END);
+    const auto upTo = [&](std::size_t end, string text, bool bElement) {
+        const auto lines = std::count(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(end), '\n');
+        return oneLiner{std::move(text), static_cast<std::size_t>(lines), bElement};
+    };
+    const std::size_t attributes = name.size() + 1;
+    const std::size_t quote = file.find('"', attributes);
+    std::size_t end = file.find('>', attributes);
+    if (quote < end)
+        end = file.find('>', std::min(file.find('"', quote + 1), file.size()));
+    if (end == npos || nextTag(file, attributes) < end)
+        return {};
+    const string given = onOne(file.substr(attributes, end - attributes));
+    if (!given.empty())
+        return upTo(end, "<" + string(name) + " " + given + ">", false);
+    const std::size_t next = file.find('<', end);
+    const string last = closing(name);
+    if (next == npos || file.compare(next, last.size(), last) != 0)
+        return {};
+    const string text = onOne(file.substr(end + 1, next - end - 1));
+    return text.empty() ? oneLiner{} : upTo(next, element(name, text), true);
+}
+
+/* --- Levels, conflicts --- */
+
+bool isLevelName(string_view name) {
+    return !name.empty() && name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
+}
+
+string_view levelMeant(string_view line, string_view attributes) {
+    const string_view given = attributeText(attributes);
+    if (!given.empty() && given.find_first_of(" =\"'") == npos)
+        return given;
+    for (std::size_t at = 0; (at = line.find_first_of("0123456789", at)) != npos;) {
+        const string_view word = line.substr(at, line.find_first_not_of("0123456789.", at) - at);
+        if (isLevelName(word))
+            return word;
+        at += word.size();
+    }
+    return {};
+}
+
+bool isConflictMark(string_view line) {
+    constexpr std::size_t length = 7;
+    const string_view mark = line.substr(0, length);
+    return mark.size() == length && holds("<=>|", mark.substr(0, 1)) && mark.find_first_not_of(mark[0]) == npos &&
+           (line.size() == length || isBlank(line[length]));
+}
+
+} // namespace lint
