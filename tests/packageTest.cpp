@@ -84,6 +84,7 @@ TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
                               directory + checker + "/locale/catalogs\n",
                               directory + checker + "/locale/catalogs/*\n",
                               file + checker + "/locale/catalogs/*/kvxistring.cat\n",
+                              file + checker + "/locale/catalogs/*/kvxreport.cat\n",
                               link + checker + "/locale/*\n", // none of these is a directory in any version
                               directory + "share/ansible/collections\n",
                               directory + "share/ansible/collections/ansible_collections\n",
@@ -109,7 +110,8 @@ TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
     for (const string &line : lines)
         expected += line;
     const string sort =
-        "sed -E 's|(/locale(/catalogs)?)/[a-z]+[_.][^/]+|\\1/*|; s|(/ansible_collections)/.*|\\1/*|' | LC_ALL=C sort -u";
+        "sed -E 's,(/locale/catalogs|/ansible_collections)/[^/]+,\\1/*,; s,(/locale)/[a-z]+[_.][^/]+,\\1/*,' | "
+        "sed 's,\\(/ansible_collections/\\*\\).*,\\1,' | LC_ALL=C sort -u";
     const string tarLine = "awk '{print $1, $2, $6}' | sed -E 's|/| |; s| [^ /]*(/usr)?/| |; s|/$||' | ";
     const string notShared =
         "grep -vE '^drwxr-xr-x root root (share(/[a-z-]+)?|share/man/man[15]|share/(bash|fish|zsh)[a-z_./-]*"
