@@ -137,6 +137,15 @@ TEST(Manual, NamesTheMembersOfTheJson) {
     EXPECT_EQ(found(runProgram(host, {"/bin/sh", "-c", run}).out, pName), found(manual, pName));
 }
 
+// Of the report in README: a text that has changed since is one that no message explains.
+TEST(Readme, ShowsAReportOfThisVersion) {
+    const string report =
+        "sed -n '/^## A failing/,/^A block/s/^    //p' README.md | " KVX_PROGRAM_DIR "/kvxprereqreport ";
+    const string json = shell(report + "--format=json --host=h --status=3");
+    EXPECT_EQ(found(json, "\"result\": \"(error|failed)\"").size(), 2U) << json;
+    EXPECT_EQ(found(json, "\"message\": (null)"), words()) << json;
+}
+
 // What the last word of a command line is completed to.
 static words completed(const string &line) {
     const string call = "COMP_WORDS=(p \"$@\"); COMP_CWORD=$#; _kvxprereqcheck; echo \"${COMPREPLY[@]}\"";
