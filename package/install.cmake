@@ -11,6 +11,7 @@ set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and r
 install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})
 install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
 install(FILES samples/KVXprereqs.xml CHANGES DESTINATION share/doc/kvxprereqcheck)
+install(DIRECTORY docs/examples DESTINATION share/doc/kvxprereqcheck USE_SOURCE_PERMISSIONS)
 file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
 install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
 # One file for all programs. zsh finds it in another directory on Debian; fish looks for one of each program's name.
@@ -55,4 +56,27 @@ add_custom_command(
     VERBATIM)
 install(FILES ${KVX_TEXTS_OF_PACKAGE} DESTINATION share/doc/kvxprereqcheck)
 
-add_custom_target(installed ALL DEPENDS ${KVX_PAGES} ${KVX_TEXTS_OF_PACKAGE})
+# The documents as web pages, where the machine can render them.
+set(KVX_SITE)
+find_program(KVX_PYTHON python3)
+find_program(KVX_CMARK cmark-gfm)
+find_program(KVX_MANDOC mandoc)
+mark_as_advanced(KVX_PYTHON KVX_CMARK KVX_MANDOC)
+if(KVX_PYTHON AND KVX_CMARK AND KVX_MANDOC)
+    file(GLOB_RECURSE KVX_DOCUMENTS CONFIGURE_DEPENDS
+        ${PROJECT_SOURCE_DIR}/docs/* ${PROJECT_SOURCE_DIR}/man/* ${PROJECT_SOURCE_DIR}/ansible/*/README.md)
+    set(KVX_SITE ${KVX_INSTALLED}/html.stamp)
+    add_custom_command(
+        OUTPUT ${KVX_SITE}
+        COMMAND ${CMAKE_COMMAND} -E remove_directory ${KVX_INSTALLED}/html
+        COMMAND ${KVX_PYTHON} ${PROJECT_SOURCE_DIR}/scripts/make-site ${KVX_INSTALLED}/html
+        COMMAND ${CMAKE_COMMAND} -E touch ${KVX_SITE}
+        DEPENDS scripts/make-site README.md CONTRIBUTING.md CHANGES locale/README.md ${KVX_DOCUMENTS}
+        COMMENT "Rendering the documents"
+        VERBATIM)
+    install(DIRECTORY ${KVX_INSTALLED}/html DESTINATION share/doc/kvxprereqcheck)
+else()
+    message(STATUS "The documents are not rendered as web pages: that needs python3, cmark-gfm and mandoc")
+endif()
+
+add_custom_target(installed ALL DEPENDS ${KVX_PAGES} ${KVX_TEXTS_OF_PACKAGE} ${KVX_SITE})

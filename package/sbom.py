@@ -23,7 +23,7 @@ LINKED = {
     "libgcc.a": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "Scrt1.o": "LGPL-2.1-or-later",
 }
-TOOLS = ("binutils", "cmake", "cpio", "dpkg-dev", "libc-bin", "make", "rpm", "xz-utils")
+TOOLS = ("binutils", "cmake", "cmark-gfm", "cpio", "dpkg-dev", "libc-bin", "make", "mandoc", "rpm", "xz-utils")
 
 
 def read(name):

@@ -97,6 +97,10 @@ TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
                               file + "share/doc/kvxprereqcheck/KVXprereqs.xml\n",
                               file + "share/doc/kvxprereqcheck/changelog.gz\n",
                               file + "share/doc/kvxprereqcheck/copyright\n",
+                              directory + "share/doc/kvxprereqcheck/examples\n",
+                              program + "share/doc/kvxprereqcheck/examples/*\n",
+                              directory + "share/doc/kvxprereqcheck/html\n",
+                              file + "share/doc/kvxprereqcheck/html/*\n",
                               file + "share/fish/vendor_completions.d/kvxprereqcheck.fish\n",
                               link + "share/fish/vendor_completions.d/kvxprereqlint.fish\n",
                               link + "share/fish/vendor_completions.d/kvxprereqreport.fish\n",
@@ -111,7 +115,7 @@ TEST_F(PackageFiles, AreTheSameAndAllOwnedByRoot) {
         expected += line;
     const string sort =
         "sed -E 's,(/locale/catalogs|/ansible_collections)/[^/]+,\\1/*,; s,(/locale)/[a-z]+[_.][^/]+,\\1/*,' | "
-        "sed 's,\\(/ansible_collections/\\*\\).*,\\1,' | LC_ALL=C sort -u";
+        "sed -E 's,(/ansible_collections/[*]|/(examples|html)/).*,\\1,; s,/(examples|html)/$,&*,' | LC_ALL=C sort -u";
     const string tarLine = "awk '{print $1, $2, $6}' | sed -E 's|/| |; s| [^ /]*(/usr)?/| |; s|/$||' | ";
     const string notShared =
         "grep -vE '^drwxr-xr-x root root (share(/[a-z-]+)?|share/man/man[15]|share/(bash|fish|zsh)[a-z_./-]*"
