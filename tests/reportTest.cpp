@@ -2,6 +2,7 @@
 #include "support.h"
 
 #include "advice.h"
+#include "earlier.h"
 #include "reader.h"
 #include "sqloLiterals.h"
 #include "waivers.h"
@@ -180,11 +181,11 @@ static string failedPass(const string &level) {
     return startOf(level) + checkOf("c", "z", MSG_SEVERITY_ERROR) + bad(level, false, "   z\n\n");
 }
 
-template <typename Make> static string inGerman(const char *pLocale, Make make) {
+template <typename Make> static auto inGerman(const char *pLocale, Make make) {
     setText(szLocale, pLocale);
-    const string text = make();
+    auto made = make();
     setText(szLocale, "en_US.UTF8");
-    return text;
+    return made;
 }
 
 // The result of the host, and of each pass with the numbers of its checks and entries.
@@ -462,7 +463,8 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
             "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}], \"advice\": null}, {\"id\": \"ports\", "
             "\"title\": \"ports\", \"result\": \"passed\", \"waived\": null, \"lines\": [{\"message\": null, \"tokens\": [\"\u00fc\"], "
             "\"text\": \"SUCCESS: All required User checks passed for \u00fc.\"}], \"advice\": null}], \"entries\": [{\"text\": \"" +
-            escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte + "\", \"severity\": null}]}]}\n]}\n");
+            escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte +
+            "\", \"severity\": null}]}]}\n], \"changes\": null}\n");
     for (const writerMaker makeWriter : {report::junitWriter, englishPage}) {
         const string markup = shown(makeWriter, {host});
         EXPECT_NE(markup.find("&lt;i&gt;&amp;&quot;\\\\x1B[31m\\xFF \\u202E\u00fc"), string::npos);
@@ -725,6 +727,184 @@ TEST(ReportWaivers, AreReadLineByLine) {
         }
 }
 
+// --- Comparison ---
+
+// Hosts as their changes: "db1 worse passed>failed", and with them "b worse passed>error in 12.1, 11.5"; at the end the
+// exit status.
+static string described(const report::comparison &compared) {
+    string text;
+    const auto arrow = [](const std::optional<string> &before, const std::optional<string> &now) {
+        return " " + before.value_or("") + ">" + now.value_or("");
+    };
+    const auto word = [](std::optional<report::HostResult> result) {
+        return result ? std::optional<string>(report::nameOf(*result)) : std::nullopt;
+    };
+    for (const report::hostChange &host : compared.hosts()) {
+        text += host.name + " " + report::nameOf(host.kind) + arrow(word(host.before), word(host.now)) + "\n";
+        for (const report::checkChange &one : host.checks) {
+            string passes;
+            for (const report::passName &pass : one.passes)
+                passes += (passes.empty() ? " in " : ", ") + report::nameOf(pass);
+            text += "  " + (one.bPass ? "pass" : one.title) + " " + report::nameOf(one.kind) +
+                    arrow(one.before, one.now) + (one.bAllPasses ? " in all" : passes) + "\n";
+        }
+    }
+    return text + (compared.isWorse() ? "1" : compared.isUnknown() ? "2" : "0");
+}
+
+static string compared(const string &json, vector<report::host> hosts, const string &waivers = "") {
+    report::waiverList list("w", waivers, "2027-01-31");
+    report::comparison made("old", readEarlier("old", json, list, knownLanguages()), knownLanguages());
+    for (report::host &one : hosts) {
+        list.apply(one);
+        made.add(one);
+    }
+    made.finish();
+    return described(made);
+}
+
+struct comparedCase {
+    vector<report::host> before;
+    vector<report::host> now;
+    string expected;
+    string waivers = "";
+};
+
+TEST(ReportComparison, ShowsWhatChanged) {
+    useCatalog();
+    const string warning = checkOf("b", "y", MSG_SEVERITY_WARNING);
+    const report::host passed = read(goodPass("12.1"));
+    const report::host warned = read(warnedPass("12.1"));
+    const report::host failed = read(failedPass("12.1"));
+    const report::host cut = read(startOf("12.1") + message(MSG_CHECK_HEADING, {"a"}) + "\n", "", 0);
+    const auto passOf = [](const string &checks) { return read(startOf("12.1") + checks + good()); };
+    const auto found = [&](int number, const vector<string> &tokens) {
+        return passOf(checkOf("b", message(number, tokens)));
+    };
+    const auto state = [&](int word) { return found(MSG_SELINUX_STATE, {message(word)}); };
+    const report::host stateInGerman = inGerman("de_DE.UTF8", [&] { return state(MSG_STATE_ENABLED); });
+    const auto titled = [&] { return passOf(checkOf(message(MSG_TITLE_LIBAIO), "x", MSG_SEVERITY_WARNING)); };
+    const auto stopped = [](const string &report) {
+        return read(report, "Ended, because it took more than 30 seconds: rpm -q ksh\n");
+    };
+    report::waiverList waiveAll("w", "* * b r", "");
+    report::host waived = warned;
+    waiveAll.apply(waived);
+    const vector<comparedCase> cases = {
+        {{passed, warned, failed}, {passed, warned, failed}, "0"},
+        {{warned}, {passed}, "db1 better warning>passed\n  b went warning> in 12.1\n2"},
+        {{passOf(warning)},
+         {passOf(checkOf("b", "y"))},
+         "db1 better warning>passed\n  b better warning>passed in 12.1\n0"},
+        {{passOf(checkOf("b", "y"))},
+         {passOf(warning)},
+         "db1 worse passed>warning\n  b worse passed>warning in 12.1\n1"},
+        // a host that fails as before, with one error more
+        {{failed},
+         {read(startOf("12.1") + checkOf("c", "z", MSG_SEVERITY_ERROR) + checkOf("d", "", MSG_SEVERITY_ERROR) +
+               good())},
+         "db1 same failed>failed\n  d came >error in 12.1\n1"},
+        // a warning that came is no worse than one of a new host
+        {{warned},
+         {passOf(checkOf("a", "x") + warning + checkOf("d", "y", MSG_SEVERITY_WARNING))},
+         "db1 same warning>warning\n  d came >warning in 12.1\n0"},
+        // hosts that came and went
+        {{}, {passed, warned}, "db1 came >passed\ndb1 came >warning\n0"},
+        {{}, {failed}, "db1 came >failed\n1"},
+        {{}, {cut}, "db1 came >unknown\n1"},
+        {{passed, failed}, {passed}, "db1 went failed>\n2"},
+        // not known now, and not known before
+        {{passed}, {cut}, "db1 unknown passed>unknown\n  a unknown passed>open in 12.1\n2"},
+        {{cut}, {cut}, "db1 unknown unknown>unknown\n  a unknown open>open in 12.1\n2"},
+        {{cut}, {passed}, "db1 better unknown>passed\n  a better open>passed in 12.1\n0"},
+        {{cut},
+         {passOf(checkOf("a", "x", MSG_SEVERITY_ERROR))},
+         "db1 worse unknown>failed\n  a worse open>error in 12.1\n1"},
+        {{read("")},
+         {warned},
+         "db1 better unknown>warning\n  pass came >warning in 12.1\n  b came >warning in 12.1\n0"},
+        // a level that came, in both passes; the pass speaks for its good checks
+        {{passed},
+         {read(goodPass("12.1") + startOf("13.1") + checkOf("a", "") + warning + good("13.1") + startOf("13.1", true) +
+               warning + bad("13.1", true, "   y\n\n"))},
+         "db1 worse passed>warning\n  pass came >warning in 13.1, 13.1 clustered\n"
+         "  b came >warning in 13.1, 13.1 clustered\n1"},
+        // the verdict alone is another one
+        {{read("", good(), 0)},
+         {read("", bad("12.1", false, "   y\n"), 3)},
+         "db1 worse passed>failed\n  pass worse passed>failed in 12.1\n1"},
+        // a change that all levels show
+        {{read(goodPass("12.1") + goodPass("11.5"))},
+         {read(startOf("12.1") + checkOf("a", "x", MSG_SEVERITY_ERROR) + good() + startOf("11.5") +
+               checkOf("a", "x", MSG_SEVERITY_ERROR) + good("11.5"))},
+         "db1 worse passed>failed\n  a worse passed>error in all\n1"},
+        // the second of two checks with one title
+        {{passOf(checkOf("d", "1") + checkOf("d", "2"))},
+         {passOf(checkOf("d", "1") + checkOf("d", "2", MSG_SEVERITY_ERROR))},
+         "db1 worse passed>failed\n  d worse passed>error in 12.1\n1"},
+        // values, of which free space is none
+        {{found(MSG_KERNEL_FOUND, {"5", "14", "0"})},
+         {found(MSG_KERNEL_FOUND, {"5", "14", "1"})},
+         "db1 same passed>passed\n  b changed Found kernel level: 5.14.0>Found kernel level: 5.14.1 in 12.1\n0"},
+        {{found(MSG_FREE_SPACE_MET, {"/a", ""})}, {found(MSG_FREE_SPACE_MET, {"/b", ""})}, "0"},
+        {{state(MSG_STATE_ENABLED)},
+         {state(MSG_STATE_DISABLED)},
+         "db1 same passed>passed\n  b changed Found: SELinux is enabled>Found: SELinux is disabled in 12.1\n0"},
+        // in another language: words and titles differ, what they mean does not
+        {{stateInGerman}, {state(MSG_STATE_ENABLED)}, "0"},
+        {{inGerman("de_DE.UTF8", titled)}, {titled()}, "0"},
+        // waivers count today on both sides, whatever they were then
+        {{waived}, {warned}, "0"},
+        {{warned}, {passOf(checkOf("a", "x") + checkOf("b", "y"))}, "0", "* * b r"},
+        {{warned},
+         {passOf(checkOf("a", "x") + checkOf("b", "y", MSG_SEVERITY_ERROR))},
+         "db1 worse passed>failed\n  b worse waived>error in 12.1\n1",
+         "* * b r"},
+        {{stopped(warnedPass("12.1"))}, {stopped(warnedPass("12.1"))}, "0", "* * b r"},
+        {{read(startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n"), "", 0)},
+         {read(startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n"), "", 0)},
+         "0",
+         "* * b r"},
+    };
+    for (const comparedCase &one : cases)
+        EXPECT_EQ(compared(shown(report::jsonWriter, one.before), one.now, one.waivers), one.expected)
+            << shown(report::jsonWriter, one.before) << shown(report::jsonWriter, one.now);
+}
+
+TEST(ReportComparison, ReadsJsonOfBothSchemas) {
+    useCatalog();
+    const report::host failed = read(failedPass("12.1"), "one\n", 3);
+    const string json = shown(report::jsonWriter, {failed});
+    const string first =
+        std::regex_replace(json, std::regex("\"(waived|advice)\": null, |, \"(advice|changes)\": null"), "");
+    const auto without = [&](const string &part, const string &other) {
+        return std::regex_replace(first, std::regex(part), other);
+    };
+    EXPECT_EQ(first.find("waived"), string::npos);
+    EXPECT_EQ(compared(without("\"schema\": 2", "\"schema\": 1"), {failed}), "0");
+    const vector<std::pair<string, string>> faults = {
+        {first + string(1, '\0'), "zero byte"},
+        {first.substr(0, 100), "is not JSON"},
+        {"\"\xff\"", "is not JSON"},
+        {string(1000000, '['), "is not JSON"},
+        {"[]", "\"schema\""},
+        {without("\"schema\": 2", "\"schema\": 3"), "schema is not 1 or 2"},
+        {without("\"hosts\": \\[", "\"hosts\": [1, "), "\"host\""},
+        {without("\"failed\"", "\"bad\""), "\"result\""},
+        {without("\"text\": \"z\"", "\"text\": null"), "\"text\""},
+        {without("\"clustered\": false", "\"clustered\": 0"), "\"clustered\""},
+        {without("\"errors\": \\[\"one\"\\]", "\"errors\": 1"), "\"errors\""},
+    };
+    for (const auto &[text, fault] : faults)
+        try {
+            compared(text, {});
+            ADD_FAILURE() << fault;
+        } catch (const std::runtime_error &error) {
+            EXPECT_EQ(string(error.what()).find("old: "), 0U) << error.what();
+            EXPECT_NE(string(error.what()).find(fault), string::npos) << error.what();
+        }
+}
+
 // --- The command ---
 
 struct commandCase {
@@ -779,6 +959,12 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"--waivers=/waivers /warned", 0, "warned passed null", "/waivers, line 3: this waiver meets no warning"},
         {"--waivers=/ok /warned", 2, "", "/ok, line 2: a waiver is"},
         {"--waivers=/none /warned", 2, "", "/none: No such file"},
+        {"--host=ok /bad >/old; kvxprereqreport --compare=/old --format=json /ok", 2, "ok passed null", ""},
+        {"--host=ok /bad >/old; kvxprereqreport --compare=/old --format=json --host=ok /bad", 0, "ok failed null", ""},
+        {"/ok >/old; kvxprereqreport --compare=/old --format=json --host=ok /bad", 1, "ok failed null", ""},
+        {"/ok >/old; kvxprereqreport --compare=/old --format=json --host=new /ok", 2, "new passed null", ""},
+        {"--compare=/bad /ok", 2, "", "/bad: is not JSON"},
+        {"--compare=/bad --format=junit /ok", 2, "", "--compare is for table, json and html"},
         {"--output=/new /ok; cat /new*", 0, "ok passed null", ""},
         {"--output=/dev/stdout /ok", 0, "ok passed null", ""},
         {"--output=/no/new /ok", 2, "", "/no/new"},
@@ -827,7 +1013,7 @@ TEST(ReportCommand, IsDocumentedAsItIs) {
         return std::set<string>(std::sregex_token_iterator(text.begin(), text.end(), option, 1), {});
     };
     const auto options = optionsIn(KVX_PROGRAM_DIR "/kvxprereqreport --help | grep '^  '");
-    EXPECT_EQ(options.size(), 8U);
+    EXPECT_EQ(options.size(), 9U);
     EXPECT_EQ(optionsIn("sed -n 's/^.It Fl \\(h , Fl \\)*-/--/;s/ Ns = .*/=/;/^--/p' man/kvxprereqreport.1"), options);
     EXPECT_EQ(optionsIn("grep compgen.*help completions/kvxprereqreport"), options);
 }

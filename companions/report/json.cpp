@@ -1,5 +1,6 @@
 // The machine's form. kvxprereqreport(1) describes it; a member is added only with a new schema number.
 #include "advice.h"
+#include "compareJson.h"
 #include "outline.h"
 #include "writers.h"
 
@@ -111,7 +112,10 @@ public:
     }
 
     void finish() override {
-        out << "\n]}\n";
+        std::string json = "\n]";
+        name(json, "changes");
+        appendChanges(json, changes());
+        out << json << "}\n";
     }
 
 private:

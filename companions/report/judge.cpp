@@ -245,6 +245,40 @@ void judge(host &one) {
         one.result = HostResult::failed;
 }
 
+// --- A host of an earlier run ---
+
+namespace {
+
+// A warning of the verdict alone, without a check or an entry, stays.
+PassResult judgeEarlierPass(pass &one) {
+    if (one.result >= PassResult::incomplete)
+        return one.result;
+    findSeverities(one);
+    const auto counts = [](const check &now) { return now.result == CheckResult::warning && !now.waived; };
+    const auto isWaived = [](const auto &now) { return now.waived.has_value(); };
+    const bool bWarning =
+        std::any_of(one.checks.begin(), one.checks.end(), counts) ||
+        std::any_of(one.entries.begin(), one.entries.end(), [](const entry &now) { return !now.bWaived; });
+    if (bWarning)
+        return PassResult::warning;
+    return std::any_of(one.checks.begin(), one.checks.end(), isWaived) ? PassResult::passed : one.result;
+}
+
+} // namespace
+
+void judgeEarlier(host &one) {
+    bool bWarnedPass = false;
+    for (pass &now : one.passes) {
+        bWarnedPass = bWarnedPass || now.result == PassResult::warning;
+        now.result = judgeEarlierPass(now);
+    }
+    if (one.result >= HostResult::unknown)
+        return;
+    const bool bWarnedElsewhere = one.result == HostResult::warning && !bWarnedPass;
+    one.result =
+        std::max({judgePasses(one), judgeEvidence(one), bWarnedElsewhere ? HostResult::warning : HostResult::passed});
+}
+
 // --- Exit statuses ---
 
 namespace {

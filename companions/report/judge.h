@@ -11,6 +11,10 @@ namespace report {
 // level and kind replaces are removed.
 void judge(host &one);
 
+// The same for a host of an earlier run, of which only the checks, the lists and the results are left: warnings count
+// anew, with the waivers that are marked. What failed or was unknown stays so.
+void judgeEarlier(host &one);
+
 // What an exit status other than 0 means: "a tool or library is missing or too old, or SELinux is not disabled".
 std::string meaningOf(int status, const messages &own);
 

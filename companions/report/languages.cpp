@@ -108,6 +108,15 @@ int languages::tellingMessage(std::string_view line) {
     return pFound == nullptr ? 0 : pFound->pPattern->message;
 }
 
+int languages::stateMessage(std::string_view word) {
+    openAll();
+    for (const int message : {MSG_STATE_ENABLED, MSG_STATE_DISABLED})
+        for (const language &one : opened)
+            if (one.texts->encoding().toUtf8(one.texts->text(message)) == word)
+                return message;
+    return 0;
+}
+
 // --- Splitting ---
 
 std::string_view nextLine(std::string_view &text) {

@@ -42,6 +42,9 @@ public:
     // The message of a line that tells the languages apart, in whatever language it is; 0 for any other line.
     int tellingMessage(std::string_view line);
 
+    // The message of a UTF-8 word that says whether SELinux is enabled, in whatever language it is; 0 for any other.
+    int stateMessage(std::string_view word);
+
 private:
     static constexpr size_t most = 256; // catalogs
     using languageSet = std::bitset<most>;

@@ -1,4 +1,5 @@
 // kvxprereqreport: reads what kvxprereqcheck reported, on one host or on many, and shows it to programs or to people.
+#include "earlier.h"
 #include "input.h"
 #include "text.h"
 #include "waivers.h"
@@ -23,7 +24,7 @@ enum ExitStatus { exitGood = 0, exitFailed = 1, exitUnknown = 2 };
 
 const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|html] [--output=FILE]\n"
                            "           [--host=NAME] [--status=N] [--errors=FILE]\n"
-                           "           [--waivers=FILE] [REPORT | DIRECTORY]\n"
+                           "           [--waivers=FILE] [--compare=FILE] [REPORT | DIRECTORY]\n"
                            "\n"
                            "Shows what kvxprereqcheck reported. REPORT is the report of one host; without\n"
                            "it, or with -, standard input is read. DIRECTORY has a directory for each host,\n"
@@ -37,11 +38,13 @@ const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|ht
                            "  --errors=FILE    what it wrote to standard error\n"
                            "  --waivers=FILE   warnings that are accepted, a line each: HOST LEVEL CHECK\n"
                            "                   [text=PATTERN] [until=YYYY-MM-DD] REASON\n"
+                           "  --compare=FILE   show what has changed since the run whose JSON is in FILE\n"
                            "  -h, --help       print this text and exit\n"
                            "  --version        print the version and exit\n"
                            "\n"
                            "Exit status: 0 all passed, or warnings only; 1 something failed; 2 something is\n"
-                           "unknown, incomplete or unreadable.\n";
+                           "unknown, incomplete or unreadable. With --compare: 1 something got worse, or a\n"
+                           "new host is not good; else 2 something cannot be told; else 0.\n";
 
 // What the command line asks for cannot be done.
 struct usageError : std::runtime_error {
@@ -50,7 +53,7 @@ struct usageError : std::runtime_error {
 
 struct settings {
     std::string format = "table", output, input = "-";
-    std::optional<std::string> host, errors, waivers;
+    std::optional<std::string> host, errors, waivers, compare;
     std::optional<int> status;
     const char *pInformation = nullptr; // to be printed, and nothing else
 };
@@ -184,14 +187,28 @@ waiverList readWaivers(const settings &asked) {
     return asked.waivers ? waiverList(*asked.waivers, common::readFile(*asked.waivers), today()) : waiverList();
 }
 
+std::optional<comparison> readComparison(const settings &asked, const waiverList &waivers, languages &known) {
+    if (!asked.compare)
+        return std::nullopt;
+    return std::optional<comparison>(std::in_place, *asked.compare,
+                                     readEarlier(*asked.compare, common::readFile(*asked.compare), waivers, known), known);
+}
+
+int exitStatusOf(const comparison &compared) {
+    return compared.isWorse() ? exitFailed : compared.isUnknown() ? exitUnknown : exitGood;
+}
+
 int showHosts(const settings &asked, const std::vector<hostPlace> &places, writer &shown) {
-    waiverList waivers = readWaivers(asked);
     languages known(localeDirectory());
+    waiverList waivers = readWaivers(asked);
+    std::optional<comparison> compared = readComparison(asked, waivers, known);
     int status = exitGood;
     const auto show = [&](const material &given) {
         host one = readHost(given, known);
         waivers.apply(one);
         status = worse(status, exitStatusOf(one));
+        if (compared)
+            compared->add(one);
         shown.add(std::move(one));
     };
     if (places.empty())
@@ -200,8 +217,12 @@ int showHosts(const settings &asked, const std::vector<hostPlace> &places, write
         show(fetchedFrom(place));
     for (const std::string &complaint : waivers.complaints())
         std::cerr << "kvxprereqreport: " << complaint << '\n';
+    if (compared) {
+        compared->finish();
+        shown.compareWith(*compared);
+    }
     shown.finish();
-    return status;
+    return compared ? exitStatusOf(*compared) : status;
 }
 
 void flushStandardOutput() {
@@ -238,16 +259,17 @@ std::string notEmpty(const char *pValue) {
 }
 
 settings readCommandLine(int argc, char **argv) {
-    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, WAIVERS, HELP, VERSION };
-    static const std::array<option, 9> options{{{"format", required_argument, nullptr, FORMAT},
-                                                {"output", required_argument, nullptr, OUTPUT},
-                                                {"host", required_argument, nullptr, HOST},
-                                                {"status", required_argument, nullptr, STATUS},
-                                                {"errors", required_argument, nullptr, ERRORS},
-                                                {"waivers", required_argument, nullptr, WAIVERS},
-                                                {"help", no_argument, nullptr, HELP},
-                                                {"version", no_argument, nullptr, VERSION},
-                                                {nullptr, 0, nullptr, 0}}};
+    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, WAIVERS, COMPARE, HELP, VERSION };
+    static const std::array<option, 10> options{{{"format", required_argument, nullptr, FORMAT},
+                                                 {"output", required_argument, nullptr, OUTPUT},
+                                                 {"host", required_argument, nullptr, HOST},
+                                                 {"status", required_argument, nullptr, STATUS},
+                                                 {"errors", required_argument, nullptr, ERRORS},
+                                                 {"waivers", required_argument, nullptr, WAIVERS},
+                                                 {"compare", required_argument, nullptr, COMPARE},
+                                                 {"help", no_argument, nullptr, HELP},
+                                                 {"version", no_argument, nullptr, VERSION},
+                                                 {nullptr, 0, nullptr, 0}}};
     static const std::array<std::string_view, 4> formats{"table", "json", "junit", "html"};
     settings asked;
     for (int found = 0; (found = getopt_long(argc, argv, "h", options.data(), nullptr)) != -1;) {
@@ -257,6 +279,7 @@ settings readCommandLine(int argc, char **argv) {
         case HOST: asked.host = notEmpty(optarg); break;
         case ERRORS: asked.errors = notEmpty(optarg); break;
         case WAIVERS: asked.waivers = notEmpty(optarg); break;
+        case COMPARE: asked.compare = notEmpty(optarg); break;
         case STATUS:
             if (!(asked.status = statusOf(optarg)))
                 throw usageError("--status is a number from 0 to 255");
@@ -269,6 +292,8 @@ settings readCommandLine(int argc, char **argv) {
     }
     if (std::count(formats.begin(), formats.end(), asked.format) == 0)
         throw usageError("--format is table, json, junit or html");
+    if (asked.compare && asked.format == "junit")
+        throw usageError("--compare is for table, json and html");
     if (argc - optind > 1)
         throw usageError("more than one report is given");
     if (optind < argc)

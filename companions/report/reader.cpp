@@ -474,4 +474,20 @@ host readHost(const material &given, languages &known) {
     return one;
 }
 
+void findEvidenceAgain(host &one, languages &known) {
+    std::string errors;
+    for (const std::string &text : one.errors)
+        errors += text + '\n';
+    host again;
+    for (pass &told : readErrors(errors, known, again))
+        if (told.bFromErrors)
+            one.repeated.push_back(std::move(told));
+    one.evidence = std::move(again.evidence);
+    for (const pass &in : one.passes)
+        for (const check &now : in.checks)
+            for (const line &text : now.lines)
+                if (const tellingLine *pFound = findTellingLine(text.text); pFound != nullptr)
+                    one.evidence.try_emplace(pFound->kind, text.text);
+}
+
 } // namespace report

@@ -19,6 +19,9 @@ struct material {
 // Reads and judges.
 host readHost(const material &given, languages &known);
 
+// Finds the evidence of a host of which only the checks and the lines of standard error are left.
+void findEvidenceAgain(host &one, languages &known);
+
 } // namespace report
 
 #endif

@@ -2,6 +2,7 @@
 #ifndef KVX_REPORT_WRITERS_H
 #define KVX_REPORT_WRITERS_H
 
+#include "compare.h"
 #include "report.h"
 
 #include <memory>
@@ -18,6 +19,20 @@ public:
     virtual ~writer() = default;
     virtual void add(host one) = 0;
     virtual void finish() = 0;
+
+    // What has changed, to be shown too. It is complete when finish() is called, and not gone.
+    void compareWith(const comparison &one) {
+        pCompared = &one;
+    }
+
+protected:
+    // Null where nothing is compared.
+    const comparison *changes() const {
+        return pCompared;
+    }
+
+private:
+    const comparison *pCompared = nullptr;
 };
 
 // JSON and JUnit go out host by host, in English. A table and a page show the worst hosts first and wait for the last

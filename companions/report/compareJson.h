@@ -1,0 +1,16 @@
+// A comparison as JSON.
+#ifndef REPORT_COMPARE_JSON_H
+#define REPORT_COMPARE_JSON_H
+
+#include "compare.h"
+
+#include <string>
+
+namespace report {
+
+// The value of the member "changes": null where nothing was compared.
+void appendChanges(std::string &json, const comparison *pChanges);
+
+} // namespace report
+
+#endif

@@ -1,0 +1,175 @@
+#include "earlier.h"
+
+#include "judge.h"
+#include "reader.h"
+
+#include <algorithm>
+#include <array>
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <stdexcept>
+
+namespace report {
+
+namespace {
+
+using rapidjson::Value;
+
+// --- Members ---
+
+std::runtime_error fault(const char *pName) {
+    return std::runtime_error(std::string("\"") + pName + "\" is missing or is not what kvxprereqreport writes");
+}
+
+const Value &member(const Value &object, const char *pName) {
+    if (!object.IsObject())
+        throw fault(pName);
+    const auto found = object.FindMember(pName);
+    if (found == object.MemberEnd())
+        throw fault(pName);
+    return found->value;
+}
+
+std::string textOf(const Value &value, const char *pName) {
+    if (!value.IsString())
+        throw fault(pName);
+    return {value.GetString(), value.GetStringLength()};
+}
+
+std::optional<std::string> textOrNull(const Value &object, const char *pName) {
+    const Value &value = member(object, pName);
+    return value.IsNull() ? std::nullopt : std::optional(textOf(value, pName));
+}
+
+std::optional<bool> flagOrNull(const Value &object, const char *pName) {
+    const Value &value = member(object, pName);
+    if (!value.IsNull() && !value.IsBool())
+        throw fault(pName);
+    return value.IsNull() ? std::nullopt : std::optional(value.GetBool());
+}
+
+std::optional<int> numberOrNull(const Value &object, const char *pName) {
+    const Value &value = member(object, pName);
+    if (!value.IsNull() && !value.IsInt())
+        throw fault(pName);
+    return value.IsNull() ? std::nullopt : std::optional(value.GetInt());
+}
+
+Value::ConstArray listIn(const Value &object, const char *pName) {
+    const Value &value = member(object, pName);
+    if (!value.IsArray())
+        throw fault(pName);
+    return value.GetArray();
+}
+
+// A result by its name.
+template <typename Result> Result resultOf(const std::string &name, const char *pName) {
+    for (int i = 0; i < 4; i++)
+        if (name == nameOf(static_cast<Result>(i)))
+            return static_cast<Result>(i);
+    throw fault(pName);
+}
+
+template <typename Result> Result resultIn(const Value &object) {
+    return resultOf<Result>(textOf(member(object, "result"), "result"), "result");
+}
+
+// --- Records ---
+
+line lineIn(const Value &value) {
+    line made;
+    made.message = numberOrNull(value, "message").value_or(0);
+    made.text = textOf(member(value, "text"), "text");
+    for (const Value &token : listIn(value, "tokens"))
+        made.tokens.push_back(textOf(token, "tokens"));
+    return made;
+}
+
+check checkIn(const Value &value) {
+    check made;
+    const Value &id = member(value, "id");
+    if (id.IsInt())
+        made.titleMessage = id.GetInt();
+    else
+        textOf(id, "id");
+    made.title = textOf(member(value, "title"), "title");
+    made.result = resultIn<CheckResult>(value);
+    for (const Value &one : listIn(value, "lines"))
+        made.lines.push_back(lineIn(one));
+    return made;
+}
+
+entry entryIn(const Value &value) {
+    entry made;
+    made.text = textOf(member(value, "text"), "text");
+    if (const std::optional<std::string> severity = textOrNull(value, "severity"))
+        made.severity = resultOf<CheckResult>(*severity, "severity");
+    return made;
+}
+
+pass passIn(const Value &value) {
+    pass made;
+    made.level = textOrNull(value, "level");
+    made.clustered = flagOrNull(value, "clustered");
+    made.result = resultIn<PassResult>(value);
+    for (const Value &one : listIn(value, "checks"))
+        made.checks.push_back(checkIn(one));
+    for (const Value &one : listIn(value, "entries"))
+        made.entries.push_back(entryIn(one));
+    return made;
+}
+
+host hostIn(const Value &value) {
+    host made;
+    made.name = textOf(member(value, "host"), "host");
+    made.status = numberOrNull(value, "status");
+    made.result = resultIn<HostResult>(value);
+    for (const Value &one : listIn(value, "errors"))
+        made.errors.push_back(textOf(one, "errors"));
+    for (const Value &one : listIn(value, "passes"))
+        made.passes.push_back(passIn(one));
+    return made;
+}
+
+std::vector<host> hostsIn(const Value &document) {
+    const std::optional<int> schema = numberOrNull(document, "schema");
+    if (schema != 1 && schema != 2)
+        throw std::runtime_error("its schema is not 1 or 2");
+    std::vector<host> hosts;
+    for (const Value &one : listIn(document, "hosts"))
+        hosts.push_back(hostIn(one));
+    return hosts;
+}
+
+// Reads without recursion: the text may nest as deep as it likes. The parser ends at a zero byte, so a text must have
+// none.
+void parse(rapidjson::Document &document, std::string &text) {
+    constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+    if (text.find('\0') != std::string::npos)
+        throw std::runtime_error("is not JSON: it has a zero byte");
+    document.ParseInsitu<flags>(text.data());
+    if (document.HasParseError())
+        throw std::runtime_error("is not JSON: " + std::string(GetParseError_En(document.GetParseError())) +
+                                 " At byte " + std::to_string(document.GetErrorOffset()));
+}
+
+} // namespace
+
+std::vector<host> readEarlier(const std::string &fileName, std::string text, const waiverList &waivers,
+                              languages &known) {
+    try {
+        rapidjson::Document document;
+        parse(document, text);
+        std::vector<host> hosts = hostsIn(document);
+        for (host &one : hosts) {
+            if (waivers.mark(one))
+                findEvidenceAgain(one, known);
+            judgeEarlier(one);
+        }
+        return hosts;
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(fileName + ": " + error.what());
+    }
+}
+
+} // namespace report
