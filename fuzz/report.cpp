@@ -1,6 +1,7 @@
-// A fuzzer of kvxprereqreport: any bytes as a report and, behind the byte 1e, as standard error. Without the fuzzing
-// library it reads each file that it is given.
+// A fuzzer of kvxprereqreport: any bytes as a report and, each behind a byte 1e, as standard error, a waiver file and
+// the JSON of an earlier run. Without the fuzzing library it reads each file that it is given.
 #include "../companions/common/utf8.h"
+#include "earlier.h"
 #include "mustHold.h"
 #include "reader.h"
 #include "sqloLiterals.h"
@@ -9,6 +10,7 @@
 #include "writers.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -17,7 +19,10 @@
 
 using namespace report;
 
-static std::string shown(std::unique_ptr<writer> made, std::ostringstream &out, const host &one) {
+static std::string shown(std::unique_ptr<writer> made, std::ostringstream &out, const host &one,
+                         const comparison *pChanges = nullptr) {
+    if (pChanges != nullptr)
+        made->compareWith(*pChanges);
     made->add(one);
     made->add(one);
     made->finish();
@@ -90,14 +95,81 @@ static void checkAppended(const std::string &report, languages &known) {
     MUST_HOLD(cut.result >= HostResult::unknown);
 }
 
+// Waivers make a host better, and never one that failed.
+static host waived(const host &judged, const waiverList &waivers) {
+    waiverList used = waivers;
+    host one = judged;
+    used.apply(one);
+    for (const std::string &complaint : used.complaints())
+        checkCharacters(complaint);
+    MUST_HOLD(one.result <= judged.result);
+    MUST_HOLD(one.result == HostResult::failed || judged.result != HostResult::failed);
+    return one;
+}
+
+static waiverList waiversIn(const std::string &text) {
+    try {
+        return {"waivers", text, "2027-01-31"};
+    } catch (const std::runtime_error &error) {
+        checkCharacters(error.what());
+        return {};
+    }
+}
+
+static comparison compared(const std::string &json, const host &one, const waiverList &waivers, languages &known) {
+    comparison made("old", readEarlier("old", json, waivers, known), known);
+    made.add(one);
+    made.add(one);
+    made.finish();
+    return made;
+}
+
+// A host has not changed since its own JSON, except that what is not known cannot be told.
+static void checkReadBack(const std::string &json, const host &one, const waiverList &waivers, languages &known) {
+    const comparison made = compared(json, one, waivers, known);
+    for (const hostChange &changed : made.hosts()) {
+        MUST_HOLD(changed.kind == Change::same || changed.kind == Change::unknown);
+        for (const checkChange &now : changed.checks)
+            MUST_HOLD(now.kind == Change::unknown);
+    }
+}
+
+// Whatever the earlier run's file is, the forms stay whole.
+static void checkCompared(const std::string &earlier, const host &one, const waiverList &waivers, languages &known) {
+    try {
+        const comparison made = compared(earlier, one, waivers, known);
+        std::ostringstream json;
+        std::ostringstream html;
+        std::ostringstream table;
+        checkJson(shown(jsonWriter(json), json, one, &made));
+        checkMarkup(shown(htmlWriter(html), html, one, &made), {"!DOCTYPE", "meta"});
+        shown(tableWriter(table, false), table, one, &made);
+        for (const auto *pText : {&json, &html, &table})
+            checkCharacters(pText->str());
+    } catch (const std::runtime_error &error) {
+        checkCharacters(error.what());
+    }
+}
+
+// The parts of an input, each behind a byte 1e.
+static std::array<std::string, 4> partsOf(const std::string &input) {
+    std::array<std::string, 4> parts;
+    size_t at = 0;
+    for (std::string &part : parts) {
+        const size_t end = std::min(input.find('\x1e', at), input.size());
+        part = input.substr(at, end - at);
+        at = std::min(end + 1, input.size());
+    }
+    return parts;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     static languages known(KVX_LOCALES);
-    const std::string input(reinterpret_cast<const char *>(pData), size);
-    const size_t split = std::min(input.find('\x1e'), input.size());
-    const std::string errors = input.substr(std::min(split + 1, input.size()));
-    const std::string name = errors.substr(0, 40);
-    const host one = readHost({codeSet("utf8").toUtf8(name), input.substr(0, split), errors, {}, {}}, known);
-    checkAppended(input.substr(0, split), known);
+    const auto [report, errors, waivers, earlier] = partsOf({reinterpret_cast<const char *>(pData), size});
+    const host judged = readHost({codeSet("utf8").toUtf8(errors.substr(0, 40)), report, errors, {}, {}}, known);
+    checkAppended(report, known);
+    const waiverList given = waiversIn(waivers);
+    const host one = waived(judged, given);
     std::ostringstream json;
     std::ostringstream junit;
     std::ostringstream html;
@@ -108,6 +180,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     checkCharacters(shown(tableWriter(table, false, english()), table, one));
     for (const auto *pText : {&json, &junit, &html})
         checkCharacters(pText->str());
+    checkReadBack(json.str(), one, given, known);
+    checkReadBack(json.str(), judged, {}, known);
+    checkCompared(earlier, one, given, known);
     return 0;
 }
 
