@@ -142,8 +142,8 @@ static void checkCompared(const std::string &earlier, const host &one, const wai
         std::ostringstream html;
         std::ostringstream table;
         checkJson(shown(jsonWriter(json), json, one, &made));
-        checkMarkup(shown(htmlWriter(html), html, one, &made), {"!DOCTYPE", "meta"});
-        shown(tableWriter(table, false), table, one, &made);
+        checkMarkup(shown(htmlWriter(html, english()), html, one, &made), {"!DOCTYPE", "meta"});
+        shown(tableWriter(table, false, english()), table, one, &made);
         for (const auto *pText : {&json, &html, &table})
             checkCharacters(pText->str());
     } catch (const std::runtime_error &error) {

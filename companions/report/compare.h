@@ -1,6 +1,6 @@
 // What has changed since an earlier run.
-#ifndef REPORT_COMPARE_H
-#define REPORT_COMPARE_H
+#ifndef KVX_REPORT_COMPARE_H
+#define KVX_REPORT_COMPARE_H
 
 #include "languages.h"
 #include "report.h"

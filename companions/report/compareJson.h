@@ -1,6 +1,6 @@
 // A comparison as JSON.
-#ifndef REPORT_COMPARE_JSON_H
-#define REPORT_COMPARE_JSON_H
+#ifndef KVX_REPORT_COMPARE_JSON_H
+#define KVX_REPORT_COMPARE_JSON_H
 
 #include "compare.h"
 

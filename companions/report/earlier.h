@@ -1,6 +1,6 @@
 // The JSON of an earlier run, read back.
-#ifndef REPORT_EARLIER_H
-#define REPORT_EARLIER_H
+#ifndef KVX_REPORT_EARLIER_H
+#define KVX_REPORT_EARLIER_H
 
 #include "languages.h"
 #include "waivers.h"
