@@ -191,7 +191,8 @@ std::optional<comparison> readComparison(const settings &asked, const waiverList
     if (!asked.compare)
         return std::nullopt;
     return std::optional<comparison>(std::in_place, *asked.compare,
-                                     readEarlier(*asked.compare, common::readFile(*asked.compare), waivers, known), known);
+                                     readEarlier(*asked.compare, common::readFile(*asked.compare), waivers, known),
+                                     known);
 }
 
 int exitStatusOf(const comparison &compared) {
