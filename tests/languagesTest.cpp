@@ -184,6 +184,7 @@ TEST(Languages, WhatTheProgramCouldNotShowStopsTheBuild) {
              {"30054 \"x\\n\"", "xx, message 30054: ends in a newline"},
              {"30054 x", "xx, message 30054: the text does not stand in quotation marks"},
              {"30055 \"x\"", "xx, message 30055: is not among the English ones"},
+             {"30053 \"%1%2\"", "xx, message 30054: its line can be one of message 30053: \"%1%2\""},
              {"30054 \"x\"\n30054 \"y\"", "xx, message 30054: stands there twice"},
              {"30102 \"  -a     first\"",
               "message 30102: a word begins in column 9, where none does in the English text"},
