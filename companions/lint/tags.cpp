@@ -292,8 +292,10 @@ int nearestTag(std::string_view name) {
     if (nearest >= 0 || name.size() <= MOST_MISTAKES)
         return nearest;
     const auto &names = tagNames();
-    const auto *const longer =
-        std::find_if(names.begin(), names.end(), [&](const tagName &one) { return beginsWith(one.name, name); });
+    const letterSet letters = lettersOf(name);
+    const auto *const longer = std::find_if(names.begin(), names.end(), [&](const tagName &one) {
+        return (letters & ~one.letters) == 0 && beginsWith(one.name, name);
+    });
     return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }
 

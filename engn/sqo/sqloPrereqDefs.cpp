@@ -57,7 +57,7 @@ int sqloGetTagIndex(const char *pName) {
     if (pName == NULL)
         return -1;
     for (int tag = 0; tag < LastTag; tag++)
-        if (strcmp(pName, ppszTagName[tag]) == 0)
+        if (*pName == *ppszTagName[tag] && strcmp(pName, ppszTagName[tag]) == 0)
             return tag;
     return -1;
 }
