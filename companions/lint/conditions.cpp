@@ -20,8 +20,19 @@ using std::string_view;
 
 constexpr string_view operatorCharacters = "<>=!", digits = "0123456789";
 
-bool isOrdering(string_view operation) {
-    return operation == "<" || operation == ">" || operation == ">=";
+Comparison comparisonOf(string_view operation) {
+    static constexpr std::pair<string_view, Comparison> operators[] = {{"<", Comparison::less},
+                                                                       {">", Comparison::greater},
+                                                                       {">=", Comparison::greaterOrEqual},
+                                                                       {"=", Comparison::equal}};
+    for (const auto &[word, comparison] : operators)
+        if (operation == word)
+            return comparison;
+    return Comparison::none;
+}
+
+bool isOrdering(Comparison comparison) {
+    return comparison <= Comparison::greaterOrEqual;
 }
 
 bool isNumber(string_view text) {
@@ -41,37 +52,47 @@ int toNumber(string_view text) {
     return static_cast<int>(std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX));
 }
 
-// Can a triple fail on a host that knows its operand?
-bool hasEffect(const triple &triple) {
-    return triple.tag >= 0 && (triple.operation == "=" || (isOrdering(triple.operation) && triple.number >= 0));
+triple makeTriple(string_view operand, string_view operation, string_view value) {
+    const int number = isNumber(value) ? toNumber(value) : -1;
+    const std::size_t length = std::min<std::size_t>(value.size(), UINT8_MAX);
+    return {{value.data(), number, static_cast<std::int16_t>(tagOf(operand)), static_cast<std::uint8_t>(length),
+             comparisonOf(operation)},
+            operand,
+            operation,
+            value};
 }
 
-// What an operand is, on a host that passes some triples.
+// Can a test fail on a host that knows its operand?
+bool hasEffect(const test &test) {
+    return test.tag >= 0 && (test.comparison == Comparison::equal || (isOrdering(test.comparison) && test.number >= 0));
+}
+
+// What an operand is, on a host that passes some tests.
 struct range {
     long low = LONG_MIN, high = LONG_MAX;
     std::optional<string_view> text;
     bool bImpossible = false;
 };
 
-void narrow(range &known, const triple &asked) {
+void narrow(range &known, const test &asked) {
     const long number = std::max(asked.number, 0);
-    if (asked.operation == "=") {
-        known.bImpossible = known.bImpossible || (known.text && *known.text != asked.value);
-        known.text = asked.value;
+    if (asked.comparison == Comparison::equal) {
+        known.bImpossible = known.bImpossible || (known.text && *known.text != asked.text());
+        known.text = asked.text();
         known.low = std::max(known.low, number);
         known.high = std::min(known.high, number);
-    } else if (asked.operation == "<")
+    } else if (asked.comparison == Comparison::less)
         known.high = std::min(known.high, number - 1);
     else
-        known.low = std::max(known.low, number + (asked.operation == ">"));
+        known.low = std::max(known.low, number + (asked.comparison == Comparison::greater));
     known.bImpossible = known.bImpossible || known.low > known.high;
 }
 
-range rangeOf(int tag, const std::vector<triple> &triples) {
+range rangeOf(int tag, const testList &tests) {
     range found;
-    for (const triple &triple : triples)
-        if (triple.tag == tag && hasEffect(triple))
-            narrow(found, triple);
+    for (const test &test : tests)
+        if (test.tag == tag && hasEffect(test))
+            narrow(found, test);
     return found;
 }
 
@@ -129,8 +150,8 @@ string releaseConditions(const releaseParts &parts, string_view operation, long 
 }
 
 // Is the second part bounded from below for several numbers of the first? It starts anew with each of them.
-bool skipsReleases(const releaseParts &parts, const std::vector<triple> &triples) {
-    const range first = rangeOf(parts.first, triples), second = rangeOf(parts.second, triples);
+bool skipsReleases(const releaseParts &parts, const testList &tests) {
+    const range first = rangeOf(parts.first, tests), second = rangeOf(parts.second, tests);
     return first.low != LONG_MIN && first.low < first.high && second.low > 0 && second.low < second.high;
 }
 
@@ -215,9 +236,8 @@ private:
                                                                      : asked.rest[0];
             const string whole = string(triple.operation) + '=';
             report(Rule::triple, triple.operation,
-                   "the blank in " + quoted(string(triple.operation) + " =") + " makes two words of an operator: " +
-                       operatorHint(
-                           {triple.operand, whole, number, triple.tag, isNumber(number) ? toNumber(number) : -1}));
+                   "the blank in " + quoted(string(triple.operation) + " =") +
+                       " makes two words of an operator: " + operatorHint(makeTriple(triple.operand, whole, number)));
             return false;
         }
         return true;
@@ -278,9 +298,9 @@ private:
     }
 
     void checkOperator(const triple &triple) const {
-        if (triple.operation == "=")
+        if (triple.comparison == Comparison::equal)
             checkEquality(triple);
-        else if (isOrdering(triple.operation))
+        else if (isOrdering(triple.comparison))
             checkOrdering(triple);
         else if (triple.operation.find('&') != string_view::npos)
             report(
@@ -398,7 +418,7 @@ private:
     }
 
     void checkContradictions() const {
-        std::vector<triple> seen = place.enclosing;
+        testList seen = place.enclosing;
         for (const triple &triple : asked.triples) {
             const bool before = triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible;
             seen.push_back(triple);
@@ -408,7 +428,7 @@ private:
     }
 
     void reportContradiction(const triple &triple) const {
-        const bool bHere = rangeOf(triple.tag, asked.triples).bImpossible;
+        const bool bHere = rangeOf(triple.tag, {asked.triples.begin(), asked.triples.end()}).bImpossible;
         report(Rule::contradiction, triple.operand,
                bHere ? "no host passes \"" + words(triple) + "\" and the other triples on " + string(triple.operand) +
                            " in this condition, so the section is never read: leave only what is meant"
@@ -462,7 +482,7 @@ private:
     const condition &asked;
     const conditionPlace &place;
     const reporter &report;
-    std::vector<triple> all;
+    testList all; // of the condition and the sections around it
 };
 
 string restHint(const std::vector<string_view> &rest) {
@@ -514,34 +534,34 @@ condition readCondition(string_view text) {
     condition read;
     std::size_t i = 0;
     for (; i + 3 <= words.size(); i += 3)
-        read.triples.push_back({words[i], words[i + 1], words[i + 2], tagOf(words[i]),
-                                isNumber(words[i + 2]) ? toNumber(words[i + 2]) : -1});
+        read.triples.push_back(makeTriple(words[i], words[i + 1], words[i + 2]));
     read.rest.assign(words.begin() + static_cast<std::ptrdiff_t>(i), words.end());
     return read;
 }
 
-bool isImplied(const triple &asked, const std::vector<triple> &others) {
+bool isImplied(const test &asked, const testList &others) {
     if (!hasEffect(asked))
         return false; // it is no condition that was meant
     const range known = rangeOf(asked.tag, others);
-    if (asked.operation == "=")
-        return known.text == asked.value;
+    if (asked.comparison == Comparison::equal)
+        return known.text == asked.text();
     range both = known;
     narrow(both, asked);
     return both.low == known.low && both.high == known.high;
 }
 
-bool holdsUnknown(const std::vector<triple> &triples) {
-    return std::any_of(triples.begin(), triples.end(), [](const triple &triple) { return triple.operation.empty(); });
+bool holdsUnknown(const testList &tests) {
+    return std::any_of(tests.begin(), tests.end(),
+                       [](const test &test) { return test.comparison == Comparison::unknown; });
 }
 
-bool canHoldTogether(const std::vector<triple> &left, const std::vector<triple> &right) {
+bool canHoldTogether(const testList &left, const testList &right) {
     if (holdsUnknown(left) || holdsUnknown(right))
         return true;
-    std::vector<triple> all(left);
+    testList all(left);
     all.insert(all.end(), right.begin(), right.end());
     return std::none_of(all.begin(), all.end(),
-                        [&](const triple &triple) { return triple.tag >= 0 && rangeOf(triple.tag, all).bImpossible; });
+                        [&](const test &test) { return test.tag >= 0 && rangeOf(test.tag, all).bImpossible; });
 }
 
 void checkCondition(string_view text, const conditionPlace &place, const reporter &report) {

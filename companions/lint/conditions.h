@@ -3,6 +3,7 @@
 #define KVX_LINT_CONDITIONS_H
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <string_view>
 #include <vector>
@@ -12,18 +13,40 @@
 
 namespace lint {
 
-struct triple {
-    std::string_view operand, operation, value;
-    int tag;    // the operand's, or -1
-    int number; // the value, or -1 when it is no whole number
+enum class Comparison : std::uint8_t {
+    less,
+    greater,
+    greaterOrEqual,
+    equal,
+    none,    // no operator of the program
+    unknown, // of a mistaken condition
 };
 
-inline bool operator==(const triple &left, const triple &right) {
-    return left.operand == right.operand && left.operation == right.operation && left.value == right.value;
+// What a triple asks of a host. It is small, because a file may have as many as lines. The file must outlive it.
+struct test {
+    const char *pText;   // its word, of `length` characters
+    std::int32_t number; // the word, or -1 when it is no whole number
+    std::int16_t tag;    // of the operand, or -1
+    std::uint8_t length;
+    Comparison comparison;
+
+    std::string_view text() const {
+        return {pText, length};
+    }
+};
+typedef std::vector<test> testList;
+
+inline bool operator==(const test &left, const test &right) {
+    return left.tag == right.tag && left.comparison == right.comparison && left.text() == right.text();
 }
 
-// Stands for a mistaken condition: it is unknown which hosts meet it.
-inline constexpr triple unknownTriple = {"", "", "", -1, -1};
+// The test of a mistaken condition: it is unknown which hosts meet it.
+inline constexpr test unknownTest = {"", -1, -1, 0, Comparison::unknown};
+
+// A test with the words of the condition.
+struct triple : test {
+    std::string_view operand, operation, value;
+};
 
 struct condition {
     std::vector<triple> triples;
@@ -36,18 +59,18 @@ std::string_view quotedText(std::string_view line, bool &bQuotes);
 // Cuts a condition into its triples as the program does.
 condition readCondition(std::string_view text);
 
-// Does a triple that can fail hold on every host where all of the others do?
-bool isImplied(const triple &asked, const std::vector<triple> &others);
+// Does a test that can fail hold on every host where all of the others do?
+bool isImplied(const test &asked, const testList &others);
 
-// Is one of the conditions a mistake, so that nobody can tell what it asks?
-bool holdsUnknown(const std::vector<triple> &triples);
+// Is one of the tests that of a mistaken condition?
+bool holdsUnknown(const testList &tests);
 
-// Is there a host on which all of both hold? Yes where that cannot be told.
-bool canHoldTogether(const std::vector<triple> &left, const std::vector<triple> &right);
+// Is there a host on which all tests of both lists hold? Yes where one of them is unknown.
+bool canHoldTogether(const testList &left, const testList &right);
 
 // Where a condition stands, for what can be said of it.
 struct conditionPlace {
-    std::vector<triple> enclosing;     // of the sections around it
+    testList enclosing;                // of the sections around it
     std::array<bool, LastTag> given{}; // tags that the level gives above it
     std::string_view level;
 };

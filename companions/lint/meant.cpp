@@ -135,9 +135,9 @@ static string onOne(string_view text) {
 
 oneLiner onOneLine(string_view file, string_view name) {
     file = file.substr(0, FARTHEST_END);
-    const auto upTo = [&](std::size_t end, string text, bool bElement) {
+    const auto upTo = [&](std::size_t end, string text, string_view word, bool bElement) {
         const auto lines = std::count(file.begin(), file.begin() + static_cast<std::ptrdiff_t>(end), '\n');
-        return oneLiner{std::move(text), static_cast<std::size_t>(lines), bElement};
+        return oneLiner{std::move(text), word, static_cast<std::size_t>(lines), bElement};
     };
     const std::size_t attributes = name.size() + 1;
     const std::size_t quote = file.find('"', attributes);
@@ -148,13 +148,18 @@ oneLiner onOneLine(string_view file, string_view name) {
         return {};
     const string given = onOne(file.substr(attributes, end - attributes));
     if (!given.empty())
-        return upTo(end, "<" + string(name) + " " + given + ">", false);
+        return upTo(end, "<" + string(name) + " " + given + ">", {}, false);
     const std::size_t next = file.find('<', end);
     const string last = closing(name);
     if (next == npos || file.compare(next, last.size(), last) != 0)
         return {};
-    const string text = onOne(file.substr(end + 1, next - end - 1));
-    return text.empty() ? oneLiner{} : upTo(next, element(name, text), true);
+    const string_view between = file.substr(end + 1, next - end - 1);
+    const string text = onOne(between);
+    const std::size_t at = between.find(text);
+    if (text.empty())
+        return {};
+    return at == npos ? upTo(next, element(name, text), {}, true)
+                      : upTo(next, element(name, "\1"), between.substr(at, text.size()), true);
 }
 
 /* --- Levels, conflicts --- */

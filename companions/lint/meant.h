@@ -28,7 +28,8 @@ std::string sectionMeant(std::string_view name, std::string_view attributes);
 
 // What a tag or an element that begins a text is on one line, where the next lines of the file end it.
 struct oneLiner {
-    std::string text;      // empty: its end is not near
+    std::string text;      // empty: its end is not near; "\1" stands for the word
+    std::string_view word; // of the file
     std::size_t lines = 0; // that it takes below its first one
     bool bElement = false; // with its closing tag
 };

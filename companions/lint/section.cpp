@@ -42,6 +42,11 @@ bool holdsEntity(string_view text) {
                        [](unsigned char c) { return std::isalnum(c) || c == '#'; });
 }
 
+// A line or a column, as they are kept.
+std::uint32_t at(std::size_t place) {
+    return static_cast<std::uint32_t>(place);
+}
+
 bool isOneOf(unsigned char c, string_view characters) {
     return characters.find(static_cast<char>(c)) != npos;
 }
@@ -62,9 +67,9 @@ bool isPackageName(string_view text, bool bPath) {
 }
 
 // Can a host of a distribution meet the conditions around a value?
-bool isForDistribution(string_view name, const std::vector<triple> &triples) {
-    return std::none_of(triples.begin(), triples.end(), [&](const triple &triple) {
-        return triple.tag == LinuxDistro && triple.operation == "=" && triple.value != name;
+bool isForDistribution(string_view name, const testList &tests) {
+    return std::none_of(tests.begin(), tests.end(), [&](const test &test) {
+        return test.tag == LinuxDistro && test.comparison == Comparison::equal && test.text() != name;
     });
 }
 
@@ -232,9 +237,10 @@ sectionJudge::sectionJudge(judgedLine &line, const lineReader &reader, bool bUnr
 void sectionJudge::begin(const string &newLevel) {
     level = newLevel;
     sections.clear();
-    around = nullptr;
+    bAroundKept = false;
     bRequires = false;
     meant.fill(false);
+    arounds.clear();
     for (auto &seen : values)
         seen.clear();
 }
@@ -527,7 +533,8 @@ void sectionJudge::explainUnended(const markup &part, string_view text) {
     if (whole.text.empty() || whole.bElement)
         line.report(Rule::notClosed, part.column,
                     "the element does not end on this line and is lost: write " +
-                        (whole.bElement ? whole.text : element(name, text.empty() ? "..." : text)) + " on one line");
+                        (whole.bElement ? whole.text : element(name, text.empty() ? "..." : text)) + " on one line",
+                    whole.word);
     else
         line.report(Rule::notClosed, part.column,
                     "the opening tag does not end on this line, so its section's lines are read on every host: write " +
@@ -620,7 +627,7 @@ void sectionJudge::closeTo(std::size_t depth) {
                               std::to_string(line.number) + ": where it is skipped, so is what follows",
                           sections[i].name);
     sections.resize(depth);
-    around = nullptr;
+    bAroundKept = false;
 }
 
 void sectionJudge::end() {
@@ -632,7 +639,7 @@ void sectionJudge::end() {
                           "line of its own below the section's last element",
                           section.name);
     sections.clear();
-    around = nullptr;
+    bAroundKept = false;
 }
 
 // Until a section opens or ends, it may turn out that the opening tag of one is missing above.
@@ -647,27 +654,43 @@ void sectionJudge::reportReplaced() {
     replacements.clear();
 }
 
-// Sections that are open; all that changes them forgets it.
-std::shared_ptr<const std::vector<triple>> sectionJudge::enclosingTriples() {
-    if (around != nullptr)
-        return around;
-    auto all = std::make_shared<std::vector<triple>>();
+// What the open sections ask, those nearest to the line.
+testList sectionJudge::enclosingTests() const {
+    testList all;
     const std::size_t count = std::min(sections.size(), DEEPEST_ASKED);
     bool bUnknown = false;
-    for (auto section = sections.end() - static_cast<std::ptrdiff_t>(count); section != sections.end(); ++section)
-        for (const triple &triple : section->triples)
-            if (!triple.operation.empty())
-                all->push_back(triple);
-            else
-                bUnknown = true;
-    if (bUnknown)
-        all->push_back(unknownTriple);
-    if (lastAround == nullptr || *lastAround != *all) { // or else they share it
-        all->shrink_to_fit();
-        lastAround = std::move(all);
+    for (auto section = sections.end() - static_cast<std::ptrdiff_t>(count); section != sections.end(); ++section) {
+        all.insert(all.end(), section->tests.begin(), section->tests.end());
+        bUnknown = bUnknown || section->bUnknown;
     }
-    around = lastAround;
-    return around;
+    if (bUnknown)
+        all.push_back(unknownTest);
+    return all;
+}
+
+// Keeps what the open sections ask for the values in them, and returns the number of that list.
+std::uint32_t sectionJudge::keepEnclosing() {
+    if (!bAroundKept) {
+        testList all = enclosingTests();
+        if (arounds.empty() || arounds.back() != all) { // or else they share it
+            all.shrink_to_fit();
+            arounds.push_back(std::move(all));
+        }
+    }
+    bAroundKept = true;
+    return static_cast<std::uint32_t>(arounds.size() - 1);
+}
+
+const testList &sectionJudge::testsAround(const seenValue &given) const {
+    return arounds[given.around];
+}
+
+// Nobody can tell which hosts meet a mistaken condition.
+void sectionJudge::forgetCondition(openSection &section) {
+    section.tests = {};
+    section.tests.shrink_to_fit();
+    section.bUnknown = true;
+    bAroundKept = false;
 }
 
 bool sectionJudge::inGrid() const {
@@ -688,18 +711,19 @@ bool sectionJudge::closeText(string_view name) {
 void sectionJudge::openUnread(const markup &part) {
     if (part.kind != MarkupKind::opening || isStructure(part.name))
         return;
-    sections.push_back({part.name, -1, line.number, part.column, {unknownTriple}, false, true, 0, 0});
-    around = nullptr;
+    sections.push_back({part.name, {}, -1, at(line.number), at(part.column), 0, 0, true, false, true});
+    bAroundKept = false;
 }
 
 void sectionJudge::open(const markup &part, int tag, bool bCondition) {
     reportReplaced();
     judgeNesting(part, tag);
-    openSection section = {part.name, tag, line.number, part.column, {}, tag == shareGrid, part.comment != 0, 0, 0};
+    openSection section = {part.name, {}, tag,   at(line.number),  at(part.column),
+                           0,         0,  false, tag == shareGrid, part.comment != 0};
     if (bCondition)
         judgeCondition(part, section);
     sections.push_back(std::move(section));
-    around = nullptr;
+    bAroundKept = false;
 }
 
 void sectionJudge::judgeNesting(const markup &part, int tag) {
@@ -708,8 +732,8 @@ void sectionJudge::judgeNesting(const markup &part, int tag) {
         if (outer.bReported || (outer.tag != tag && tag != shareGrid))
             continue;
         if (outer.tag == tag) { // or the outer one is never closed
-            outer.innerLine = line.number;
-            outer.innerColumn = part.column;
+            outer.innerLine = at(line.number);
+            outer.innerColumn = at(part.column);
         } else
             line.report(Rule::nested, part.column,
                         "outside the clustered pass the end of shareGrid ends the section " + opening(outer.name) +
@@ -732,8 +756,7 @@ void sectionJudge::reportNested(const openSection &outer) {
 // A mistaken section causes no further findings.
 void sectionJudge::disregard(openSection &section) {
     section.bReported = true;
-    section.triples = {unknownTriple};
-    around = nullptr;
+    forgetCondition(section);
 }
 
 // Only the first text in double quotes is read. Is that all there is?
@@ -769,30 +792,30 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
     const string_view text = quotedText(line.text, bQuotes);
     if (!bQuotes) {
         judgeQuotes(part);
-        section.triples = {unknownTriple};
+        section.bUnknown = true;
         return;
     }
     if (!judgeAttributes(part)) {
-        section.triples = {unknownTriple};
+        section.bUnknown = true;
         return;
     }
     conditionPlace place;
-    place.enclosing = *enclosingTriples();
+    place.enclosing = enclosingTests();
     place.level = level;
     for (std::size_t tag = 0; tag < LastTag; tag++)
         place.given[tag] = !values[tag].empty();
     bool bClear = true;
-    section.triples = readCondition(text).triples;
+    const condition asked = readCondition(text);
+    section.tests.assign(asked.triples.begin(), asked.triples.end());
     checkCondition(text, place, [&](Rule id, string_view word, const string &message) {
         line.report(id, line.columnOf(word), message);
         bClear = bClear && (id == Rule::distribution || id == Rule::unset || id == Rule::lineBreak);
         if (id == Rule::contradiction)
             for (openSection &outer : sections) // one of them may just not have been closed
-                outer.triples = {unknownTriple};
-        around = nullptr;
+                forgetCondition(outer);
+        bAroundKept = false;
     });
-    if (!bClear)
-        section.triples.push_back(unknownTriple);
+    section.bUnknown = !bClear;
 }
 
 /* --- Values --- */
@@ -843,18 +866,20 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
 }
 
 // Does a value apply wherever an earlier one of its tag does?
-bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) {
+bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) const {
     return (!given.bGrid || earlier.bGrid) &&
-           std::all_of(given.around->begin(), given.around->end(),
-                       [&](const triple &triple) { return isImplied(triple, *earlier.around); });
+           std::all_of(testsAround(given).begin(), testsAround(given).end(),
+                       [&](const test &test) { return isImplied(test, testsAround(earlier)); });
 }
 
 // A value that applies wherever an earlier one does replaces it for good.
 void sectionJudge::remember(const markup &part, int tag) {
-    const auto number = static_cast<std::uint32_t>(line.number);
-    const auto section = static_cast<std::uint32_t>(sections.empty() ? 0 : sections.back().line);
-    const seenValue given = {
-        number, static_cast<std::uint32_t>(part.column), section, enclosingTriples(), part.text, inGrid(), false};
+    const std::uint32_t number = at(line.number);
+    const std::uint32_t section = sections.empty() ? 0 : sections.back().line;
+    const seenValue given = {number,           at(part.column),
+                             section,          keepEnclosing(),
+                             part.text.data(), static_cast<std::uint16_t>(part.text.size()),
+                             inGrid(),         false};
     auto &seen = values[static_cast<std::size_t>(tag)];
     for (std::size_t i = seen.size(); i > 0 && seen.size() - i < FARTHEST_VALUE; i--) {
         seenValue &earlier = seen[i - 1];
@@ -888,7 +913,7 @@ void sectionJudge::judgeParts(const Tag (&parts)[3]) {
     std::unordered_set<std::size_t> reported; // the sections, by their lines
     for (std::size_t part = 0; part + 1 < std::size(parts); part++)
         for (const seenValue &given : values[parts[part]])
-            if (given.section != 0 && !given.bReplaced && !holdsUnknown(*given.around) &&
+            if (given.section != 0 && !given.bReplaced && !holdsUnknown(testsAround(given)) &&
                 reported.count(given.section) == 0) {
                 const std::size_t before = line.findings.all.size();
                 judgeRaised(parts, part, given);
@@ -899,12 +924,13 @@ void sectionJudge::judgeParts(const Tag (&parts)[3]) {
 
 void sectionJudge::judgeRaised(const Tag (&parts)[3], std::size_t part, const seenValue &given) {
     const seenValue *pOutside = valueBeside(parts[part], given);
-    if (pOutside == nullptr || pOutside->section == given.section || numberOf(given.text) <= numberOf(pOutside->text))
+    if (pOutside == nullptr || pOutside->section == given.section ||
+        numberOf(given.text()) <= numberOf(pOutside->text()))
         return;
     string level, lacking;
     for (std::size_t other = 0; other < std::size(parts); other++) {
         const seenValue *pValue = other == part ? &given : valueBeside(parts[other], given);
-        const long number = pValue == nullptr ? 0 : numberOf(pValue->text);
+        const long number = pValue == nullptr ? 0 : numberOf(pValue->text());
         level += (level.empty() ? "" : ".") + std::to_string(number);
         if (other > part && number > 0 && !meant[parts[other]] && pValue->section != given.section &&
             !isGivenBelow(parts[other], given))
@@ -916,8 +942,8 @@ void sectionJudge::judgeRaised(const Tag (&parts)[3], std::size_t part, const se
                           " here, too");
 }
 
-std::vector<sectionJudge::seenValue>::const_iterator sectionJudge::firstFrom(const std::vector<seenValue> &seen,
-                                                                             std::size_t atLine) {
+std::deque<sectionJudge::seenValue>::const_iterator sectionJudge::firstFrom(const std::deque<seenValue> &seen,
+                                                                            std::size_t atLine) {
     return std::lower_bound(seen.begin(), seen.end(), atLine,
                             [](const seenValue &value, std::size_t number) { return value.line < number; });
 }
@@ -935,7 +961,7 @@ const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValu
     if (here != below)
         return &*here;
     const auto reads = [&](const seenValue &other) {
-        return (!other.bGrid || given.bGrid) && canHoldTogether(*other.around, *given.around);
+        return (!other.bGrid || given.bGrid) && canHoldTogether(testsAround(other), testsAround(given));
     };
     const auto last = std::find_if(std::reverse_iterator(at), std::reverse_iterator(above), reads);
     if (last.base() != above)
@@ -978,7 +1004,7 @@ void sectionJudge::judgeDependence(const dependence &pair) {
 
 const sectionJudge::seenValue *sectionJudge::firstValueOn(string_view distribution, Tag tag) const {
     for (const seenValue &given : values[static_cast<std::size_t>(tag)])
-        if (isForDistribution(distribution, *given.around))
+        if (isForDistribution(distribution, testsAround(given)))
             return &given;
     return nullptr;
 }

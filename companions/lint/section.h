@@ -4,7 +4,7 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -70,11 +70,12 @@ public:
 private:
     struct openSection {
         std::string_view name;
+        testList tests;
         int tag; // -1: none, or no section for the program
-        std::size_t line, column;
-        std::vector<triple> triples;
+        std::uint32_t line, column;
+        std::uint32_t innerLine, innerColumn; // where one of the same tag opens in it; 0: none does
+        bool bUnknown;                        // its condition is mistaken
         bool bGrid, bReported;
-        std::size_t innerLine, innerColumn; // where one of the same tag opens in it; 0: none does
 
         // Is it a finding that it is not closed?
         bool isOpen() const {
@@ -83,10 +84,15 @@ private:
     };
     struct seenValue {
         std::uint32_t line, column;
-        std::uint32_t section;                             // the line of the innermost one around it; 0: none
-        std::shared_ptr<const std::vector<triple>> around; // what all sections around it ask
-        std::string_view text;
+        std::uint32_t section; // the line of the innermost one around it; 0: none
+        std::uint32_t around;  // which of the lists of tests is that of all sections around it
+        const char *pText;
+        std::uint16_t length;
         bool bGrid, bReplaced;
+
+        std::string_view text() const {
+            return {pText, length};
+        }
     };
 
     const markup *partThatCounts(const lineEffect &effect);
@@ -124,21 +130,24 @@ private:
     void judgeParts(const Tag (&parts)[3]);
     void judgeRaised(const Tag (&parts)[3], std::size_t part, const seenValue &given);
     const seenValue *valueBeside(Tag tag, const seenValue &given) const;
-    static std::vector<seenValue>::const_iterator firstFrom(const std::vector<seenValue> &seen, std::size_t atLine);
+    static std::deque<seenValue>::const_iterator firstFrom(const std::deque<seenValue> &seen, std::size_t atLine);
     bool isGivenBelow(Tag tag, const seenValue &given) const;
-    static bool isReplacedBy(const seenValue &earlier, const seenValue &given);
+    bool isReplacedBy(const seenValue &earlier, const seenValue &given) const;
+    const testList &testsAround(const seenValue &given) const;
     const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
-    std::shared_ptr<const std::vector<triple>> enclosingTriples();
+    testList enclosingTests() const;
+    std::uint32_t keepEnclosing();
+    void forgetCondition(openSection &section);
     bool inGrid() const;
 
     judgedLine &line;
     const lineReader &reader;
     const bool bUnread;
     std::string level;
-    std::vector<openSection> sections;
-    std::shared_ptr<const std::vector<triple>> around; // what they ask; null: not known yet
-    std::shared_ptr<const std::vector<triple>> lastAround;
-    std::array<std::vector<seenValue>, LastTag> values;
+    std::deque<openSection> sections;
+    std::deque<testList> arounds; // the tests around the level's values, each list once for the values in a row
+    bool bAroundKept = false;     // the last list is that of the open sections
+    std::array<std::deque<seenValue>, LastTag> values;
     struct replacement {
         std::uint32_t line, column, by;
         int tag;
