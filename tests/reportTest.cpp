@@ -905,6 +905,80 @@ TEST(ReportComparison, ReadsJsonOfBothSchemas) {
         }
 }
 
+TEST(ReportComparison, StandsInFrontOfTheRest) {
+    useCatalog();
+    const report::host before =
+        read(startOf("12.1") + checkOf("a", message(MSG_KERNEL_FOUND, {"5", "1", "0"})) + good());
+    report::host now =
+        read(startOf("12.1") + checkOf("a", message(MSG_KERNEL_FOUND, {"5", "2", "0"}), MSG_SEVERITY_ERROR) +
+             checkOf("<b>", "y", MSG_SEVERITY_WARNING) + good());
+    report::waiverList waivers("w", "* * <b> until=2027-06-30 <known>", "2027-01-31");
+    waivers.apply(now);
+    const string json = shown(report::jsonWriter, {before, named("<gone>", before)});
+    report::comparison made("<old>", readEarlier("old", json, waivers, knownLanguages()), knownLanguages());
+    made.add(now);
+    made.finish();
+    const auto withChanges = [&](writerMaker makeWriter) {
+        std::ostringstream out;
+        const auto writer = makeWriter(out);
+        writer->compareWith(made);
+        writer->add(now);
+        writer->finish();
+        return out.str();
+    };
+    EXPECT_EQ(withChanges(plainTable), R"(1 host: 1 failed, 0 unknown, 0 with warnings, 0 passed
+Waived warnings: 1
+
+What changed since <old>
+Hosts that got worse: 1, unknown now: 0, new: 0, gone: 1, better: 0, with other
+changes only: 0
+
+db1                WORSE    passed, now failed
+  WORSE    a: passed, now error
+           In 12.1.
+  NEW      <b>: now waived
+           In 12.1.
+  changed  a
+           Before: Found kernel level: 5.1.0
+           Now: Found kernel level: 5.2.0
+           In 12.1.
+
+<gone>             GONE     was passed
+
+HOST               RESULT   12.1
+
+db1                FAILED   FAIL
+  ERROR    a
+           Found kernel level: 5.2.0
+  WAIVED   <b>
+           Waived until 2027-06-30: <known>
+           y
+)");
+    const string page = withChanges(englishPage);
+    for (const char *pPart :
+         {"What changed since &lt;old&gt;", "<a href=\"#host-1\">db1</a></b> passed, now failed",
+          "<b>&lt;gone&gt;</b> was passed", "&lt;b&gt;: now waived",
+          "errors: 1, unknown: 0, warnings: 0, waived: 1, passed: 0", "<p>Waived until 2027-06-30: &lt;known&gt;</p>"})
+        EXPECT_NE(page.find(pPart), string::npos) << pPart;
+    const string changes = withChanges(report::jsonWriter);
+    EXPECT_NE(changes.find(R"("waived": {"reason": "<known>", "until": "2027-06-30"})"), string::npos);
+    EXPECT_NE(
+        changes.find(R"(], "changes": {"since": "<old>", "hosts": [
+{"host": "db1", "change": "worse", "before": "passed", "now": "failed", "checks": [{"id": "a", "title": "a", )"
+                     R"("change": "worse", "before": "passed", "now": "error", "passes": [{"level": "12.1", )"
+                     R"("clustered": false}]}, {"id": "<b>", "title": "<b>", "change": "came", "before": null, )"
+                     R"("now": "waived", "passes": [{"level": "12.1", "clustered": false}]}], "values": [{)"
+                     R"("id": "a", "title": "a", "message": 30047, "before": "Found kernel level: 5.1.0", )"
+                     R"("now": "Found kernel level: 5.2.0", "passes": [{"level": "12.1", "clustered": false}]}]}, )"
+                     R"(
+{"host": "<gone>", "change": "went", "before": "passed", "now": null, "checks": [], "values": []}]})"),
+        string::npos)
+        << changes;
+    const string suites = shown(report::junitWriter, {now});
+    EXPECT_NE(suites.find("skipped=\"1\""), string::npos);
+    EXPECT_NE(suites.find("<skipped message=\"waived until 2027-06-30: &lt;known&gt;\"/>"), string::npos) << suites;
+}
+
 // --- The command ---
 
 struct commandCase {

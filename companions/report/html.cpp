@@ -1,10 +1,12 @@
 // The page for people: one file without a script that loads nothing.
+#include "compareText.h"
 #include "markup.h"
 #include "outline.h"
 #include "writers.h"
 
 #include <algorithm>
 #include <array>
+#include <unordered_map>
 
 namespace report {
 
@@ -32,6 +34,7 @@ a { color: var(--link); }
 .warning { --own: var(--warning); --own-back: var(--warning-back); }
 .passed { --own: var(--passed); --own-back: var(--passed-back); }
 .none { --own: var(--quiet); --own-back: transparent; }
+.waived, .neutral { --own: var(--text); --own-back: var(--raised); }
 .counts { display: flex; flex-wrap: wrap; gap: .75rem; margin: 0; padding: 0; list-style: none; }
 .counts li { min-width: 8.5rem; padding: .5rem .9rem; border: 1px solid var(--line); border-left: 5px solid var(--own);
   border-radius: 6px; background: var(--raised); }
@@ -104,6 +107,19 @@ badge badgeOf(CheckResult result) {
     return badges[static_cast<size_t>(result)];
 }
 
+badge badgeOf(const finding &one) {
+    return one.waived ? badge{"waived", "\u25b3", Message::waived} : badgeOf(one.result);
+}
+
+badge badgeOf(Change kind) {
+    static constexpr std::array badges{
+        badge{"failed", "\u2193", Message::changeWorse},  badge{"unknown", pUnknownSign, Message::unknown},
+        badge{"neutral", "+", Message::changeCame},       badge{"neutral", "\u2212", Message::changeWent},
+        badge{"passed", "\u2191", Message::changeBetter}, badge{"neutral", "\u2260", Message::changeValue},
+        badge{"neutral", "=", Message::changeSame}};
+    return badges[static_cast<size_t>(kind)];
+}
+
 badge badgeOf(PassResult result) {
     static constexpr std::array badges{
         badge{"passed", pPassedSign, Message::passed}, badge{"warning", pWarningSign, Message::warning},
@@ -145,8 +161,9 @@ public:
         levels = all.levels;
         advice = adviceOf(all);
         showHead(own.text(Message::pageTitle, {countsOf(all.hosts, own)}));
-        showCounts(all.hosts);
+        showCounts(all);
         out << "<main>\n";
+        showChanges(all.hosts);
         showMatrix(all.hosts);
         showCommon(all.common);
         out << "<h2>" << shown(Message::findingsHeading) << "</h2>\n";
@@ -173,7 +190,8 @@ private:
             << escaped(title) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
     }
 
-    void showCounts(const std::vector<host> &all) {
+    void showCounts(const outline &whole) {
+        const std::vector<host> &all = whole.hosts;
         static constexpr std::array shownResults{HostResult::failed, HostResult::unknown, HostResult::warning,
                                                  HostResult::passed};
         static constexpr std::array words{Message::passedHosts, Message::warnedHosts, Message::unknownHosts,
@@ -188,7 +206,56 @@ private:
             out << "<li class=\"" << (count == 0 ? "none" : badgeOf(result).pClass) << "\"><strong>" << count
                 << "</strong> " << shown(words[static_cast<size_t>(result)]) << "</li>\n";
         }
-        out << "</ul>\n</header>\n";
+        out << "</ul>\n";
+        if (const size_t count = countWaived(whole); count > 0)
+            out << "<p class=\"about\">" << shown(Message::waivedCounted, {std::to_string(count)}) << "</p>\n";
+        out << "</header>\n";
+    }
+
+    // A host that is still there has a link to its findings.
+    void showChanges(const std::vector<host> &all) {
+        if (changes() == nullptr)
+            return;
+        std::unordered_map<std::string_view, size_t> places;
+        for (size_t i = all.size(); i-- > 0;)
+            places[all[i].name] = i;
+        out << "<h2 id=\"changes\">" << shown(Message::changesHeading, {changes()->since()})
+            << "</h2>\n<p class=\"about\">" << escaped(countsOf(*changes(), own)) << "</p>\n";
+        if (changes()->hosts().empty())
+            return;
+        out << "<ul class=\"findings\">\n";
+        for (const hostChange &one : changes()->hosts()) {
+            const auto place = places.find(one.name);
+            const bool bThere = one.now && place != places.end();
+            startChange(one.kind);
+            out << "<b>"
+                << (bThere ? "<a href=\"#host-" + std::to_string(place->second + 1) + "\">" + escaped(one.name) + "</a>"
+                           : escaped(one.name))
+                << "</b> " << escaped(changeOf(one, own));
+            showChangedChecks(one, bThere ? languageIn(all[place->second]) : "");
+            out << "</li>\n";
+        }
+        out << "</ul>\n";
+    }
+
+    void startChange(Change kind) {
+        const badge result = badgeOf(kind);
+        out << "<li class=\"" << result.pClass << "\">" << shown(result) << ' ';
+    }
+
+    void showChangedChecks(const hostChange &one, const std::string &language) {
+        if (!one.checks.empty())
+            out << "\n<ul>\n";
+        for (const checkChange &now : one.checks) {
+            startChange(now.kind);
+            out << "<span" << (now.bPass ? "" : language) << ">" << escaped(titleOf(now, own)) << "</span>";
+            showWhere(whereIs(now, own));
+            for (const std::string &value : valuesOf(now, own))
+                out << "\n<span" << language << ">" << escaped(value) << "</span>";
+            out << "</li>\n";
+        }
+        if (!one.checks.empty())
+            out << "</ul>";
     }
 
     void showMatrix(const std::vector<host> &all) {
@@ -270,13 +337,17 @@ private:
         const std::vector<finding> &findings = all.findings[place];
         std::array<size_t, 4> counts{};
         for (const finding &now : findings)
-            counts[static_cast<size_t>(now.result)]++;
+            counts[static_cast<size_t>(now.result)] += now.waived ? 0 : 1;
+        const size_t waived = countWaived(findings);
         const auto count = [&](CheckResult result) { return std::to_string(counts[static_cast<size_t>(result)]); };
         const bool bUnfolded = all.hosts.size() == 1 || (one.result >= HostResult::unknown && place < fewHosts);
         out << "<details class=\"host " << badgeOf(one.result).pClass << "\"" << (bUnfolded ? " open" : "")
             << ">\n<summary><h3>" << escaped(one.name) << "</h3> " << shown(badgeOf(one.result)) << " <span>"
-            << shown(Message::findingsCounted, {count(CheckResult::error), count(CheckResult::open),
-                                                count(CheckResult::warning), count(CheckResult::passed)})
+            << (waived == 0 ? shown(Message::findingsCounted, {count(CheckResult::error), count(CheckResult::open),
+                                                               count(CheckResult::warning), count(CheckResult::passed)})
+                            : shown(Message::findingsCountedWaived,
+                                    {count(CheckResult::error), count(CheckResult::open), count(CheckResult::warning),
+                                     std::to_string(waived), count(CheckResult::passed)}))
             << "</span></summary>\n<div class=\"inside\" id=\"host-" << place + 1 << "\">\n";
         showNotes(one);
         showStandardError(one);
@@ -338,7 +409,7 @@ private:
     }
 
     void startFinding(const finding &now, const host &one, const std::string &id) {
-        const badge result = badgeOf(now.result);
+        const badge result = badgeOf(now);
         out << "<li class=\"" << result.pClass << "\"";
         if (!id.empty())
             out << " id=\"" << id << "\"";
@@ -353,6 +424,8 @@ private:
 
     void showDetails(const finding &now, const host &one) {
         showWhere(whereIs(now, one, own));
+        if (now.waived)
+            out << "\n<p>" << escaped(textOf(*now.waived, own)) << "</p>";
         if (!now.details.empty())
             out << "\n<ul>\n";
         for (const finding::detail &text : now.details) {

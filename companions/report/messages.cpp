@@ -30,6 +30,7 @@ constexpr std::array rows{
     row{Message::unknown, "unknown"},
     row{Message::incomplete, "incomplete"},
     row{Message::error, "error"},
+    row{Message::waived, "waived"},
     // Results in the table
     row{Message::tablePassed, "passed"},
     row{Message::tableWarning, "WARNING"},
@@ -40,6 +41,7 @@ constexpr std::array rows{
     row{Message::cellWarning, "warn"},
     row{Message::cellIncomplete, "cut"},
     row{Message::cellFailed, "FAIL"},
+    row{Message::tableWaived, "WAIVED"},
     // The table
     row{Message::tableHost, "HOST"},
     row{Message::tableResult, "RESULT"},
@@ -77,6 +79,7 @@ constexpr std::array rows{
     row{Message::adviceHeading, "What to do"},
     row{Message::adviceOnKind, "What to do: %1"},
     row{Message::footer, "kvxprereqreport made this page from what kvxprereqcheck reported."},
+    row{Message::findingsCountedWaived, "errors: %1, unknown: %2, warnings: %3, waived: %4, passed: %5"},
     // Names, in table and page
     row{Message::passClustered, "%1 clustered"},
     row{Message::allPasses, "all passes"},
@@ -88,6 +91,9 @@ constexpr std::array rows{
     row{Message::umaskRequired, "Required: umask %1 or less strict"},
     row{Message::adviceAbout,
         "These commands are only shown, never run. GROUP, USER, PORT, PACKAGE and DIRECTORY are yours to fill in."},
+    row{Message::waivedCounted, "Waived warnings: %1"},
+    row{Message::waivedUntil, "Waived until %1: %2"},
+    row{Message::waivedAlways, "Waived: %1"},
     // Notes on a host, a sentence or two each
     row{Message::unknownBecause, "Not known: %1"},
     row{Message::commandStopped, "A check may have missed something: %1"},
@@ -195,6 +201,31 @@ constexpr std::array rows{
     row{Message::adviceTime,
         "Install a time service and start it. On Ubuntu the check asks the rpm database, which knows no package "
         "there: the warning stays and can be ignored once the service runs."},
+    // What has changed since an earlier run
+    row{Message::changesHeading, "What changed since %1"},
+    row{Message::nothingChanged, "Nothing has changed."},
+    row{Message::changesCounted,
+        "Hosts that got worse: %1, unknown now: %2, new: %3, gone: %4, better: %5, with other changes only: %6"},
+    row{Message::resultChanged, "%1, now %2"},
+    row{Message::resultNow, "now %1"},
+    row{Message::resultBefore, "was %1"},
+    row{Message::resultSame, "%1 as before"},
+    row{Message::wholePass, "whole pass"},
+    row{Message::changedCheck, "%1: %2"},
+    row{Message::valueBefore, "Before: %1"},
+    row{Message::valueNow, "Now: %1"},
+    row{Message::changeWorse, "worse"},
+    row{Message::changeCame, "new"},
+    row{Message::changeWent, "gone"},
+    row{Message::changeBetter, "better"},
+    row{Message::changeValue, "changed"},
+    row{Message::changeSame, "as before"},
+    row{Message::tableWorse, "WORSE"},
+    row{Message::tableCame, "NEW"},
+    row{Message::tableWent, "GONE"},
+    row{Message::tableBetter, "better"},
+    row{Message::tableChanged, "changed"},
+    row{Message::tableSame, "same"},
 };
 
 constexpr bool isInOrder() {

@@ -28,6 +28,7 @@ enum class Message {
     unknown = 124,    // none
     incomplete = 125, // none
     error = 126,      // none
+    waived = 127,     // none
     // Results in the table
     tablePassed = 131,    // none
     tableWarning = 132,   // none
@@ -38,6 +39,7 @@ enum class Message {
     cellWarning = 137,    // none
     cellIncomplete = 138, // none
     cellFailed = 139,     // none
+    tableWaived = 140,    // none
     // The table
     tableHost = 151,          // none
     tableResult = 152,        // none
@@ -49,31 +51,32 @@ enum class Message {
     tableLineOfPasses = 158,  // passes, a line of a report that only these have
     tableCommon = 159,        // check, number of hosts (3 or more), their names
     // The page
-    levelsHeading = 171,        // none
-    levelsAbout = 172,          // none
-    levelsAboutClustered = 173, // none
-    hostColumn = 174,           // none
-    resultColumn = 175,         // none
-    plainColumn = 176,          // none
-    clusteredColumn = 177,      // none
-    levelColumn = 178,          // none
-    timeColumn = 179,           // none
-    exitStatus = 180,           // exit status
-    notChecked = 181,           // none
-    commonHeading = 182,        // none
-    commonHosts = 183,          // number of hosts (3 or more), their names
-    onHosts = 184,              // number of hosts (3 or more)
-    findingsHeading = 185,      // none
-    findingsCounted = 186,      // numbers of checks
-    standardError = 187,        // none
-    standardErrorOf = 188,      // host
-    passedChecks = 189,         // number
-    passesHeading = 190,        // number
-    passesOf = 191,             // host
-    passesNotShown = 192,       // number
-    adviceHeading = 193,        // none
-    adviceOnKind = 194,         // kind of failure
-    footer = 195,               // none
+    levelsHeading = 171,         // none
+    levelsAbout = 172,           // none
+    levelsAboutClustered = 173,  // none
+    hostColumn = 174,            // none
+    resultColumn = 175,          // none
+    plainColumn = 176,           // none
+    clusteredColumn = 177,       // none
+    levelColumn = 178,           // none
+    timeColumn = 179,            // none
+    exitStatus = 180,            // exit status
+    notChecked = 181,            // none
+    commonHeading = 182,         // none
+    commonHosts = 183,           // number of hosts (3 or more), their names
+    onHosts = 184,               // number of hosts (3 or more)
+    findingsHeading = 185,       // none
+    findingsCounted = 186,       // numbers of checks
+    standardError = 187,         // none
+    standardErrorOf = 188,       // host
+    passedChecks = 189,          // number
+    passesHeading = 190,         // number
+    passesOf = 191,              // host
+    passesNotShown = 192,        // number
+    adviceHeading = 193,         // none
+    adviceOnKind = 194,          // kind of failure
+    footer = 195,                // none
+    findingsCountedWaived = 196, // numbers of checks
     // Names, in table and page
     passClustered = 201,  // product level
     allPasses = 202,      // none
@@ -84,6 +87,9 @@ enum class Message {
     notInCheck = 207,     // none
     umaskRequired = 208,  // umask
     adviceAbout = 209,    // none
+    waivedCounted = 210,  // number
+    waivedUntil = 211,    // date such as 2027-01-31, reason
+    waivedAlways = 212,   // reason
     // Notes on a host, a sentence or two each
     unknownBecause = 221,         // reason, English
     commandStopped = 222,         // line of a report, which says that a command was stopped
@@ -152,6 +158,30 @@ enum class Message {
     advicePackages = 324,  // none
     kindTime = 325,        // none
     adviceTime = 326,      // none
+    // What has changed since an earlier run
+    changesHeading = 401, // file
+    nothingChanged = 402, // none
+    changesCounted = 403, // numbers of hosts
+    resultChanged = 404,  // result, result
+    resultNow = 405,      // result
+    resultBefore = 406,   // result
+    resultSame = 407,     // result
+    wholePass = 408,      // none
+    changedCheck = 409,   // check, change (a text from 404 on)
+    valueBefore = 410,    // line of a report
+    valueNow = 411,       // line of a report
+    changeWorse = 412,    // none
+    changeCame = 413,     // none
+    changeWent = 414,     // none
+    changeBetter = 415,   // none
+    changeValue = 416,    // none
+    changeSame = 417,     // none
+    tableWorse = 418,     // none
+    tableCame = 419,      // none
+    tableWent = 420,      // none
+    tableBetter = 421,    // none
+    tableChanged = 422,   // none
+    tableSame = 423,      // none
 };
 
 // All texts in one language.

@@ -125,7 +125,7 @@ std::vector<finding> findingsOf(const host &one, const messages &own) {
         const std::unordered_map<std::string_view, std::string> rests = restsOf(in, lines);
         for (const check &now : in.checks) {
             findings.add(now.result, now.title, in, now.waived);
-            findings.advise(adviceOn(now), now.titleMessage == 0 && !now.title.empty());
+            findings.advise(now.waived ? nullptr : adviceOn(now), now.titleMessage == 0 && !now.title.empty());
             for (const line &text : now.lines) {
                 if (isUmaskRequirement(text))
                     findings.addDetail(own.text(Message::umaskRequired, {text.tokens[1]}), in, true);
@@ -161,9 +161,23 @@ std::string titleOf(const finding &one, const messages &own) {
     return one.title.empty() ? own.text(Message::notInCheck) : one.title;
 }
 
+std::string nameOf(const std::optional<std::string> &level, const std::optional<bool> &clustered, const messages &own) {
+    const std::string name = level.value_or("?");
+    return clustered.value_or(false) ? own.text(Message::passClustered, {name}) : name;
+}
+
 std::string nameOf(const pass &one, const messages &own) {
-    const std::string level = one.level.value_or("?");
-    return one.clustered.value_or(false) ? own.text(Message::passClustered, {level}) : level;
+    return nameOf(one.level, one.clustered, own);
+}
+
+std::string textOf(const waiverNote &note, const messages &own) {
+    return note.until ? own.text(Message::waivedUntil, {*note.until, note.reason})
+                      : own.text(Message::waivedAlways, {note.reason});
+}
+
+size_t countWaived(const std::vector<finding> &findings) {
+    return static_cast<size_t>(
+        std::count_if(findings.begin(), findings.end(), [](const finding &one) { return one.waived.has_value(); }));
 }
 
 static std::string joined(const std::string &names, const std::string &one, const messages &own) {
@@ -177,14 +191,18 @@ static std::string listOf(const std::vector<std::string> &names, size_t most, co
     return names.size() > most ? own.text(Message::listedAndMore, {list, std::to_string(names.size() - most)}) : list;
 }
 
-static std::string namesOf(const std::vector<const pass *> &passes, const host &on, const messages &own) {
+std::string listOf(const std::vector<std::string> &names, const messages &own) {
     constexpr size_t most = 40;
+    return listOf(names, most, own);
+}
+
+static std::string namesOf(const std::vector<const pass *> &passes, const host &on, const messages &own) {
     if (passes.size() == on.passes.size() && passes.size() > 1)
         return own.text(Message::allPasses);
     std::vector<std::string> names;
     for (const pass *pOne : passes)
         names.push_back(nameOf(*pOne, own));
-    return listOf(names, most, own);
+    return listOf(names, own);
 }
 
 std::string whereIs(const finding &one, const host &on, const messages &own) {
@@ -425,6 +443,13 @@ std::string headingOf(const advised &one, const messages &own) {
     constexpr size_t most = 10;
     const std::string kind = own.text(one.pAdvice->kind);
     return one.names.empty() ? kind : kind + " (" + listOf(one.names, most, own) + ")";
+}
+
+size_t countWaived(const outline &all) {
+    size_t count = 0;
+    for (const std::vector<finding> &one : all.findings)
+        count += countWaived(one);
+    return count;
 }
 
 } // namespace report

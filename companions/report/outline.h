@@ -35,6 +35,16 @@ std::string titleOf(const finding &one, const messages &own);
 
 // "12.1", "12.1 clustered" in the reader's language.
 std::string nameOf(const pass &one, const messages &own);
+std::string nameOf(const std::optional<std::string> &level, const std::optional<bool> &clustered, const messages &own);
+
+// "12.1, 11.5 clustered", at most 40 names.
+std::string listOf(const std::vector<std::string> &names, const messages &own);
+
+// "Waived until 2027-01-31: the reason".
+std::string textOf(const waiverNote &note, const messages &own);
+
+// How many of a host's findings are waived.
+size_t countWaived(const std::vector<finding> &findings);
 
 // The passes that have a finding, or a line of it: "all passes", "12.1, 11.5 clustered". Empty where there is nothing
 // to say: the host has one pass, the finding's lines name their passes, or all passes of the finding have the line.
@@ -108,6 +118,9 @@ std::vector<advised> adviceOf(const outline &all);
 
 // "time service (ntpd, chronyd)".
 std::string headingOf(const advised &one, const messages &own);
+
+// The same of all hosts.
+size_t countWaived(const outline &all);
 
 } // namespace report
 

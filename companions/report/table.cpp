@@ -1,4 +1,5 @@
 // The form for a terminal: a matrix of hosts and levels, with the findings of each host below it.
+#include "compareText.h"
 #include "outline.h"
 #include "text.h"
 #include "writers.h"
@@ -23,6 +24,14 @@ constexpr std::array hostWords{Message::tablePassed, Message::tableWarning, Mess
                                Message::tableFailed};
 constexpr std::array checkWords{Message::tablePassed, Message::tableWarning, Message::tableError,
                                 Message::tableUnknown};
+// By the change.
+constexpr std::array changeWords{Message::tableWorse,  Message::tableUnknown, Message::tableCame, Message::tableWent,
+                                 Message::tableBetter, Message::tableChanged, Message::tableSame};
+
+Colour colourOf(Change kind) {
+    static constexpr std::array colours{red, red, plain, plain, green, plain, plain};
+    return colours[static_cast<size_t>(kind)];
+}
 
 Colour colourOf(const pass *pOne) {
     static constexpr std::array colours{green, yellow, red, red};
@@ -38,7 +47,8 @@ class tableOutput : public writer {
 public:
     tableOutput(std::ostream &stream, bool bInColour, const messages &texts)
         : out(stream), bColour(bInColour), own(texts), cellWidth(widest(passWords, {}) + 1),
-          resultWidth(widest(hostWords, {Message::tableResult}) + 1), indent(widest(checkWords, {}) + 4) {
+          resultWidth(widest(hostWords, {Message::tableResult}) + 1),
+          indent(std::max(widest(checkWords, {Message::tableWaived}), widest(changeWords, {})) + 4) {
     }
 
     void add(host one) override {
@@ -48,7 +58,11 @@ public:
     void finish() override {
         const outline all(std::move(hosts), own);
         levels = all.levels;
-        out << countsOf(all.hosts, own) << "\n\n";
+        out << countsOf(all.hosts, own) << '\n';
+        if (const size_t count = countWaived(all); count > 0)
+            showWrapped(own.text(Message::waivedCounted, {std::to_string(count)}), 0);
+        out << '\n';
+        showChanges();
         showCommon(all);
         showHead();
         for (size_t i = 0; i < all.hosts.size(); i++) {
@@ -108,6 +122,36 @@ private:
         out << line.substr(0, end == std::string_view::npos ? 0 : end + 1) << '\n';
     }
 
+    void showChanges() {
+        if (changes() == nullptr)
+            return;
+        out << cell(own.text(Message::changesHeading, {visible(changes()->since())}), 0, bold) << '\n';
+        showWrapped(countsOf(*changes(), own), 0);
+        out << '\n';
+        for (const hostChange &one : changes()->hosts()) {
+            showChangedHost(one);
+            out << '\n';
+        }
+    }
+
+    void showChangedHost(const hostChange &one) {
+        showName(one.name);
+        showChange(one.kind, changeOf(one, own), hostWidth + 1);
+        for (const checkChange &now : one.checks) {
+            out << "  ";
+            showChange(now.kind, titleOf(now, own), 2);
+            for (const std::string &value : valuesOf(now, own))
+                showWrapped(value, indent);
+            showWrapped(own.text(Message::tablePasses, {whereIs(now, own)}), indent);
+        }
+    }
+
+    // The word of a change, and what it is. The line has begun with a margin.
+    void showChange(Change kind, const std::string &text, size_t margin) {
+        out << cell(own.text(changeWords[static_cast<size_t>(kind)]), indent - 2, colourOf(kind));
+        showWrapped(text, margin + indent - 2, true);
+    }
+
     void showCommon(const outline &all) {
         for (const commonFinding &one : all.common)
             showFinding(*one.pFinding, *one.pHost, &one);
@@ -122,11 +166,16 @@ private:
                   [this](size_t i, size_t width) { return cell(visible(levels.names[i]) + " ", width, bold); });
     }
 
-    void showHost(const host &one, const std::vector<finding> &findings) {
-        const std::string name = visible(one.name);
+    // Begins a line with a host, or with a margin as wide below a long name.
+    void showName(const std::string &host) {
+        const std::string name = visible(host);
         out << cell(name, hostWidth + 1, bold);
         if (columns(name) > hostWidth)
             out << '\n' << std::string(hostWidth + 1, ' ');
+    }
+
+    void showHost(const host &one, const std::vector<finding> &findings) {
+        showName(one.name);
         out << cell(own.text(hostWords[static_cast<size_t>(one.result)]), resultWidth + 1, colourOf(one.result));
         const auto row = rowOf(one, levels);
         const bool bStatus = failedByStatusAlone(one);
@@ -154,6 +203,8 @@ private:
 
     void showFinding(const finding &now, const host &one, const commonFinding *pCommon) {
         showTitle(now, pCommon);
+        if (now.waived)
+            showWrapped(textOf(*now.waived, own), indent);
         for (const finding::detail &text : now.details) {
             const std::string where = whereIs(text, now, one, own);
             showWrapped(where.empty() ? text.text : own.text(Message::tableLineOfPasses, {where, text.text}), indent);
@@ -166,7 +217,9 @@ private:
     void showTitle(const finding &now, const commonFinding *pCommon) {
         static constexpr std::array colours{plain, yellow, red, red};
         const auto severity = static_cast<size_t>(now.result);
-        out << "  " << cell(own.text(checkWords[severity]), indent - 2, colours[severity]);
+        out << "  "
+            << cell(own.text(now.waived ? Message::tableWaived : checkWords[severity]), indent - 2,
+                    now.waived ? plain : colours[severity]);
         const std::string number = now.common ? " [" + std::to_string(*now.common + 1) + "]" : "";
         std::string title = titleOf(now, own) + number;
         if (pCommon != nullptr)
