@@ -56,10 +56,10 @@ enum Option {
 };
 
 enum MatchRule { EXACT, ANY_CASE };
-enum ValueRule { NO_VALUE, ANY_VALUE, FILE_VALUE }; // a FILE_VALUE must not begin with '-' and is not cut
+enum ValueRule { NO_VALUE, ANY_VALUE, FILE_VALUE }; // a FILE_VALUE must not begin with '-' and must fit
 
-/* One option, in the order in which arguments are compared; what a missing or bad value shows (0: only the usage text)
- * and ends the run with. */
+/* One option. Arguments are compared with the rows in their order. valueMessage and valueStatus are for a missing or
+ * bad value: the message, or 0 for the usage text alone, and the exit status. */
 struct optionRow {
     const char *ppszSpelling[4];
     MatchRule match;
@@ -108,7 +108,7 @@ static const optionRow &findOption(const char *pArgument) {
     return unknownOption;
 }
 
-/* A path that does not fit would name another file when it was cut. */
+/* 1 when a path does not begin with a hyphen and fits its setting. A path that was cut would name another file. */
 static int isUsablePath(const char *pPath) {
     static_assert(sizeof szInputXMLFile == sizeof szReportFile && sizeof szReportFile == sizeof szGUIReportFile,
                   "what fits one path's field fits all");
@@ -149,14 +149,14 @@ static void setOption(Option option, const char *pValue, int *pClientCount) {
     case OPTION_SUMMARY: bPrintSummary = 1; break;
     case OPTION_LEVEL: setText(&bCheckSpecificRelease, szInputVersion, pValue); break;
     case OPTION_HELP:
-    case OPTION_UNKNOWN: break; // they end the run before anything is set
+    case OPTION_UNKNOWN: break; // not reached: readOptions ends the run for these two
     }
 }
 
-/* How a step of the run goes on: with the next one, or with the end of the run. */
+/* What follows a step of the run: the next step, or the end of the run. */
 enum Step { RUN_GOES_ON, RUN_ENDS };
 
-/* Ends the run with a message on standard error, unless there is none, and the usage text. */
+/* Ends the run: prints a message on standard error, unless the number is 0, and the usage text. */
 template <typename... Tokens> static Step endWithUsage(int *pRc, int status, int number, Tokens... tokens) {
     if (number != 0)
         printError(number, tokens...);
@@ -165,14 +165,14 @@ template <typename... Tokens> static Step endWithUsage(int *pRc, int status, int
     return RUN_ENDS;
 }
 
-/* Ends the run with a message on standard error. */
+/* Ends the run: prints a message on standard error. */
 template <typename... Tokens> static Step endWithMessage(int *pRc, int status, int number, Tokens... tokens) {
     printError(number, tokens...);
     *pRc = status;
     return RUN_ENDS;
 }
 
-/* A word of the command line as a message shows it: cut, so that the message has room for it. */
+/* A word of the command line for a message: cut, so that it fits into the message. */
 typedef char shownWord[65];
 
 static const char *showWord(shownWord &szShown, const char *pWord) {
@@ -197,7 +197,8 @@ static Step readOptions(int argc, char **argv, int *pRc, int *pClientCount) {
     return RUN_GOES_ON;
 }
 
-/* Options that do not go together. "-p" and the tiebreaker disk are no options, their settings stay 0. */
+/* Ends the run when options conflict. There is no option "-p" and none for the tiebreaker disk, so the last two
+ * conflicts never occur. */
 static Step checkCombinations(int clientCount, int *pRc) {
     if (clientCount > 1)
         return endWithUsage(pRc, RC_COMMAND_LINE, MSG_CLIENT_REPEATED);
@@ -213,7 +214,7 @@ static Step checkCombinations(int clientCount, int *pRc) {
 }
 
 static Step readCommandLine(int argc, char **argv, int *pRc) {
-    int mutuallyExclusiveOptionCount = 0; // of "-c"
+    int mutuallyExclusiveOptionCount = 0; // how often "-c" was given
     bCheckForAllKVXVesion = argc <= 1;
     if (readOptions(argc, argv, pRc, &mutuallyExclusiveOptionCount) == RUN_ENDS)
         return RUN_ENDS;
@@ -222,7 +223,7 @@ static Step readCommandLine(int argc, char **argv, int *pRc) {
 
 /* --- Finding the instance, the program and the prerequisites file --- */
 
-/* Composes the instance's configuration directory below a directory. 0 when it does not exist. */
+/* Stores the configuration directory of an instance below a directory. Returns 0 when it does not exist. */
 static int findConfiguration(const char *pDirectory, const char *pSubdirectory) {
     formatText(szinstPathName, "%s%s/cfg/", pDirectory, pSubdirectory);
     return pathExists(szinstPathName);
@@ -232,7 +233,7 @@ static void setCatalogBase(const char *pDirectory) {
     formatText(szPrereqCatFilePath, "%s/sqllib", pDirectory);
 }
 
-/* The instance is that of the user named by KVXINSTANCE. What was composed stays, also when it does not exist. */
+/* Looks for the instance of the user in KVXINSTANCE. The directory stays stored even when it does not exist. */
 static int findInstanceByUser(void) {
     const char *pInstance = getenv("KVXINSTANCE");
     if (pInstance == NULL)
@@ -252,8 +253,9 @@ static int findInstanceByUser(void) {
     return bIsInstancePathFound;
 }
 
-/* The instance is the one whose command is found in PATH. An answer that is no path leaves everything as it was. The
- * catalog base doubles the word "sqllib"; the catalogs there lie one directory deeper. */
+/* Looks for the instance by its command, which `which` finds in PATH. Changes nothing when the answer is not a path.
+ * The path of the catalogs then has the word "sqllib" twice, because they are one directory deeper than for
+ * KVXINSTANCE. */
 static void findInstanceByCommand(void) {
     char szbuffer[2048];
     if (!firstLineOf("which kvx 2> /dev/null", szbuffer))
@@ -312,7 +314,7 @@ static void findInstance(void) {
         findInstanceByCommand();
 }
 
-/* Without "-f" the prerequisites file is the instance's, else the one in the current directory. */
+/* Without "-f", chooses the prerequisites file: that of the instance, else the one in the current directory. */
 static void findInputFile(void) {
     if (bCustomInputFile)
         return;
@@ -331,7 +333,7 @@ int sqloPreparePrereqCheck(void) {
     return RC_OK;
 }
 
-/* What a sequence of checks has come to: the status of the last one that failed, and the last one's own result. */
+/* The results of a sequence of checks: the status of the last check that failed, and the result of the last check. */
 struct sequenceResult {
     int status, last;
 };
@@ -369,7 +371,7 @@ static int isClustered(void) {
     return bShareGrid || bNonIB;
 }
 
-/* Is a release at least, or below, a number? One that is not numeric, or not known, is below. */
+/* 1 when the release in a tag is at least the given one. A release that is unknown or not numeric is below it. */
 static int isAtLeast(const char *pRelease, int tag) {
     int order = sqloCompareVersionStrings(pRelease, ppszPREREQ[tag]);
     return order == VERSION_HIGHER || order == VERSION_EQUAL;
@@ -387,13 +389,13 @@ static int isMellanoxPresent(void) {
     return sqloCheckMellanoxLINUX() == RC_OK;
 }
 
-/* A group's package, when the level names it. */
+/* Checks a package of a group, if the level names one. */
 static void checkGroupPackage(sequenceResult *pResult, const char *pGroup, Tag tag, int b32Bit, int failure) {
     if (ppszPREREQ[tag] != NULL)
         noteCheck(pResult, sqloCheckHCAPackageLINUX(pGroup, ppszPREREQ[tag], b32Bit, SEVERITY_ERROR, 1), failure);
 }
 
-/* The Mellanox stack brings these along: each package is asked for only without it. */
+/* Checks the RDMA packages. The Mellanox stack contains them, so a package is checked only without that stack. */
 static void checkRdmaPackages(sequenceResult *pResult) {
     for (Tag tag : userSpacePackages)
         if (ppszPREREQ[tag] != NULL && !isMellanoxPresent())
@@ -419,7 +421,8 @@ static void checkSupportPackages(sequenceResult *pResult) {
         checkRdmaPackages(pResult);
 }
 
-/* Both stacks at once do not work. The one package is asked for twice, and one hit is enough. */
+/* Records a failure when the networking package is installed beside the Mellanox stack: the two do not work together.
+ * It asks for the same package twice, and one positive answer is enough. */
 static void checkNetworkingConflict(sequenceResult *pResult) {
     const char *pPackage = ppszPREREQ[libConnectXHCAUsrSpace];
     if (pPackage == NULL)
@@ -466,7 +469,8 @@ static int isRdmaRun(void) {
     return !bClient && bShareGrid && !bNonIB && (bNetName || bCustomNetworkType);
 }
 
-/* From RHEL 8 and SUSE 12 on no service is looked for, and the result of the check before counts again. */
+/* Checks the RDMA service: rdma-core on RHEL 6 and 7, openibd on older hosts and on other distributions. Later RHEL,
+ * and SUSE from 12 on, are checked for no service; the result of the previous check then counts a second time. */
 static void checkRdmaServices(sequenceResult *pResult) {
     if (!isRdmaRun() || isMellanoxPresent())
         return;
@@ -480,7 +484,9 @@ static void checkRdmaServices(sequenceResult *pResult) {
         pResult->status = RC_FAILED;
 }
 
-/* RHEL never gets here: no release is both equal to 7 and below 6. The result does not count. */
+/* Checks the module options on SUSE 11 and later. It never does on RHEL, because no release is both equal to 7 and
+ * below
+ * 6. The result does not count. */
 static void checkModuleOptions(void) {
     if (!isRdmaRun())
         return;
@@ -495,7 +501,7 @@ static void recordNtpFailure(void) {
         sqloUpdateErrorList(szNTPMessages);
 }
 
-/* NTP, or else chrony. A host without either is reported but fails nothing. */
+/* Checks for NTP, and without it for chrony. A host without both gets an entry, but the status does not change. */
 static void checkTimeService(void) {
     if (sqlocheckNtpChronyKsh(ppszPREREQ[ntpPackage], ppszPREREQ[ntpVersion], NULL) == RC_OK)
         return;
@@ -511,7 +517,7 @@ static void checkTimeService(void) {
     sqloUpdateErrorList(szMissing);
 }
 
-/* What fails here is reported but does not count. */
+/* Checks the time service and the shells. Failures are reported, but do not change the status. */
 static void checkTimeServiceAndShells(void) {
     if (bClient || !isClustered() || ppszPREREQ[ntpPackage] == NULL || ppszPREREQ[kshPackage] == NULL)
         return;
@@ -527,7 +533,8 @@ static void checkRemoteShell(sequenceResult *pResult) {
         noteCheck(pResult, checkkvxSSHToAll(), RC_FAILED);
 }
 
-/* A path and the kilobytes that it has to have free; a shortage that does not fail is a warning. */
+/* A path, the kilobytes that must be free there, whether it is checked, and whether a shortage is an error (bFails 1)
+ * or a warning. */
 struct spaceRow {
     const char *pPath;
     int required;
@@ -604,7 +611,7 @@ static void checkCppRuntime(sequenceResult *pResult) {
         bnoStdRtk = 1;
 }
 
-/* The checks for a new instance, as far as they were asked for. */
+/* Makes the checks for a new instance that the options and the level ask for. */
 static void checkInstance(sequenceResult *pResult) {
     if (ppszPREREQ[UMASK] != NULL)
         noteCheck(pResult, sqloValidateUmsk(ppszPREREQ[UMASK]), RC_FAILED);
@@ -614,7 +621,7 @@ static void checkInstance(sequenceResult *pResult) {
         noteCheck(pResult, sqloValidatePorts(servicePort, svcnm, isfcmstart, fcmstart, partitions), RC_FAILED);
 }
 
-/* The checks of the host itself, whose failures do not stop the level. */
+/* Makes the checks of the first pass, except the PAM library. A failure does not keep the next check from running. */
 static void checkHostOfLevel(sequenceResult *pResult) {
     noteCheck(pResult, sqloCheckOSLevel(), RC_OS_LEVEL);
     noteCheck(pResult, sqloCheckTools(), RC_SOFTWARE);
@@ -626,7 +633,7 @@ static void checkHostOfLevel(sequenceResult *pResult) {
     resetEtcHosts();
 }
 
-/* Everything of a level that was read. A failed clustered sequence ends it. */
+/* Makes all checks of a level that was read. A failure of the clustered sequence ends it. */
 static int checkReadLevel(void) {
     sequenceResult result = {RC_OK, RC_OK};
     if (!bUDAPL) {
@@ -648,14 +655,14 @@ int sqloCheckPrereqForVersion(const char *pLevel) {
     if (status == RC_OK)
         status = checkReadLevel();
     else if (status == RC_INPUT)
-        reportFault(MSG_FILE_NOT_OPENED, szInputXMLFile); // or the summary would have nothing to tell
+        reportFault(MSG_FILE_NOT_OPENED, szInputXMLFile); // without an entry the verdict would be good
     sqloWriteSummaryToReport(pLevel);
     return status;
 }
 
-/* --- Which levels, and how often --- */
+/* --- Which levels are checked, and in how many passes --- */
 
-/* A later failure overwrites an earlier one, a success never resets it. */
+/* Stores the status of a failure. A success does not change *pRc. */
 static void keepFailure(int *pRc, int status) {
     if (status != RC_OK)
         *pRc = status;
@@ -676,12 +683,12 @@ static int isKnownPlatform(void) {
     return strcmp(szPlatform, "AIX") == 0 || strcmp(szPlatform, "Linux") == 0;
 }
 
-/* The clustered feature needs a 64-bit host that does not run Ubuntu. */
+/* 1 on a host that cannot run the clustered feature: Ubuntu, or not a 64-bit host. */
 static int isUnfitForClustered(void) {
     return linuxDistro == DISTRO_UBUNTU || !sqloIsOS64bit();
 }
 
-/* Is the level to be checked once more? Marks an unfit host, which stays marked. */
+/* 1 when the clustered pass follows the first pass. Clears bPCSupportedPlatform on an unfit host, for the whole run. */
 static int clusteredPassFollows(void) {
     if (isUnfitForClustered())
         bPCSupportedPlatform = 0;
@@ -708,7 +715,8 @@ static void checkSpecificLevel(int *pRc) {
         checkLevelClustered(szInputVersion, pRc);
 }
 
-/* Neither pass is prepared for and the host need not be fit: values of the first pass are seen by the second. */
+/* Checks the newest level. Unlike the other cases it makes the clustered pass on every host, and does not prepare the
+ * passes, so values that the first pass has read are still there in the second. */
 static Step checkLatestLevel(int *pRc) {
     int status = sqloGetLatestRelease();
     if (status != RC_OK)
@@ -725,7 +733,8 @@ static Step checkLatestLevel(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* One of all levels. Only with the clustered feature in view is a "9.8" level skipped on an unfit host. */
+/* Checks one level of a run over all levels. Without "-i" it skips a "9.8" level on a host that is unfit for the
+ * clustered feature. */
 static void checkOneOfAll(const char *pLevel, int *pRc) {
     if (hasName98(pLevel) && !isKnownPlatform())
         return;
@@ -764,8 +773,8 @@ static Step checkSelectedLevels(int *pRc) {
 
 /* --- The steps of the run --- */
 
-/* Opens the null device in place of standard descriptors that came closed, so that no file of the run takes one and
- * the commands find all three. */
+/* Opens /dev/null in place of standard descriptors that were closed at the start. Otherwise a file of the run could get
+ * such a number, and the commands would lack a descriptor. */
 static void fillStandardDescriptors(void) {
     int descriptor;
     do {
@@ -780,7 +789,7 @@ static Step readLevelList(int *pRc) {
     if (sqloValidateInputXML() != RC_OK)
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
     int status = sqloRetrieveSupportedVersion();
-    if (status == RC_INPUT && preqVersionList != NULL) // a read error behind the first level
+    if (status == RC_INPUT && preqVersionList != NULL) // a read error after the first level
         return endWithUsage(pRc, RC_INPUT, MSG_FILE_NOT_OPENED, szInputXMLFile);
     if (status != RC_OK)
         return endWithUsage(pRc, status, preqVersionList == NULL ? MSG_NO_LEVEL_IN_FILE : 0, szInputXMLFile);
@@ -794,7 +803,7 @@ static int isClusteredRun(void) {
     return bShareGrid || bUDAPL || bNonIB;
 }
 
-/* Is this a host that the run can be made on? A "9.8" level, when it was named, needs one fit for the clustered
+/* Ends the run on a host that it cannot check. A "9.8" level that was named needs a host that is fit for the clustered
  * feature. */
 static Step checkHost(int *pRc) {
     if (!isKnownPlatform() && hasName98(szInputVersion))
@@ -816,8 +825,8 @@ static Step checkHost(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* A network type: its name, whether it is valid with bMHCA or without, the kind of network that it names (null: the
- * probe finds it), and the kinds on which its adapters count as several. */
+/* A network type: its name; whether it is for bMHCA 1 or 0; the kind of network (null: the probe finds it); and on
+ * which kinds of network it means several adapters. */
 struct networkTypeRow {
     const char *pName;
     int bWithMHCA;
@@ -825,7 +834,7 @@ struct networkTypeRow {
     int bSeveralOn10GE, bSeveralOnInfiniBand;
 };
 
-/* "SINGLE_IB_PORT_CLUSTER" alone has its one adapter on every kind of network. */
+/* Only "SINGLE_IB_PORT_CLUSTER" means one adapter on every kind of network. */
 static constexpr networkTypeRow networkTypes[] = {
     {"SINGLE_PORT_CLUSTER", 1, NULL, 1, 0},
     {"MULTI_PORT_CLUSTER", 1, NULL, 1, 1},
@@ -849,7 +858,7 @@ static int isNetworkTypeValid(void) {
     return pType != NULL && pType->bWithMHCA == (bMHCA != 0);
 }
 
-/* Settings of the adapter network that do not go together. */
+/* Ends the run when settings of the adapter network conflict. */
 static Step checkNetworkType(int *pRc) {
     if (bMHCA && !bShareGrid)
         return endWithUsage(pRc, RC_COMMAND_LINE, MSG_PREREQUISITE_OPTION);
@@ -868,7 +877,7 @@ static int hasSeveralAdapters(const networkTypeRow *pType) {
                              (pType->bSeveralOnInfiniBand && strcmp(pNetwork, "InfiniBand") == 0));
 }
 
-/* Stores what is known of the adapters under MHCA and HCANetwork. */
+/* Stores under MHCA and HCANetwork what is known about the adapters. */
 static Step storeAdapterValues(int *pRc) {
     if ((!bMHCA && !bCustomNetworkType) || !bShareGrid) {
         setPrereq(MHCA, "FALSE");
@@ -886,7 +895,7 @@ static Step storeAdapterValues(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* Composes what a remote run is started with, and the list files that it needs. */
+/* Composes the arguments of a remote run, and the list files that it needs. */
 static void composeRemoteArguments(void) {
     const struct {
         int bWanted;
@@ -915,7 +924,7 @@ static void composeRemoteArguments(void) {
     }
 }
 
-/* Runs the program on every other host. What the run here came to does not count. */
+/* Runs the program on every other host. Returns the status of that; the status of the run here is lost. */
 static int runOnAllHosts(void) {
     composeRemoteArguments();
     placePrereqBinaries();
@@ -934,7 +943,7 @@ static void removeListFiles(void) {
         removeOwnFile(pUserListPath);
 }
 
-/* Says so, once for the run, when no command's output has a place that it can be read back from. */
+/* Says on standard error, once for the run, that the path in KVXTMPDIR is too long for a capture file. */
 static void checkTemporaryDirectory(void) {
     captureFile capture;
     nameCapture(&capture);
@@ -954,7 +963,7 @@ static Step checkHere(int *pRc) {
     return RUN_GOES_ON;
 }
 
-/* What has to be right before any level is checked, in order. */
+/* Makes all preparations that must succeed before a level is checked, in their order. */
 static Step prepareRun(int argc, char **argv, int *pRc) {
     if (readCommandLine(argc, argv, pRc) == RUN_ENDS)
         return RUN_ENDS;
@@ -969,7 +978,7 @@ static Step prepareRun(int argc, char **argv, int *pRc) {
     return storeAdapterValues(pRc);
 }
 
-/* Says so when the report or a part of it was lost. */
+/* Says on standard error when part of the report was lost. */
 static void checkOutput(void) {
     if (fflush(stdout) != 0 || ferror(stdout) || bReportLost)
         printError(MSG_REPORT_NOT_WRITABLE, "(standard output)");

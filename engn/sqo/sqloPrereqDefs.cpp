@@ -1,6 +1,6 @@
 /*
- * Prerequisite definitions: the tags and their values, the version comparison that every check uses, the list of levels
- * that the prerequisites file offers, the line scanner that reads one level's section of it, and the conditions there.
+ * Prerequisite definitions: the tags and their values, the version comparison, the list of levels in the prerequisites
+ * file, and the reader of one level with its conditions.
  */
 #include <stdio.h>
 #include <stdlib.h>
@@ -91,7 +91,7 @@ int meetsMinimum(const threePartLevel &found, const Tag (&minimum)[3]) {
 static const int FURTHER_FIELDS = 10;  // fields compared after the first
 static const int MISSING_FIELD = -999; // below every number
 
-/* The next field of a version, null when there is none. */
+/* The next field of a version, or null at its end. */
 static const char *nextField(char **ppRest) {
     return strtok_r(NULL, ".", ppRest);
 }
@@ -130,14 +130,15 @@ int sqloCompareVersionStrings(const char *minVerString, const char *curVerString
 
 /* --- Product levels --- */
 
-/* Does a path name what can be read from its start again, as every level does? Opening a FIFO would wait. */
+/* 1 when a path names a regular file or a block device. The file is read again for every level, and opening a FIFO
+ * would wait for a writer. */
 static int canBeReadAgain(const char *pPath) {
     struct stat status;
     return stat(pPath, &status) == 0 && (S_ISREG(status.st_mode) || S_ISBLK(status.st_mode));
 }
 
 int sqloValidateInputXML(void) {
-    static FILE *pInput; // open until the exit
+    static FILE *pInput; // stays open until the exit
     pInput = canBeReadAgain(szInputXMLFile) ? fopen(szInputXMLFile, "re") : NULL;
     return pInput == NULL ? RC_INPUT : RC_OK;
 }
@@ -157,7 +158,7 @@ int sqloUpdatePreqVersionList(const char *pVer) {
         return RC_NO_MEMORY;
     fillField(pNew->szVersion, pVer);
 
-    static versionList *pLast; // files are ordered as a rule, so that most levels go to one end
+    static versionList *pLast; // most files are in order, so most levels go to the end: look there first
     versionList **ppPlace = &preqVersionList;
     if (preqVersionList != NULL && pLast != NULL && !isOlder(pLast, pNew))
         ppPlace = &pLast->next;
@@ -170,7 +171,7 @@ int sqloUpdatePreqVersionList(const char *pVer) {
     return RC_OK;
 }
 
-/* Cuts the level that a line names, if it does, out of it: the line's first quoted text. */
+/* Returns the level that a line names, which is its first quoted text, or null. Cuts the line after the level. */
 static const char *levelOfLine(char *szLine) {
     if (strstr(szLine, "<KVXLevel") == NULL)
         return NULL;
@@ -182,8 +183,8 @@ static const char *levelOfLine(char *szLine) {
     return pOpening + 1;
 }
 
-/* Adds a level. One that its field would cut is left out: cut, it names a section that the file does not have, and a
- * level without requirements passes. */
+/* Adds a level to the list. Leaves out a level that is too long for its field and says so on standard error. A level
+ * that was cut would name a section that the file does not have, and a level without requirements passes. */
 static int addLevel(const char *pLevel, int lineNumber) {
     const int room = sizeof(versionList::szVersion);
     if (strlen(pLevel) <= (size_t)room)
@@ -207,7 +208,7 @@ int sqloRetrieveSupportedVersion(void) {
     int lineNumber = 1;
     int status = RC_OK;
     while (status == RC_OK && readLine(pFile, szLine)) {
-        int bWhole = strlen(szLine) < sizeof szLine - 1; // else more of the line follows
+        int bWhole = strlen(szLine) < sizeof szLine - 1; // 0: the rest of the line follows
         const char *pLevel = levelOfLine(szLine);
         if (pLevel != NULL)
             status = addLevel(pLevel, lineNumber);
@@ -246,7 +247,7 @@ int sqloCheckIsNumber(const char *pVar) {
     return pVar[strspn(pVar, "0123456789")] == '\0';
 }
 
-/* Does an operator fail between a stored text and a number or text? An operator that is not known never does. */
+/* 1 when the comparison of a stored text with a value fails. An unknown operator never fails. */
 static int operatorFails(const char *pStored, const char *pOperator, const char *pValue) {
     if (strcmp(pOperator, "=") == 0)
         return strcmp(pStored, pValue) != 0;
@@ -276,7 +277,7 @@ int sqloEvaluateCondition(const char *pOperand, const char *pOperator, const cha
     return bFails;
 }
 
-/* Evaluates the triples of a condition text, which is cut into its words, until one fails. */
+/* Splits a condition into words and evaluates its triples until one fails. Returns 1 when one fails. */
 static int evaluateTriples(char *pCondition, int xmlTagIndex) {
     char *pRest = NULL;
     char *pOperand = strtok_r(pCondition, " ", &pRest);
@@ -330,16 +331,16 @@ int sqloPopSkipNodeStack(void) {
 
 /* --- Reading one level --- */
 
-/* A line of the file, as the scanner sees it. */
+/* What the reader sees in a line of the file. */
 struct scannedLine {
     const char *pText;
-    int bAttribute; // holds "value": a section with a condition, or text that happens to hold the word
-    int bEndTag;    // otherwise, holds "</"
-    int tag;        // of its element, -1 when it names none
+    int bAttribute; // 1 when it holds "value": it opens a section with a condition, or its text holds that word
+    int bEndTag;    // 1 when it holds "</" and not "value"
+    int tag;        // the tag of its element, or -1
 };
 
-/* Copies the element's name out of a line, from pStart up to the character that ends it. Without an end, or longer
- * than any tag's name, it is no name. */
+/* Copies the name of the element into szXMLTagName, from pStart up to the character that ends it. Stores the empty name
+ * when there is no such character or when the name is longer than every tag. */
 static void copyElementName(const char *pStart, char end) {
     const char *pEnd = pStart == NULL ? NULL : strchr(pStart, end);
     szXMLTagName[0] = '\0';
@@ -360,7 +361,7 @@ static scannedLine scanLine(const char *pText) {
     return line;
 }
 
-/* Values for the clustered feature only are read while it is being checked. */
+/* 1 when a line opens a shareGrid section and the clustered feature is not checked: the section is then skipped. */
 static int beginsUnwantedShareGrid(const scannedLine &line) {
     return line.tag == shareGrid && !line.bEndTag && !bShareGrid && !bNonIB;
 }
@@ -375,8 +376,8 @@ static int endsSkippedSection(const scannedLine &line) {
     return line.bEndTag && pStackTop != NULL && line.tag == pStackTop->xmlNode;
 }
 
-/* Stores the text between begin and end pattern. The distance is that of the patterns as they were formatted: the
- * longest tag's are cut, so its text begins with the rest of its name. */
+/* Stores the text between the opening and the closing tag. The patterns for the longest tag are cut, so for that tag
+ * the text begins with the rest of the opening tag. */
 static int storeValue(prereqReader *pReader, const scannedLine &line, const char *pBegin, size_t beginLength,
                       const char *pEnd) {
     if (pEnd - pBegin <= (ptrdiff_t)beginLength) {
@@ -394,7 +395,7 @@ static int storeValue(prereqReader *pReader, const scannedLine &line, const char
     return RC_OK;
 }
 
-/* Takes a line with a known tag: a value, or a section whose condition decides whether it is read. */
+/* Takes a line with a known tag: stores its value, or decides by its condition whether the section is skipped. */
 static int takeTag(prereqReader *pReader, const scannedLine &line) {
     char szBegin[30], szEnd[30];
     formatText(szBegin, "<%s>", ppszTagName[line.tag]);
@@ -414,7 +415,7 @@ static int takeTag(prereqReader *pReader, const scannedLine &line) {
     return beginSkipping(pReader, line.tag);
 }
 
-/* Takes one line of the platform's section. */
+/* Takes one line of the platform section. */
 static int takeSectionLine(prereqReader *pReader, const char *pText) {
     debugTrace("Scanning line : %s\n", pText);
     scannedLine line = scanLine(pText);
@@ -468,7 +469,7 @@ int sqloTakePrereqLine(prereqReader *pReader, const char *pLine) {
     return RC_OK;
 }
 
-/* Takes the file's lines until the level's platform section has ended. */
+/* Takes the lines of the file until the platform section of the level has ended. */
 static int scanLevel(FILE *pFile, const char *pLevel) {
     prereqReader reader;
     sqloBeginPrereqLines(&reader, pLevel);
@@ -479,7 +480,7 @@ static int scanLevel(FILE *pFile, const char *pLevel) {
     return status;
 }
 
-/* What is known of the level and the host before the file is read. */
+/* Stores what is known about the level and the host before the file is read. */
 static int storeIdentity(const char *pLevel) {
     copyText(szPlatform, pPlatformName);
     int status = setPrereq(KVXLevel, pLevel);
@@ -492,7 +493,7 @@ static int storeIdentity(const char *pLevel) {
     return status;
 }
 
-/* A rule, the time and the level open each level's part of the report. */
+/* Writes the start of a pass to the report: a rule, the time, and the level. */
 static void logLevelBanner(const char *pLevel) {
     messageText szText;
     copyText(szText, szReportRule);

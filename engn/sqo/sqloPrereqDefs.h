@@ -1,34 +1,35 @@
 /*
- * What the checks ask the prerequisites for, beyond the table itself.
+ * How the sources use the prerequisites beyond the table of values: stored values, minimums, and the tags of each
+ * distribution.
  */
 #ifndef SQLO_PREREQ_DEFS_H
 #define SQLO_PREREQ_DEFS_H
 
 #include "sqloPrereqCheck.h"
 
-/* A level of the list, with the terminator that its field may lack. */
+/* A copy of a level of the list, with the terminator that its field may lack. */
 typedef char levelText[sizeof(versionList::szVersion) + 1];
 
 /* --- Tags and values --- */
 
-/* Stores a heap copy of a text under a tag. RC_OK or RC_NO_MEMORY. */
+/* Stores a heap copy of a text under a tag. Returns RC_OK or RC_NO_MEMORY. */
 int setPrereq(int tag, const char *pText);
 
-/* The number that a level gives as a minimum; one that it does not give is "0". */
+/* The value of a tag for a minimum, or "0" when the level does not give it. */
 const char *minimumOrZero(Tag tag);
 
-/* A level in three parts, the most significant first; a part that is missing is null. */
+/* A kernel or C library level in three parts, the most significant first. A missing part is null. */
 struct threePartLevel {
     const char *ppszPart[3];
 };
 
-/* Is a level at least the minimum that stands under three tags? The parts are compared as leading numbers. */
+/* 1 when a level is not below the minimum in three tags. Each part is compared by the number at its start. */
 int meetsMinimum(const threePartLevel &found, const Tag (&minimum)[3]);
 
 /* --- Distributions --- */
 
-/* Where to find a distribution's release: the word before it in the release file, null for a file of "key = value"
- * lines. And its tags: those that the release is stored under, and those of the minimums; LastTag where it has none. */
+/* How the release of a distribution is found and stored: the word before it in the release file (null when the file has
+ * "key = value" lines), the tags for release and service pack, and the tags of their minimums. LastTag means no tag. */
 struct releaseSource {
     LinuxDistribution distribution;
     const char *pWordBefore;
