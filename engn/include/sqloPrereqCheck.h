@@ -1,13 +1,14 @@
 /*
  * kvxprereqcheck: does this host meet the prerequisites of a product level?
  *
- * The one public header: types, tables, run settings, message numbers, statuses and every operation with its
- * contract, in one section for each subsystem. The program is single-threaded, runs once and ends; all state is
- * process-global and lives until the exit.
+ * The one public header: types, tables, run settings, message numbers, statuses, and every operation with its contract,
+ * in one section for each subsystem. The program has one thread, runs once and exits; all state is global and lives
+ * until the exit.
  *
- * Conventions: an operation returns an int status, 0 for success. Texts are NUL-terminated and never changed unless
- * said otherwise. A "field" is a character array of a record that a long text may fill to its last byte, without a
- * terminator; whoever reads one is bounded by the field.
+ * Conventions: unless a comment says otherwise, an operation returns 0 for success, arguments are NUL-terminated texts,
+ * and they are not changed. "Reports" is followed by the messages that an operation may write. A "field" is a character
+ * array of a record that a long text may fill to its last byte, without a terminator: read at most its size. "No
+ * caller" marks an operation that no part of this program calls.
  */
 #ifndef SQLO_PREREQ_CHECK_H
 #define SQLO_PREREQ_CHECK_H
@@ -19,7 +20,7 @@
  * Statuses and message numbers
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* What operations return. The last one met that is not RC_OK is the program's exit status (RC_FAILED shows as 255). */
+/* What operations return. The exit status of the program is the last one that is not RC_OK; RC_FAILED becomes 255. */
 enum Status {
     RC_FAILED = -1,            // a check failed
     RC_OK = 0,                 // met, or done
@@ -39,8 +40,8 @@ enum Status {
     RC_MESSAGE_TRUNCATED = 23, // message cut to fit its buffer
 };
 
-/* The catalog's messages, with their tokens in push order; [tokens] are not given by every caller. Above its text the
- * catalog repeats the name and this list. */
+/* The messages of the catalog, with their tokens in push order; not every caller gives the tokens in brackets. The
+ * catalog repeats the name and the tokens above each text. */
 enum MessageNumber {
     MSG_SEVERITY_WARNING = 30017,           // none; a token of MSG_CHECK_FAILED
     MSG_SEVERITY_ERROR = 30018,             // none; a token of MSG_CHECK_FAILED
@@ -185,25 +186,25 @@ enum MessageNumber {
     MSG_VEX_SCRIPT_MISSING = 33613,         // none
 };
 
-/* Room of an ordinary message buffer; a fetch fills at most one less. */
+/* The size of an ordinary message buffer. A fetch fills at most one byte less. */
 const int MESSAGE_SIZE = 256;
-/* Room of a report line's buffer beyond what is fetched into it: the newline that logMessage appends, and one more. */
+/* The room that the buffer of a report line has after the message: for the newline of logMessage, and one more byte. */
 const int LOG_ROOM = 2;
 typedef char messageText[MESSAGE_SIZE + LOG_ROOM];
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Run settings (sqloSettings.cpp). Flags are 0 or 1, everything starts as 0 or empty unless said otherwise. After the
- * command line was read they only change where said.
+ * Run settings (sqloSettings.cpp). Flags are 0 or 1. All settings start as 0 or empty, and do not change after the
+ * command line has been read, unless a comment says otherwise.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* Set by options. */
 extern int bClient;               // -c: client-only prerequisites
 extern int debug;                 // -d: trace on standard output
-extern int strictFlag;            // -strict: a short temporary directory fails instead of warning
+extern int strictFlag;            // -strict: too little space in the temporary directory is an error
 extern int vastdw;                // -vastdw: also check the instance
 extern int usname;                // -usrname was given
 extern char uname1[255];          //   the instance user's name
-extern int sqllib;                // -sqllib: the user's home must not hold "sqllib" yet
+extern int sqllib;                // -sqllib: the user's home must not hold "sqllib"
 extern int isPort;                // -service was given
 extern int servicePort;           //   the service port's number
 extern int isfcmstart;            // -fcmstartport was given
@@ -212,39 +213,39 @@ extern int partitions;            // -partitions, default 1
 extern int issvcnm;               // -svcename was given
 extern char svcnm[255];           //   the service name
 extern int bCustomInputFile;      // -f was given
-extern char szInputXMLFile[256];  //   path of the prerequisites file, found by the driver without -f
+extern char szInputXMLFile[256];  //   path of the prerequisites file; without -f, main finds it
 extern int bCustomReportFile;     // -o was given: the report goes to szReportFile
-extern char szReportFile[256];    //   path of the report file; without -o a default that nothing is written to
+extern char szReportFile[256];    //   path of the report file; without -o a name to which nothing is written
 extern int bGUIReportFile;        // -gui was given
 extern char szGUIReportFile[256]; //   path of the GUI report file
 extern int bCheckLatestRelease;   // -l: only the newest level
-extern int bNonShareGrid;         // -i: no automatic clustered pass
+extern int bNonShareGrid;         // -i: no clustered pass
 extern int bPrintSummary;         // -s: summary at the end, no report on standard output
 extern int bCheckSpecificRelease; // -v was given
-extern char szInputVersion[30];   //   the level; "-l" stores the newest one here
+extern char szInputVersion[30];   //   the level; with -l, the newest level
 extern int bCheckForAllKVXVesion; // started without any argument; nothing reads it
 
 /* Set by the program itself. */
-extern int bShareGrid;                // the clustered feature is being checked; on only during a clustered pass
-extern int bOrigShareGrid;            // its value before the pass
-extern int bPCSupportedPlatform;      // 1 until the host proves unfit for the clustered feature
+extern int bShareGrid;                // 1 during a clustered pass
+extern int bOrigShareGrid;            // the value of bShareGrid before the clustered pass
+extern int bPCSupportedPlatform;      // 1 until the host is found unfit for the clustered feature
 extern int bnoStdRtk;                 // the C++ runtime check failed
-extern int bOutputClosed;             // standard output came closed
-extern int bNonIB;                    // the last adapter probe said: not InfiniBand
+extern int bOutputClosed;             // standard output was closed when the program started
+extern int bNonIB;                    // the last adapter probe answered that the network is not InfiniBand
 extern int bEtchostError;             // /etc/hosts was found inconsistent
-extern char szPlatform[30];           // "Linux" once prepared
+extern char szPlatform[30];           // "Linux" after sqloPreparePrereqCheck
 extern char szProcessor[30];          // never filled
 extern char szNetworkType[256];       // network type; needs bCustomNetworkType
-extern char szNetname[256];           // network name handed to the adapter probe
+extern char szNetname[256];           // network name for the adapter probe
 extern char szinstPathName[257];      // the instance's sqllib/cfg directory with a trailing "/", or empty
-extern char szPrereqCatFilePath[256]; // the instance's "sqllib" directory, a base of message catalogs
-extern char szRuntimePath[1025];      // directory that the program was started from
+extern char szPrereqCatFilePath[256]; // the instance's "sqllib" directory, which may hold message catalogs
+extern char szRuntimePath[1025];      // directory of the program
 extern char IIHName[255];             // this host's name
 extern char addCmd[255];              // arguments of a remote run
 extern char addFiles[255];            // list files that a remote run needs
 extern char tbDiskName[255];          // tiebreaker disk
 
-/* Tested but set by no option and no statement: the branches behind them are dormant. */
+/* Tested, but set by no option and no statement: code that needs them is dormant. */
 extern int bHostList;                // host list given: run on every host
 extern int bHostName;                // a single host name given
 extern int bDiskList, bDiskName;     // shared-disk list given
@@ -257,7 +258,7 @@ extern int bCustomNetworkType;       // szNetworkType holds a network type
 extern int bAdapterListFile;         // adapter list read from a file
 extern int bOSSH;                    // use the operating system's own remote shell
 extern int bInputInstanceHome;       // szInputHome was given
-extern char szInputHome[256];        // home directory of the instance to be
+extern char szInputHome[256];        // home directory of the new instance
 extern int bInputInstallPath;        // szInputInstallPath was given
 extern char szInputInstallPath[256]; // directory to install into
 extern char szInputDistro[256];      // distribution name given to the run
@@ -277,18 +278,18 @@ extern int linuxDistro; // a LinuxDistribution
 extern const char *const ppszDistroName[DISTRO_COUNT];
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Small helpers (sqloText.cpp, the last in sqloCommand.cpp)
+ * Small helpers (sqloText.cpp; sqloFileExists in sqloCommand.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* Appends as much of src as fits into str, a buffer of size bytes (not negative), and keeps it terminated. A str that
- * already fills its buffer stays as it is. Returns str. */
+/* Appends as much of src as fits to str, in a buffer of size bytes (not negative), and terminates it. A str that
+ * already fills the buffer stays as it is. Returns str. */
 char *safeStrNCat(char *str, const char *src, int size);
 
-/* Copies at most size characters (size is at least 1) and always ends destination with a terminator, in byte size - 1
- * at the latest. */
+/* Copies as much of source as fits into destination, a buffer of size bytes (at least 1), and terminates it. Returns
+ * destination. */
 char *iStrncpy(char *destination, const char *source, int size);
 
-/* 1 when the path names an existing regular file, else 0. One double quote at each end is taken off first. */
+/* 1 when the path names a regular file, else 0. Ignores one double quote at the start and one at the end. */
 int sqloFileExists(const char *pPath);
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -298,36 +299,37 @@ int sqloFileExists(const char *pPath);
 /* Prints the usage texts to standard output. */
 void displayHelp(void);
 
-/* Sets szRuntimePath from the invocation path: the current directory for the program's bare names and for a path that
- * does not name the program or begins with its name, else what stands before the first "kvxprereqcheck", without the
- * last character, the "/" between. A current directory that cannot be told leaves it as it was. */
+/* Sets szRuntimePath from the path that the program was started by. It takes the part before the first
+ * "kvxprereqcheck", without the "/" between. It takes the current directory when the path is a bare name of the
+ * program, begins with the name, or does not hold it. When the system does not tell the current directory,
+ * szRuntimePath does not change. */
 void sqloSetRuntimeLocation(const char *pPath);
 
-/* Copies szRuntimePath into pRuntimePath, which has room for it (at most 1025 bytes), or, cut to 256 characters, into
- * a static buffer when it is null; returns that buffer. No caller. */
+/* Copies szRuntimePath into pRuntimePath, which must have room for it (at most 1025 bytes), and returns pRuntimePath.
+ * For null, returns a static buffer with its first 256 characters. No caller. */
 char *sqloGetRuntimeLocation(char *pRuntimePath);
 
-/* Makes ready for a level: forgets the values of slots 20 and up, sets szPlatform. Slots 0 to 19 survive: what the host
- * gave, and the adapter values. Always 0. */
+/* Prepares for a level: clears the values from FIRST_LEVEL_SLOT on, and sets szPlatform. The tags below keep their
+ * values: those of the host and of the adapters. Returns 0. */
 int sqloPreparePrereqCheck(void);
 
-/* Runs the checks that only the clustered feature needs, as far as the settings ask for them. RC_OK, or the last
- * failure's RC_SOFTWARE, RC_IB_PACKAGE, RC_HPN_PACKAGE, RC_RDMA_PACKAGE or RC_FAILED. Some failures are reported but
- * do not count: shells, time service, module options, shared and tiebreaker disks, ping, and the free space of the
- * temporary directory without strictFlag, of the instance home and of the install path. */
+/* Makes the checks that only the clustered feature needs and that the settings ask for. Returns RC_OK, or for the last
+ * failure RC_SOFTWARE, RC_IB_PACKAGE, RC_HPN_PACKAGE, RC_RDMA_PACKAGE or RC_FAILED. Failures of these checks are
+ * reported but do not change the status: shells, time service, module options, shared and tiebreaker disks, ping, and
+ * free space in the instance home, in the install path and, without strictFlag, in the temporary directory. */
 int sqloCheckPrereqShareGrid(void);
 
-/* Runs one level's checks in order and writes its summary. RC_OK or the status of the last check that failed; a failed
- * clustered sequence or a level that cannot be read ends it. For null, and for a client in a clustered pass, there is
- * nothing to check: RC_OK. */
+/* Makes one pass: reads the level, makes its checks in order, and writes the verdict. Returns RC_OK or the status of
+ * the last check that failed. A failure of sqloCheckPrereqShareGrid, or of reading the level, ends the pass. For null,
+ * and for a client in a clustered pass, it does nothing and returns RC_OK. */
 int sqloCheckPrereqForVersion(const char *pLevel);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Prerequisite definitions (sqloPrereqDefs.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* Every requirement that the file can state. The members at 76 to 78 stand in another order than the element names in
- * ppszTagName: an element lands by its name, code reads by the member. */
+/* Every tag of the prerequisites file. The members at 76 to 78 are in another order than their names in ppszTagName, so
+ * an element is stored at the index of its name, but code reads the index of the member. */
 // clang-format off
 enum Tag {
     /*   0 */ KVXLevel, platform, OSVersion, OSRelease, OSMinorRelease, Processor, LinuxDistro, RHELVersion, RHELSP,
@@ -355,126 +357,129 @@ enum Tag {
 // clang-format on
 
 const int PREREQ_SLOTS = 150;
-const int FIRST_LEVEL_SLOT = MinOSVersion; // slots from here on belong to one level and are forgotten before the next
+const int FIRST_LEVEL_SLOT = MinOSVersion; // values from here on belong to one level, and are cleared before the next
 const int TAG_NAME_LENGTH = 30;            // the longest tag name
 
-/* Element names by tag; slots behind LastTag are null. */
+/* The name of each tag; null after LastTag. */
 extern const char *const ppszTagName[PREREQ_SLOTS];
-/* Texts by tag, null when not given. Heap texts, replaced without release. */
+/* The value of each tag, or null when it has none. Heap texts; a replaced one is not released. */
 extern char *ppszPREREQ[PREREQ_SLOTS];
 
 /* A skipped section of the file. */
 struct node {
     int xmlNode; // the tag that began it
-    node *next;  // below on the stack
+    node *next;  // the node below it on the stack
 };
 
-extern node *pStackTop; // innermost skipped section; one that was never closed stays until the next
-extern char szXMLTagName[TAG_NAME_LENGTH + 1]; // name of the element being read
+extern node *pStackTop; // the skipped section; one that was never closed stays until the next one is pushed
+extern char szXMLTagName[TAG_NAME_LENGTH + 1]; // the name of the element that was read last
 
-/* The tag whose element name is exactly pName, or -1: null, unknown, or the sentinel's name. */
+/* The tag with exactly this name; -1 for null, for an unknown name and for that of the sentinel. */
 int sqloGetTagIndex(const char *pName);
 
-const int PREREQ_LINE_SIZE = 256; // room of one line; what does not fit is a line of its own
+const int PREREQ_LINE_SIZE = 256; // room for one line; the rest of a longer line is read as a line of its own
 
-/* Where the reader of a level stands in the file. */
+/* Where the reader of a level is in the file. */
 enum ReaderPlace {
-    PLACE_FILE = 0,    // in front of the level's section
-    PLACE_LEVEL = 1,   // behind the level's line, in front of a platform section
+    PLACE_FILE = 0,    // before the section of the level
+    PLACE_LEVEL = 1,   // after the line of the level, before a platform section
     PLACE_SECTION = 2, // in the platform section
-    PLACE_BEHIND = 3,  // behind it: no further line counts
+    PLACE_BEHIND = 3,  // after the platform section: no further line counts
 };
 
-/* What a line did. */
+/* The effect of a line. */
 enum LineEffect {
-    LINE_OUTSIDE,      // stands outside the platform section, or begins or ends it
-    LINE_UNKNOWN,      // names no tag
-    LINE_IGNORED,      // names one, but neither holds an element nor opens a section with a condition
-    LINE_VALUE,        // its text was stored
-    LINE_EMPTY,        // its element is empty, or ends before it begins
-    LINE_SECTION_READ, // opens a section whose condition holds
-    LINE_SKIP_BEGINS,  // opens a section that is skipped; shareGrid does so in a skipped one, too
-    LINE_SKIPPED,      // stands in a skipped section
-    LINE_SKIP_ENDS,    // closes it
+    LINE_OUTSIDE,      // it is outside the platform section, or begins or ends it
+    LINE_UNKNOWN,      // it names no tag
+    LINE_IGNORED,      // it names a tag, but holds no whole element and opens no section with a condition
+    LINE_VALUE,        // it holds an element, whose text was stored
+    LINE_EMPTY,        // its element is empty, or its closing tag comes before the opening tag
+    LINE_SECTION_READ, // it opens a section whose condition holds
+    LINE_SKIP_BEGINS,  // it opens a section that is skipped; shareGrid does so even in a skipped section
+    LINE_SKIPPED,      // it is in a skipped section
+    LINE_SKIP_ENDS,    // it closes a skipped section
 };
 
-/* The reader of one level, between two lines. */
+/* The state of the reader of one level between two lines. */
 struct prereqReader {
     int place;            // a ReaderPlace
-    char szNextStart[30]; // what the line that leads to the next place holds
-    int bSkipping;        // in a skipped section
-    int effect;           // of the last line, a LineEffect
-    int tag;              // that the last line names, or -1
+    char szNextStart[30]; // the text in the line that leads to the next place
+    int bSkipping;        // 1 in a skipped section
+    int effect;           // the LineEffect of the last line
+    int tag;              // the tag that the last line names, or -1
 };
 
-/* Sets a reader in front of the file's first line. */
+/* Places a reader before the first line of the file. */
 void sqloBeginPrereqLines(prereqReader *pReader, const char *pLevel);
 
-/* Takes the next line, without its newline and at most PREREQ_LINE_SIZE - 1 characters long: stores its value, or
- * decides whether the section that it opens is read. RC_OK, RC_NO_MEMORY. */
+/* Takes the next line, which has no newline and at most PREREQ_LINE_SIZE - 1 characters: stores its value, or decides
+ * whether the section that it opens is skipped. Returns RC_OK or RC_NO_MEMORY. */
 int sqloTakePrereqLine(prereqReader *pReader, const char *pLine);
 
-/* Fills ppszPREREQ with what szInputXMLFile states for the level on Linux, and writes the level's banner to the report.
- * szPlatform and the slots KVXLevel, platform, Processor and, when it is known, LinuxDistro are set first, also when
- * the file cannot be opened. RC_OK, also when the file does not hold the level; RC_INPUT; RC_NO_MEMORY. */
+/* Writes the start of the pass to the report, and fills ppszPREREQ with the values that szInputXMLFile states for the
+ * level on Linux. Before it opens the file it sets szPlatform and the tags KVXLevel, platform, Processor and, when it
+ * is known, LinuxDistro. Returns RC_OK, also when the file does not hold the level; RC_INPUT; RC_NO_MEMORY. */
 int sqloReadPrereqFromXML(const char *pLevel);
 
-/* Puts a tag on the stack of skipped sections. RC_OK, -1 for tag -1 (nothing is pushed), RC_NO_MEMORY. */
+/* Puts a tag on the stack of skipped sections. Returns RC_OK, RC_NO_MEMORY, or -1 for the tag -1 (not pushed). */
 int sqloPushToSkipNodeStack(int xmlTagNum);
 
-/* Releases the top node. What lies below is never looked at again: skipping does not nest. Always 0. */
+/* Releases the top node and empties the stack: skipped sections do not nest, so nodes below are never used again.
+ * Returns 0. */
 int sqloPopSkipNodeStack(void);
 
-/* Does the condition between the first pair of double quotes of a file line fail? 1 skip the section, 0 read it.
- * Triples of operand, operator and value, joined by AND; without quotes 1, with one quote, no triple or no memory 0.
- * The tag, a valid one, is that of the line's element, for the trace. */
+/* Evaluates the condition between the first two double quotes of a line: triples of operand, operator and value, which
+ * must all hold. Returns 1 when it fails, so that the section is skipped; 0 when it holds. A line without quotes gives
+ * 1; one quote, no whole triple, or no memory gives 0. xmlTagIndex is a valid tag, that of the line, for the trace. */
 int sqloProcessConditionStmt(const char *szline, int xmlTagIndex);
 
-/* Does one condition fail? 1 when it does or the operand is no tag; 0 when it holds, an argument is null, the operand
- * is not set, the operator is none of < > >= =, or an ordering operator has a value that is not a number. */
+/* Evaluates one triple. Returns 1 when it fails or the operand is not a tag. Returns 0 when it holds, and also when an
+ * argument is null, the operand has no value, the operator is unknown (known are < > >= =), or a value to be compared
+ * by < > >= is not a number. */
 int sqloEvaluateCondition(const char *pOperand, const char *pOperator, const char *pValue);
 
-/* 1 when every character is a decimal digit (none at all counts), else 0. */
+/* 1 when every character is a decimal digit, also for the empty text; else 0. */
 int sqloCheckIsNumber(const char *pVar);
 
-/* What sqloCompareVersionStrings answers. */
+/* What sqloCompareVersionStrings returns. */
 enum VersionOrder {
-    VERSION_HIGHER = 0,     // found is higher, or the required text is no version
-    VERSION_EQUAL = 1,      // equal as far as compared
-    VERSION_LOWER = 2,      // found is lower
-    VERSION_UNREADABLE = 3, // the found text is no version
+    VERSION_HIGHER = 0,     // the found version is higher, or the required text is not a version
+    VERSION_EQUAL = 1,      // all compared fields are equal
+    VERSION_LOWER = 2,      // the found version is lower
+    VERSION_UNREADABLE = 3, // the found text is not a version
 };
 
-/* Compares dotted versions field by field as leading numbers, at most eleven fields of 255 characters in all; a field
- * that is missing or not numeric is lower than any number, so a shorter version is lower than a longer one. A version
- * begins with a digit; null is no version. The required text is judged first. */
+/* Compares dotted versions field by field, by the number at the start of each field; at most eleven fields and 255
+ * characters. A field that is missing or does not begin with a digit is lower than any number, so 1.2 is lower
+ * than 1.2.0. A text is a version when it begins with a digit; null is none. When neither text is a version, the result
+ * is VERSION_HIGHER. */
 int sqloCompareVersionStrings(const char *minVerString, const char *curVerString);
 
-/* One level that the prerequisites file offers. */
+/* One level of the prerequisites file. */
 struct versionList {
-    char szVersion[10]; // field: of a longer level the first ten characters
-    versionList *next;  // older or equal level
+    char szVersion[10]; // field: the level, or the first ten characters of a longer one
+    versionList *next;  // the next older or equal level
 };
 
-/* Offered levels, newest first; equal ones all stay, in file order. */
+/* The levels, the newest first. Equal levels all stay, in the order of the file. */
 extern versionList *preqVersionList;
 
-/* RC_OK when szInputXMLFile is a regular file or a block device, which each level can read anew, and opens for reading;
- * else RC_INPUT. The file stays open until the exit. */
+/* RC_OK when szInputXMLFile can be opened for reading and is a regular file or a block device, which can be read again
+ * for each level; else RC_INPUT. The file stays open until the exit. */
 int sqloValidateInputXML(void);
 
-/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile, each with the line's first quoted text. A level
- * of more characters than its field holds is left out, which a line on standard error tells. RC_OK; RC_INPUT when the
- * file cannot be opened or offers no level; RC_NO_MEMORY. */
+/* Builds preqVersionList from the "<KVXLevel" lines of szInputXMLFile; the level is the first quoted text of the line.
+ * A level that is too long for its field is left out, and standard error says so. Returns RC_OK; RC_INPUT when the file
+ * cannot be read or holds no level; RC_NO_MEMORY. */
 int sqloRetrieveSupportedVersion(void);
 
-/* Inserts a level behind all that are higher or equal. RC_OK, RC_FAILED for null, RC_NO_MEMORY. */
+/* Inserts a level after all that are higher or equal. Returns RC_OK, RC_FAILED for null, or RC_NO_MEMORY. */
 int sqloUpdatePreqVersionList(const char *pVer);
 
-/* Copies the newest level into szInputVersion. RC_OK, or RC_INPUT when none is known. */
+/* Copies the newest level into szInputVersion. Returns RC_OK, or RC_INPUT when the list is empty. */
 int sqloGetLatestRelease(void);
 
-/* RC_OK when szInputVersion is exactly one of the offered levels, else RC_VERSION. */
+/* RC_OK when szInputVersion is exactly one of the levels, else RC_VERSION. */
 int validateInputVersion(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -487,10 +492,10 @@ extern int totalTokens;
 
 extern char szLocale[256]; // the run's locale name
 
-/* One known locale name. Only name and map are used by this program. */
+/* One known locale name. This program uses only name and map. */
 struct prereqlmap {
-    const char *name;     // as the environment may give it, code set in upper case without punctuation
-    const char *map;      // its catalog directory
+    const char *name;     // the locale name, with the code set in upper case without punctuation
+    const char *map;      // the catalog directory
     unsigned int cs;      // code-set class, 1 to 3
     const char *encode;   // the encoding's name
     unsigned int acp;     // the matching code-page number
@@ -500,9 +505,9 @@ typedef prereqlmap prereqlmap_t;
 
 const int PREQ_NUM_LANGINSTALL = 814;
 extern const prereqlmap_t prereqLocmap[PREQ_NUM_LANGINSTALL];
-extern const unsigned char sqlocmap2[256]; // a to z become A to Z, every other character is itself
+extern const unsigned char sqlocmap2[256]; // maps a to z to A to Z, and every other character to itself
 
-/* Pushes a text as the next message's next token; null is ignored, so that later tokens take the lower numbers. At most
+/* Pushes a text as the next token of the next message. Null is ignored, so later tokens get lower numbers. Push at most
  * MAX_TOKENS before a fetch. */
 void addToken(const char *pToken);
 /* Pushes a number. No caller. */
@@ -512,64 +517,64 @@ const char *getTokenAt(int index);
 /* Forgets all tokens. */
 void sqloCleanUpTokenArray(void);
 
-/* Fetches a message with its tokens substituted into buffer (size bytes, always filled and terminated) and empties the
- * token list. A message that has no room for its tokens, or asks for token 0, stays as it is in the catalog; without a
- * catalog or a message the buffer says so. Returns buffer. */
+/* Fetches a message into buffer (size bytes, always terminated), replaces its placeholders by the tokens, and empties
+ * the token list. When the tokens do not fit, or the message asks for token 0, it keeps its placeholders. Without a
+ * catalog or a message the buffer gets a text that says so. Returns buffer. */
 char *sqloGetString(int number, char *buffer, int size);
 
-/* Fetches a message as the catalog holds it. RC_OK, RC_CATALOG_UNOPENED, RC_MESSAGE_MISSING or RC_MESSAGE_TRUNCATED;
- * the buffer always receives a text. */
+/* Fetches a message with its placeholders. Returns RC_OK, RC_CATALOG_UNOPENED, RC_MESSAGE_MISSING or
+ * RC_MESSAGE_TRUNCATED; the buffer always gets a text. */
 int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalogPath);
 
-/* Sets szLocale from KVXLANG, else from LANG, else to English. The argument is not used. */
+/* Sets szLocale to KVXLANG if it is set, else to LANG if it is set, else to English. The argument is not used. */
 void sqloInitLocale(const char *pLocale);
 
-/* The catalog directory of a locale name; English for null and for an unknown one. */
+/* The catalog directory of a locale name. Null and unknown names get the English one. */
 const char *sqloNormalizedLocaleDir(const char *pLocale);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Report, logs and summary (sqloMessages.cpp)
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* One failure of the level being checked. */
+/* One entry of the error list: a failure in the current pass. */
 struct errorMsg {
     char szMessage[512]; // field
     errorMsg *next;      // the failure before it
 };
 
-/* One checked level. */
+/* One pass that is over. */
 struct summaryNode {
-    char szVersion[10];         // field
+    char szVersion[10];         // field: the level
     char szSummary[256];        // the verdict as it was reported
-    errorMsg *pPrereqErrorList; // its failures, newest first
+    errorMsg *pPrereqErrorList; // the entries, the newest first
     summaryNode *next;
 };
 
-extern errorMsg *pErrorList;            // failures of the level being checked, newest first
-extern summaryNode *pPrereqSummaryList; // checked levels, in checking order
+extern errorMsg *pErrorList;            // the error list of the current pass, the newest entry first
+extern summaryNode *pPrereqSummaryList; // the passes that are over, in their order
 
-/* Appends a newline to the caller's buffer, which needs room for it, and writes the text to the report: to szReportFile
- * with "-o" (MSG_REPORT_NOT_WRITABLE on standard error when it cannot be written), else to standard output unless "-s"
- * or "-l" silences it. A line that has no standard output to go to is lost; main then reports MSG_REPORT_NOT_WRITABLE.
- * 0, or -1 for null. */
+/* Appends a newline to the caller's buffer, which must have room for it, and writes the text to the report. With "-o"
+ * the report is szReportFile; when it cannot be written, standard error gets MSG_REPORT_NOT_WRITABLE. Without "-o" it
+ * is standard output, and "-s" and "-l" suppress it. A line for a standard output that was closed at the start is lost,
+ * and main then reports MSG_REPORT_NOT_WRITABLE. Returns 0, or -1 for null. */
 int logMessage(char *pText);
 
-/* Appends the text as it is to the GUI report file when there is one; MSG_REPORT_NOT_WRITABLE as for logMessage. 0, or
- * -1 for null. */
+/* Appends the text as it is to the GUI report, if there is one; when that cannot be written, standard error gets
+ * MSG_REPORT_NOT_WRITABLE. Returns 0, or -1 for null. */
 int logGUIMessage(const char *pText);
 
-/* Writes a remote host's report line as logMessage does, without adding a newline. 0, or -1 for null. */
+/* Writes a line from the report of a remote host as logMessage does, but adds no newline. Returns 0, or -1 for null. */
 int logRemoteMessage(const char *pText);
 
-/* Records a failure of the level being checked, cut to 512 characters. 0, or -1 for null. */
+/* Adds an entry to the error list, cut to 512 characters. Returns 0, or -1 for null. */
 int sqloUpdateErrorList(const char *pMessage);
 
-/* Writes the level's verdict (MSG_LEVEL_FAILED with its failures under MSG_FAILURES_FOLLOW, or MSG_LEVEL_PASSED) to the
- * report, with "-l" without "-s" a bad one to standard error too, and moves the failures into the summary list. 0, or
- * -1 for null. */
+/* Writes the verdict of the pass to the report: MSG_LEVEL_FAILED, MSG_FAILURES_FOLLOW and the entries, or
+ * MSG_LEVEL_PASSED. With "-l" and without "-s" a bad verdict goes to standard error too. Moves the entries to the
+ * summary list. Returns 0, or -1 for null. */
 int sqloWriteSummaryToReport(const char *pLevel);
 
-/* Prints every level's verdict and failures to standard error. Always 0. */
+/* Prints the verdicts of all passes and their entries on standard error. Returns 0. */
 int sqloPrintSummary(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
