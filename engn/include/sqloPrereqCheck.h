@@ -586,138 +586,143 @@ enum Severity {
     SEVERITY_WARNING = 2,
 };
 
-extern int isUbuntu14;                            // Ubuntu 14.04 or later, known after sqloCheckLSBRelease
-extern struct utsname name;                       // the kernel's identification
-extern char *pVersion, *pRelease, *pMinorRelease; // parts of the last split kernel release, null when missing
+extern int isUbuntu14;                            // 1 on Ubuntu 14.04 or later; set by sqloCheckLSBRelease
+extern struct utsname name;                       // the identification of the kernel
+extern char *pVersion, *pRelease, *pMinorRelease; // parts of the kernel release that was split last; null when missing
 
-/* Finds the distribution, sets linuxDistro and stores release and service pack under its tags (none for Ubuntu). RC_OK,
- * or RC_INPUT with MSG_DISTRIBUTION_UNSUPPORTED on standard error when it is none of the supported ones; linuxDistro is
- * then 0. */
+/* Finds the distribution, sets linuxDistro, and stores release and service pack under its tags (not for Ubuntu).
+ * Returns RC_OK; or RC_INPUT for an unsupported distribution, with MSG_DISTRIBUTION_UNSUPPORTED on standard error and
+ * linuxDistro 0. */
 int sqloGetLinuxDistributions(void);
 
-/* Reads the release file of the distribution found, RHEL, SUSE, INSPUR or CENTOS; later lines overwrite, and what is
- * missing leaves its tag alone. RC_OK, or -1 when it cannot be opened (MSG_FILE_NOT_OPENED in the report when bReport
- * is 1) or the severity is none. */
+/* Reads the release file of the detected distribution: RHEL, SUSE, INSPUR or CENTOS. A later line overwrites an earlier
+ * one; a missing part leaves its tag alone. Returns RC_OK; or -1 when the file cannot be opened (with bReport 1 it
+ * reports MSG_FILE_NOT_OPENED) or severity is not a Severity. */
 int sqloGetSUSERHELRelease(const char *pPath, int severity, int bReport);
 
-/* Reads a SUSE release from /etc/os-release, whatever the path. Without a point in the version there is no service
- * pack; the newline of the line stays at its end, behind the part that stands there. Always 0. */
+/* Reads a SUSE release from /etc/os-release; the path is not used. A version without a dot has no service pack. The
+ * newline of the line stays at the end of the last part. Returns 0. */
 int sqloGetSuSERelease(const char *pPath, int severity, int bReport);
 
-/* Level check of the distribution found, against the level's minimums; no caller. MSG_DISTRIBUTION_MISMATCH is reported
- * when the run was given another distribution's name. 0 meets, also when no distribution was found; -1 does not, as on
- * a CENTOS or INSPUR host without a minimum for it (MSG_LEVEL_UNSUPPORTED). */
+/* Checks the release of the detected distribution against the minimums of the level. Reports MSG_DISTRIBUTION_MISMATCH
+ * when the run was given the name of another distribution. Returns 0 when it meets the minimums or no distribution was
+ * detected, else -1; CENTOS and INSPUR fail with MSG_LEVEL_UNSUPPORTED when the level has no minimum for them. No
+ * caller. */
 int sqloCheckLinuxDistributions(void);
 
-/* Does a release with its service pack meet the required ones? A null requirement is met, a missing service pack only
- * when none is required. 0, or -1 with an entry in the error list. Reports MSG_DISTRIBUTION_REQUIRED,
- * MSG_DISTRIBUTION_FOUND and, with bReport, MSG_VERSION_UNREADABLE for an unreadable release. The heading is the
- * caller's; the severity is not used. */
+/* Checks a release and its service pack against the required ones. Null requires nothing; a missing service pack passes
+ * only when none is required. Returns 0, or -1 with an entry. Reports MSG_DISTRIBUTION_REQUIRED, MSG_DISTRIBUTION_FOUND
+ * and, with bReport, MSG_VERSION_UNREADABLE for an unreadable release. The caller writes the heading. The severity is
+ * not used. */
 int sqloCheckSUSERHELRelease(const char *pRequiredVersion, const char *pRequiredSP, const char *pFoundVersion,
                              const char *pFoundSP, int severity, int bReport);
 
-/* Does the Ubuntu release in a file meet the required one? Sets isUbuntu14. 0 meets, -1 does not or cannot tell. A file
- * that cannot be opened (MSG_FILE_NOT_OPENED with bReport), or without a release while bReport is 0, closes the block
- * with MSG_CHECK_PASSED and still answers -1. Reports MSG_UBUNTU_FOUND, MSG_UBUNTU_REQUIRED, MSG_VERSION_UNREADABLE,
- * MSG_VERSION_SOURCE. The severity is not used. */
+/* Checks the Ubuntu release in a file against the required one. Sets isUbuntu14. Returns 0, or -1 when the release is
+ * too low or cannot be read. When the file cannot be opened (with bReport it reports MSG_FILE_NOT_OPENED), or bReport
+ * is 0 and the file has no release, it closes the block with MSG_CHECK_PASSED but still returns -1. Reports
+ * MSG_UBUNTU_FOUND, MSG_UBUNTU_REQUIRED, MSG_VERSION_UNREADABLE, MSG_VERSION_SOURCE. The severity is not used. */
 int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int severity, int bReport);
 
-/* Turns every letter into upper case in place. No caller. */
+/* Changes every letter of a text to upper case. No caller. */
 void strToUpper(char *pText);
 
-/* Reads the kernel's identification into name, which the next two read, and stores its level under OSVersion, OSRelease
- * and OSMinorRelease; a missing part leaves its tag alone. 0, or -1 when the system does not tell. */
+/* Reads the identification of the kernel into name, which the next two operations use, and stores the kernel level
+ * under OSVersion, OSRelease and OSMinorRelease. A missing part leaves its tag alone. Returns 0, or -1 when uname
+ * fails. */
 int sqloGetOSLevel(void);
 
-/* 1 on a supported 64-bit machine (x86_64, s390x, ppc64le), else 0. */
+/* 1 on a supported 64-bit machine (x86_64, s390x, ppc64le), else 0. Call sqloGetOSLevel before. */
 int sqloIsOS64bit(void);
 
-/* Does the kernel's level meet MinOSVersion, MinOSRelease, MinOSMinorRelease (0 when absent)? A whole check block with
- * MSG_KERNEL_REQUIRED, MSG_KERNEL_FOUND or MSG_KERNEL_LEVEL_MALFORMED. 0 meets, -1 does not. */
+/* Checks the kernel level against MinOSVersion, MinOSRelease and MinOSMinorRelease; a missing minimum is 0. Writes a
+ * whole block. Returns 0 or -1. Reports MSG_KERNEL_REQUIRED, MSG_KERNEL_FOUND, MSG_KERNEL_LEVEL_MALFORMED. */
 int sqloCheckOSLevel(void);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Software checks (sqloSoftware.cpp). The checks write a block to the report and their failures to the error list.
- * msgLevel is a Severity; with any other value a check fails at once, queries nothing and names no severity. emitErrors
- * is 1 when a package that is not installed is reported by a text of its own, not by MSG_REQUIREMENT_NOT_MET. Package,
- * file, version and release texts may be null where said.
+ * Software checks (sqloSoftware.cpp). Each check writes a block to the report and its failures to the error list.
+ * Unless a comment says otherwise it returns 0 when it passes, else -1. msgLevel is a Severity; with any other value a
+ * check fails at once, asks nothing, and shows no severity. With emitErrors 1, a missing package is reported by a
+ * message of its own, not by MSG_REQUIREMENT_NOT_MET. Package, file, version and release may be null only where a
+ * comment says so.
  * ------------------------------------------------------------------------------------------------------------- */
 
-extern int kshntp;               // 1 from the first sqlocheckNtpChronyKsh on: see sqloCheckPackageLINUX
-extern int isNTP;                // 1 while the NTP package is being checked
-extern char szNTPMessages[1024]; // the failure of the NTP package, which does not go to the error list at once
+extern int kshntp;               // 1 after the first sqlocheckNtpChronyKsh: see sqloCheckPackageLINUX
+extern int isNTP;                // 1 while the NTP package is checked
+extern char szNTPMessages[1024]; // the failure of the NTP package, which may go to the error list later
 
-/* Is `strings` there? 0, or -1 with a text on standard error. Nothing goes to the report. */
+/* Checks that the tool `strings` exists. Returns 0, or -1 with a text on standard error. Writes no report. */
 int sqloCheckTools(void);
 
-/* Does the C++ runtime CPPLibName load (absent, it is the program itself, which does), and does the one that the
- * program uses hold the line CPPVersionString (absent, no line is)? 0, also when it is not mapped under its usual name
- * or cannot be looked into (MSG_STRINGS_FAILED); else -1. Reports MSG_TITLE_LIBSTDCXX, MSG_LIBSTDCXX_LOCATED,
- * MSG_LIBSTDCXX_REQUIRED, MSG_LIBSTDCXX_FOUND, MSG_LIBRARY_NOT_LOADED, MSG_MAPS_NOT_OPENED. */
+/* Checks that the C++ runtime CPPLibName can be loaded, and that the runtime which the program uses has the symbol
+ * version CPPVersionString. Without CPPLibName the first condition holds; without CPPVersionString the second one
+ * fails. The check passes when the runtime is not mapped under its usual name or its texts cannot be read
+ * (MSG_STRINGS_FAILED). Reports MSG_TITLE_LIBSTDCXX, MSG_LIBSTDCXX_LOCATED, MSG_LIBSTDCXX_REQUIRED,
+ * MSG_LIBSTDCXX_FOUND, MSG_LIBRARY_NOT_LOADED, MSG_MAPS_NOT_OPENED. */
 int sqloCheckLibStdCPlusPlus(void);
 
-/* Does libaio.so.1 load? 0 with MSG_LIBAIO_LOADED, or -1 with MSG_LOADER_ERROR and MSG_LIBAIO_MISSING. */
+/* Checks that libaio.so.1 can be loaded. Reports MSG_LIBAIO_LOADED, or MSG_LOADER_ERROR and MSG_LIBAIO_MISSING. */
 int sqloCheckLibAio(void);
 
-/* Does libnuma.so.1 load? 0 with MSG_LIBNUMA_LOADED, or -1 with MSG_LOADER_ERROR and MSG_LIBNUMA_MISSING. No caller. */
+/* Checks that libnuma.so.1 can be loaded. Reports MSG_LIBNUMA_LOADED, or MSG_LOADER_ERROR and MSG_LIBNUMA_MISSING. No
+ * caller. */
 int sqloCheckLibNuma(void);
 
-/* Is the C library that the program uses at least LibCVersion, LibCMajorRelease, LibCMinorRelease (0 when absent)? 0,
- * also when no mapped file tells a level; else -1, also when a file's texts cannot be read, as when strings times out.
- * Reports MSG_TITLE_GLIBC, MSG_GLIBC_LOCATED, MSG_GLIBC_REQUIRED,
- * MSG_GLIBC_FOUND, MSG_GLIBC_MAPS_NOT_OPENED, MSG_GLIBC_STRINGS_FAILED. */
+/* Checks the level of the C library that the program uses against LibCVersion, LibCMajorRelease and LibCMinorRelease; a
+ * missing minimum is 0. Passes when no mapped file holds a level. Fails when the texts of a file cannot be read, as
+ * when strings times out. Reports MSG_TITLE_GLIBC, MSG_GLIBC_LOCATED, MSG_GLIBC_REQUIRED, MSG_GLIBC_FOUND,
+ * MSG_GLIBC_MAPS_NOT_OPENED, MSG_GLIBC_STRINGS_FAILED. */
 int sqloCheckGlibC(void);
 
-/* Is there a 32-bit libpam? Always 0: a missing one is a warning, with MSG_LIBPAM_32BIT_MISSING in the report and the
- * error list. Leaves ldd's output in the capture file. */
+/* Looks for a 32-bit libpam. Always returns 0: a missing one is a warning, with MSG_LIBPAM_32BIT_MISSING in the report
+ * and the error list. Leaves the output of ldd in the capture file. */
 int sqloCheckLibPAM(void);
 
-/* Is a package, or the one that owns a file, installed, and is it at least minVersion and minRelease? Give packageID or
- * file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the running kernel; a
- * mismatch leaves two entries. While isNTP is set the failure goes to szNTPMessages instead of the error list. Once
- * kshntp is set, which nothing undoes, an equal version whose text sorts below the required one fails, and one that is
- * not numeric goes by its release; so the shells of later levels are judged otherwise than those of the first. 0 or -1.
- * Reports MSG_REQUIRED_WITH_RELEASE, MSG_PACKAGE_FOUND_RELEASE, MSG_VERSION_FOUND, MSG_PACKAGE_FOUND,
- * MSG_REQUIRED_VERSION, MSG_KERNEL_DEVEL_MATCHED, MSG_QUERY_KILLED, MSG_PACKAGE_NOT_INSTALLED, MSG_VERSION_UNREADABLE,
- * MSG_VERSION_SOURCE, MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN, MSG_KERNEL_DEVEL_UNMATCHED. */
+/* Checks that a package, or the package that owns a file, is installed and at least minVersion and minRelease. Give
+ * packageID or file or both; both minimums may be null. packageID "kernel-devel" without a minimum must match the
+ * running kernel; a mismatch adds two entries. While isNTP is 1, a failure goes to szNTPMessages, not to the error
+ * list. Once kshntp is 1, which nothing resets, two more rules hold: an equal version fails when its text sorts below
+ * the required one, and a version that is not numeric is judged by its release. So the shells of the first level are
+ * judged in another way than those of later levels. Reports MSG_REQUIRED_WITH_RELEASE, MSG_PACKAGE_FOUND_RELEASE,
+ * MSG_VERSION_FOUND, MSG_PACKAGE_FOUND, MSG_REQUIRED_VERSION, MSG_KERNEL_DEVEL_MATCHED, MSG_QUERY_KILLED,
+ * MSG_PACKAGE_NOT_INSTALLED, MSG_VERSION_UNREADABLE, MSG_VERSION_SOURCE, MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN,
+ * MSG_KERNEL_DEVEL_UNMATCHED. */
 int sqloCheckPackageLINUX(const char *packageID, const char *file, const char *minVersion, const char *minRelease,
                           int msgLevel, int emitErrors);
 
-/* The same, as a warning, for the package that owns a command, or a file of that name. Sets kshntp. -1 also when the
- * search for the command cannot be read (MSG_CAPTURE_NOT_READABLE). */
+/* The same, as a warning, for the package that owns a command, or a file of that name. Sets kshntp. Also returns -1
+ * when the answer about the command cannot be read (MSG_CAPTURE_NOT_READABLE). */
 int sqlocheckNtpChronyKsh(const char *file, const char *version, const char *release);
 
-/* Is a package of a group (its name is the title) installed for an architecture: b32Bit 1 32-bit, 0 x86_64, else
- * noarch? 0 or -1. Reports MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_IB_SUPPORT_MISSING, MSG_HPN_MISSING,
- * MSG_RDMA_IB_MISSING, MSG_COMMAND_NOT_RUN. */
+/* Checks that a package of a group is installed for an architecture: b32Bit 1 for 32-bit, 0 for x86_64, else noarch.
+ * The name of the group is the title. Reports MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_IB_SUPPORT_MISSING,
+ * MSG_HPN_MISSING, MSG_RDMA_IB_MISSING, MSG_COMMAND_NOT_RUN. */
 int sqloCheckHCAPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel, int emitErrors);
 
-/* The same for the package of a Mellanox library, whose file name is the title, with a text of its own when it is
- * missing. Asks verifyVMware first. */
+/* The same for the package of a Mellanox library. The file name of the library is the title, and a missing package is
+ * reported by a text of its own. Calls verifyVMware first. */
 int sqloCheckMellanoxPackageLINUX(const char *packageName, const char *rpmPkgName, int b32Bit, int msgLevel,
                                   int emitErrors);
 
-/* Is a package installed? 0 or -1, without a report but for a killed query (MSG_QUERY_KILLED). packageName is not
- * used. */
+/* 0 when a package is installed, else -1. Reports only MSG_QUERY_KILLED. packageName is not used. */
 int sqloCheckPackagePresenceLinux(const char *packageName, const char *rpmPkgName, int b32Bit);
 
-/* 0 when KVXMLNXOFED enables the Mellanox stack's validation and the stack is there, else -1. Reports
+/* 0 when KVXMLNXOFED enables the checks for the Mellanox stack and the stack is installed, else -1. Reports
  * MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN. */
 int sqloCheckMellanoxLINUX(void);
 
-/* Is the SCSI generic utilities package, or the one that owns a file, installed? Either may be null; the reservation
- * tool's own package is verified too. 0, or RC_SG_PACKAGE with the closing line as the entry. Reports
- * MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_PACKAGE_NOT_INSTALLED. No caller. */
+/* Checks that the package of the SCSI generic utilities, or the package that owns a file, is installed; either may be
+ * null. Also verifies the package of the reservation tool. Returns 0, or RC_SG_PACKAGE with the closing line as the
+ * entry. Reports MSG_PACKAGE_FOUND, MSG_QUERY_KILLED, MSG_PACKAGE_NOT_INSTALLED. No caller. */
 int sqloCheckSGPackageLINUX(const char *packageID, const char *file, int msgLevel, int emitErrors);
 
-/* Is SELinux disabled? 0, also without getenforce (nothing is reported then); -1 when it is not or cannot be told, and
- * the capture file then stays. Reports MSG_TITLE_SELINUX, MSG_SELINUX_STATE, MSG_COMMAND_KILLED,
+/* Checks that SELinux is disabled. Without getenforce it passes and reports nothing. When it fails, also because the
+ * state cannot be read, the capture file stays. Reports MSG_TITLE_SELINUX, MSG_SELINUX_STATE, MSG_COMMAND_KILLED,
  * MSG_CAPTURE_NOT_READABLE, MSG_SELINUX_UNREADABLE, MSG_SELINUX_ENABLED. */
 int sqloCheckSELinuxEnabled(void);
 
-/* What the adapter probe answers about a network name, as its exit code. */
+/* The answer of the adapter probe about a network name: its exit code. */
 enum AdapterAnswer {
-    ADAPTER_NO_ANSWER = 0, // like every number that is not listed
+    ADAPTER_NO_ANSWER = 0, // as is every number that is not listed here
     ADAPTER_INFINIBAND = 1,
     ADAPTER_NOT_CLUSTER_READY = 2,
     ADAPTER_10GE = 3,
@@ -726,113 +731,117 @@ enum AdapterAnswer {
     ADAPTER_PROBE_FAILED = 6,
 };
 
-/* Asks the adapter probe about szNetname and stores HCANetwork: "10GE", "InfiniBand" or "Undefined". 0, or -1 when the
- * probe says that it is undefined. */
+/* Asks the adapter probe about szNetname and stores "10GE", "InfiniBand" or "Undefined" under HCANetwork. Returns 0, or
+ * -1 when the probe answers ADAPTER_UNDEFINED. */
 int sqloCheckMHCA(void);
 
-/* Asks whether this is a VMware machine, by the raw status of the query: -1 on every host, but for 1 on the raw status
- * 1; never 0. The 32-bit rule of the Mellanox packages then always applies. */
+/* Asks whether this is a VMware machine, and compares the raw status of the query: it returns -1, or 1 for the raw
+ * status 1, but never 0. The rule for 32-bit Mellanox packages therefore always applies. */
 int verifyVMware(void);
 
-/* Does the cluster automation's own script pass? 0, also when there is no script (MSG_VEX_SCRIPT_MISSING); else -1, as
- * without bShareGrid. Reports MSG_VEX_SCRIPT_FAILED when it fails. Its section goes to the GUI report. No caller. */
+/* Runs the script of the cluster automation. Returns 0 when the script passes or does not exist
+ * (MSG_VEX_SCRIPT_MISSING); -1 when it fails (MSG_VEX_SCRIPT_FAILED) or bShareGrid is 0. Writes a section to the GUI
+ * report. No caller. */
 int checkprereqVEX(int msgLevel, int emitErrors);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Instance user and ports (sqloUserPorts.cpp). Each writes its block to the report and its errors to the error list
- * too: MSG_CHECK_HEADING, MSG_CHECK_PASSED or MSG_CHECK_FAILED, and the lines between.
+ * Instance user and ports (sqloUserPorts.cpp). Each check writes a block to the report, adds its errors to the error
+ * list, and returns 0 or -1.
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* Does the account meet an instance's rules: name and primary group of at most 8 characters, no shared group, shell
- * start-up files, with checkSqllib no "sqllib" in its home? 0 or -1. A user whom the password database does not list is
- * looked up through getent, whose files pseudo_user_*.out stay in the current directory; a name that cannot be part of
- * a file's name fails, and makes none. */
+/* Checks the account of an instance user: names of user and primary group with at most 8 characters, no shared group,
+ * shell start-up files, and with checkSqllib no "sqllib" in the home directory. Asks getent about a user whom the
+ * password database does not list; the files pseudo_user_*.out of getent stay in the current directory. A name that
+ * cannot be part of a file name fails, and no file is written. */
 int sqloValidateUserProfile(const char *usrname, int checkSqllib);
 
-/* Are the service port and, with fcmCheck, the nPartitions + 1 FCM ports from fcmStartPort on free, or registered under
- * the names that the service name, of at most 254 characters, gives them? 0 or -1. A number outside 1 to 65535 is an
- * error and is not looked up; the first such FCM port ends the FCM ports. With fewer than 0 partitions there is no FCM
- * port. */
+/* Checks the service port and, with fcmCheck, nPartitions + 1 FCM ports from fcmStartPort on. A port passes when the
+ * services database has neither its number nor its name, or has both as one entry. The names are made from svcName,
+ * which has at most 254 characters. A number outside 1 to 65535 is an error; such an FCM port ends the check of FCM
+ * ports. With fewer than 0 partitions there are no FCM ports. */
 int sqloValidatePorts(int svcPort, const char *svcName, int fcmCheck, int fcmStartPort, int nPartitions);
 
-/* Is the shell's umask at most the given one, as decimal numbers? 0 or -1; the closing line is then the error list's
- * entry. Reports MSG_REQUIRED_WITH_RELEASE, MSG_VERSION_FOUND. Its file, named after the temporary directory and the
- * process id, stays. */
+/* Checks that the umask of the shell is at most the given one; the masks are compared as decimal numbers. On failure
+ * the closing line is the entry. Reports MSG_REQUIRED_WITH_RELEASE, MSG_VERSION_FOUND. Its file, named after the
+ * temporary directory and the process id, stays. */
 int sqloValidateUmsk(const char *umask);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Network adapters and RDMA (sqloNetwork.cpp). A fault goes to the report, the error list and the GUI report unless
- * said otherwise, MSG_QUERY_KILLED and MSG_CAPTURE_NOT_READABLE to the report only; the sections are marked in the GUI
- * report.
+ * Network adapters and RDMA (sqloNetwork.cpp). A failure goes to the report, the error list and the GUI report, unless
+ * a comment says otherwise; MSG_QUERY_KILLED and MSG_CAPTURE_NOT_READABLE go to the report only. Markers surround the
+ * sections in the GUI report. Checks return 0 or -1.
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* Is the module option log_mtts_per_seg set to 7 where the distribution keeps it? 0, also on a distribution that has no
- * such file and, with no closing line, where the Mellanox stack sets it; else -1. Reports MSG_MODPROBE_OPTION_MISSING,
- * MSG_MODPROBE_OPTION_WRONG. */
+/* Checks that the module option log_mtts_per_seg is 7 in the file of the distribution. Passes on a distribution without
+ * such a file, and on a host whose Mellanox stack sets the option; then the block gets no closing line. Reports
+ * MSG_MODPROBE_OPTION_MISSING, MSG_MODPROBE_OPTION_WRONG. */
 int sqloValidateModProbe(void);
 
-/* Does the last line of a file that sets the option to 7 or to 3 set it to 7? Other settings are passed over, and lines
- * that begin with "#". 0 or -1. */
+/* 0 when the last line of a file that sets the option to 7 or to 3 sets it to 7, else -1. Ignores other settings, and
+ * lines that begin with "#". */
 int chkModProbeFile(const char *modprobe);
 
-/* The lines of a file (in pieces of 256 characters, the first megabyte) from the last to the first, each ending with a
- * line break, as a heap text that is the caller's; null, after "Error " on standard output, when it cannot be opened,
- * and when memory runs out. */
+/* Returns the lines of a file from the last to the first as a heap text, which the caller releases. Lines are read in
+ * pieces of 256 characters, and only in the first megabyte; each piece gets a newline. Returns null when memory runs
+ * out, or when the file cannot be opened; then it prints "Error " on standard output. */
 char *sqoFlipFile(const char *modprobe);
 
-/* Both texts in one heap text that is the caller's, as the arguments stay; null when memory runs out. */
+/* Returns both texts joined in a new heap text, which the caller releases, or null when memory runs out. */
 char *sqoConcat(const char *reversedFile, const char *currentLine);
 
-/* Is the distribution's RDMA service installed and enabled? 0 or -1. Reports MSG_SERVICE_INSTALLED,
+/* Checks that the RDMA service of the distribution is installed and enabled. Reports MSG_SERVICE_INSTALLED,
  * MSG_SERVICE_ENABLED, MSG_QUERY_KILLED, MSG_SERVICE_NOT_INSTALLED, MSG_SERVICE_NOT_ENABLED. */
 int sqloCheckForRDMAStatus(void);
 
 /* The same for the service of the Mellanox stack. */
 int sqloCheckForOpenibdStatus(void);
 
-/* Is a service switched on? 0, also when the service manager does not list it or cannot be asked; -1 when it is off, is
- * listed only in another letter case, or the query was killed. Reports MSG_SERVICE_ENABLED, MSG_QUERY_KILLED,
- * MSG_SERVICE_NOT_ENABLED. */
+/* Checks that a service is enabled. Passes when the service manager does not list the service or cannot be asked. Fails
+ * when the service is off, when it is listed only in other upper and lower case, and when the query was killed. Reports
+ * MSG_SERVICE_ENABLED, MSG_QUERY_KILLED, MSG_SERVICE_NOT_ENABLED. */
 int sqloCheckForOpenibdRDMAEnablement(const char *serviceName);
 
-/* Classifies every network name with the adapter probe; the last answer decides bNonIB, which an empty list leaves
- * alone. A failure is a warning; a name that is not on an adapter for the cluster (MSG_ADAPTER_NOT_CLUSTER_READY) fails
- * only without a uDAPL configuration file. A block that passed has no closing line. Reports MSG_ADAPTER_INFINIBAND,
- * MSG_ADAPTER_10GE, MSG_ADAPTER_OTHER, MSG_DAT_CONF_MISSING, MSG_ADAPTER_NOT_CLUSTER_READY, MSG_ADAPTER_UNDEFINED,
- * MSG_ADAPTER_PROBE_FAILED, MSG_RUNTIME_CHECK_FAILED. No caller. */
+/* Asks the adapter probe about every network name. The last answer sets bNonIB; an empty list leaves it alone. A
+ * failure is a warning. MSG_ADAPTER_NOT_CLUSTER_READY fails the check only without a uDAPL configuration file. A block
+ * that passed has no closing line. Reports MSG_ADAPTER_INFINIBAND, MSG_ADAPTER_10GE, MSG_ADAPTER_OTHER,
+ * MSG_DAT_CONF_MISSING, MSG_ADAPTER_NOT_CLUSTER_READY, MSG_ADAPTER_UNDEFINED, MSG_ADAPTER_PROBE_FAILED,
+ * MSG_RUNTIME_CHECK_FAILED. No caller. */
 void sqloValidateAdapter(void);
 
-/* Runs the connectivity tool of the current directory over an adapter list file, with the program placed on every host
- * meanwhile, and reports its log when it fails, as a warning. Of the tool's exit code the low seven bits count. Reports
- * MSG_UDAPL_TEST_STARTED, MSG_CAPTURE_NOT_READABLE, MSG_UDAPL_TEST_FAILED (report and error list). No caller. */
+/* Runs the connectivity tool of the current directory with an adapter list file. While the tool runs, the program is
+ * placed on every host. A failure is a warning that names the log of the tool. Only the low seven bits of the tool's
+ * exit code count. Reports MSG_UDAPL_TEST_STARTED, MSG_CAPTURE_NOT_READABLE, MSG_UDAPL_TEST_FAILED (report and error
+ * list). No caller. */
 void sqloValidateAdapterUsingRocmc(const char *adapterFile);
 
 /* ---------------------------------------------------------------------------------------------------------------
- * Cluster validation (sqloCluster.cpp). A fault goes to the report, the error list and the GUI report unless said
- * otherwise; the sections are marked in the GUI report. No option fills the lists.
+ * Cluster checks (sqloCluster.cpp). A failure goes to the report, the error list and the GUI report, unless a comment
+ * says otherwise. Markers surround the sections in the GUI report. Checks return 0 or -1. No option fills the lists, so
+ * all of these checks except that of free space are dormant.
  * ------------------------------------------------------------------------------------------------------------- */
 
 /* One host of the cluster. */
 struct hostInfo {
-    char hostName[255]; // field: as given, perhaps with its domain; only what stands before the first "." is compared
-    int isSSH;          // 1 while the host is believed reachable by remote shell
+    char hostName[255]; // field: the name as given, perhaps with its domain; only the part before the first "." is
+                        // compared
+    int isSSH;          // 1 when the host was reachable by remote shell at the last test
     hostInfo *next;
 };
 
-/* One instance user. UID and GID are set only when all is 1. */
+/* One instance user. */
 struct userInfo {
     char userName[255]; // field
     int UID;
     int GID;
-    int all; // 1 when UID and GID are expected, else only the user
+    int all; // 1 when UID and GID are set and must match, 0 when the user must only exist
     userInfo *next;
 };
 
-/* One shared disk. diskID is set only when all is 1. */
+/* One shared disk. */
 struct diskInfo {
     char diskName[255]; // field: device name or path
-    char diskID[255];   // field: expected identifier
-    int all;
+    char diskID[255];   // field: the expected identifier
+    int all;            // 1 when diskID is set and must match
     diskInfo *next;
 };
 
@@ -841,9 +850,9 @@ struct tbdiskInfo {
     char diskName[255]; // field
     char diskID[255];   // field
     char hostName[255]; // field
-    int scsitype;       // 1 exempts from the pair test
-    int isdevInfoOk;    // like diskID used by nobody
-    int reserveStatus;  // exit status of the pair test
+    int scsitype;       // 1: the pair test is not made
+    int isdevInfoOk;    // not used, as diskID
+    int reserveStatus;  // exit code of the pair test
     tbdiskInfo *next;
 };
 
@@ -853,16 +862,16 @@ struct netNames {
     netNames *next;
 };
 
-/* One name that /etc/hosts has to map. */
+/* One name that /etc/hosts must map. */
 struct etcHost {
     char Name[255];      // field
-    char ipAddress[255]; // field: of the line that claimed the name
-    int verify;          // 1 once a line has
+    char ipAddress[255]; // field: the address of the line that claimed the name
+    int verify;          // 1 once a line has claimed the name
     etcHost *next;
 };
 typedef etcHost etcInfo;
 
-/* The lists, each walked from the entry added last. preqtbDiskInfo is filled by nobody. */
+/* The lists; the entry that was added last comes first. Nothing fills preqtbDiskInfo. */
 extern hostInfo *preqHostInfo;
 extern userInfo *preqUserInfo;
 extern diskInfo *preqDiskInfo;
@@ -870,98 +879,102 @@ extern tbdiskInfo *preqtbDiskInfo;
 extern netNames *preqNetNames;
 extern etcInfo *preqEtcInfo;
 
-/* Each adds one entry at the front of its list. RC_OK, RC_FAILED for a null name, RC_NO_MEMORY. A null diskID is stored
- * as an empty one. No caller. */
+/* Each adds an entry at the front of its list. They return RC_OK, RC_FAILED for a null name, or RC_NO_MEMORY. A null
+ * diskID is stored as an empty text. No caller. */
 int updateHostList(const char *hostName);
 int updateUserList(const char *userName, int UID, int GID, int all);
 int updateDiskList(const char *diskName, const char *diskID, int all);
 int updateNetNames(const char *netName);
 
-/* The remote shell and the remote copy command: the product's own where they are configured, which is looked up on
- * every call, else ssh and scp. */
+/* The remote shell and the remote copy command: the product's own if the configuration file names them, else ssh and
+ * scp. Every call reads that file. */
 const char *getSSHCmd(void);
 const char *getSCPCmd(void);
 
-/* Does every network name answer a ping? 0 or -1, as a warning. Reports MSG_PING_ANSWERED, MSG_PING_UNANSWERED. */
+/* Checks that every network name answers a ping. A failure is a warning. Reports MSG_PING_ANSWERED,
+ * MSG_PING_UNANSWERED. */
 int checkPingTest(void);
 
-/* Is every host reachable by the product's own remote shell, or else by ssh? 0 or -1. Sets isSSH. Its own shell writes
- * no message for a host; when it reaches all, a line is added to its configuration file, if there is one. */
+/* Checks that every host is reachable by the product's own remote shell, or else by ssh. Sets isSSH. The test of the
+ * product's own shell reports no host. When that shell reaches all hosts, it adds a line to the configuration file, if
+ * the file exists. */
 int checkkvxSSHToAll(void);
 
-/* Is every host reachable by ssh? 0 or -1. Sets isSSH. Reports MSG_SSH_REACHABLE, MSG_SSH_UNREACHABLE. */
+/* Checks that every host is reachable by ssh. Sets isSSH. Reports MSG_SSH_REACHABLE, MSG_SSH_UNREACHABLE. */
 int checkSSHToAll(void);
 
-/* Packs the program and its companions and places them on every other host. A host that cannot be reached is reported
- * (MSG_SSH_PLACING_FAILED, report only) and marked. Where an archive or a list file that goes there is not our own,
- * nothing is copied, which a line on standard error tells; it counts as a copy that failed. 1 when done, -1 when a
- * command could not be run; the hosts behind that one stay as they were. */
+/* Packs the program and its companions and places them on every other host. A host that cannot be reached is marked and
+ * reported (MSG_SSH_PLACING_FAILED, report only). When somebody else may have planted an archive or list file, nothing
+ * is copied, standard error says so, and the copy counts as failed. Returns 1; or -1 when a command could not be run:
+ * the hosts after that one get nothing. */
 int placePrereqBinaries(void);
 
-/* Runs the program on every other host that is reachable and merges its reports. 0, or -1 when a run failed or a fetch
- * could not be run. Reports MSG_REMOTE_RUN_HEADING. */
+/* Runs the program on every other reachable host and merges its reports. Returns 0, or -1 when a run failed or a report
+ * could not be fetched. Reports MSG_REMOTE_RUN_HEADING. */
 int runPrereqBinaries(void);
 
-/* Removes what was placed, here with the list files too, and there; what is not our own here stays. 0, or -1 when a
- * removal could not be run; when that is the one here, the other hosts are left alone. */
+/* Removes the placed files on this host, with the list files, and on the other hosts. Files on this host that somebody
+ * else may have planted stay. Returns 0, or -1 when a removal could not be run; if that is the one on this host, the
+ * other hosts keep their files. */
 int removePrereqBinaries(void);
 
-/* Does every user exist here, with the expected UID and GID? 0 or -1. With bInstList what was found goes to
- * /tmp/il.txt; when that cannot be created no user is checked: -1. Reports MSG_USER_MISSING, MSG_USER_ID_MISMATCH. */
+/* Checks that every user exists on this host with the expected UID and GID. With bInstList it writes what it found to
+ * /tmp/il.txt; when it cannot create that file, it checks no user and fails. Reports MSG_USER_MISSING,
+ * MSG_USER_ID_MISMATCH. */
 int sqloValidateUsers(void);
 
-/* Is /etc/hosts, which stays open until the exit, consistent with the expected names? 0, or -1 with bEtchostError set
- * and without the closing marker. Reports MSG_ETC_HOSTS_ENTRY_MISSING, MSG_ETC_HOSTS_DUPLICATE (for a second name on a
- * line not in the error list), MSG_ETC_HOSTS_LOOPBACK; on standard error only MSG_ETC_HOSTS_NOT_OPENED. No caller.
- */
+/* Checks that /etc/hosts maps the expected names without contradictions. The file stays open until the exit. On failure
+ * it sets bEtchostError and does not write the closing marker. Reports MSG_ETC_HOSTS_ENTRY_MISSING,
+ * MSG_ETC_HOSTS_DUPLICATE (not in the error list for a second name on a line), MSG_ETC_HOSTS_LOOPBACK; and on standard
+ * error only MSG_ETC_HOSTS_NOT_OPENED. No caller. */
 int sqloValidateEtcHosts(void);
 
-/* Adds an expected name at the front unless its short name is known. The name is not null. RC_OK or RC_NO_MEMORY. Its
- * other fields are set by resetEtcHosts and by what is read. No caller. */
+/* Adds an expected name, which is not null, at the front of the list, unless its short name is already there. Sets no
+ * other member: call resetEtcHosts before the check. Returns RC_OK or RC_NO_MEMORY. No caller. */
 int updateEtcHostInfo(const char *hostNameorIP);
 
-/* Marks every expected name as not yet claimed. Always 0. */
+/* Marks every expected name as not yet claimed. Returns 0. */
 int resetEtcHosts(void);
 
-/* Was every expected name claimed? 0, or -1 with MSG_ETC_HOSTS_ENTRY_MISSING for each that was not. */
+/* Checks that every expected name was claimed. Reports MSG_ETC_HOSTS_ENTRY_MISSING for each that was not. */
 int checkMissingEntries(void);
 
-/* Is a name on a loopback line none of the expected ones? 0, or -1 with MSG_ETC_HOSTS_LOOPBACK. */
+/* Checks that a name on a loopback line is not an expected name. Reports MSG_ETC_HOSTS_LOOPBACK. */
 int checkLoopBack(const char *hostName);
 
-/* Has no earlier line claimed a name with this address? 0, or -1 with MSG_ETC_HOSTS_DUPLICATE. */
+/* Checks that no earlier line has claimed a name with this address. Reports MSG_ETC_HOSTS_DUPLICATE. */
 int checkIPAddress(const char *IPAddr);
 
-/* Claims the expected name that a line's name is, for the line's address. 1 when it is one, else 0; reports
- * MSG_ETC_HOSTS_DUPLICATE when it was claimed before. */
+/* Claims the expected name that a name on a line matches, for the address of the line. Returns 1 when there is such a
+ * name, else 0. Reports MSG_ETC_HOSTS_DUPLICATE when an earlier line has claimed it. */
 int checkHostName(const char *IPAddr, const char *hostName);
 
-/* Is there this much free space, in kilobytes, in the file system of a directory? 0 or -1. level is a Severity: a
- * shortage is an error (MSG_FREE_SPACE_SHORT), or a warning (MSG_FREE_SPACE_LOW) that does not go to the GUI report;
- * with any other level it is not reported. A df that fails shows only in the closing line. Reports MSG_FREE_SPACE_MET,
+/* Checks that the file system of a directory has so many kilobytes free. level is a Severity: a shortage is an error
+ * (MSG_FREE_SPACE_SHORT), or a warning (MSG_FREE_SPACE_LOW), which does not go to the GUI report. With any other level
+ * a shortage is not reported. When df fails, only the closing line shows it. Reports MSG_FREE_SPACE_MET,
  * MSG_CAPTURE_NOT_READABLE, MSG_COMMAND_NOT_RUN. */
 int sqloCheckFreeSpace(const char *dir, int reqdSpace, int level);
 
-/* Are all shared disks present, by name or by expected identifier? 0, or -1 when one is missing; a name that does not
- * begin with "/" fails only the report's closing line. With bDiskList what was found goes to /tmp/dl.txt. The capture
- * file stays, and open. A disk is examined again for as long as its lookup is killed. Reports
- * MSG_DISK_FOUND and MSG_DISK_NOT_FOUND, and in the report only MSG_CAPTURE_NOT_READABLE and MSG_COMMAND_NOT_RUN. */
+/* Checks that all shared disks exist, by name or by expected identifier. A name that does not begin with "/" fails the
+ * closing line, but not the result. With bDiskList it writes what it found to /tmp/dl.txt. The capture file stays, and
+ * stays open. A disk is examined again for as long as its lookup is killed. Reports MSG_DISK_FOUND,
+ * MSG_DISK_NOT_FOUND, and in the report only MSG_CAPTURE_NOT_READABLE and MSG_COMMAND_NOT_RUN. */
 int sqloValidateDisk(void);
 
-/* Can tbDiskName, off which a trailing "/" is cut, serve as tiebreaker: known everywhere by one identifier, with a
- * passed reservation test of each other host with this one, and of this one with its neighbour in the list? 0 or -1; a
- * failed test shows only in the closing line. Places the program on every host, and removes it once the pairs were
- * tested; runs the probe of the current directory. There is no marker in the GUI report. Reports
+/* Checks that tbDiskName can be the tiebreaker disk: every host knows it by one identifier, and the reservation test
+ * passes for each other host with this one and for this one with its neighbour in the list. A failed test shows only in
+ * the closing line. Cuts a "/" at the end of tbDiskName. Places the program on every host, and removes it after the
+ * tests; runs the probe of the current directory. Writes no marker to the GUI report. Reports
  * MSG_PACKAGE_NOT_INSTALLED, MSG_DISK_NOT_FOUND. */
 int sqloValidateTbDisk(void);
 
-/* Looks up a disk's identifier (bIsGetDevId 1, into pszDevId) or the name that an identifier has (into pszDevName),
- * here or on another host. The buffer that is filled holds at least 255 bytes. 0, also when the command fails or finds
- * nothing and the buffer stays untouched; -1 when it is killed or its output cannot be opened. A newline cuts the last
- * character of a given identifier. */
+/* Looks up the identifier of a disk (bIsGetDevId 1, result in pszDevId) or the disk with an identifier (0, result in
+ * pszDevName), on this or on another host. The buffer of the result has at least 255 bytes. Returns 0, also when the
+ * command fails or finds nothing; the buffer then keeps its text. Returns -1 when the command is killed or its output
+ * cannot be opened. When a given identifier holds a newline, its last character is cut. */
 int sqloGetDevNameOrID(const char *pszHostName, char *pszDevName, char *pszDevId, int bIsGetDevId, int bIsRemote);
 
-/* 1 when a disk's reservation policy is "no_reserve", else -1. No caller. */
+/* 1 when the reservation policy of a disk is "no_reserve", else -1. No caller. */
 int sqloGetSCSIType(const char *pszHostname, const char *pszTbDiskName, int isRemote);
 
 #endif
