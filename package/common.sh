@@ -1,4 +1,4 @@
-# What the scripts that make and check the packages have in common.
+# Functions for the scripts that make and check the packages.
 # shellcheck shell=bash
 
 die() {
@@ -6,7 +6,7 @@ die() {
     exit 1
 }
 
-# All that is printed from here on goes to a log, which is shown when the script fails, and what is said to the screen.
+# From here on all output goes to a log, which is shown when the script fails; `say` prints on the screen.
 keep_log() {
     exec 3>&1 4>&2 >"$1" 2>&1
     # shellcheck disable=SC2064 # the name, as it is now
@@ -17,7 +17,7 @@ say() {
     printf '%s\n' "$1" >&3
 }
 
-# Installs those of the packages that are missing.
+# Installs the packages that are missing.
 install_missing() {
     local missing=() package
     for package; do
@@ -28,14 +28,14 @@ install_missing() {
     env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "${missing[@]}"
 }
 
-# Prints code name and address of each Debian archive that apt uses.
+# Prints the code name and the address of each Debian archive that apt uses.
 # shellcheck disable=SC2016 # apt's own variables
 list_archives() {
     local format='$(ORIGIN) $(COMPONENT) $(CODENAME) $(REPO_URI)'
     apt-get indextargets --format "$format" 'Created-By: Packages' | sed -n 's|^Debian main \(.*[^/]\)/*$|\1|p' | sort -u
 }
 
-# Prints the first of apt's mirrors that has the release of Debian.
+# Prints the first mirror of apt that has a release of Debian.
 find_mirror() { # RELEASE
     local mirror
     [ -n "$(list_archives)" ] || apt-get update -q >&2
@@ -49,7 +49,7 @@ has_release() { # MIRROR RELEASE
     wget -q --spider --tries=2 --timeout=20 "$1/dists/$2/InRelease"
 }
 
-# Runs a command with mounts and processes of its own, so that an interrupted run leaves none.
+# Runs a command in namespaces of its own for mounts and processes, so that an interrupted run leaves none behind.
 isolated=
 isolated() {
     unshare --mount --pid --fork --kill-child --mount-proc -- "$@" &
@@ -68,9 +68,9 @@ in_system() { # DIRECTORY COMMAND...
         ${http_proxy:+http_proxy="$http_proxy"} sh -c 'mount -t proc proc /proc && exec "$@"' sh "${@:2}"
 }
 
-# Sets up a base system, unless the directory has one with these packages. Without a MIRROR it comes from one of apt's. Only
-# a whole system gets the name: what an interrupted run left is begun anew. The lists of apt stay: they hold the packages'
-# checksums.
+# Sets up a base system, unless the directory has one with these packages. An empty MIRROR means one of apt's. The system gets
+# its name only when it is complete, so the next run starts again after an interrupted one. The lists of apt stay, because
+# they hold the checksums of the packages.
 set_up_system() { # DIRECTORY RELEASE MIRROR COMPONENTS KEYRING PACKAGE...
     local new=$1.new mirror=$3 packages=("${@:6}")
     [ "$(cat "$1/set-up-with" 2>/dev/null)" != "${packages[*]}" ] || return 0

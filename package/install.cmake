@@ -1,12 +1,12 @@
-# What is installed: the program beside its texts, in a directory of its own, and in bin/ what starts it there. All
-# places are fixed below the prefix, because the starter looks for the program relative to itself.
+# What is installed: the program beside its catalogs, in a directory of its own, and a starter in bin/. All paths below the
+# prefix are fixed, because the starter finds the program by a path relative to its own.
 #
-# 1.0.0 had the program and a directory for each locale in lib/kvxprereq. Neither dpkg nor rpm makes such a directory a
-# link, so all of it lies one level deeper now.
+# 1.0.0 had the program and a directory for each locale in lib/kvxprereq. Neither dpkg nor rpm can replace such a directory by
+# a link, so everything is one directory deeper now.
 set(KVX_PRIVATE_DIR lib/kvxprereq/checker)
-set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask: who can write there can exchange the program
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # not by the umask: whoever can write there can replace the program
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # what installing needs and running from the build tree does not
+set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # files that only the installation needs
 
 install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})
 install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
@@ -14,21 +14,21 @@ install(FILES samples/KVXprereqs.xml CHANGES DESTINATION share/doc/kvxprereqchec
 install(DIRECTORY docs/examples DESTINATION share/doc/kvxprereqcheck USE_SOURCE_PERMISSIONS)
 file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
 install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
-# One file for all programs. zsh finds it in another directory on Debian; fish looks for one of each program's name.
+# zsh has one file for all programs, and looks for it in another directory on Debian. fish needs a file for each program.
 install(DIRECTORY completions/zsh/ DESTINATION share/zsh/site-functions)
 file(MAKE_DIRECTORY ${KVX_INSTALLED})
 file(CREATE_LINK ../site-functions/_kvxprereqcheck ${KVX_INSTALLED}/_kvxprereqcheck SYMBOLIC)
 install(FILES ${KVX_INSTALLED}/_kvxprereqcheck DESTINATION share/zsh/vendor-completions)
 install(DIRECTORY completions/fish/ DESTINATION share/fish/vendor_completions.d)
 
-# Ansible looks for collections there. The archives of other architectures are laid beside it by whoever needs them.
+# Ansible looks for collections there. Administrators put archives for other architectures into share/kvxprereq/archives.
 install(DIRECTORY ansible/collections DESTINATION share/ansible PATTERN "__pycache__" EXCLUDE)
 install(FILES package/archives.txt DESTINATION share/kvxprereq/archives RENAME README)
 
-# Each catalog once, and a link to it for each locale.
+# The directory holds each catalog once, and a link to it for each locale.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/locale DESTINATION ${KVX_PRIVATE_DIR})
 
-# Packages hold their manual pages compressed, without name and time in them, with the version in the footer.
+# The packages hold compressed manual pages with the version in the footer. gzip stores no name and no time.
 file(GLOB KVX_PAGE_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/man/*.[1-9])
 set(KVX_PAGES)
 foreach(source ${KVX_PAGE_SOURCES})
@@ -46,7 +46,7 @@ foreach(source ${KVX_PAGE_SOURCES})
     install(FILES ${compressed} DESTINATION share/man/man${section})
 endforeach()
 
-# Copyright and changes, as the distributions want them.
+# Copyright and changes, in the form that the distributions require.
 set(KVX_TEXTS_OF_PACKAGE ${KVX_INSTALLED}/copyright ${KVX_INSTALLED}/changelog.gz)
 add_custom_command(
     OUTPUT ${KVX_TEXTS_OF_PACKAGE} ${KVX_INSTALLED}/changelog.rpm

@@ -1,5 +1,5 @@
-# The packages that cpack, or the target `package`, makes: a .deb and an .rpm where their tools are, and an archive that
-# may be unpacked anywhere.
+# The packages that cpack, or the target `package`, makes: an archive that can be unpacked anywhere, and a .deb and an .rpm if
+# their tools are installed.
 set(CPACK_GENERATOR TGZ)
 find_program(KVX_DPKG_SHLIBDEPS dpkg-shlibdeps)
 find_program(KVX_RPMBUILD rpmbuild)
@@ -26,14 +26,15 @@ set(CPACK_STRIP_FILES TRUE)
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/package/directoryModes.cmake)
 set(CPACK_VERBATIM_VARIABLES TRUE)
 
-# The archive's name is that of its top directory, which must not hold the program's own name.
+# The archive and its top directory have one name, which must not hold the name of the program.
 string(TOLOWER kvxprereq-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR} CPACK_PACKAGE_FILE_NAME)
 set(CPACK_ARCHIVE_UID 0)
 set(CPACK_ARCHIVE_GID 0)
 
-# A package depends on what the program is linked with, no more: of tools and libraries that a host lacks the program has
-# to tell. Tools that every level's checks call are recommended. A release names the oldest C library that it is made for.
-set(KVX_OLDEST_LIBC "" CACHE STRING "Lowest level of the C library that the .deb asks for; found out where empty")
+# A package depends only on what the program is linked with: the program must run on a host that lacks tools and libraries, to
+# report them. The .deb recommends the tools that the checks of every level call. A release names the oldest C library that it
+# supports.
+set(KVX_OLDEST_LIBC "" CACHE STRING "Lowest C library level that the .deb requires; determined automatically when empty")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz) # the catalogs are equal files
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
@@ -58,13 +59,13 @@ set(CPACK_RPM_PACKAGE_SUMMARY "Check whether a host meets a database product's p
 set(CPACK_RPM_PACKAGE_DESCRIPTION "${CPACK_PACKAGE_DESCRIPTION}")
 set(CPACK_RPM_USER_BINARY_SPECFILE ${PROJECT_SOURCE_DIR}/package/kvxprereqcheck.spec.in)
 set(CPACK_RPM_CHANGELOG_FILE ${KVX_INSTALLED}/changelog.rpm)
-# Directories that every host has: the package does not own them. It owns those of the shells' completions, which other
-# packages own too, because a host may have none of these shells.
+# Every host has these directories, so the package does not own them. It does own the directories for completions, together
+# with other packages, because a host may have none of the shells.
 set(KVX_SHARED_DIRECTORIES share/doc share/man share/man/man1 share/man/man5)
 list(TRANSFORM KVX_SHARED_DIRECTORIES PREPEND /usr/ OUTPUT_VARIABLE CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION)
 list(JOIN KVX_SHARED_DIRECTORIES " " CPACK_KVX_SHARED_DIRECTORIES) # for kvxprereqcheck.spec.in
 
-# rpmbuild reads its directory's name as words of the shell and as macros.
+# rpmbuild reads the name of its directory as shell words and as macros.
 if(PROJECT_BINARY_DIR MATCHES [=[[][ "'`$\\(){}<>|&;*?!#%]]=])
     add_custom_target(package
         COMMAND ${CMAKE_COMMAND} -E echo "No packages here: this directory has blanks or characters of the shell or rpm in its name."

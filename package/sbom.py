@@ -1,8 +1,8 @@
-"""Writes what is in a release, and from what it was made, as SPDX 2.3 in JSON.
+"""Prints the contents of a release, and what it was made from, as SPDX 2.3 in JSON.
 
 sbom.py NAME VERSION COMMIT PROVENANCE PACKAGES TREE...: PACKAGES is the directory of the packages. A TREE is the
-unpacked archive of an architecture, in a directory named ARCHITECTURE/archive. Runs in the base system in which they were
-built, whose packages it asks for. All times are SOURCE_DATE_EPOCH. Prints the document.
+unpacked archive of an architecture, in a directory named ARCHITECTURE/archive. Runs in the base system in which the packages
+were built, and lists packages of that system. All times are SOURCE_DATE_EPOCH.
 """
 
 import datetime
@@ -17,7 +17,7 @@ import uuid
 HERE = os.path.dirname(os.path.abspath(__file__))
 UNKNOWN = "NOASSERTION"
 COMPILERS = {"x86_64": "", "s390x": "s390x-linux-gnu-", "ppc64le": "powerpc64le-linux-gnu-"}
-# What the linker takes code from, and what its licence is. Only companions contain parts of libstdc++.
+# The files that the linker takes code from, and their licences. Only companions contain parts of libstdc++.
 LINKED = {
     "libstdc++.a": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "libgcc.a": "GPL-3.0-or-later WITH GCC-exception-3.1",
@@ -46,7 +46,7 @@ def checksums(path, *algorithms):
 
 
 class Document:
-    """The parts of the document. Each is added once; adding it again only returns its identifier."""
+    """The parts of the document. A part that is added again is not repeated; its identifier is returned."""
 
     def __init__(self):
         self.packages, self.files, self.relationships = {}, {}, []
@@ -107,7 +107,7 @@ class Document:
 
 
 def owner_of(compiler, library):
-    """The Debian package that has a library of the compiler."""
+    """Returns the Debian package with a library of the compiler."""
     path = os.path.realpath(output_of(compiler, f"-print-file-name={library}"))
     return output_of("dpkg", "-S", path).partition(": ")[0]
 
@@ -122,7 +122,7 @@ def add_linked(document, architecture, program, is_companion, libc):
 
 
 def add_tree(document, tree, packages, libc):
-    """The files of an architecture, which all its packages contain."""
+    """Returns the files of an architecture; all its packages contain them."""
     architecture = os.path.basename(os.path.dirname(tree))
     for directory, subdirectories, names in os.walk(tree):
         subdirectories.sort()
