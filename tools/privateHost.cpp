@@ -1,5 +1,5 @@
-// How a private host is made: a mount namespace, a tmpfs in it, an overlay of `/` that writes into the tmpfs, the
-// kernel's file systems bound into that overlay, and chroot. Every mount goes with the last process of the namespace.
+// Makes private hosts: a mount namespace, a tmpfs in it, an overlay of `/` that writes to the tmpfs, the kernel's file
+// systems bound into that overlay, and chroot. Every mount vanishes with the last process of the namespace.
 #include "privateHost.h"
 
 #include <cerrno>
@@ -48,13 +48,13 @@ struct laidFile {
     std::string content; // of a link: what it points to
 };
 
-// Where a layer of the host stands in it, and the layer itself, opened: its own path is out of reach in the host.
+// A layer of the host: its path in the host, and an open descriptor, because its real path is out of reach in the host.
 struct writtenLayer {
     std::string place;
     int fd;
 };
 
-// What tells that a file is still the same.
+// The data by which an unchanged file is recognized.
 struct fileState {
     dev_t device;
     ino_t inode;
@@ -89,8 +89,9 @@ static laidFile readLayerEntry(const fs::path &layer, const fs::directory_entry 
     return file;
 }
 
-// The layers are read before anything is mounted and written again inside the host, where a link in a path cannot lead
-// out of it. As lower layers of the overlay they would be refused: they lie below `/`, which is a lower layer itself.
+// Reads the layers before anything is mounted. They are written again inside the host, where a link in a path cannot
+// lead out of it. The kernel would refuse them as lower layers of the overlay: they are below `/`, which is a lower
+// layer itself.
 static std::vector<laidFile> readLayers(const std::vector<std::string> &layers) {
     std::vector<laidFile> files;
     for (const std::string &layer : layers) {
@@ -129,8 +130,9 @@ static void layFiles(const privateHost &host, const std::vector<laidFile> &fromL
         layFile({path, fs::file_type::regular, content.rfind("#!", 0) == 0 ? 0755U : 0644U, content});
 }
 
-// In a chroot, as package builders have it, "/" may be a plain directory, which cannot be made private. Makes a copy of
-// what is mounted there the root; the copy lies over /proc, so that it belongs to this namespace.
+// Makes `/` a mount point. In a chroot, such as that of a package builder, `/` may be a plain directory, which cannot
+// be made private. So a copy of its mounts becomes the root; the copy is mounted over /proc, so that it belongs to this
+// namespace.
 static void makeRootMountPoint() {
     enum { CLONE_TREE = 1, RECURSIVE = 0x8000, FROM_DESCRIPTOR = 4 }; // the kernel's; older C libraries lack them
     const long tree = syscall(SYS_open_tree, AT_FDCWD, "/", CLONE_TREE | RECURSIVE);
@@ -162,7 +164,8 @@ static void enableLoopback() {
     close(fd);
 }
 
-// The scratch layer covers an existing directory, in this namespace only, so that none has to be made and removed.
+// Mounts the scratch layer over an existing directory, in this namespace only, so that no directory must be made and
+// removed.
 static std::string mountScratch(const std::vector<std::string> &binds) {
     for (const std::string place : {"/mnt", "/media", "/srv", "/opt", "/tmp"}) {
         bool bFree = fs::is_directory(place);
@@ -182,8 +185,8 @@ static void watchLayer(const std::string &dir, const std::string &place) {
     writtenLayers.push_back({place == "/" ? "" : place, fd});
 }
 
-// Lays an overlay of `dir` at the same path below scratch/root. The directory is entered and called ".", so that no
-// character of its path has a meaning in the mount options.
+// Mounts an overlay of `dir` at the same path below scratch/root. Enters the directory and names it ".", because
+// characters of its path could have a meaning in the mount options.
 static void overlayDirectory(const std::string &scratch, const std::string &dir) {
     static int number = 0;
     const std::string upper = scratch + "/upper" + std::to_string(number);
@@ -205,7 +208,7 @@ static void bindDirectory(const std::string &scratch, const std::string &dir) {
     must(mount(dir.c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr) == 0, "bind of " + dir);
 }
 
-// A run finds nothing of an earlier one, nor of anybody else's, in /tmp.
+// Makes /tmp empty, so that a run finds no files of an earlier run or of another user.
 static void emptyTmp(const std::string &scratch) {
     const std::string tmp = scratch + "/tmp";
     must(mkdir(tmp.c_str(), 0) == 0 && chmod(tmp.c_str(), 01777) == 0, tmp);
@@ -218,7 +221,8 @@ static bool isOnRootFileSystem(const std::string &dir) {
     return stat("/", &root) != 0 || stat(dir.c_str(), &st) != 0 || root.st_dev == st.st_dev;
 }
 
-// A directory that the machine has comes up into the layer with the first file that changes below it.
+// 1 for a directory that the machine has. The overlay copies it to the upper layer with the first change below it, so
+// it is not a change itself.
 static bool isMachineDirectory(const fs::directory_entry &entry) {
     return entry.symlink_status().type() == fs::file_type::directory &&
            lgetxattr(entry.path().c_str(), "trusted.overlay.origin", nullptr, 0) >= 0;
@@ -270,7 +274,7 @@ void enterPrivateHost(const privateHost &host) {
     emptyTmp(scratch);
     for (const std::string &bind : binds)
         host.bindsWritable ? bindDirectory(scratch, bind) : overlayDirectory(scratch, bind);
-    overlayDirectory(scratch, "/dev"); // a program that runs as root may well replace /dev/null
+    overlayDirectory(scratch, "/dev"); // a program that runs as root may replace /dev/null
     for (const std::string dir : {"/proc", "/sys", KVX_KEPT_DIRECTORY})
         if (!dir.empty())
             bindDirectory(scratch, dir);
@@ -298,7 +302,7 @@ std::set<std::string> filesChangedOnHost() {
     return changed;
 }
 
-// Runs `work` in a forked child. The child ends without the exit handlers of the process that it was copied from.
+// Runs `work` in a forked child, which does not run the exit handlers of its parent.
 static int runInChild(const std::function<int()> &work) {
     fflush(nullptr);
     const pid_t pid = fork();
@@ -326,7 +330,8 @@ int runOnHost(const privateHost &host, const std::function<int()> &work) {
     });
 }
 
-// Captures are files in memory: unlike a pipe they never fill up, and a process left behind cannot hold up the reader.
+// Opens a file in memory for the output of a program. Unlike a pipe it does not fill up, and the reader does not have
+// to wait for a process that was left behind.
 static int openCapture() {
     const int fd = memfd_create("capture", MFD_CLOEXEC);
     must(fd >= 0, "capture");
@@ -397,7 +402,7 @@ static int execProgram(const std::vector<std::string> &argv, const std::map<std:
     return cannotRunStatus;
 }
 
-// A fetched file travels to the waiting process as its path, its size and its content, the first two ended by a NUL.
+// Sends the fetched files to the waiting process: path, size and content of each, with a NUL after the first two.
 static void sendFiles(const std::vector<std::string> &patterns, int fd) {
     for (const std::string &pattern : patterns) {
         glob_t found = {};

@@ -1,8 +1,8 @@
-// Private hosts, for the tests and the examples: a child process that sees the machine's own files with others laid
-// over them, under a host name of its own, and whose writes go to a scratch layer that vanishes with it.
+// Private hosts, for the tests and the examples. A private host is a child process that sees the files of the machine
+// with others in front of them, may have a host name of its own, and writes to a scratch layer that vanishes with it.
 //
-// What the host changes never reaches the real machine, except through /proc, /sys, the devices and, when bindsWritable
-// is set, the bound directories. A private host needs root (or CAP_SYS_ADMIN).
+// Its changes do not reach the real machine, except through /proc, /sys, the devices and, with bindsWritable, the bound
+// directories. It needs root (or CAP_SYS_ADMIN).
 #ifndef PRIVATE_HOST_H
 #define PRIVATE_HOST_H
 
@@ -30,19 +30,20 @@ struct runResult {
     std::set<std::string> changed;            // filesChangedOnHost at the end, counted from behind `afterEnter`
 };
 
-// Whether this machine permits private hosts. `why` says why not. Tried once, in a child; later calls know the answer.
+// Whether this machine permits private hosts; if not, `why` gets the reason. The first call tries it in a child, later
+// calls return the same answer.
 bool privateHostsPermitted(std::string &why);
 
 // Turns the current process into a private host, at `/` and with umask 022. Only for a process that was forked for it.
-// What is below /tmp or on a file system other than that of `/`, /usr and /var is seen only with the help of `binds`.
-// The files in /etc that name the machine's distribution are gone unless a layer or `files` brings them; the one
-// that every distribution has, /etc/os-release, is the machine's own unless covered. The scratch layer has 4 GB,
-// which take memory only as they are written. Throws an exception that says why there is no private host.
+// The host sees files below /tmp, or on another file system than `/`, /usr and /var, only through `binds`. The files in
+// /etc that name the distribution are removed, unless a layer or `files` has them; only /etc/os-release, which every
+// distribution has, stays. The scratch layer has 4 GB, and uses memory only for what is written. Throws an exception
+// that says why there is no private host.
 void enterPrivateHost(const privateHost &host);
 
-// In a private host: the paths of all files, links and new directories that were made, written, removed or given
-// another owner or mode since the host was entered, or remembered anew. Bound directories count only while they are not
-// writable.
+// In a private host: the paths of all files, links and new directories that were made, written or removed, or got
+// another owner or mode, since the host was entered or its state was remembered again. Bound directories count only
+// when they are not writable.
 std::set<std::string> filesChangedOnHost();
 void rememberHost();
 
@@ -51,9 +52,9 @@ void rememberHost();
 int runOnHost(const privateHost &host, const std::function<int()> &work);
 
 // Runs a program in a private host, in directory `cwd`, with an empty standard input, and captures what it prints.
-// The environment is `env` over nothing but HOME, PATH (with /fakes first where the host has fake tools) and the
-// sanitizers' options. `fetch` names files, or patterns for them, to be read before the host vanishes; a directory is
-// fetched as an empty text. `afterEnter` runs first, in the host.
+// The environment holds HOME, PATH (with /fakes first when the host has fake tools), the options of the sanitizers, and
+// `env`. `fetch` names files, or patterns for them, that are read before the host vanishes; a directory gives an empty
+// text. `afterEnter` runs first, in the host.
 runResult runProgram(const privateHost &host, const std::vector<std::string> &argv,
                      const std::map<std::string, std::string> &env = {}, const std::string &cwd = "/",
                      const std::vector<std::string> &fetch = {}, const std::function<void()> &afterEnter = {});

@@ -1,9 +1,10 @@
-// run-cost [-n RUNS] -- LABEL COMMAND [ARG]... [-- LABEL COMMAND [ARG]...]...: what commands cost, as medians over some
-// runs, taken in turn, so that the machine's drift meets all of them alike. Their output is discarded. "@FILE" as a
-// command stands for a bare loop over the shell commands in FILE, each ended by a NUL. A line for each command tells
-// the wall time, the processor time of the process itself and that of what it ran (milliseconds), the first of these as
-// a share of the second, the peak memory of the process itself (kilobytes; of one more run, which is not timed), the
-// wall time as a multiple of the first command's, and the exit status.
+// run-cost [-n RUNS] -- LABEL COMMAND [ARG]... [-- LABEL COMMAND [ARG]...]...: measures what commands cost, as medians
+// of some runs. The commands run in turn, so that a change of the machine's speed affects all of them. Their output is
+// discarded. The command "@FILE" is a bare loop over the shell commands in FILE, each of which ends with a NUL. Prints
+// a line for each command: the wall time, the processor time of the process itself and that of its children
+// (milliseconds), the first of the latter two as a share of the second, the peak memory of the process itself
+// (kilobytes; measured in one more run, which is not timed), the wall time as a multiple of that of the first command,
+// and the exit status.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -85,8 +86,9 @@ static long peakMemory(pid_t pid) {
     return kilobytes;
 }
 
-// What wait4 tells of memory is the largest process of the whole tree. So the process is stopped where it is about to
-// exit, with its memory still in place, and asked for its own peak; the processes that it starts are left alone.
+// Measures the peak memory of a command. wait4 reports that of the largest process in the whole tree. So this stops the
+// process just before its exit, while it still has its memory, and reads its own peak. It leaves the children of the
+// process alone.
 static void runTraced(measuredCommand &command) {
     const pid_t pid = startCommand(command, true);
     int status;
@@ -114,7 +116,7 @@ static void printCost(const measuredCommand &command) {
            children > 0 ? 100 * own / children : 0, command.peak, of(&runCost::factor), command.status);
 }
 
-// The commands of the command line, each behind "--" and its label. None where the line is not so.
+// Reads the commands of the command line, each after "--" and its label. Returns none when the command line is wrong.
 static std::vector<measuredCommand> readCommands(char **argv) {
     std::vector<measuredCommand> commands;
     while (*argv != nullptr) {

@@ -1,5 +1,5 @@
-# Fish completion for kvxprereqcheck, kvxprereqlint and kvxprereqreport. Their options, with meanings and values, are read
-# from their help, so that they are those of the installed programs.
+# Fish completion for kvxprereqcheck, kvxprereqlint and kvxprereqreport. It reads their options, with meanings and values, from
+# their help, so that they are those of the installed programs.
 
 # The levels of the prerequisites file on the command line, else of the one in this directory.
 function __kvxprereq_levels
@@ -10,7 +10,7 @@ function __kvxprereq_levels
     kvxprereqlint --levels "$file" 2>/dev/null
 end
 
-# Adds an option. How its argument is completed is told by the argument's name in the help; a meaning such as
+# Adds an option. The name of its argument in the help decides how the argument is completed; a meaning such as
 # "table (default), json or html" lists the values.
 function __kvxprereq_option # PROGRAM DASHES NAME ARGUMENT MEANING
     set -l kind -l
