@@ -1,8 +1,8 @@
 """Prints the contents of a release, and what it was made from, as SPDX 2.3 in JSON.
 
 sbom.py NAME VERSION COMMIT PROVENANCE PACKAGES TREE...: PACKAGES is the directory of the packages. A TREE is the
-unpacked archive of an architecture, in a directory named ARCHITECTURE/archive. Runs in the base system in which the packages
-were built, and lists packages of that system. All times are SOURCE_DATE_EPOCH.
+unpacked archive of an architecture, in a directory named ARCHITECTURE/archive. Runs in the base system in which the
+packages were built, and lists packages of that system. All times are SOURCE_DATE_EPOCH.
 """
 
 import datetime

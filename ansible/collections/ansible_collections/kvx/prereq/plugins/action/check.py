@@ -1,4 +1,4 @@
-"""Checks one host in one trip: script and archive go through standard input, so nothing on the way expands a word."""
+"""Checks one host with one login. Script and archive go through standard input: nothing on the way expands them."""
 
 import base64
 import os
@@ -21,20 +21,20 @@ from ansible_collections.kvx.prereq.plugins.plugin_utils.variables import (
     read_for_host,
 )
 
-# The host keeps the limit itself; this is for a link that hangs.
+# The host enforces the time limit itself; this one is for a link that hangs.
 PATIENCE = 60
-# 16 MB in base64, and what a login prints
+# 16 MB in base64, and the output of the login
 LONGEST_ANSWER = 24 * 1024 * 1024
-# what the answer may take of the controller's memory while it arrives
+# how much memory of the controller the answer may use while it arrives
 MEMORY = 8 * LONGEST_ANSWER
 TICK = 0.25
-# dd reads no more than the script: what follows is the script's
+# dd reads the script only: the script reads the rest
 COMMAND = 'eval "$(dd bs=1 count={length} 2>/dev/null)"'
 LONGEST_ERRORS = 64 * 1024
 
 
 class NoAnswer(Exception):
-    """Why there is no status. What the host wrote to standard error may tell more."""
+    """Says why there is no status. The host's standard error may say more."""
 
     def __init__(self, reason, errors=""):
         super().__init__(reason)
@@ -42,22 +42,22 @@ class NoAnswer(Exception):
 
 
 class GivenUp(BaseException):
-    """Not an Exception: Ansible would take it for a failed connection and try again."""
+    """Is not an Exception, because Ansible would take one for a failed connection and try again."""
 
 
 def last_line(text):
-    """The fault: above it are banners and the way there, before it Ansible's own words."""
+    """Returns the reason in an error text. Before it are banners, ssh's own lines and Ansible's words."""
     lines = [line.strip() for line in str(text).splitlines() if line.strip()]
     return re.sub(r"^.*? (via|over) ssh: ", "", lines[-1]) if lines else ""
 
 
 def memory_at_most():
-    """Of this process so far, in bytes: Linux counts kilobytes."""
+    """Returns the peak memory of this process in bytes; Linux counts kilobytes."""
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
 
 
 def end_children():
-    """What Ansible started for the connection would wait for the host without end."""
+    """Ends the processes that Ansible started for the connection: they would wait for the host without end."""
     try:
         with open(f"/proc/self/task/{os.getpid()}/children", encoding="ascii") as file:
             children = file.read().split()
@@ -68,7 +68,7 @@ def end_children():
 
 
 class Limits:
-    """Gives up after so many seconds, or when the host sends more than an answer can be."""
+    """Gives up after so many seconds, or when the host sends more than an answer can have."""
 
     def __init__(self, seconds):
         self.seconds = seconds
@@ -95,7 +95,7 @@ class Limits:
 
 
 def answers(output, token):
-    """The values by their words; empty when the end is missing."""
+    """Returns the values of an answer by their words; nothing when the end is missing."""
     lines = [line[len(token) + 1 :] for line in output.splitlines() if line.startswith(token + " ")]
     if not lines or lines[-1] != "end":
         return {}
@@ -103,7 +103,7 @@ def answers(output, token):
 
 
 def row(said):
-    """What the host said, as files."""
+    """Returns the answer of the host as files."""
     try:
         files = {word: base64.b64decode(said.get(word, ""), validate=True) for word in ("report", "errors")}
     except ValueError as error:
@@ -116,7 +116,7 @@ def row(said):
 
 
 def would_run(machine, architectures, wanted):
-    """For check mode."""
+    """Says, for check mode, what would run."""
     if machine not in architectures:
         return f"nothing would run: no archive for architecture {machine}"
     command = shlex.join(["kvxprereqcheck", "-f", "KVXprereqs.xml", *program_words(wanted)])
@@ -125,7 +125,7 @@ def would_run(machine, architectures, wanted):
 
 
 class ActionModule(ActionBase):
-    """Writes the host's row; a host whose check failed does not fail here."""
+    """Writes the row of the host. A host whose check failed does not fail here."""
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
@@ -140,7 +140,7 @@ class ActionModule(ActionBase):
         return {**result, "changed": False, "msg": files.get("reason", b"answered").decode("utf-8", "replace")}
 
     def check(self, task_vars):
-        """The files of the row."""
+        """Returns the files of the row."""
         wanted = read_for_host(task_vars, load_options(self._loader), self._templar)
         with open(os.path.join(rows.run_directory(), "architectures"), encoding="ascii") as file:
             architectures = file.read()
@@ -180,7 +180,7 @@ class ActionModule(ActionBase):
         return said
 
     def execute(self, command, data):
-        """As Ansible does it, without what is longer than an answer can be."""
+        """Reads output as Ansible does, but gives up when it is longer than an answer can be."""
         connection_executes = self._connection.exec_command
 
         def bounded(*args, **kwargs):

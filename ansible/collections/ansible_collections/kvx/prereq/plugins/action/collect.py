@@ -14,11 +14,11 @@ REPORTS = {"html": "report.html", "json": "report.json", "junit": "report.xml"}
 
 
 class ProgramFailed(Exception):
-    """What kvxprereqreport says."""
+    """kvxprereqreport failed; the text is its message."""
 
 
 def add_missing_rows(hosts):
-    """Every host of the play has one."""
+    """Makes sure that every host of the play has a row."""
     for host in hosts:
         if not rows.is_there(host):
             rows.write(host, rows.without_answer("not asked: see what the play said about this host"))
@@ -35,7 +35,7 @@ def run_program(program, *options):
 
 
 def make_reports(program):
-    """Returns their directory."""
+    """Makes the reports. Returns their directory."""
     directory = os.path.join(rows.run_directory(), "reports")
     os.makedirs(directory, exist_ok=True)
     for report, name in REPORTS.items():
@@ -44,7 +44,7 @@ def make_reports(program):
 
 
 def results(path, hosts):
-    """The verdict on each host; nothing of it is a text that a host wrote."""
+    """Returns the result of each host. It holds no text that a host wrote."""
     with open(path, encoding="utf-8") as file:
         judged = {row["host"]: row for row in json.load(file)["hosts"]}
     found = {host: judged[rows.shown_name(host)] for host in hosts}
@@ -52,7 +52,7 @@ def results(path, hosts):
 
 
 def summary(verdicts):
-    """The hosts by result."""
+    """Returns the hosts by result."""
     found = {"passed": [], "warning": [], "failed": [], "unknown": []}
     for host, verdict in verdicts.items():
         found[verdict["result"]].append(host)
@@ -60,7 +60,7 @@ def summary(verdicts):
 
 
 def preview(hosts):
-    """What check mode found out, a line for each host."""
+    """Returns what check mode found out: a line for each host."""
     lines = []
     for host in hosts:
         with open(os.path.join(rows.hosts_directory(), rows.directory_name(host), "reason"), encoding="utf-8") as file:
@@ -69,12 +69,12 @@ def preview(hosts):
 
 
 def show(table):
-    """Standard output is for programs where Ansible writes JSON."""
+    """Shows the table; on standard error when Ansible writes JSON, because programs read standard output then."""
     Display().display(table, stderr="json" in constants.DEFAULT_STDOUT_CALLBACK)  # pylint: disable=no-member
 
 
 class ActionModule(ActionBase):
-    """The fact and the statistics are for what a playbook does next."""
+    """Collects the rows of all hosts. Sets a fact and statistics for the next tasks of a playbook."""
 
     BYPASS_HOST_LOOP = True
 
@@ -94,7 +94,7 @@ class ActionModule(ActionBase):
             return {**result, "failed": True, "msg": str(error)}
 
     def collect(self, hosts, settings):
-        """Writes the results, shows the table."""
+        """Writes the results and shows the table."""
         reports = make_reports(settings["program"])
         table = run_program(settings["program"])
         verdicts = results(os.path.join(reports, REPORTS["json"]), hosts)

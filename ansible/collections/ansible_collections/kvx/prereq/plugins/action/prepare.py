@@ -1,4 +1,4 @@
-"""Packs what is sent and locks the directory of the results, once for all hosts. Refuses what cannot work."""
+"""Packs the programs and locks the directory of the results, once for all hosts. Refuses values that cannot work."""
 
 import json
 import os
@@ -30,7 +30,7 @@ REFUSED = (
 
 
 def read_prerequisites(path):
-    """The file's bytes."""
+    """Returns the bytes of the prerequisites file."""
     if not path or os.path.isdir(path):
         raise WrongVariables("no prerequisites file; name the product's, as in -e prerequisites=KVXprereqs.xml")
     with open(path, "rb") as file:
@@ -38,8 +38,8 @@ def read_prerequisites(path):
 
 
 def default_archives():
-    """Directory of the archives, and that of the installed program, which is as good as an archive for this machine.
-    The collection lies in PREFIX/share/ansible/collections, or in a checkout; else the packages' prefix is taken."""
+    """Returns the directory of the archives, and that of the installed program, which serves as the archive for this
+    machine. The collection is in PREFIX/share/ansible/collections or in a checkout; else in the packages' prefix."""
     above = os.path.abspath(os.path.join(COLLECTION, *[os.pardir] * 5))
     if os.path.exists(os.path.join(above, "scripts", "make-packages")):
         return os.path.join(above, "build", "packages"), ""
@@ -48,7 +48,7 @@ def default_archives():
 
 
 def find_archives(directory):
-    """Path by architecture."""
+    """Returns the path of the archive for each architecture."""
     directory, installed = (directory, "") if directory else default_archives()
     archives = parcel.archives_in(directory)
     if installed and os.path.exists(os.path.join(installed, parcel.PROGRAM)):
@@ -60,7 +60,7 @@ def find_archives(directory):
 
 
 def find_report_program(wanted, archives, directory):
-    """The program's path: it is unpacked where none is named. It runs here, before any host is asked."""
+    """Returns the path of kvxprereqreport; unpacks it if none is named. Tries it before any host is asked."""
     machine = os.uname().machine
     if wanted["prereqcheck_report_program"]:
         program = os.path.abspath(wanted["prereqcheck_report_program"])
@@ -77,19 +77,19 @@ def find_report_program(wanted, archives, directory):
 
 
 def save(name, content):
-    """Into the directory of the run."""
+    """Writes the archive into the directory of the run."""
     with open(os.path.join(rows.run_directory(), name), "wb") as file:
         file.write(content)
 
 
 class ActionModule(ActionBase):
-    """With the strategy "free" Ansible refuses an action that is there once for all hosts, as this one is."""
+    """Runs once for all hosts. With the strategy "free" Ansible refuses such an action."""
 
     BYPASS_HOST_LOOP = True
 
     def run(self, tmp=None, task_vars=None):
         result = super().run(tmp, task_vars)
-        use = self._task._uuid  # pylint: disable=protected-access # the same for all batches of a play
+        use = self._task._uuid  # pylint: disable=protected-access # it is the same for all batches of a play
         if not self.is_prepared(use):
             try:
                 self.prepare(use, task_vars)
@@ -98,12 +98,12 @@ class ActionModule(ActionBase):
         return {**result, "changed": False}
 
     def is_prepared(self, use):
-        """Whether an earlier batch did it."""
+        """Returns whether an earlier batch has done it."""
         settings = rows.read_settings()
         return bool(settings) and settings["use"] == use
 
     def prepare(self, use, task_vars):
-        """Makes the directory of the run anew."""
+        """Makes a new directory of the run."""
         wanted = read_on_controller(task_vars, load_options(self._loader), self._templar)
         directory = os.path.abspath(wanted["prereqcheck_output"])
         prerequisites = read_prerequisites(wanted["prereqcheck_prerequisites"])

@@ -1,5 +1,5 @@
-"""hold.py PID [DIRECTORY]...: keeps the lock, an inherited descriptor, until the process has ended. Then it removes the
-directories, made for the results, as far as they are still empty."""
+"""hold.py PID [DIRECTORY]...: keeps the lock, an inherited descriptor, until the process has ended. Then removes the
+directories, which were made for the results, if they are still empty."""
 
 import contextlib
 import os
@@ -9,7 +9,7 @@ import time
 
 
 def wait_for(process):
-    """Returns when the process has ended; on kernels before 5.3 it looks again and again."""
+    """Returns when the process has ended. On kernels before 5.3 it polls."""
     try:
         watched = select.poll()
         watched.register(os.pidfd_open(process), select.POLLIN)

@@ -1,4 +1,4 @@
-"""The directory of the results. No other user can make us write elsewhere: it is ours, and no link in it is followed."""
+"""The directory of the results. It is ours and no link in it is followed, so no other user can redirect our files."""
 
 import contextlib
 import fcntl
@@ -16,11 +16,11 @@ DIRECTORY = os.O_RDONLY | os.O_DIRECTORY | os.O_NOFOLLOW | os.O_CLOEXEC
 
 
 class Refused(Exception):
-    """Why the directory is not used."""
+    """Says why the directory is not used."""
 
 
 def make(path):
-    """Makes the directory where there is none, and returns what was made, the innermost first."""
+    """Makes the directory if it does not exist. Returns the directories that it made, the innermost first."""
     missing = []
     while not os.path.lexists(path):
         missing.append(path)
@@ -41,7 +41,7 @@ def refuse_others(path, status):
 
 
 def identity(status):
-    """The same for the same directory only, as long as it is locked."""
+    """Returns what identifies the directory as long as it is locked."""
     return [status.st_dev, status.st_ino]
 
 
@@ -58,7 +58,7 @@ def refuse_planted(path):
 
 @contextlib.contextmanager
 def opened(path):
-    """The directory's descriptor."""
+    """Opens the directory and returns its descriptor."""
     refuse_planted(path)
     try:
         descriptor = os.open(path, DIRECTORY)
@@ -74,7 +74,7 @@ def opened(path):
 
 
 def check(path):
-    """Refuses what cannot be used, and makes nothing."""
+    """Refuses a directory that cannot be used. Makes nothing."""
     refuse_planted(path)
     if os.path.lexists(path):
         with opened(path):
@@ -82,7 +82,7 @@ def check(path):
 
 
 def lock(path, run):
-    """Makes the directory and locks it for as long as the process of the run lives. Returns what tells it from others."""
+    """Makes the directory and locks it until the process of the run ends. Returns what identifies it."""
     refuse_planted(path)
     made = make(path)
     with opened(path) as descriptor:
@@ -115,7 +115,7 @@ def write(directory, name, source):
 
 @contextlib.contextmanager
 def subdirectory(directory, name):
-    """Opens a directory in another one, and makes it where there is none."""
+    """Opens a directory in another one; makes it if it does not exist."""
     with contextlib.suppress(FileExistsError):
         os.mkdir(name, 0o755, dir_fd=directory)
     descriptor = os.open(name, DIRECTORY, dir_fd=directory)
@@ -127,7 +127,7 @@ def subdirectory(directory, name):
 
 
 def empty(hosts):
-    """Removes the rows of an earlier run, and nothing else."""
+    """Removes the rows of an earlier run and nothing else."""
     for name in os.listdir(hosts):
         if not stat.S_ISDIR(os.stat(name, dir_fd=hosts, follow_symlinks=False).st_mode):
             continue
@@ -140,7 +140,7 @@ def empty(hosts):
 
 
 def replace(path, locked, rows, reports):
-    """Replaces what an earlier run wrote by the rows and the reports, directories of this run."""
+    """Replaces the results of an earlier run by the rows and the reports, which are directories of this run."""
     with opened(path) as output:
         if identity(os.fstat(output)) != locked:
             raise Refused(f"{path} is another directory than at the start of the run")

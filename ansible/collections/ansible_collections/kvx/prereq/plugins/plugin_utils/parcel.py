@@ -1,4 +1,4 @@
-"""Packs what is sent to the hosts, and unpacks kvxprereqreport for this machine."""
+"""Packs the programs for the hosts, and unpacks kvxprereqreport for this machine."""
 
 import glob
 import io
@@ -13,13 +13,13 @@ HERE = (REPORT_PROGRAM, "lib/kvxprereq/checker/locale/")
 
 
 def archives_in(directory):
-    """Path by architecture; of several versions the newest file."""
+    """Returns the path for each architecture; of several versions that of the newest file."""
     found = sorted(glob.glob(os.path.join(glob.escape(directory), "kvxprereq-*-linux-*.tar.gz")), key=os.path.getmtime)
     return {re.search(r"-linux-(\w+)\.tar\.gz$", path)[1]: path for path in found}
 
 
 def installed_files(prefix, names):
-    """The installed files that begin with one of the names, as of an archive."""
+    """Returns the installed files that begin with one of the names, in the form of an archive's files."""
     for found in names:
         top = os.path.join(prefix, found)
         inside = [os.path.join(place, name) for place, places, files in os.walk(top) for name in places + files]
@@ -33,8 +33,8 @@ def installed_files(prefix, names):
 
 
 def files_of(path, names):
-    """The archive's files and links that begin with one of the names: name without the top directory, mode, content. The
-    content of a link is None, its mode the name that it leads to. A path that is a directory is an installation."""
+    """Returns the files and links of an archive that begin with one of the names: name without the top directory, mode,
+    content. The content of a link is None, and its mode is its target. A directory as the path is an installation."""
     if os.path.isdir(path):
         yield from installed_files(path, names)
         return
@@ -48,8 +48,8 @@ def files_of(path, names):
 
 
 def pack(archives, prerequisites):
-    """A compressed archive with a directory for each architecture, and the prerequisites file. What is equal for several
-    architectures is a link but for the first. In the order of their names neighbours compress well."""
+    """Returns a compressed archive with a directory for each architecture, and the prerequisites file. A file that is
+    equal for several architectures is stored once, and as links. In the order of their names files compress well."""
     files = [("KVXprereqs.xml", 0o644, prerequisites)]
     for architecture, path in archives.items():
         files += ((f"{architecture}/{name}", mode, content) for name, mode, content in sorted(files_of(path, SENT)))
@@ -69,7 +69,7 @@ def pack(archives, prerequisites):
 
 
 def unpack_report_program(path, directory):
-    """Returns the program's path below the directory; empty when the archive has none."""
+    """Returns the path of the program below the directory; an empty one when the archive has none."""
     for name, mode, content in files_of(path, HERE):
         target = os.path.join(directory, name)
         os.makedirs(os.path.dirname(target), exist_ok=True)

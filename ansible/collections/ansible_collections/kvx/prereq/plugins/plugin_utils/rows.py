@@ -1,6 +1,6 @@
-"""What came of each host, as kvxprereqreport reads it: HOST/{report,status,errors,reason} in a directory of the run.
+"""The row of each host, as kvxprereqreport reads it: HOST/{report,status,errors,reason} in a directory of the run.
 
-The directory lies in Ansible's own temporary one, which nobody else can enter and which goes with the run."""
+That directory is in Ansible's own temporary one, which nobody else can enter and which is removed after the run."""
 
 import contextlib
 import hashlib
@@ -17,18 +17,18 @@ LONGEST_REASON = 1000
 
 
 def run_directory():
-    """The role's own in that of the run."""
+    """Returns the directory of the role in that of the run."""
     # pylint: disable-next=no-member # the settings are made when they are loaded
     return os.path.join(constants.DEFAULT_LOCAL_TMP, "prereqcheck")
 
 
 def hosts_directory():
-    """Where the rows are."""
+    """Returns the directory of the rows."""
     return os.path.join(run_directory(), "hosts")
 
 
 def directory_name(host):
-    """The host's name as one plain path component: everything else is percent-encoded, so that no two are the same."""
+    """Returns the name of a host as one path component. Other characters are percent-encoded: no two are equal."""
     encoded = re.sub(
         rb"[^A-Za-z0-9._-]|^[.]", lambda found: b"%%%02X" % found[0][0], host.encode("utf-8", "surrogateescape")
     ).decode("ascii")
@@ -38,12 +38,12 @@ def directory_name(host):
 
 
 def shown_name(host):
-    """The host's name as kvxprereqreport finds it."""
+    """Returns the name of a host from its path component, as kvxprereqreport does."""
     return urllib.parse.unquote(directory_name(host), errors="surrogateescape")
 
 
 def write(host, files):
-    """Replaces the row of a host by files, bytes by name. Fails when the run has ended: its directory is gone."""
+    """Replaces the row of a host by files (bytes by name). Fails after the end of the run: its directory is gone."""
     directory = os.path.join(hosts_directory(), directory_name(host))
     with contextlib.suppress(FileExistsError):
         os.mkdir(directory)
@@ -57,12 +57,12 @@ def write(host, files):
 
 
 def is_there(host):
-    """Whether the host has a row."""
+    """Returns whether a host has a row."""
     return os.path.isdir(os.path.join(hosts_directory(), directory_name(host)))
 
 
 def without_answer(reason, errors=""):
-    """A row of a host that has no status. The reason may be the host's own words."""
+    """Returns the row of a host without a status. The reason may be a text of the host."""
     shown = "".join(letter if letter.isprintable() else "?" for letter in reason[:LONGEST_REASON])
     return {
         "reason": shown.encode(),
@@ -71,7 +71,7 @@ def without_answer(reason, errors=""):
 
 
 def read_settings():
-    """What was prepared; nothing before that."""
+    """Returns what prepare.py has prepared; nothing before that."""
     try:
         with open(os.path.join(run_directory(), "settings"), encoding="utf-8") as file:
             return json.load(file)

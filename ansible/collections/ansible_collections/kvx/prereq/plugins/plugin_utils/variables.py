@@ -1,4 +1,4 @@
-"""The role's variables: what they are, who set them, and what they are as words of the program."""
+"""The variables of the role: their types, who has set them, and the options of the program that they become."""
 
 import os
 import re
@@ -18,16 +18,16 @@ LONGEST_TIME = 24 * 60 * 60
 
 
 class WrongVariables(Exception):
-    """The variables are not what the role can work with."""
+    """Says which variable has a value that the role cannot use."""
 
 
 def load_options(loader):
-    """Options of the role by name, as Ansible's validators take them."""
+    """Returns the options of the role by name, in the form for Ansible's validators."""
     return loader.load_from_file(os.path.join(ROLE, "meta", "argument_specs.yml"))["argument_specs"]["main"]["options"]
 
 
 def names_from_facts(task_vars, options):
-    """The variables whose value is what a host's facts say. The playbook knows the first one by a shorter name."""
+    """Returns the variables whose value comes from a host's facts. The playbook's name for the first one is shorter."""
     facts = task_vars.get("ansible_facts", {})
     return [
         name
@@ -37,8 +37,8 @@ def names_from_facts(task_vars, options):
 
 
 def without_facts(task_vars, options):
-    """The variables as they would be without the host's facts: facts hide the inventory's values, which other hosts
-    still show."""
+    """Returns the variables as they would be without the facts of the host. Facts hide the values of the inventory,
+    which other hosts still have."""
     variables = dict(task_vars)
     for name in names_from_facts(task_vars, options):
         del variables[name]
@@ -51,7 +51,7 @@ def without_facts(task_vars, options):
 
 
 def read_on_controller(task_vars, options, templar):
-    """Those variables that are the same for all hosts, as text."""
+    """Returns the variables that are the same for all hosts, as text."""
     templar.available_variables = variables = without_facts(task_vars, options)
     wanted = {}
     for name in ON_CONTROLLER:
@@ -67,7 +67,7 @@ def read_on_controller(task_vars, options, templar):
 
 
 def read_for_host(task_vars, options, templar):
-    """All other variables, of the types that the role declares."""
+    """Returns all other variables, with the types that the role declares."""
     from_facts = names_from_facts(task_vars, options)
     if from_facts:
         raise WrongVariables(f"{from_facts[0]} is set by the facts of the host")
@@ -82,7 +82,7 @@ def read_for_host(task_vars, options, templar):
 
 
 def evaluate(name, value, templar):
-    """The value of a variable; a fault in the words that are the same with every Ansible."""
+    """Returns the value of a variable. Its errors have the same words with every version of Ansible."""
     try:
         return templar.template(value)
     except AnsibleUndefinedVariable as error:
@@ -92,14 +92,14 @@ def evaluate(name, value, templar):
 
 
 def plain(messages):
-    """Wrong types without Ansible's own names of types, and without what follows from them."""
+    """Returns the messages about wrong types, without Ansible's own names of types and without follow-up errors."""
     types = [message for message in messages if " unable to convert to " in message]
     named = (re.sub(r" is of type .* unable to convert to (\w+):.*", r" is not of type \1", fault) for fault in types)
     return "; ".join(named) or "; ".join(messages)
 
 
 def check_values(wanted):
-    """What no type tells."""
+    """Refuses values that have the right type but cannot work."""
     if not 1 <= wanted["prereqcheck_time_limit"] <= LONGEST_TIME:
         raise WrongVariables(f"prereqcheck_time_limit must be from 1 to {LONGEST_TIME} seconds")
     if not wanted["prereqcheck_run_directory"].startswith("/"):
@@ -110,7 +110,7 @@ def check_values(wanted):
 
 
 def program_words(wanted):
-    """The role's variables as the program's command line."""
+    """Returns the variables of the role as options of the program."""
     instance = {name: value for name, value in (wanted["prereqcheck_instance"] or {}).items() if value is not None}
     switches = (
         ("-c", wanted["prereqcheck_client"]),

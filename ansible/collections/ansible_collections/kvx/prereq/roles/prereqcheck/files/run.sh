@@ -1,20 +1,21 @@
-# Runs the check on this host. Its words: TOKEN ARCHITECTURES RUN-DIRECTORY SECONDS LANGUAGE OPTION...
-# The rest of standard input is a compressed archive with a directory for each architecture. The answer is lines that begin
-# with TOKEN, so that nothing else that a login prints is taken for one: a word, its value; the last word is "end".
-# Everything lies in a directory of this run. It is removed before any output, so a cut connection leaves nothing behind.
+# Runs the check on this host. Arguments: TOKEN ARCHITECTURES RUN-DIRECTORY SECONDS LANGUAGE OPTION...
+# The rest of standard input is a compressed archive with a directory for each architecture. Each line of the answer
+# begins with TOKEN, so that other output of the login is not taken for an answer, and has a word and its value; the
+# last word is "end". All files are in a directory of this run. It is removed before any output, so a cut connection leaves
+# nothing behind.
 token=$1 architectures=$2 run=$3 limit=$4 language=$5
 shift 5
 PATH=$PATH:/usr/sbin:/sbin
 unset TAR_OPTIONS GZIP
 directory='' child='' why=''
-# what is answered at most: 16 MB
+# the answer has at most 16 MB
 longest_report=15728640 longest_errors=1048576
 
 answer() {
     printf '%s %s\n' "$token" "$*"
 }
 
-# Of the files that the program leaves in the temporary directory it keeps one on purpose, others when it is killed.
+# Removes the files that the program leaves in the temporary directory: one on purpose, others when it is killed.
 finish() {
     [ -n "$directory" ] || return 0
     temporary=${KVXTMPDIR:-/tmp}
@@ -55,7 +56,7 @@ unpack() {
         give_up "programs cannot be run in $run: it is mounted noexec; set prereqcheck_run_directory"
 }
 
-# The shell's process id becomes the program's, after which it names its files.
+# exec keeps the process id of the shell, so it is the one in the names of the program's files.
 check() {
     timeout -k 10 "$limit" sh -c 'echo $$ >id && exec "$@"' prereqcheck "$machine/bin/kvxprereqcheck" \
         -f KVXprereqs.xml -o report "$@" </dev/null >/dev/null 2>errors &
@@ -65,7 +66,7 @@ check() {
     child=''
 }
 
-# A program that was killed is one that hung only when the time is up.
+# A program that was killed timed out only if the time limit is over.
 judge() {
     seconds=$(($(date +%s) - started))
     case $status in
@@ -78,7 +79,7 @@ judge() {
     [ -n "$why" ] || [ "$status" -ne 0 ] || [ -s report ] || why="there is no report"
 }
 
-# Sets the variable of the file's name to its beginning in base64.
+# Sets the variable with the name of a file to the first BYTES of the file, in base64.
 read_file() { # read_file NAME BYTES
     [ -f "$1" ] || return 0
     eval "$1=\$(head -c \"\$2\" \"\$1\" | base64 -w 0)"
@@ -104,7 +105,7 @@ read_file report "$longest_report"
 read_file errors "$longest_errors"
 finish
 
-# A login may have left a line without its end.
+# The login may have printed a line without a newline: end it.
 echo
 if [ -n "$why" ]; then
     answer reason "$why"
