@@ -1,7 +1,7 @@
 # Runs the check on this host. Arguments: TOKEN ARCHITECTURES RUN-DIRECTORY SECONDS LANGUAGE OPTION...
 # The rest of standard input is a compressed archive with a directory for each architecture. Each line of the answer
-# begins with TOKEN, so that other output of the login is not taken for an answer, and has a word and its value; the
-# last word is "end". All files are in a directory of this run. It is removed before any output, so a cut connection leaves
+# begins with TOKEN, so that other output of the login is not taken for an answer, and has a word and its value. The last
+# word is "end". All files are in a directory of this run. It is removed before any output, so a cut connection leaves
 # nothing behind.
 token=$1 architectures=$2 run=$3 limit=$4 language=$5
 shift 5
