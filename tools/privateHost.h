@@ -14,13 +14,13 @@
 #include <vector>
 
 struct privateHost {
-    std::vector<std::string> layers;  // directories whose contents are laid over `/`; a later one covers an earlier one
-    std::string hostName;             // empty: the machine's own name
-    std::vector<std::string> binds;   // directories seen at the same path wherever they are: see enterPrivateHost
-    bool bindsWritable = false;       // writes below `binds` reach the real directories instead of the scratch layer
-    bool ownNetwork = false;          // a network namespace with nothing but an enabled loopback
-    std::vector<std::string> removed; // paths taken away, after the layers were laid
-    std::vector<std::pair<std::string, std::string>> files; // path and content, laid last; mode 0755 after "#!"
+    std::vector<std::string> layers; // directories whose contents cover those of `/`; a later one covers an earlier one
+    std::string hostName;            // empty: the machine's own name
+    std::vector<std::string> binds;  // directories seen at the same path wherever they are: see enterPrivateHost
+    bool bindsWritable = false;      // writes below `binds` reach the real directories instead of the scratch layer
+    bool ownNetwork = false;         // a network namespace with nothing but an enabled loopback
+    std::vector<std::string> removed;                       // paths that are removed after the layers are in place
+    std::vector<std::pair<std::string, std::string>> files; // path and content, written last; mode 0755 after "#!"
 };
 
 struct runResult {
