@@ -4,15 +4,15 @@
 #include "sqloPrereqCheck.h"
 
 #include <algorithm>
-#include <memory>
-#include <nl_types.h>
+#include <cstdint>
 #include <numeric>
 #include <stdexcept>
-#include <type_traits>
+
+#include "../common/files.h"
 
 namespace report {
 
-static constexpr int messageSet = 1;
+static constexpr uint32_t messageSet = 1;
 
 static bool isTitle(int message) {
     static constexpr std::array titles{MSG_TITLE_OS_LEVEL, MSG_TITLE_DISTRIBUTION, MSG_TITLE_LIBSTDCXX, MSG_TITLE_GLIBC,
@@ -43,18 +43,44 @@ static std::string_view lineOf(std::string_view text) {
     return text;
 }
 
-catalog::catalog(const std::string &path, const std::string &codeSetName) : ownCodeSet(codeSetName) {
-    const auto close = [](nl_catd one) { catclose(one); };
-    nl_catd opened = catopen(path.c_str(), NL_CAT_LOCALE);
-    if (opened == nl_catd(-1))
+// A number of four bytes in a catalog.
+static uint32_t numberAt(std::string_view bytes, size_t place, bool bLittleEndian) {
+    uint32_t number = 0;
+    for (size_t i = 0; i < 4; i++)
+        number = number << 8U | static_cast<unsigned char>(bytes[place + (bLittleEndian ? 3 - i : i)]);
+    return number;
+}
+
+// gencat writes three numbers (magic, width and depth of the table), the table as little-endian and then as big-endian
+// numbers, and the texts. An entry of the table has the set, counted from 2, the number of the text and its place. The
+// C library trusts the table of a torn file, and may read behind the file's end.
+std::map<int, std::string> readCatalog(const std::string &path, int first, int last) {
+    constexpr uint32_t magic = 0x960408DE;
+    constexpr size_t headSize = 12;
+    constexpr size_t entrySize = 12;
+    const std::string bytes = common::readFile(path);
+    const bool bHead = bytes.size() >= headSize;
+    const bool bLittleEndian = bHead && numberAt(bytes, 0, true) == magic;
+    if (!bLittleEndian && !(bHead && numberAt(bytes, 0, false) == magic))
         throw std::runtime_error("no message catalog: " + path);
-    const std::unique_ptr<std::remove_pointer_t<nl_catd>, decltype(close)> closing(opened, close);
-    for (int message = MSG_SEVERITY_WARNING; message <= MSG_VEX_SCRIPT_MISSING; message++) {
-        static const char *const pNone = "";
-        const char *pText = catgets(opened, messageSet, message, pNone);
-        if (pText != pNone && *pText != '\0')
-            texts.emplace(message, pText);
+    const uint64_t entries = uint64_t(numberAt(bytes, 4, bLittleEndian)) * numberAt(bytes, 8, bLittleEndian);
+    if (entries > (bytes.size() - headSize) / entrySize / 2)
+        throw std::runtime_error("torn message catalog: " + path);
+    const std::string_view strings = std::string_view(bytes).substr(headSize + entries * entrySize * 2);
+    std::map<int, std::string> texts;
+    for (size_t place = headSize; place < headSize + entries * entrySize; place += entrySize) {
+        const auto number = static_cast<int>(numberAt(bytes, place + 4, true));
+        const size_t start = numberAt(bytes, place + 8, true);
+        const size_t end = strings.find('\0', start);
+        if (numberAt(bytes, place, true) == messageSet + 1 && number >= first && number <= last && end > start &&
+            end != std::string_view::npos)
+            texts.emplace(number, strings.substr(start, end - start));
     }
+    return texts;
+}
+
+catalog::catalog(const std::string &path, const std::string &codeSetName)
+    : ownCodeSet(codeSetName), texts(readCatalog(path, MSG_SEVERITY_WARNING, MSG_VEX_SCRIPT_MISSING)) {
     for (const auto &[message, text] : texts)
         if (isLine(message))
             addPatterns(message);

@@ -12,6 +12,10 @@
 
 namespace report {
 
+// The texts of a catalog that have these numbers. One that is not whole in a torn file is left out. Throws when the
+// file is no catalog.
+std::map<int, std::string> readCatalog(const std::string &path, int first, int last);
+
 // A text that may stand in a line: literal parts with tokens between them.
 struct pattern {
     int message;                       // 0: a text of the program itself

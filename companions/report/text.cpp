@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "../common/utf8.h"
+#include "../common/words.h"
 
 namespace report {
 
@@ -54,10 +55,9 @@ codeSet::~codeSet() {
         iconv_close(converter);
 }
 
-bool codeSet::convert(std::string_view text, std::string &result) const {
-    if (isUtf8 || converter == iconv_t(-1))
-        return copyUtf8(text, result);
-    bool bValid = true;
+// Converts a text. Where the converter stops, `skip` gets the rest of the text and returns how many bytes to leave out.
+template <typename Skip>
+static void convertAll(iconv_t converter, std::string_view text, std::string &result, Skip skip) {
     iconv(converter, nullptr, nullptr, nullptr, nullptr);
     auto *pFrom = const_cast<char *>(text.data()); // iconv's interface; it does not write there
     size_t left = text.size();
@@ -68,11 +68,22 @@ bool codeSet::convert(std::string_view text, std::string &result) const {
         const bool bStopped = iconv(converter, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1) && errno != E2BIG;
         result.append(buffer.data(), buffer.size() - room);
         if (bStopped) {
-            result += escapedByte(*pFrom++);
-            left--;
-            bValid = false;
+            const size_t skipped = skip(std::string_view(pFrom, left));
+            pFrom += skipped;
+            left -= skipped;
         }
     }
+}
+
+bool codeSet::convert(std::string_view text, std::string &result) const {
+    if (isUtf8 || converter == iconv_t(-1))
+        return copyUtf8(text, result);
+    bool bValid = true;
+    convertAll(converter, text, result, [&](std::string_view left) {
+        result += escapedByte(left[0]);
+        bValid = false;
+        return size_t(1);
+    });
     return bValid;
 }
 
@@ -95,6 +106,36 @@ std::string codeSet::hostTextToUtf8(std::string_view text) const {
 bool codeSet::holds(std::string_view text) const {
     std::string ignored;
     return isAscii(text) || convert(text, ignored);
+}
+
+static bool isUtf8Name(const std::string &name) {
+    return common::sameLetters(name, "utf8") || common::sameLetters(name, "UTF-8");
+}
+
+encoder::encoder(const std::string &name) {
+    if (!isUtf8Name(name))
+        converter = iconv_open((iconvName(name) + "//TRANSLIT").c_str(), "UTF-8");
+}
+
+encoder::~encoder() {
+    if (converter != iconv_t(-1))
+        iconv_close(converter);
+}
+
+std::string encoder::encode(std::string_view text) const {
+    if (converter == iconv_t(-1) || isAscii(text))
+        return std::string(text);
+    std::string result;
+    convertAll(converter, text, result, [&](std::string_view left) {
+        result += '?';
+        return std::max<size_t>(utf8::characterLength(left), 1);
+    });
+    return result;
+}
+
+bool encoder::holds(std::string_view text) const {
+    const auto questionsIn = [](std::string_view one) { return std::count(one.begin(), one.end(), '?'); };
+    return questionsIn(encode(text)) == questionsIn(text);
 }
 
 // Characters that change the direction or the order of what follows, or cannot be seen at all.
@@ -153,25 +194,44 @@ size_t columns(std::string_view text) {
     return sum;
 }
 
+// Whether a line may begin with a character: one that is written without blanks between words, and no closing sign.
+// Hangul is written with blanks.
+static bool canBeginLine(char32_t code) {
+    static constexpr std::u32string_view closing = U"\u3001\u3002\u300b\u300d\u300f\u3011\u3015\u30fb\u30fc"
+                                                   U"\uff01\uff09\uff0c\uff0e\uff1a\uff1b\uff1f";
+    const bool bHangul = (code >= 0x1100 && code <= 0x115F) || (code >= 0xAC00 && code <= 0xD7A3);
+    return columnsOf(code) == 2 && !bHangul && closing.find(code) == std::u32string_view::npos;
+}
+
+static bool canEndLine(char32_t code) {
+    static constexpr std::u32string_view opening = U"([{\u300a\u300c\u300e\u3010\u3014\uff08";
+    return opening.find(code) == std::u32string_view::npos;
+}
+
 std::vector<std::string> wrap(std::string_view text, size_t width) {
     std::vector<std::string> lines;
     text = text.substr(0, text.find_last_not_of(' ') + 1);
     while (!text.empty()) {
-        size_t end = 0, taken = 0, blank = 0;
+        size_t end = 0;
+        size_t taken = 0;
+        size_t lastBreak = 0;
+        char32_t before = U' ';
         while (end < text.size()) {
             const size_t length = std::max<size_t>(utf8::characterLength(text.substr(end)), 1);
-            const size_t needed = columnsOf(utf8::decode(text.substr(end, length)));
-            if (text[end] == ' ')
-                blank = end;
-            if (taken + needed > width)
+            const char32_t code = utf8::decode(text.substr(end, length));
+            if (code == U' ' || (canBeginLine(code) && canEndLine(before)))
+                lastBreak = end;
+            if (taken + columnsOf(code) > width)
                 break;
-            taken += needed;
+            taken += columnsOf(code);
             end += length;
+            before = code;
         }
-        if (end < text.size() && blank > 0)
-            end = blank;
+        if (end < text.size() && lastBreak > 0)
+            end = lastBreak;
         end = std::max<size_t>(end, std::max<size_t>(utf8::characterLength(text), 1));
-        lines.emplace_back(text.substr(0, end));
+        const std::string_view line = text.substr(0, end);
+        lines.emplace_back(line.substr(0, line.find_last_not_of(' ') + 1));
         text = withoutLeadingBlanks(text.substr(end));
     }
     return lines;

@@ -34,6 +34,23 @@ private:
     bool isUtf8 = false;
 };
 
+// Writes UTF-8 texts in another code set. A character that it lacks is written in a plainer way, or as a question mark.
+class encoder {
+public:
+    // By a name that iconv knows or that a locale directory ends in. With any other name texts stay UTF-8.
+    explicit encoder(const std::string &name);
+    encoder(const encoder &) = delete;
+    encoder &operator=(const encoder &) = delete;
+    ~encoder();
+
+    std::string encode(std::string_view text) const;
+    // Whether the code set has all characters of a text, or plainer ones.
+    bool holds(std::string_view text) const;
+
+private:
+    iconv_t converter = iconv_t(-1);
+};
+
 // A UTF-8 text without what screens and XML do not bear: control characters and those that turn the direction of
 // writing show as \xNN and \uNNNN. Tabulators become blanks.
 std::string visible(std::string_view text);
@@ -41,7 +58,7 @@ std::string visible(std::string_view text);
 // The columns that a UTF-8 text takes on a screen.
 size_t columns(std::string_view text);
 
-// Breaks a text into lines of so many columns, at blanks where there are any.
+// Breaks a text into lines of so many columns: at blanks, and between Chinese and Japanese characters.
 std::vector<std::string> wrap(std::string_view text, size_t width);
 
 // A text without its leading blanks.
