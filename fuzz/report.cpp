@@ -143,7 +143,7 @@ static void checkCompared(const std::string &earlier, const host &one, const wai
         std::ostringstream table;
         checkJson(shown(jsonWriter(json), json, one, &made));
         checkMarkup(shown(htmlWriter(html, english()), html, one, &made), {"!DOCTYPE", "meta"});
-        shown(tableWriter(table, false, english()), table, one, &made);
+        shown(tableWriter(table, false, english(), encoder("utf8")), table, one, &made);
         for (const auto *pText : {&json, &html, &table})
             checkCharacters(pText->str());
     } catch (const std::runtime_error &error) {
@@ -177,7 +177,7 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char *pData, size_t size) {
     checkJson(shown(jsonWriter(json), json, one));
     checkMarkup(shown(junitWriter(junit), junit, one), {"?xml"});
     checkMarkup(shown(htmlWriter(html, english()), html, one), {"!DOCTYPE", "meta"});
-    checkCharacters(shown(tableWriter(table, false, english()), table, one));
+    checkCharacters(shown(tableWriter(table, false, english(), encoder("utf8")), table, one));
     for (const auto *pText : {&json, &junit, &html})
         checkCharacters(pText->str());
     checkReadBack(json.str(), one, given, known);

@@ -423,7 +423,8 @@ TEST(ReportReader, TakesACodeSetThatHoldsTheBytes) {
 typedef std::unique_ptr<report::writer> (*writerMaker)(std::ostream &);
 
 static std::unique_ptr<report::writer> plainTable(std::ostream &out) {
-    return report::tableWriter(out, false, report::english());
+    static const report::encoder utf8("utf8");
+    return report::tableWriter(out, false, report::english(), utf8);
 }
 
 static std::unique_ptr<report::writer> englishPage(std::ostream &out) {

@@ -184,7 +184,8 @@ private:
     }
 
     void showHead(const std::string &title) {
-        out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        out << "<!DOCTYPE html>\n<html lang=\"" << own.languageTag()
+            << "\">\n<head>\n<meta charset=\"utf-8\">\n"
                "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
                "<meta name=\"color-scheme\" content=\"light dark\">\n<title>"
             << escaped(title) << "</title>\n<style>" << pStyle << "</style>\n</head>\n<body>\n";
@@ -405,7 +406,8 @@ private:
     // The attribute for a text of a report that is in another language than the page.
     std::string languageIn(const host &one) const {
         const std::string language = languageOf(one);
-        return language.empty() || language == "en-US" ? "" : " lang=\"" + escaped(language) + "\"";
+        const bool bSame = (language + '-').rfind(own.languageTag() + '-', 0) == 0;
+        return language.empty() || bSame ? "" : " lang=\"" + escaped(language) + "\"";
     }
 
     void startFinding(const finding &now, const host &one, const std::string &id) {

@@ -1,6 +1,7 @@
 // kvxprereqreport: reads what kvxprereqcheck reported, on one host or on many, and shows it to programs or to people.
 #include "earlier.h"
 #include "input.h"
+#include "readerLanguage.h"
 #include "text.h"
 #include "waivers.h"
 #include "writers.h"
@@ -24,7 +25,8 @@ enum ExitStatus { exitGood = 0, exitFailed = 1, exitUnknown = 2 };
 
 const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|html] [--output=FILE]\n"
                            "           [--host=NAME] [--status=N] [--errors=FILE]\n"
-                           "           [--waivers=FILE] [--compare=FILE] [REPORT | DIRECTORY]\n"
+                           "           [--language=LANG] [--waivers=FILE] [--compare=FILE]\n"
+                           "           [REPORT | DIRECTORY]\n"
                            "\n"
                            "Shows what kvxprereqcheck reported. REPORT is the report of one host; without\n"
                            "it, or with -, standard input is read. DIRECTORY has a directory for each host,\n"
@@ -36,6 +38,8 @@ const char *const pUsage = "Usage: kvxprereqreport [--format=table|json|junit|ht
                            "  --host=NAME      name of the host of REPORT\n"
                            "  --status=N       exit status of kvxprereqcheck on that host\n"
                            "  --errors=FILE    what it wrote to standard error\n"
+                           "  --language=LANG  de, en, es, fr, it, ja, ko, pt_BR, zh_CN or zh_TW: language of\n"
+                           "                   table and page; else that of the environment\n"
                            "  --waivers=FILE   warnings that are accepted, a line each: HOST LEVEL CHECK\n"
                            "                   [text=PATTERN] [until=YYYY-MM-DD] REASON\n"
                            "  --compare=FILE   show what has changed since the run whose JSON is in FILE\n"
@@ -53,7 +57,7 @@ struct usageError : std::runtime_error {
 
 struct settings {
     std::string format = "table", output, input = "-";
-    std::optional<std::string> host, errors, waivers, compare;
+    std::optional<std::string> host, errors, language, waivers, compare;
     std::optional<int> status;
     const char *pInformation = nullptr; // to be printed, and nothing else
 };
@@ -161,14 +165,33 @@ private:
     std::ofstream stream;
 };
 
-std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out, bool bColour) {
+// The translation that --language names, or else the environment. English where the environment's language has none.
+std::string chooseTranslation(const settings &asked, const fs::path &catalogs) {
+    const std::string found = translationFor(asked.language.value_or(localeName("LC_MESSAGES")), catalogs);
+    if (asked.language && found.empty())
+        throw usageError("no such language: " + *asked.language + " (there are " + translationsIn(catalogs) + ")");
+    return found;
+}
+
+// The language and the code set of table and page.
+struct wording {
+    encoder codes;
+    messages texts;
+
+    wording(const settings &asked, const fs::path &catalogs)
+        : codes(asked.format == "table" ? codeSetOf(localeName("LC_CTYPE")) : "utf8"),
+          texts(openTranslation(chooseTranslation(asked, catalogs), catalogs, codes)) {
+    }
+};
+
+std::unique_ptr<writer> makeWriter(const std::string &format, std::ostream &out, bool bColour, const wording &own) {
     if (format == "json")
         return jsonWriter(out);
     if (format == "junit")
         return junitWriter(out);
     if (format == "html")
-        return htmlWriter(out, english());
-    return tableWriter(out, bColour, english());
+        return htmlWriter(out, own.texts);
+    return tableWriter(out, bColour, own.texts, own.codes);
 }
 
 // --- The run ---
@@ -234,15 +257,16 @@ void flushStandardOutput() {
 // The hosts are found before the output is made, which may lie among them.
 int run(const settings &asked) {
     const std::vector<hostPlace> places = isDirectory(asked.input) ? hostsIn(asked) : std::vector<hostPlace>();
+    const wording own(asked, localeDirectory());
     if (asked.output.empty()) {
         std::ios::sync_with_stdio(false);
         const bool bColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-        const int status = showHosts(asked, places, *makeWriter(asked.format, std::cout, bColour));
+        const int status = showHosts(asked, places, *makeWriter(asked.format, std::cout, bColour, own));
         flushStandardOutput();
         return status;
     }
     outputFile file(asked.output);
-    const int status = showHosts(asked, places, *makeWriter(asked.format, file.content(), false));
+    const int status = showHosts(asked, places, *makeWriter(asked.format, file.content(), false, own));
     file.finish();
     return status;
 }
@@ -260,12 +284,13 @@ std::string notEmpty(const char *pValue) {
 }
 
 settings readCommandLine(int argc, char **argv) {
-    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, WAIVERS, COMPARE, HELP, VERSION };
-    static const std::array<option, 10> options{{{"format", required_argument, nullptr, FORMAT},
+    enum { FORMAT = 1, OUTPUT, HOST, STATUS, ERRORS, LANGUAGE, WAIVERS, COMPARE, HELP, VERSION };
+    static const std::array<option, 11> options{{{"format", required_argument, nullptr, FORMAT},
                                                  {"output", required_argument, nullptr, OUTPUT},
                                                  {"host", required_argument, nullptr, HOST},
                                                  {"status", required_argument, nullptr, STATUS},
                                                  {"errors", required_argument, nullptr, ERRORS},
+                                                 {"language", required_argument, nullptr, LANGUAGE},
                                                  {"waivers", required_argument, nullptr, WAIVERS},
                                                  {"compare", required_argument, nullptr, COMPARE},
                                                  {"help", no_argument, nullptr, HELP},
@@ -279,6 +304,7 @@ settings readCommandLine(int argc, char **argv) {
         case OUTPUT: asked.output = notEmpty(optarg); break;
         case HOST: asked.host = notEmpty(optarg); break;
         case ERRORS: asked.errors = notEmpty(optarg); break;
+        case LANGUAGE: asked.language = notEmpty(optarg); break;
         case WAIVERS: asked.waivers = notEmpty(optarg); break;
         case COMPARE: asked.compare = notEmpty(optarg); break;
         case STATUS:

@@ -1,6 +1,10 @@
 #include "messages.h"
 
+#include "catalog.h"
+
 #include <array>
+#include <set>
+#include <stdexcept>
 
 namespace report {
 
@@ -245,6 +249,32 @@ size_t numberOf(Message one) {
 messages::messages() : texts(numberOf(rows.back().message) + 1) {
     for (const row &one : rows)
         texts[numberOf(one.message)] = one.pEnglish;
+}
+
+// The placeholders of a text: %1 to %9.
+static std::set<char> placeholdersOf(std::string_view text) {
+    std::set<char> found;
+    for (size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at + 1))
+        found.insert(at + 1 < text.size() ? text[at + 1] : '\0');
+    return found;
+}
+
+messages::messages(const std::string &tag, const std::string &catalog, const encoder &shownIn) : messages() {
+    const codeSet utf8("utf8");
+    std::map<int, std::string> translated;
+    try {
+        translated =
+            readCatalog(catalog, static_cast<int>(rows.front().message), static_cast<int>(rows.back().message));
+    } catch (const std::runtime_error &) {
+        return;
+    }
+    for (const auto &[number, text] : translated) {
+        std::string &own = texts[static_cast<size_t>(number)];
+        if (placeholdersOf(text) == placeholdersOf(own) && utf8.holds(text) && shownIn.holds(text)) {
+            own = text;
+            ownTag = tag;
+        }
+    }
 }
 
 std::string messages::text(Message one, const std::vector<std::string> &tokens) const {

@@ -2,14 +2,16 @@
 #ifndef KVX_REPORT_MESSAGES_H
 #define KVX_REPORT_MESSAGES_H
 
+#include "text.h"
+
 #include <string>
 #include <vector>
 
 namespace report {
 
-// The number of each text in the catalogs of the translations, with its tokens. A new text gets its English wording in
-// messages.cpp and goes, with name, tokens and number, into the English source of the catalogs. A number is never used
-// again for another text.
+// The number of each text in the catalogs, with its tokens. All that table and page say must be here, so that it can be
+// translated: a new text gets its English wording in messages.cpp, and goes with name, tokens and number into
+// locale/en_US.iso88591/kvxreport.msg. A number is never used again for another text.
 enum class Message {
     // How many hosts came to which result
     oneHostCounted = 101, // 1, failed, unknown, with warnings, passed
@@ -190,10 +192,21 @@ public:
     // English, which needs no catalog.
     messages();
 
+    // Those of a catalog. A text stays English where the catalog lacks it, where its placeholders are not those of the
+    // English one, or where the code set has no characters for it; so do all texts of a file that is no catalog.
+    // `tag` names the language, such as "pt-BR".
+    messages(const std::string &tag, const std::string &catalog, const encoder &shownIn);
+
     // A text with its tokens in the place of %1 to %9.
     std::string text(Message one, const std::vector<std::string> &tokens = {}) const;
 
+    // The tag of the language, or "en" where no text is in it.
+    const std::string &languageTag() const {
+        return ownTag;
+    }
+
 private:
+    std::string ownTag = "en";
     std::vector<std::string> texts; // by number
 };
 

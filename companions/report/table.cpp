@@ -45,8 +45,8 @@ Colour colourOf(HostResult result) {
 
 class tableOutput : public writer {
 public:
-    tableOutput(std::ostream &stream, bool bInColour, const messages &texts)
-        : out(stream), bColour(bInColour), own(texts), cellWidth(widest(passWords, {}) + 1),
+    tableOutput(std::ostream &stream, bool bInColour, const messages &texts, const encoder &writtenIn)
+        : target(stream), codes(writtenIn), bColour(bInColour), own(texts), cellWidth(widest(passWords, {}) + 1),
           resultWidth(widest(hostWords, {Message::tableResult}) + 1),
           indent(std::max(widest(checkWords, {Message::tableWaived}), widest(changeWords, {})) + 4) {
     }
@@ -74,6 +74,7 @@ public:
         if (levels.hidden > 0)
             showParagraph(hiddenOf(levels, own));
         showAdvice(adviceOf(all));
+        target << codes.encode(out.str());
     }
 
 private:
@@ -260,7 +261,9 @@ private:
             out << '\n';
     }
 
-    std::ostream &out;
+    std::ostream &target;
+    const encoder &codes;
+    std::ostringstream out; // in UTF-8
     bool bColour;
     const messages &own;
     size_t cellWidth;   // of a result of a pass, with a blank
@@ -272,8 +275,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own) {
-    return std::make_unique<tableOutput>(out, bColour, own);
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own, const encoder &codes) {
+    return std::make_unique<tableOutput>(out, bColour, own, codes);
 }
 
 } // namespace report

@@ -36,10 +36,10 @@ private:
 };
 
 // JSON and JUnit go out host by host, in English. A table and a page show the worst hosts first and wait for the last
-// one; their texts are kept by the caller.
+// one; the caller keeps their texts. A table is written in a code set, the others in UTF-8.
 std::unique_ptr<writer> jsonWriter(std::ostream &out);
 std::unique_ptr<writer> junitWriter(std::ostream &out);
-std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own);
+std::unique_ptr<writer> tableWriter(std::ostream &out, bool bColour, const messages &own, const encoder &codes);
 std::unique_ptr<writer> htmlWriter(std::ostream &out, const messages &own);
 
 } // namespace report

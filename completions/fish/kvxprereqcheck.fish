@@ -29,7 +29,7 @@ function __kvxprereq_option # PROGRAM DASHES NAME ARGUMENT MEANING
         case USER
             complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a '(__fish_complete_users)'
         case '*'
-            string match -qr '^[A-Za-z0-9]+(, [A-Za-z0-9]+)+$' -- $values; or set values
+            string match -qr '^[A-Za-z0-9_]+(, [A-Za-z0-9_]+)+$' -- $values; or set values
             complete -c $argv[1] $kind $argv[3] -d $argv[5] -x -a (string replace -a , '' -- "$values")
     end
 end
