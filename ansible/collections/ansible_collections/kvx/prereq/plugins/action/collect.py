@@ -25,21 +25,34 @@ def add_missing_rows(hosts):
 
 
 def run_program(program, *options):
-    """Runs kvxprereqreport on all rows."""
+    """Runs kvxprereqreport on all rows. Returns its output and its notes, which are about waivers."""
     command = [program, *options, rows.hosts_directory()]
-    done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, check=False)
-    if done.returncode not in (0, 1, 2) or done.stderr:
-        fault = done.stderr.decode("utf-8", "replace").strip() or f"status {done.returncode}"
-        raise ProgramFailed(f"{program}: {fault}")
-    return done.stdout.decode("utf-8", "replace")
+    directory = rows.earlier_directory()
+    done = subprocess.run(command, cwd=directory, stdin=subprocess.DEVNULL, capture_output=True, check=False)
+    notes = done.stderr.decode("utf-8", "replace").strip()
+    if done.returncode not in (0, 1, 2):
+        raise ProgramFailed(f"{program}: {notes or f'status {done.returncode}'}")
+    return done.stdout.decode("utf-8", "replace"), notes
 
 
-def make_reports(program):
-    """Makes the reports. Returns their directory."""
+def make_table(program, owners):
+    """Makes the table. Returns it with the notes."""
+    table, notes = run_program(program, *owners["waivers"], *owners["compare"])
+    if not table:
+        raise ProgramFailed(f"{program}: {notes}")
+    return table, notes
+
+
+def make_reports(program, owners, expected):
+    """Makes the reports. Returns their directory. Other notes than those of the table mean a failure."""
     directory = os.path.join(rows.run_directory(), "reports")
     os.makedirs(directory, exist_ok=True)
     for report, name in REPORTS.items():
-        run_program(program, f"--format={report}", f"--output={os.path.join(directory, name)}")
+        compare = [] if report == "junit" else owners["compare"] # it has no form for changes
+        output_option = f"--output={os.path.join(directory, name)}"
+        _, notes = run_program(program, f"--format={report}", output_option, *owners["waivers"], *compare)
+        if notes != expected:
+            raise ProgramFailed(f"{program}: {notes}")
     return directory
 
 
@@ -68,8 +81,10 @@ def preview(hosts):
     return "\n".join(lines) + "\n"
 
 
-def show(table):
+def show(table, notes=""):
     """Shows the table; on standard error when Ansible writes JSON, because programs read standard output then."""
+    for note in notes.splitlines():
+        Display().warning(note)
     Display().display(table, stderr="json" in constants.DEFAULT_STDOUT_CALLBACK)  # pylint: disable=no-member
 
 
@@ -95,10 +110,10 @@ class ActionModule(ActionBase):
 
     def collect(self, hosts, settings):
         """Writes the results and shows the table."""
-        reports = make_reports(settings["program"])
-        table = run_program(settings["program"])
+        table, notes = make_table(settings["program"], settings["owners"])
+        reports = make_reports(settings["program"], settings["owners"], notes)
         verdicts = results(os.path.join(reports, REPORTS["json"]), hosts)
-        show(table)
+        show(table, notes)
         path = settings["output"]
         output.replace(path, settings["locked"][path], rows.hosts_directory(), reports)
         return {

@@ -76,6 +76,25 @@ def find_report_program(wanted, archives, directory):
     return program
 
 
+def find_owners_files(wanted, program):
+    """The program's options for the files that the owner of the hosts gives. The program reads them before any host is
+    asked. The file of the earlier run is copied: this run may replace it."""
+    options = {"waivers": [], "compare": []}
+    if wanted["prereqcheck_waivers"]:
+        options["waivers"] = ["--waivers=" + os.path.abspath(wanted["prereqcheck_waivers"])]
+    os.makedirs(rows.earlier_directory())
+    if wanted["prereqcheck_compare"]:
+        shutil.copy(wanted["prereqcheck_compare"], rows.earlier_directory())
+        options["compare"] = ["--compare=" + os.path.basename(wanted["prereqcheck_compare"])]
+    command = [program, *options["waivers"], *options["compare"]]
+    done = subprocess.run(
+        command, cwd=rows.earlier_directory(), stdin=subprocess.DEVNULL, capture_output=True, check=False
+    )
+    if not done.stdout:
+        raise WrongVariables(done.stderr.decode("utf-8", "replace").strip())
+    return options
+
+
 def save(name, content):
     """Writes the archive into the directory of the run."""
     with open(os.path.join(rows.run_directory(), name), "wb") as file:
@@ -112,11 +131,12 @@ class ActionModule(ActionBase):
         shutil.rmtree(rows.run_directory(), ignore_errors=True)
         os.makedirs(rows.hosts_directory())
         program = find_report_program(wanted, archives, rows.run_directory())
+        owners = find_owners_files(wanted, program)
         save("parcel", parcel.pack(archives, prerequisites))
         save("architectures", " ".join(archives).encode())
         if self._task.check_mode:
             output.check(directory)
         elif directory not in locked:
             locked[directory] = output.lock(directory, os.getppid())
-        settings = {"use": use, "output": directory, "program": program, "locked": locked}
+        settings = {"use": use, "output": directory, "program": program, "owners": owners, "locked": locked}
         save("settings", json.dumps(settings).encode())

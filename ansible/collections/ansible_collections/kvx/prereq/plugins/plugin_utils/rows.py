@@ -27,6 +27,11 @@ def hosts_directory():
     return os.path.join(run_directory(), "hosts")
 
 
+def earlier_directory():
+    """Where the JSON of an earlier run is, if this one is compared with it."""
+    return os.path.join(run_directory(), "earlier")
+
+
 def directory_name(host):
     """Returns the name of a host as one path component. Other characters are percent-encoded: no two are equal."""
     encoded = re.sub(

@@ -13,6 +13,8 @@ ON_CONTROLLER = (
     "prereqcheck_archives",
     "prereqcheck_output",
     "prereqcheck_report_program",
+    "prereqcheck_waivers",
+    "prereqcheck_compare",
 )
 LONGEST_TIME = 24 * 60 * 60
 
