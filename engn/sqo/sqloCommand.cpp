@@ -196,7 +196,7 @@ static volatile sig_atomic_t commandId;     // process id of the running command
 static volatile sig_atomic_t commandTarget; // for kill: the command's own group (negative), or its process id alone
 
 /* Waits until a command and all processes of its group are gone, and reaps them: as process 1 of a container this
- * program is the parent of the group's orphans. Returns 0 when some are still there after the time. */
+ * program is the parent of the group's orphans. Returns 0 when some are still there after so many milliseconds. */
 static int waitForEnd(int id, int target, int milliseconds) {
     const int pause = 10;
     for (int waited = 0; waited <= milliseconds; waited += pause) {
@@ -209,8 +209,8 @@ static int waitForEnd(int id, int target, int milliseconds) {
     return 0;
 }
 
-/* Sends SIGTERM to a command, and SIGKILL when it is still there after the time. A stopped process handles SIGTERM only
- * after SIGCONT. */
+/* Sends SIGTERM to a command, and SIGKILL when it is still there after so many milliseconds. A stopped process handles
+ * SIGTERM only after SIGCONT. */
 static void stopCommand(int id, int target, int milliseconds) {
     kill(target, SIGTERM);
     kill(target, SIGCONT);

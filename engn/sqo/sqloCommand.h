@@ -112,7 +112,7 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) __attribute_
 
 /* Claims the name of the capture file and runs a command that writes into it. To claim it, the program removes a file
  * or link of that name, moves a directory aside, and creates the file anew. When that fails, standard error says so and
- * the command is not run (COMMAND_NOT_RUN), because it would write to a file that somebody else put there. When the
+ * the command is not run (COMMAND_NOT_RUN), because it could write to a file that somebody else puts there. When the
  * output may be truncated, the file is removed, and the result is COMMAND_NOT_RUN too, unless the command was killed.
  * After a time-out, or when somebody removed or replaced the file meanwhile, openCapture returns 0. */
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind = LOCAL_COMMAND);
