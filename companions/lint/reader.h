@@ -16,8 +16,8 @@ struct lineEffect {
     std::string text; // that was stored
 };
 
-// Reads level after level as a host would that no section is skipped on: the clustered pass is being made, and nothing
-// is known that a condition could test. There is one at a time: the program's table of values is its own.
+// Reads every section of every level: the clustered feature is on and no tag has a value, so every condition holds. Use
+// one at a time, because it uses the program's own table of values.
 class lineReader {
 public:
     lineReader();
