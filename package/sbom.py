@@ -23,6 +23,8 @@ LINKED = {
     "libgcc.a": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "Scrt1.o": "LGPL-2.1-or-later",
 }
+# The Debian packages of headers whose code is in a program, and their licences.
+HEADERS = {"kvxprereqreport": {"rapidjson-dev": "MIT"}}
 TOOLS = ("binutils", "cmake", "cmark-gfm", "cpio", "dpkg-dev", "libc-bin", "make", "mandoc", "rpm", "xz-utils")
 
 
@@ -135,6 +137,10 @@ def add_tree(document, tree, packages, libc):
                 document.relate(package, "CONTAINS", own)
             if is_program:
                 add_linked(document, architecture, own, name != "kvxprereqcheck", libc)
+                for headers, licence in HEADERS.get(name, {}).items():
+                    document.relate(
+                        own, "STATIC_LINK", document.add_debian_package(headers, licenseDeclared=licence)
+                    )
 
 
 def add_release(document, name, version, commit, directory, trees):
