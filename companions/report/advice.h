@@ -18,7 +18,8 @@ struct advice {
 
 constexpr std::array adviceDistributions{"RHEL", "SUSE", "Ubuntu"};
 
-// Advice on a line of a check that did not pass, on an entry or on a line of standard error; null where there is none.
+// Advice on a line of a check that did not pass, on an entry or on a line of standard error; null when we have no
+// advice.
 const advice *adviceOn(int message, std::string_view text);
 
 // Advice on a check; null where it passed.

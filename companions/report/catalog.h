@@ -1,4 +1,4 @@
-// A message catalog turned round: its texts are the patterns by which the lines of a report are read back.
+// A message catalog as a set of patterns: finds the message, and its tokens, that a line of a report was made from.
 #ifndef KVX_REPORT_CATALOG_H
 #define KVX_REPORT_CATALOG_H
 
@@ -12,11 +12,11 @@
 
 namespace report {
 
-// The texts of a catalog that have these numbers. One that is not whole in a torn file is left out. Throws when the
-// file is no catalog.
+// The texts of a catalog with these numbers. Leaves out a text that a damaged file truncates. Throws when the file is
+// not a catalog.
 std::map<int, std::string> readCatalog(const std::string &path, int first, int last);
 
-// A text that may stand in a line: literal parts with tokens between them.
+// A text that a line may be made from: literal parts with tokens between them.
 struct pattern {
     int message;                       // 0: a text of the program itself
     std::vector<std::string> literals; // one more than there are free tokens
@@ -25,12 +25,12 @@ struct pattern {
     size_t literalLength = 0;
 };
 
-// Whether a line that begins with this byte can be a pattern's.
+// Whether a line that begins with this byte can match a pattern.
 bool beginsWith(const pattern &one, char byte);
-// Whether a pattern's literal parts stand in a line in their order; each token takes as little as it can.
+// Whether a line has the literal parts of a pattern in their order. Each token takes as few bytes as it can.
 bool matches(const pattern &one, std::string_view line, std::vector<std::string_view> &tokens);
 
-// What a line was found to be.
+// The explanation of a line: its pattern and its tokens.
 struct explanation {
     const pattern *pPattern = nullptr;
     std::vector<std::string_view>
@@ -40,7 +40,7 @@ struct explanation {
 
 class catalog {
 public:
-    // Throws when the file is no catalog.
+    // Throws when the file is not a catalog.
     catalog(const std::string &path, const std::string &codeSetName);
 
     // Explains a line, without its leading blanks, by the text with the longest literal part. Nothing explains
@@ -52,14 +52,14 @@ public:
     const std::string &text(int message) const;
     // A message may have several: some of its tokens are one of a few words.
     std::vector<const pattern *> patternsOf(int message) const;
-    // The message that a check's title is, 0 when it is none.
+    // The message with the title of a check, or 0 when the title is not a message.
     int titleMessage(std::string_view title) const;
 
     const codeSet &encoding() const {
         return ownCodeSet;
     }
 
-    // What keeps reports from being read by this catalog, a sentence each.
+    // The reasons why reports cannot be read by this catalog, a sentence each.
     std::vector<std::string> faults() const;
 
 private:

@@ -159,7 +159,7 @@ void collector::addPass(Change kind, const pass *pBefore, const pass *pNow) {
     add(std::move(made), pNow != nullptr ? *pNow : *pBefore);
 }
 
-// The pass stands for those of its checks that passed.
+// The pass as a whole represents its checks that passed.
 void collector::addAll(Change kind, const pass &in) {
     const bool bCame = kind == Change::came;
     addPass(kind, bCame ? nullptr : &in, bCame ? &in : nullptr);

@@ -1,5 +1,5 @@
-// What lies where the reports of hosts are: files given by name, and the directories of a fetched set of hosts, whose
-// contents came from those hosts.
+// Reads the files with the reports of hosts: files given by name, and a directory with a directory for each host, whose
+// contents come from that host.
 #ifndef KVX_REPORT_INPUT_H
 #define KVX_REPORT_INPUT_H
 
@@ -17,17 +17,17 @@ using common::fileError;
 // A decimal number from 0 to 255, perhaps with blanks around it.
 std::optional<int> statusOf(std::string_view text);
 
-// What stands where a host's directory should.
+// A name in the place of a host's directory.
 struct hostPlace {
     std::filesystem::path path;
-    std::optional<std::string> fault; // why it cannot be one
+    std::optional<std::string> fault; // why it cannot be the directory of a host
 };
 
-// What a directory of hosts has, in the order of the names. Hidden names are no hosts. Nor are plain files, which go to
+// The hosts in a directory, in the order of their names. Ignores hidden names. Plain files are not hosts and go to
 // `others`.
 std::vector<hostPlace> placesIn(const std::filesystem::path &directory, std::vector<std::filesystem::path> &others);
 
-// Reads a host's files. What cannot be read becomes the reason why the host is unknown.
+// Reads the files of a host. When one cannot be read, that is the reason why the host is unknown.
 material fetchedFrom(const hostPlace &place);
 
 } // namespace report

@@ -32,7 +32,7 @@ void judgeUntitled(pass &one) {
             one.checks[0].result = CheckResult::error;
 }
 
-// An entry is as severe as the check that it stands in, and waived as it is. Of several checks the worst counts.
+// An entry has the severity of its check, and is waived when that is. If several checks have it, the worst counts.
 void findSeverities(pass &one) {
     struct severity {
         CheckResult result = CheckResult::passed;
@@ -69,9 +69,9 @@ bool hasOpenCheck(const pass &one) {
                        [](const check &now) { return now.result == CheckResult::open; });
 }
 
-// A bad verdict means errors, or warnings alone: these it means where each entry stands in a check with a warning, or
-// where the run ended well. One without its list was cut off. On standard error there are no checks: only the exit
-// status tells.
+// A bad verdict means errors, except in two cases, in which it means warnings alone: every entry belongs to a check
+// with a warning, or the exit status is 0. One without its list was cut off. Lines of standard error have no checks, so
+// only the exit status decides there.
 PassResult judgeBadVerdict(const pass &one, const std::optional<int> &status) {
     const auto end = one.entries.end() - (one.bTornEnd && !one.entries.empty() ? 1 : 0);
     const auto isWarning = [](const entry &now) { return now.severity == CheckResult::warning; };

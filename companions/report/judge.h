@@ -1,5 +1,5 @@
-// The judgement: of all that is seen on a host the worst counts. It is computed from what was read and from nothing
-// else, so that it can be made again when that changes.
+// Judges a host: the worst result on it counts. The judgement depends only on what was read, so it can be made again
+// after that changes.
 #ifndef KVX_REPORT_JUDGE_H
 #define KVX_REPORT_JUDGE_H
 
@@ -7,8 +7,8 @@
 
 namespace report {
 
-// Fills in the severity of entries, the results of passes and host, and the doubts. Passes that a later run of the same
-// level and kind replaces are removed.
+// Stores the severity of entries, the results of passes and host, and the doubts. Removes a pass when a later one has
+// the same level and kind.
 void judge(host &one);
 
 // The same for a host of an earlier run, of which only the checks, the lists and the results are left: warnings count

@@ -1,4 +1,4 @@
-// The languages in which reports can be written: which parts of a text are in one language, and in which.
+// Splits a text into the parts that are each in one language, and finds that language.
 #ifndef KVX_REPORT_LANGUAGES_H
 #define KVX_REPORT_LANGUAGES_H
 
@@ -15,7 +15,7 @@
 
 namespace report {
 
-// How a part of a report begins: a rule is torn where it has not all of its characters.
+// How a part of a report begins. A rule is torn when it lacks some of its characters.
 enum class Rule { none, whole, torn };
 
 struct language {
@@ -23,15 +23,15 @@ struct language {
     std::unique_ptr<catalog> texts;
 };
 
-// A part of a text that one run wrote, as far as the text tells.
+// A part of a text that one run seems to have written.
 struct piece {
     std::string_view text; // without the rule
     Rule rule = Rule::none;
     const language *pLanguage = nullptr; // null when no catalog explains any of its lines
 };
 
-// The catalogs of a locale directory, opened when the first text is split. Of those that are byte for byte the same one
-// is kept.
+// The catalogs of a locale directory. It opens them when it splits the first text, and keeps one of those with equal
+// bytes.
 class languages {
 public:
     explicit languages(std::filesystem::path directory);
@@ -67,7 +67,7 @@ private:
     std::unordered_map<std::string, std::vector<size_t>> weights;
 };
 
-// Takes the first line off a text. Neither its line break nor a carriage return in front of that belongs to it.
+// Takes the first line off a text, and returns it without its newline and without a carriage return before that.
 std::string_view nextLine(std::string_view &text);
 
 } // namespace report

@@ -27,7 +27,7 @@ static std::string keyOf(const std::optional<waiverNote> &note) {
     return note ? note->until.value_or("") + '\n' + note->reason : "";
 }
 
-// Whether an entry stands in no check of its pass.
+// Whether an entry belongs to no check of its pass.
 static bool standsAlone(const entry &one, const std::unordered_set<std::string_view> &lines) {
     return !one.severity && lines.count(one.text) == 0;
 }

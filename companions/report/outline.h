@@ -1,4 +1,4 @@
-// What people look for in reports: the worst first, each fault once.
+// The content for people, without layout: the worst first, each finding once.
 #ifndef KVX_REPORT_OUTLINE_H
 #define KVX_REPORT_OUTLINE_H
 
@@ -9,7 +9,7 @@
 
 namespace report {
 
-// A check with one result, in all passes where it came to that.
+// A check with one result, and all passes in which it has that result.
 struct finding {
     struct detail {
         std::string text;
@@ -54,7 +54,7 @@ std::string whereIs(const finding::detail &text, const finding &one, const host 
 // Why a host is unknown, and the meaning of its exit status.
 std::vector<std::string> notesOf(const host &one, const messages &own);
 
-// Whether only the exit status tells that a host failed: all that its report shows may be good.
+// Whether only the exit status says that a host failed: its report may be good.
 bool failedByStatusAlone(const host &one);
 
 // Why a host is unknown, in English: the reason that came with its report, or else the first doubt.

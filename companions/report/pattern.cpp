@@ -53,7 +53,7 @@ bool shellPattern::fits(const element &one, std::string_view character) {
     return one.kind == Kind::any || one.text == character;
 }
 
-// Only the last star that was met can have to take more: what stands in front of it matches already.
+// Only the last star can have to match more: the part before it already matches.
 bool shellPattern::matches(std::string_view text) const {
     size_t at = 0, next = 0, retry = 0;
     size_t behindStar = elements.size() + 1; // none met

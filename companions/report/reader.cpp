@@ -368,7 +368,7 @@ std::string textOf(std::string_view text, const piece &part) {
     return pFound != nullptr && !pFound->meaning.empty() ? pFound->meaning : encodingOf(part).hostTextToUtf8(text);
 }
 
-// Lines of standard error may stand in the report too, where both were written to one file.
+// The report may hold lines of standard error too, when both were written to one file.
 void findEvidence(const piece &part, bool bErrors, languages &known, host &one) {
     for (std::string_view left = part.text; !left.empty();) {
         const std::string_view text = withoutLeadingBlanks(nextLine(left));
@@ -394,7 +394,7 @@ bool isUntitled(const check &one) {
     return one.title.empty() && one.result == CheckResult::passed;
 }
 
-// Moves the lines that stand in no check of a pass.
+// Moves the lines of a pass that belong to no check.
 void takeOthers(pass &from, std::vector<std::string> &others) {
     for (const check &now : from.checks)
         if (isUntitled(now))

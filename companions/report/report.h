@@ -28,7 +28,7 @@ struct waiverNote {
 
 struct check {
     int titleMessage = 0; // 0: the title is no text of the catalog
-    std::string title;    // empty for lines that stand in front of the first check
+    std::string title;    // empty for lines before the first check
     CheckResult result = CheckResult::open;
     std::vector<line> lines; // those between heading and result, and those that follow the result
     std::optional<waiverNote> waived = std::nullopt; // only a warning is
@@ -36,25 +36,25 @@ struct check {
 
 struct entry {
     std::string text;
-    std::optional<CheckResult> severity; // of the check that it stands in
+    std::optional<CheckResult> severity; // that of its check
     int message = 0;                     // of its first line
-    bool bWaived = false;                // so is each check that it stands in
+    bool bWaived = false;                // every check with this entry is waived
 };
 
-// What the report itself says of a pass.
+// The verdict on a pass in the report.
 enum class Verdict { none, good, bad };
 
 // From good to bad.
 enum class PassResult { passed, warning, incomplete, failed };
 
 struct pass {
-    std::optional<std::string> level; // none where the report begins behind its name
+    std::optional<std::string> level; // none when the beginning of the report is missing
     std::optional<bool> clustered, client;
     std::optional<std::string> time;
     std::string language; // such as "de-DE"; empty when no catalog explains it
     Verdict verdict = Verdict::none;
     bool bBanner = false;     // the line that names level and kind at the start is there
-    bool bTornStart = false;  // the rule in front has not all of its characters
+    bool bTornStart = false;  // the rule before it lacks some of its characters
     bool bTornEnd = false;    // the last line has no line break, and no text explains it
     bool bFromErrors = false; // known from standard error alone, which has no checks
     std::vector<check> checks;
@@ -65,18 +65,18 @@ struct pass {
 // From good to bad.
 enum class HostResult { passed, warning, unknown, failed };
 
-// What lines outside of a pass tell, most of them on standard error.
+// What a line outside of a pass means. Most such lines are on standard error.
 enum class Evidence {
     stopped,    // a command took too long and was stopped
     notDone,    // something was not checked, or not written
     badVerdict, // on standard error: only the exit status tells whether an error is meant
-    unknownText // on standard error: a line that is none of the above and of no pass
+    unknownText // on standard error: any other line that belongs to no pass
 };
 
 struct host {
     std::string name;
     std::optional<int> status;
-    std::optional<std::string> reason; // given with the report: why it is not there
+    std::optional<std::string> reason; // why there is no report, as given with it
     std::optional<size_t> reportSize;  // none: there is no report
     std::vector<std::string> errors;
     std::vector<pass> passes;

@@ -1,4 +1,4 @@
-// Texts on their way from a host to a reader's eye: to UTF-8, and with nothing in them that a screen would obey.
+// Converts texts of hosts and catalogs to UTF-8, and makes them harmless for a screen.
 #ifndef KVX_REPORT_TEXT_H
 #define KVX_REPORT_TEXT_H
 
