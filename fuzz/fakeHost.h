@@ -1,4 +1,4 @@
-// The host that a fuzzed program sees: nothing real is run or touched, everything it answers comes from the input.
+// The host that a fuzzed program sees: it runs and touches nothing real, and takes every answer from the input.
 //
 // An input is two lines of words, and behind them the outputs of commands and the texts of files, in the order in which
 // they are read, with the byte 1e between; the last one stays. The first line begins with the decisions: one character
@@ -13,12 +13,12 @@
 
 #include "mustHold.h"
 
-// The program's calls are linked to these: the build wraps what stands as second in a line that begins with FAKE.
+// The linker replaces the program's calls by these functions; CMakeLists.txt lists their names.
 #define FAKE(RESULT, NAME, PARAMETERS, ANSWER)                                                                         \
     RESULT __wrap_##NAME PARAMETERS {                                                                                  \
         return ANSWER;                                                                                                 \
     }
-// A fuzzing or profiling library makes some of the calls too: what is not the program's goes to the real ones.
+// A fuzzing or profiling library makes some of these calls too: they go to the real functions.
 #define FAKE_OWN(RESULT, NAME, PARAMETERS, ARGUMENTS, OWN, ANSWER)                                                     \
     RESULT __real_##NAME PARAMETERS;                                                                                   \
     FAKE(RESULT, NAME, PARAMETERS, (OWN) ? (ANSWER) : __real_##NAME ARGUMENTS)
@@ -26,20 +26,20 @@
 extern std::string catalogText; // of every message
 
 void startRun(const std::string &input);
-// Checks what holds after any operation, which may leave so many files open to the exit, and forgets everything.
+// Checks the rules that hold after any operation, and resets everything. openAllowed files may still be open.
 void endRun(size_t openAllowed);
 
 char decision();
 const char *word(); // the next argument, null behind the last
 const std::string &output();
 
-// The command that is run has each word where it was composed to stand.
+// Checks that the shell reads each word of the command as the one word that was composed into it.
 void checkCommand(const char *pCommand);
 
 typedef std::vector<std::string> strings;
 strings inputsOf(const std::string &target);
 
-// Runs a target; false when there is none of that name.
+// Runs a target. Returns false if no target has that name.
 bool runTarget(const std::string &name, const std::string &input);
 
 #endif

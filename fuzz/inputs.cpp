@@ -1,4 +1,4 @@
-// The inputs of fuzz-replay: those of inputs.txt, and those made of the project's own files.
+// The inputs of fuzz-replay: those of inputs.txt, and others made of the project's files.
 #include "fakeHost.h"
 
 #include <fstream>
@@ -34,7 +34,7 @@ static string expanded(const string &line) {
     return all.append(rest, line.cend());
 }
 
-// The text that a line of inputs.txt stands for.
+// Decodes a line of inputs.txt.
 static string meaningOf(const string &line) {
     if (line == "--")
         return "\036";
@@ -59,7 +59,7 @@ static strings keptInputs(const string &target) {
     return inputs;
 }
 
-// An input for each match in a file, at its place among other text.
+// Adds an input for each match in a file, between two other texts.
 static void addMatches(strings *pInputs, const string &path, const char *pPattern, const string &before,
                        const string &behind) {
     const string content = readFile(path);

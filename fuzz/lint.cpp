@@ -81,7 +81,7 @@ static size_t lengthOfLine(const string &file, size_t number) {
     return number > 1 ? 0 : std::min(file.find('\n', begin), file.size()) - begin;
 }
 
-// What a level comes to for a host, as the program's reader takes it from line to line.
+// Returns the values of a level on a host, read line by line with the program's reader.
 static std::map<string, string> valuesRead(const strings &lines, const string &level, const lint::describedHost &host) {
     forgetValues();
     setPrereq(KVXLevel, level.c_str());

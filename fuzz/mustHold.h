@@ -1,4 +1,4 @@
-// Stops the process when something does not hold.
+// Aborts the process if a condition does not hold.
 #ifndef MUST_HOLD_H
 #define MUST_HOLD_H
 

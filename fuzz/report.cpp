@@ -57,7 +57,7 @@ static void checkJson(const std::string &json) {
     MUST_HOLD(open.empty() && !bString);
 }
 
-// No element but the writer's own, each closed in its order.
+// Checks that every element is closed, in order.
 static void checkMarkup(const std::string &markup, const std::set<std::string> &single) {
     std::vector<std::string> open;
     for (size_t at = 0; (at = markup.find('<', at)) != std::string::npos; at++) {
@@ -75,7 +75,7 @@ static void checkMarkup(const std::string &markup, const std::set<std::string> &
     MUST_HOLD(open.empty());
 }
 
-// A part of a report that is a whole pass with a good verdict.
+// Returns a whole pass of a report with a good verdict.
 static std::string goodPass() {
     const catalog english(KVX_LOCALES "/en_US.iso88591/kvxistring.cat", "utf8");
     std::string banner = english.text(MSG_LEVEL_BANNER);
@@ -83,7 +83,7 @@ static std::string goodPass() {
     return std::string(szReportRule) + "\n" + banner + "\n" + english.text(MSG_LEVEL_PASSED) + "\n";
 }
 
-// What is appended to a report makes none of its passes better, and a rule at its end shows that it was cut off.
+// A text behind a report must not improve the host's result. A report that ends with a rule was cut off.
 static void checkAppended(const std::string &report, languages &known) {
     static const std::string good = goodPass();
     const host alone = readHost({"", report, "", 0, {}}, known);
@@ -95,7 +95,7 @@ static void checkAppended(const std::string &report, languages &known) {
     MUST_HOLD(cut.result >= HostResult::unknown);
 }
 
-// Waivers make a host better, and never one that failed.
+// Waivers can improve a host's result, but not that of a failed host.
 static host waived(const host &judged, const waiverList &waivers) {
     waiverList used = waivers;
     host one = judged;

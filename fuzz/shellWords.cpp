@@ -12,7 +12,7 @@ static bool isLive(char c, char quote, bool bFirst, bool bCommandName) {
     return strchr("$`*?[]{}!", c) != nullptr || (bFirst && strchr("~#", c) != nullptr) || (bCommandName && c == '=');
 }
 
-// The words of a command. A NUL stands in front of an operator and of any other character that the shell acts on.
+// Splits a command into words. A NUL marks an operator, and any other character that is shell syntax.
 static strings readAsShell(const string &command) {
     strings words;
     char quote = '\0';
@@ -38,8 +38,8 @@ static strings readAsShell(const string &command) {
     return words;
 }
 
-// The command has each text where the pattern has a mark, and is the pattern otherwise. Where a mark stands among
-// blanks, inside quotes, another shell reads the word once more.
+// Checks that the command equals the pattern, with a text in place of each mark. If a word with a mark has blanks, it
+// was quoted for another shell, which reads it once more.
 static const char MARK[] = "\x7f";
 
 static void compareReadings(const string &command, const string &pattern, const string *pText) {

@@ -1,4 +1,4 @@
-// The fuzz targets: each runs a part of the program on one input and checks what must hold.
+// The fuzz targets: each runs a part of the program on one input and checks rules that must hold.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -30,7 +30,7 @@ static bool isReadable(const string &version) {
     return sqloCompareVersionStrings(version.c_str(), version.c_str()) == VERSION_EQUAL;
 }
 
-// Newest first; what is no version stands at the end.
+// The newest level is first; texts that are no versions are at the end.
 static void checkLevelOrder() {
     string newer = "9999999999"; // no level is above it
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next) {
@@ -216,7 +216,7 @@ static int validateTiebreakerDisk() {
     return sqloValidateTbDisk();
 }
 
-// A check, and what it may answer beside 0 and -1.
+// A check, and a status that it may return besides 0 and -1.
 static const struct {
     int (*pRun)();
     int ownStatus;

@@ -18,7 +18,7 @@ static std::unordered_set<void *> &held() {
     return pointers;
 }
 
-// Notes who asked for memory. Whether there is none for it.
+// Notes who asked for memory. Returns whether the call is to fail.
 static bool isToFail(const void *pPlace) {
     if (bCounting)
         places().push_back(pPlace);
@@ -31,7 +31,7 @@ template <typename Pointer> static Pointer hold(Pointer pMemory) {
     return pMemory;
 }
 
-// Under the linker's option --wrap a call of NAME becomes one of __wrap_NAME, and __real_NAME is the library's own.
+// The linker's option --wrap turns a call of NAME into one of __wrap_NAME; __real_NAME is the library's function.
 #define ALLOCATOR(NAME, RESULT, PARAMETERS, ARGUMENTS)                                                                 \
     RESULT __real_##NAME PARAMETERS;                                                                                   \
     RESULT __wrap_##NAME PARAMETERS {                                                                                  \

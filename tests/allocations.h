@@ -1,17 +1,17 @@
-// The memory that the program's own sources ask for, in reach of tests and fuzzers: their calls of malloc, calloc,
-// strdup, strndup and free are linked to the functions behind this header.
+// Lets tests and fuzzers count, fail and free the memory of the program's own sources. The linker replaces their calls
+// of malloc, calloc, strdup, strndup and free.
 #ifndef ALLOCATIONS_H
 #define ALLOCATIONS_H
 
 #include <vector>
 
-// Lets the n-th allocation from now on fail, and no other; 0: none.
+// Lets the n-th allocation from now on fail; 0: no allocation.
 void failAllocation(int number);
 
-// The places in the program that asked for memory since the last call of failAllocation. Ends what that began.
+// Returns the places in the program that asked for memory since the last call of failAllocation, and stops counting.
 std::vector<const void *> allocationPlaces();
 
-// From the one call to the other it is noted what the program allocates; what it has not freed by then is freed.
+// The first notes from now on what the program allocates; the second frees all of it that the program has not freed.
 void holdAllocations();
 void freeAllocations();
 

@@ -1,4 +1,4 @@
-// What a case comes to: the parts of its answer, which README in cases/ explains.
+// Performs the call of a case and composes its answer, as cases/README explains it.
 #include "support.h"
 
 #include <algorithm>
@@ -47,7 +47,7 @@ static string secondWord(const string &line) {
     return word;
 }
 
-// The usage as it is printed, in one word; every line of it has to be there.
+// Replaces the whole usage by one word.
 static string withoutUsage(string text) {
     const string usage = capture(displayHelp).out;
     for (size_t at = 0; (at = text.find(usage)) != string::npos;)
@@ -55,7 +55,7 @@ static string withoutUsage(string text) {
     return text;
 }
 
-// What differs from run to run and from machine to machine.
+// Names everything that differs between runs or between machines.
 static string masked(const string &text) {
     utsname own = {};
     uname(&own);
@@ -99,7 +99,7 @@ static string asShown(const string &line) {
 
 // --- One check ---
 
-// The word for a closing line; nothing for another line.
+// Returns the word for a closing line, and an empty text for any other line.
 static string verdictOf(const string &line) {
     static const std::map<string, string> verdicts = {{"CHECK_PASSED", "passes"},
                                                       {"CHECK_FAILED SEVERITY_ERROR", "fails"},
@@ -109,7 +109,7 @@ static string verdictOf(const string &line) {
     return found == verdicts.end() ? "" : found->second;
 }
 
-// Takes the heading off, and returns its title.
+// Removes the heading, and returns its title.
 static string takeTitle(vector<string> *pLines) {
     if (pLines->empty() || !beginsWith(pLines->front(), "CHECK_HEADING "))
         return "";
@@ -118,7 +118,7 @@ static string takeTitle(vector<string> *pLines) {
     return title;
 }
 
-// Takes the closing line off, and returns its word.
+// Removes the closing line, and returns its word.
 static string takeVerdict(vector<string> *pLines) {
     const string verdict = pLines->empty() ? "" : verdictOf(pLines->back());
     if (verdict.empty())
@@ -127,7 +127,7 @@ static string takeVerdict(vector<string> *pLines) {
     return verdict;
 }
 
-// A list where another was due.
+// Adds a list to the answer if it is not the expected one.
 static void addUnlessUsual(answer *pAll, const char *pHead, const vector<string> &lines, const vector<string> &usual) {
     if (lines != usual)
         pAll->push_back({pHead, lines.empty() ? vector<string>{"none"} : lines});
@@ -153,7 +153,7 @@ static vector<string> endOf(const vector<string> &lines, size_t count) {
     return {lines.end() - static_cast<long>(count), lines.end()};
 }
 
-// The errors, those at the beginning in words where they are the first or the last lines of the block.
+// Returns the errors; if the first ones are also the first or last lines of the block, as "the first line" and so on.
 static vector<string> errorsByPlace(const vector<string> &errors, const vector<string> &block) {
     if (errors.empty())
         return {"none"};
@@ -201,7 +201,7 @@ static answer linesAnswer(const outcome &got) {
     return all;
 }
 
-// Many blocks: their titles, those with one verdict in a row together; and what stands outside of blocks.
+// Answers for many blocks: joins the titles of neighbours with the same verdict, and keeps the lines between blocks.
 static answer checksAnswer(const outcome &got) {
     answer all;
     string title;
@@ -246,7 +246,7 @@ static answer runAnswer(const namedOperation &what, const outcome &got) {
     return all;
 }
 
-// --- What every operation can change ---
+// --- Changes by any operation ---
 
 static void addChangedSettings(answer *pAll, const std::map<string, string> &before) {
     vector<string> changed;
@@ -264,7 +264,7 @@ static void addHostsGivenUp(answer *pAll) {
     addUnlessUsual(pAll, "gives up", hosts, {});
 }
 
-// Reports and what rpm writes are no news; and a run leaves what ldd said.
+// Reports, rpm's files and, of a run, the file with ldd's output are left out of answers.
 static bool isUsualFile(const string &path, bool bRun) {
     static const std::regex usual("/(gui|log|report)|/run/.*|.*/rpm/.*");
     return std::regex_match(path, usual) || (bRun && path == "/tmp/kvxprereqcheck." + std::to_string(getpid()));
@@ -286,7 +286,7 @@ static void addChangedFiles(answer *pAll, bool bRun) {
 
 // --- Calls ---
 
-// The words of a call; one that has blanks, or none, stands in double quotes, with \" for a quote.
+// Splits a call into words. Double quotes enclose a word with blanks or an empty one; \" is a quotation mark in it.
 static vector<string> wordsOf(const string &call) {
     vector<string> words;
     bool bInWord = false;
@@ -339,7 +339,7 @@ static string wholeText(const performed &all) {
     return masked(text + "status " + std::to_string(all.got.status) + "\n");
 }
 
-// The report's lines, with a mark where a heading has no blank line in front of it.
+// Returns the report's lines, and marks a heading that has no blank line above it.
 static vector<string> reportLines(const string &report, bool bRun) {
     string text = withoutUsage(report);
     if (bRun)

@@ -1,5 +1,5 @@
-// The runner of cases/, whose README explains the notation: each heading is a test, each case gets a private host of
-// its own, and what it answers is compared. Also the main function of all tests.
+// Runs the cases of cases/, whose README explains the notation: each heading is a test, each case gets a private host,
+// and its answer is compared. Has the main function of all tests.
 #include "support.h"
 
 #include <algorithm>
@@ -49,7 +49,7 @@ static vector<string> readParagraphs(const string &file) {
     return paragraphs;
 }
 
-// The lines of a paragraph joined by a blank, or by newlines and without the first four columns.
+// Joins the lines of a paragraph by blanks, or by newlines and without their first four columns.
 static string joined(const string &paragraph, bool bNewlines) {
     string all;
     for (const string &line : linesOf(paragraph)) {
@@ -64,7 +64,7 @@ static string joined(const string &paragraph, bool bNewlines) {
 
 // --- Answers ---
 
-// The parts, from the lines of answerHere.
+// Splits the lines of answerHere into parts.
 static answer partsOf(const string &text) {
     answer parts;
     for (const string &line : linesOf(text))
@@ -89,7 +89,7 @@ static string inOneLine(const answer &parts) {
     return all;
 }
 
-// Adds words to lines, on the last one where they fit; elsewhere they begin a line, and are broken at single blanks.
+// Adds words to the last line if they fit; otherwise they begin a new line, which is broken at single blanks.
 static void addWords(vector<string> *pLines, const string &words, size_t indent) {
     string &last = pLines->back();
     const string between = last.find_first_not_of(' ') == string::npos ? "" : " ";
@@ -110,7 +110,7 @@ static void addWords(vector<string> *pLines, const string &words, size_t indent)
     pLines->push_back(line);
 }
 
-// The parts, as many as fit to a line; one that does not fit begins a line, and its items fill those below it.
+// Fills lines with the parts. A part that does not fit into a line begins one, and its items fill the lines below.
 static string inLines(const answer &parts) {
     vector<string> lines = {string(4, ' ')};
     for (size_t i = 0; i < parts.size(); i++) {
@@ -228,7 +228,7 @@ static bool isWanted(const string &file, int line) {
     return wantedCase.empty() || wantedCase == file + ":" + std::to_string(line);
 }
 
-// A heading with its cases, and what it gives to each of them; in front of the first one, to all of the file.
+// A heading with its cases and their common words and shell lines; the group above the first heading serves all groups.
 struct group {
     string heading;
     int line;
@@ -296,7 +296,7 @@ static void writeUpdates() {
     }
 }
 
-// What a test finds must not depend on how the tests were started.
+// Makes tests independent of inherited signals and variables.
 static void settle() {
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM, SIGCHLD})
         signal(number, SIG_DFL);

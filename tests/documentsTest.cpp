@@ -1,4 +1,4 @@
-// Header, catalog, usage, manual pages, completion and sample in step with the program.
+// Compares header, catalog, usage, manual pages, completion and sample with the program.
 #include "support.h"
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 
 typedef std::set<string> words;
 
-// What a command prints that is run in the source directory.
+// Returns the output of a command that runs in the source directory.
 static string shell(const string &command) {
     return capture([&] { EXPECT_NE(system(("cd '" KVX_SOURCE_DIR "' && " + command).c_str()), -1); }).out;
 }
@@ -43,7 +43,7 @@ TEST(Messages, ShowTokensThatTheyHaveAndFitTheirBuffers) {
     }
 }
 
-// A text that asks for token 0 stays as it is in the catalog.
+// There is no token 0: a text with %0 is shown as it is in the catalog.
 TEST(Messages, AreShownAsTheyStandWhateverTheyHold) {
     onHost({}, [] {
         useTexts({{30099, "%n%s %0"}, {30053, "%n%s %0"}, {30054, "%1 %d %0"}});
@@ -52,7 +52,7 @@ TEST(Messages, AreShownAsTheyStandWhateverTheyHold) {
     });
 }
 
-// Three names stand in another order than their members; definitions.txt has them.
+// The names 76 to 78 are in another order than their members, which definitions.txt tests.
 TEST(Tags, StandInTheOrderOfTheirMembers) {
     string members = shell("sed -n '/^enum Tag {/,/}/p' engn/include/*.h");
     members = std::regex_replace(members, std::regex(R"(/\*.*?\*/|enum Tag \{|[\s}])"), "");
@@ -79,7 +79,7 @@ TEST(Statuses, StandInHeaderUsageAndManual) {
               found(lower(shell(rendered)), " (\\d+) ([^.]*)\\.", "$1 $2"));
 }
 
-// The spellings in the rows of the option table that a rule is found in.
+// Returns the spellings of the option table's rows that have a rule.
 static words spellings(const string &rule) {
     return found(shell("grep '{{\"-.*" + rule + "' engn/sqo/sqloPrereqCheck.cpp"), "\"-([^\"]+)");
 }
@@ -122,7 +122,7 @@ TEST(Manual, ExampleRunsAsStated) {
     EXPECT_EQ(ends, found(shell("tr '\\n' ' ' <man/KVXprereqs.xml.5"), "status (\\d+ on [A-Z]+)"));
 }
 
-// A run with a failure has all of them.
+// Only a run with a failure has all members.
 TEST(Manual, NamesTheMembersOfTheJson) {
     onHost({}, [] {});
     if (IsSkipped())
@@ -146,13 +146,13 @@ TEST(Readme, ShowsAReportOfThisVersion) {
     EXPECT_EQ(found(json, "\"message\": (null)"), words()) << json;
 }
 
-// What the last word of a command line is completed to.
+// Returns the completions of a command line's last word.
 static words completed(const string &line) {
     const string call = "COMP_WORDS=(p \"$@\"); COMP_CWORD=$#; _kvxprereqcheck; echo \"${COMPREPLY[@]}\"";
     return found(shell("bash -c '. completions/kvxprereqcheck; " + call + "' bash " + line), "(\\S+)");
 }
 
-// In bash, zsh and fish, which type into a terminal: options of every program's help, levels, formats, distributions.
+// bash, zsh and fish run in a terminal, and complete options of every help, levels, formats and distributions.
 TEST(Completion, OffersInEveryShellWhatTheHelpHas) {
     const scratchDirectory directory;
     shell("cmake --install " KVX_PROGRAM_DIR " --prefix '" + directory.path + "'");

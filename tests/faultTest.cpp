@@ -25,7 +25,8 @@ namespace fs = std::filesystem;
 
 // --- Data ---
 
-// The lines below a heading of faults.txt, without comments. The file is read once, before a private host hides it.
+// Returns the lines below a heading of faults.txt, without comments. Reads the file once, before a private host hides
+// it.
 static vector<string> dataLines(const string &heading) {
     static const string data = readFile(KVX_SOURCE_DIR "/tests/faults.txt");
     std::istringstream in(data);
@@ -50,7 +51,7 @@ static fileList dataPairs(const string &heading) {
     return pairs;
 }
 
-// What a level demands, by tag.
+// Returns the values of a level by tag.
 static std::map<string, string> levelValues(const string &level) {
     std::map<string, string> values;
     for (int tag = MinOSVersion; tag < LastTag; tag++)
@@ -69,7 +70,7 @@ static string levelSection(const string &level) {
     return lines + "</platform>\n</KVXLevel>\n";
 }
 
-// Every operation with its words and settings; those that need none are run with the values of both levels.
+// Returns every operation with its words and settings; an operation without words runs with the values of both levels.
 static vector<string> allRuns() {
     vector<string> runs = dataLines("Words");
     const vector<string> leftOut = dataLines("Left out");
@@ -101,12 +102,12 @@ struct runOutcome {
     std::set<int> allocations;
 };
 
-// PID2 is in the name of a second capture file, which the program tells by its process id and 100.
+// PID2 is in the name of a second capture file: the program adds 100 to its process id.
 static string withPid(const string &path) {
     return replaced(path, {{"PID2", std::to_string(getpid() + 100)}, {"PID", std::to_string(getpid())}});
 }
 
-// What differs from run to run is no difference.
+// Names everything that differs between runs.
 static string masked(const string &text) {
     return replaced(text, {{"[A-Z][a-z]{2} [A-Z][a-z]{2} [ 1-3]\\d \\d\\d:\\d\\d:\\d\\d \\d{4}", "DATE"},
                            {"(\\.|/proc/)" + std::to_string(getpid()) + "\\b", "$1PID"},
@@ -122,7 +123,7 @@ static int watchFiles() {
     return queue;
 }
 
-// A letter for the use of a file, and its path. What other processes read is no subject: they are tools, which fail.
+// Returns a letter for the use of a file, and its path. Files that tools read are left out: the tools themselves fail.
 static string useOf(const fanotify_event_metadata &event) {
     const string path = fs::read_symlink("/proc/self/fd/" + std::to_string(event.fd));
     if (event.mask & FAN_CLOSE_WRITE)
@@ -132,7 +133,7 @@ static string useOf(const fanotify_event_metadata &event) {
     return event.pid == getpid() ? "R" + path : "";
 }
 
-// Prints what was opened, except by the C library for itself.
+// Prints the files that were opened, except those that the C library opens for itself.
 static void printUses(int queue) {
     alignas(fanotify_event_metadata) char buffer[65536];
     std::set<string> uses;
@@ -167,7 +168,7 @@ static string readIfFile(const string &path) {
     return fs::is_regular_file(path) ? readFile(path) : "";
 }
 
-// The titles of the blocks that passed or failed, and the levels.
+// Prints the titles of the blocks that passed or failed, and the levels.
 static void printVerdicts(const string &report) {
     string title;
     std::istringstream in(report);
@@ -190,7 +191,7 @@ static void printAllocations(size_t ours) {
     }
 }
 
-// Takes the settings of a run; gives back its words.
+// Applies the settings of a run, and returns its words.
 static vector<string> prepare(const string &run) {
     vector<string> words;
     std::istringstream in("linuxDistro=RHEL IIHName=here cd=/where szGUIReportFile=/gui bGUIReportFile=1 " + run);
@@ -205,8 +206,8 @@ static vector<string> prepare(const string &run) {
     return words;
 }
 
-// Gives the host devices of its own, which a fault may replace, and a shell for the tools, so that the program's own
-// can fail alone.
+// Gives the host devices of its own, which a fault may replace, and another shell for the tools, so that the program's
+// shell can fail alone.
 static void finishHost() {
     for (const auto &[path, number] : {std::pair("/dev/null", 3U), {"/dev/zero", 5U}}) {
         fs::remove(path);
@@ -289,7 +290,8 @@ static void put(const string &path, const string &text) {
 }
 
 static std::map<string, fault> toolFaults(const string &path) {
-    // With its group, or the shell in ours; but not for ever: a disk that could not be asked for is asked for again.
+    // Kills the tool's group, or the shell if the tool is in our group. Not for ever: the program repeats some
+    // look-ups.
     const string killed = "read n </killed || n=0; echo $((n + 1)) >/killed; [ $n -lt 50 ] || exec " + path +
                           ".real \"$@\"\nread a b c d group e </proc/$$/stat; [ $group = $OURS ] || kill -9 0\n"
                           "read c </proc/$PPID/comm; [ $c = sh ] && kill -9 $PPID; kill -9 $$";
@@ -305,7 +307,7 @@ static std::map<string, fault> toolFaults(const string &path) {
     return faults;
 }
 
-// Nothing can be written or removed there, so that faults are mounted over the files.
+// Files there cannot be written or removed, so that faults are mounted over them.
 static bool isOfKernel(const string &path) {
     return path.rfind("/proc/", 0) == 0 || path.rfind("/sys/", 0) == 0;
 }
@@ -374,7 +376,7 @@ static void putAnothers(const string &path) {
     must(chown(path.c_str(), 1, 1));
 }
 
-// What someone has put where the file is to be written, and its directory.
+// Plants something in the place of the file, or makes its directory unusable.
 static std::map<string, fault> writeFaults(const string &path) {
     const string directory = fs::path(path).parent_path();
     std::map<string, fault> faults = {{path + ": a link", [=] { putLink(withPid(path)); }},
@@ -395,7 +397,7 @@ static vector<string> onlyInFirst(const std::multiset<string> &first, const std:
     return lines;
 }
 
-// What of the rule a fault's outcome does not keep.
+// Returns how a fault's outcome breaks the rule.
 static string broken(const runOutcome &good, const runOutcome &bad) {
     if (bad.status == "crash")
         return " does not end";
@@ -415,7 +417,7 @@ static string broken(const runOutcome &good, const runOutcome &bad) {
     return all;
 }
 
-// The exceptions of the current test, and how often each is used.
+// Returns the exceptions of the current test, for counting their uses.
 static std::map<string, int> exceptions() {
     std::map<string, int> uses;
     for (const string &line : dataLines(testing::UnitTest::GetInstance()->current_test_info()->name()))

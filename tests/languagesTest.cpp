@@ -1,4 +1,4 @@
-// The translations: catalogs that the program can show, in every directory that a locale name can lead to.
+// Checks the translations: the catalogs in every directory that a locale name can lead to.
 #include "support.h"
 
 #include <filesystem>
@@ -21,7 +21,7 @@ static numberedTexts textsOf(const string &directory) {
     return texts;
 }
 
-// The text in another code set; nothing where it has no such form.
+// Converts a text to another code set. Returns an empty text if that is not possible.
 static string converted(const string &given, const string &from, const string &to) {
     const iconv_t conversion = iconv_open(to.c_str(), from.c_str());
     EXPECT_NE(conversion, reinterpret_cast<iconv_t>(-1)) << from << " to " << to;
@@ -45,7 +45,7 @@ static string codeSetOf(const string &directory) {
     return other == otherNames.end() ? name : other->second;
 }
 
-// The per-cent signs of a text with what follows each: those that end a character would stand out.
+// Returns the per-cent signs of a text, each with its number or the character behind it.
 static std::multiset<string> placeholders(const string &text, bool bOnce) {
     static const std::regex sign("%(\\d*|.)");
     std::multiset<string> found;
@@ -55,7 +55,7 @@ static std::multiset<string> placeholders(const string &text, bool bOnce) {
     return found;
 }
 
-// The language of a directory, as its source's directory is named.
+// Returns the language of a directory: the name of its source's directory.
 static string languageOf(const string &directory) {
     for (const auto &entry : fs::directory_iterator(KVX_SOURCE_DIR "/locale")) {
         const string language = entry.path().filename();
@@ -120,7 +120,7 @@ TEST(Languages, TableOfLocalesHoldsTogether) {
         EXPECT_EQ(sqlocmap2[c], c >= 'a' && c <= 'z' ? c - 32 : c);
 }
 
-// What a user sets, the language that he gets, and its code set.
+// Each row has two locales of one language, and the code set of the second.
 TEST(Languages, AUserGetsHisOwn) {
     const string ask = "cd '" KVX_PROGRAM_DIR "' && ./kvxprereqcheck -help";
     const auto helpIn = [&](const string &locale) {
@@ -144,7 +144,7 @@ TEST(Languages, AUserGetsHisOwn) {
         EXPECT_TRUE(helpIn(pLocale) == english) << pLocale;
 }
 
-// A project of two texts and a usage text, whose translation serves xx_AA in three code sets.
+// A project of two texts and a usage text, with a translation for xx_AA in three code sets.
 struct smallProject {
     scratchDirectory directory;
     string errors;
@@ -213,7 +213,7 @@ TEST(Languages, PlainerSpellingsAndEnglishStandIn) {
     EXPECT_EQ(project.text("xx_AA.utf8", 30102), "  -a    first\n   -b   second");
     for (const char *pLocale : {"xx_AA.none", "xxx_AA.utf8", "en_US.iso88591"})
         EXPECT_EQ(project.text(pLocale, 30054), "passed") << pLocale;
-    // A text below the mark is left out, whatever it says; the next one counts again.
+    // The text below the mark is ignored; the next one counts again.
     const smallProject marked("$ to do\n30054 \"%9\"\n30053 \"%2: %1\"\n");
     EXPECT_EQ(marked.errors, "make-catalogs: xx: texts to do, which stay English: 1\n"
                              "make-catalogs: iconv does not know none; xx_AA.none stays English\n");

@@ -168,12 +168,12 @@ static int callWith(R (*pCall)(A...), words w, std::index_sequence<I...>) {
         return pCall(argument<A>(w[I])...);
 }
 
-// A function of the program with the words as its arguments; a number that is not there is 1.
+// Calls a function of the program with the words as its arguments; a missing number is 1.
 template <auto pCall> static int call(words w) {
     return callWith(pCall, w, std::make_index_sequence<argumentCount(pCall)>());
 }
 
-// What a function answers, as a line.
+// Shows the result of a function as a line.
 template <auto pCall> static int showCall(words w) {
     return show(std::to_string(call<pCall>(w)));
 }
@@ -183,7 +183,7 @@ static int shell(words w) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : status;
 }
 
-// The whole program in this process, started in a directory that holds "kvxprereqcheck" and its texts.
+// Runs the whole program in this process, as if started in a directory that has its name and its texts.
 static int run(words w) {
     vector<string> all = {szRuntimePath + string("/kvxprereqcheck")};
     for (; *w != nullptr; w++)
@@ -195,7 +195,7 @@ static int run(words w) {
     return kvxMain(static_cast<int>(all.size()), argv.data());
 }
 
-// What a run makes of a network type.
+// Shows the values that a run stores for a network type.
 static int networkType(words w) {
     setText(szNetworkType, w[0]);
     bCustomNetworkType = 1;
@@ -206,7 +206,7 @@ static int networkType(words w) {
     return show("HCANetwork=" + settings()["HCANetwork"] + "\nMHCA=" + settings()["MHCA"]);
 }
 
-// The clustered feature's sequence, whose report goes to a file.
+// Runs the sequence of the clustered feature, whose report goes to a file.
 static int sequence(words) {
     bCustomReportFile = 1;
     setText(szReportFile, "/log");
@@ -217,7 +217,7 @@ static int sequence(words) {
 
 // --- Small operations ---
 
-// In a buffer of eight bytes, and whether the byte behind it is still there.
+// Shows a buffer of eight bytes, and whether the byte behind it was changed.
 static int showBuffer(const char *pText, const char *pBuffer) {
     const string text(pText, strnlen(pText, 8));
     return show(pBuffer[8] == '#' ? text : text + "\nwrites behind the buffer");
@@ -257,7 +257,7 @@ static int compareVersions(words w) {
     return show(ppszOrders[sqloCompareVersionStrings(w[0], w[1])]);
 }
 
-// A condition as it stands between the quotes of a line, or a whole line.
+// Takes the text between the quotes of a condition, or a whole line.
 static int condition(words w) {
     const string text = w[0];
     const string line = text[0] == '<' ? text : "<RHEL value=\"" + text + "\">";
@@ -271,7 +271,7 @@ static int prepare(words) {
     return show(szPlatform);
 }
 
-// The levels that the file offers, and whether one can be asked for.
+// Shows the levels that the file offers, and whether a level is one of them.
 static int levels(words w) {
     const int rc = sqloRetrieveSupportedVersion();
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
@@ -283,7 +283,7 @@ static int levels(words w) {
     return rc;
 }
 
-// The text 1 of the catalog with its tokens, in a buffer of a size; it is the same when it is fetched again.
+// Fetches text 1 of the catalog with its tokens into a buffer of a size.
 static string fetchText(size_t size, const string &tokens) {
     string buffer(300, '#');
     for (const string &token : separated(tokens, ' '))
@@ -323,7 +323,7 @@ static int sinks(words) {
     return show(szLine);
 }
 
-// A level's summary with its failures, in the report and, when it is asked for, on standard error.
+// Writes a level's summary with its failures to the report and, with bPrintSummary, to standard error.
 static int summary(words w) {
     for (const string &failure : separated(w[1] == nullptr ? "" : w[1], ','))
         sqloUpdateErrorList(failure.c_str());
@@ -384,7 +384,7 @@ static int flip(words w) {
     return show(all.size() < 1000 ? all : std::to_string(all.size()) + " bytes");
 }
 
-// A device's identifier, or the name that an identifier has.
+// Looks up a device's identifier, or the device of an identifier.
 static int device(words w) {
     char szDevice[256];
     char szId[256];
@@ -411,7 +411,7 @@ static int remoteCommands(words) {
     return show(getSSHCmd() + string("\n") + getSCPCmd());
 }
 
-// A run on every host of the list, and what it was told to do there.
+// Runs on every host of the list, and shows the arguments for the other hosts.
 static int runEverywhere(words w) {
     bHostList = 1;
     const int rc = run(w);
@@ -420,7 +420,7 @@ static int runEverywhere(words w) {
     return rc;
 }
 
-// On a host, with its distribution and the level that is asked for.
+// Runs on one host with a distribution and a level.
 static int runWith(words w) {
     updateHostList(w[0]);
     preqHostInfo->isSSH = 1;
@@ -447,7 +447,7 @@ template <typename Record> static void showList(const char *pName, const Record 
     show(all);
 }
 
-// Adds a name to every list, and a null pointer; and shows what the lists then hold.
+// Adds a name and a null pointer to every list, and shows the lists.
 static int listsOf(words w) {
     for (; *w != nullptr; w++)
         EXPECT_EQ(updateHostList(*w) + updateNetNames(*w) + updateUserList(*w, 7, 8, 1) + updateDiskList(*w, *w, 1), 0);
@@ -537,7 +537,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"openibd", {ONE_CHECK, "", call<sqloCheckForOpenibdStatus>, "openibd", "<OPENIBD>"}},
     {"rdma", {ONE_CHECK, "", call<sqloCheckForRDMAStatus>, "rdma-core", "<RDMA-CORE>"}},
 
-    // cluster; "?" stands in front of a marker of the GUI report that is left out behind a failed check
+    // cluster; a failed check does not write the closing marker that begins with "?" to the GUI report
     {"all-shells", {ONE_CHECK, "", call<checkkvxSSHToAll>, "passwordless kvxlocssh", "<SSH>"}},
     {"device", {LINES, "host device id wanted where newline", device}},
     {"disks", {ONE_CHECK, "", call<sqloValidateDisk>, "disk info", "<DISKINFO>"}},
@@ -554,8 +554,8 @@ const std::map<string, namedOperation> namedOperations = {
     {"users", {ONE_CHECK, "", call<sqloValidateUsers>, "USER INFO", "<USERINFO>"}},
 };
 
-// The words of a call in the order of the operation's parameters, NULL where one is not given; NAME=TEXT is the one of
-// that name, another word the next one.
+// Returns the words of a call in the order of the operation's parameters, NULL for a missing one. NAME=TEXT is the
+// parameter of that name, any other word the next one.
 static vector<string> inOrder(const vector<string> &given) {
     const vector<string> names = separated(namedOperations.at(given[0]).pParameters, ' ');
     if (names == vector<string>{WORDS})

@@ -28,7 +28,7 @@ static runResult run(const string &script, const std::map<string, string> &env =
     return runProgram(host, {"/bin/sh", "-c", names + script}, env);
 }
 
-// What a command prints in languages without a translation, in an unknown one and without any.
+// Runs a command in languages without a translation, in an unknown one and without any.
 static const string inLanguages = "for language in en_US.UTF-8 sv_SE.UTF-8 eo.utf8 xx_YY.none ''; do "
                                   "KVXLANG=$language kvxprereqcheck -help; done; ";
 

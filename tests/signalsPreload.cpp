@@ -1,4 +1,4 @@
-// Laid over the program by LD_PRELOAD: time limits pass at once, and a signal strikes between two commands.
+// Preloaded by LD_PRELOAD: lets time limits pass at once, and sends a signal between two commands.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -10,10 +10,10 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-static bool bInVain;      // the last wait was for nothing: the next ones only pass on the clock
-static time_t secondsOff; // that waits did not take
+static bool bInVain;      // the last wait timed out: the next ones return at once
+static time_t secondsOff; // by which the clock is ahead, for the waits that returned at once
 
-// A stop of a second is one of a thousand seconds.
+// A real second is a thousand seconds on this clock.
 extern "C" int clock_gettime(clockid_t clock, timespec *pTime) noexcept {
     const long status = syscall(SYS_clock_gettime, clock, pTime);
     pTime->tv_sec = pTime->tv_sec * 1000 + pTime->tv_nsec / 1000000 + secondsOff;

@@ -1,4 +1,4 @@
-// What ends a run, or one of its commands, from outside: signals, time limits, the terminal.
+// Ends a run, or one of its commands, from outside: by signals, time limits, the terminal.
 #include "support.h"
 
 #include <csignal>
@@ -23,8 +23,8 @@ static runResult run(const fileList &tools, const string &shell = "exec \"$@\"",
                       {{"LD_PRELOAD", KVX_PROGRAM_DIR "/tests/libsignals-preload.so"}, {"STRIKE", strike}});
 }
 
-// In a command that does not listen, in a pipe, and between two commands: the run ends by the signal, its command ends,
-// and nothing is left.
+// The signal arrives in a command that ignores it, in a pipe, and between two commands. The run ends by the signal, its
+// command ends, and nothing is left.
 TEST(Signals, EndTheRunWithItsCommand) {
     for (int number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP, SIGPIPE, SIGALRM})
         for (const fileList &tools : {fileList{{"rpm", "strike $NUMBER; linger & linger"}},
@@ -55,7 +55,7 @@ TEST(Signals, AlarmOfTheCallerEndsTheRun) {
     EXPECT_EQ(r.status, 128 + SIGALRM) << r.err;
 }
 
-// The command ends in its own time, while the program is stopped or later.
+// The command ends while the program is stopped, or later.
 TEST(Stops, DoNotCountForTheCommand) {
     const string stop = "[ -e /once.${0##*/} ] && exit; touch /once.${0##*/}\n"
                         "id=$(strike STOP); (sleep 2; kill -CONT $id) > /dev/null 2>&1 &\n";
@@ -77,7 +77,7 @@ TEST(HungTools, CountAsFailed) {
     EXPECT_EQ(r.changed.count("/late"), 1U);
 }
 
-// What a hung tool has printed may be only a part: it is not read, and the C library is not asked for again.
+// The output of a hung tool may be incomplete: it is not read, and the tool is not called again for the C library.
 TEST(HungTools, GiveNoAnswer) {
     const runResult r =
         run({{"strings", "case $1 in *libc.*) echo 'release version 99.9.9, x'; exec sleep 1000; esac"}});

@@ -1,4 +1,4 @@
-// What the tests share: hosts, captured output, catalogs of their own, and the shell lines that cases call.
+// Shared by the tests: hosts, captured output, catalogs, and the shell commands that cases call.
 #include "support.h"
 
 #include <cstdlib>
@@ -23,7 +23,7 @@ scratchDirectory::~scratchDirectory() {
     fs::remove_all(path, ignored);
 }
 
-// The failures of the current test, as far as this process knows.
+// Returns the number of failures of the current test in this process.
 static int failureCount() {
     const testing::TestResult *pResult = testing::UnitTest::GetInstance()->current_test_info()->result();
     int count = 0;
@@ -53,7 +53,7 @@ void showOwnFiles() {
     const string text = readFile(maps);
     std::smatch library;
     if (!std::regex_search(text, library, std::regex(" (/\\S+?)(/(usr/)?lib\\S*/libc\\.so\\.6)\n")))
-        return; // nothing stands in front of the directory
+        return; // the paths have no prefix
     writeFile("/run/maps", replaced(text, {{" " + library.str(1) + "/", " /"}}));
     ASSERT_EQ(mount("/run/maps", maps.c_str(), nullptr, MS_BIND, nullptr), 0);
 }

@@ -1,5 +1,4 @@
-// No word from outside becomes syntax: a tool gets it as the one word that it is, here and on another host, or nothing
-// is run.
+// No word from outside becomes shell syntax: a tool gets it as one word, here and on another host, or nothing runs.
 #include "support.h"
 
 #include <filesystem>
@@ -12,7 +11,7 @@
 using std::vector;
 namespace fs = std::filesystem;
 
-// Words of which nobody may take more than a word, or there will be a file "ran".
+// If a shell reads one of these words as syntax, the file "ran" is created.
 static const string plain = "plainwd";
 static const vector<string> hostileWords = {
     "$(>ran)",         "`>ran`",  "a;>ran", "a|b&>ran", "a b\tc",     "a\n>ran\n",  "*",
@@ -20,7 +19,8 @@ static const vector<string> hostileWords = {
     "%s%n%",           "$IFS",    "'\"",    "';>ran;'", "\";>ran;\"", "'\";>ran #", "'''''''",
     "\xc3\xa4\xff\x01"};
 
-// A tool that notes its words, each ended by a NUL; of the remote shell's, only where to, and runs the others there.
+// A tool that writes its words to a file, a NUL behind each. As the remote shell it writes only the host, and runs the
+// other words.
 static const string tool = R"sh(#!/bin/sh
 case ${0##*/} in ssh) while case $1 in -o) ;; *) false; esac; do shift 2; done; host=$1; shift
     printf '%s\0' ssh "$host" >/calls/$$; eval "$*";;
@@ -44,7 +44,7 @@ static traces with(const traces &seen, const string &word) {
     return all;
 }
 
-// What is done in /t: the calls of tools, and the files that come to be.
+// Returns the calls of tools and the new files, after acting in /t.
 static traces look(const string &word, const std::function<void()> &act) {
     fs::current_path("/");
     for (const char *pName : {"/t", "/calls"}) {
@@ -67,7 +67,7 @@ static traces look(const string &word, const std::function<void()> &act) {
     return seen;
 }
 
-// Whether nothing was seen but what is wanted.
+// Whether everything that was seen is wanted.
 static bool isWithin(const traces &seen, const traces &wanted) {
     return std::includes(wanted.begin(), wanted.end(), seen.begin(), seen.end());
 }
@@ -93,7 +93,7 @@ static void linkTools() {
     setenv("PATH", "/fakes", 1);
 }
 
-// The formats of all commands, as the sources have them.
+// Returns the formats of all commands in the sources.
 static std::set<string> formatsOfSources() {
     std::set<string> formats;
     for (const auto &entry : fs::directory_iterator(KVX_SOURCE_DIR "/engn/sqo")) {
@@ -120,8 +120,8 @@ static bool isName(const string &format, size_t at) {
     return (bFirst || bBehindAnd) && format[at + 2] == ' ';
 }
 
-// Runs a command with a word at one place and plain words elsewhere; a command's name is the remote shell's. False: the
-// command was refused.
+// Runs a command with a word at one place and plain words elsewhere; ssh stands in for a command's name. Returns false
+// if the command was refused.
 static bool runFormat(const string &format, size_t slot, const string &word) {
     vector<string> texts;
     for (size_t at = 0; (at = format.find("%s", at)) != format.npos; at += 2)
@@ -157,7 +157,7 @@ TEST(Words, StayWordsInEveryCommand) {
     });
 }
 
-// The whole program, with the word wherever one can be given.
+// Runs the whole program, with the word in every place that takes one.
 static const char *const wholeRun = R"sh(PATH=/usr/bin:/bin; mkdir "/t/$W" && cd "/t/$W" && exec >in
 printf '%s\n' '<KVXLevel value="1">' '<platform value="Linux">' '<CPPLibName>none</CPPLibName>'
 for tag in LinuxDistro ntpPackage ntpVersion chronyPackage chronyVersion kshPackage kshVersion kshRelease mkshPackage \
@@ -190,7 +190,7 @@ TEST(Words, StayWordsOnAnotherHost) {
         const string there = "ssh alpha 'mkdir /tmp/kvxprereq; ln -s /fakes/tool /tmp/kvxprereq/kvxprereqcheck'";
         EXPECT_EQ(system((startHosts + there).c_str()), 0);
         fs::create_symlink("/fakes/tool", "/usr/lib/udev/scsi_id");
-        // the device's name stands in the remote command's quotes, the distribution's is composed before
+        // the device's name is inside the remote command's quotes, the distribution's is composed before
         for (const vector<string> &call :
              {vector<string>{"device", "alpha", "", "none", "id", "remote"}, {"run-with", "alpha", "", "1"}}) {
             const auto run = [&](const string &word) {
@@ -220,7 +220,7 @@ TEST(Words, ThatDoNotFitAreRefused) {
     }
 }
 
-// What someone planted where its output would have gone answers for no command that is not run.
+// A file planted in the place of the output must not count as the answer of a command that did not run.
 TEST(Words, ThatAreRefusedGetNoAnswer) {
     onHost(toolHost(), [] {
         writeFile("/tmp/kvxprereqcheck." + std::to_string(getpid()), "p\n9\n1\n");
