@@ -1,4 +1,4 @@
-// Files that are read whole.
+// Reads whole files.
 #ifndef KVX_COMMON_FILES_H
 #define KVX_COMMON_FILES_H
 
@@ -45,7 +45,7 @@ inline std::string readAll(int from, const std::string &path) {
     std::string text;
     struct stat about {};
     if (fstat(from, &about) == 0 && S_ISREG(about.st_mode))
-        text.reserve(static_cast<std::size_t>(about.st_size)); // or a large text would be copied as it grows
+        text.reserve(static_cast<std::size_t>(about.st_size)); // so that a large text is not copied while it grows
     std::array<char, 65536> buffer{};
     for (;;) {
         const ssize_t got = read(from, buffer.data(), buffer.size());

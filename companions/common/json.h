@@ -1,4 +1,4 @@
-// JSON, written member by member into a text.
+// Writes JSON, member by member, into a text.
 #ifndef KVX_COMMON_JSON_H
 #define KVX_COMMON_JSON_H
 
@@ -46,7 +46,7 @@ template <typename Value> void append(std::string &json, const std::optional<Val
         json += "null";
 }
 
-// A member's name, with what stands in front of it.
+// Writes the name of a member, with the comma that may be needed in front of it.
 inline void name(std::string &json, const char *pText) {
     if (json.back() != '{')
         json += ", ";

@@ -1,4 +1,4 @@
-// Characters of UTF-8 texts.
+// Reads characters of UTF-8 texts.
 #ifndef KVX_COMMON_UTF8_H
 #define KVX_COMMON_UTF8_H
 
@@ -9,7 +9,7 @@
 
 namespace utf8 {
 
-// The code point of a character, whose bytes are the whole text.
+// The code point of a character. The text holds its bytes and nothing else.
 inline char32_t decode(std::string_view character) {
     const auto lead = static_cast<unsigned char>(character[0]);
     const unsigned leadBits = lead < 0x80 ? 0x7F : lead < 0xE0 ? 0x1F : lead < 0xF0 ? 0x0F : 0x07;
@@ -19,7 +19,7 @@ inline char32_t decode(std::string_view character) {
     return code;
 }
 
-// The length that the first byte of a character announces; 0 when no character begins with it.
+// The number of bytes that the first byte of a character announces; 0 when no character begins with that byte.
 inline std::size_t announcedLength(unsigned char lead) {
     if (lead < 0x80)
         return 1;
@@ -28,7 +28,7 @@ inline std::size_t announcedLength(unsigned char lead) {
     return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
 }
 
-// The length of the character at the start of a text; 0 when no valid one begins there.
+// The number of bytes of the character at the start of a text; 0 when it is not valid.
 inline std::size_t characterLength(std::string_view text) {
     static constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
     const std::size_t length = text.empty() ? 0 : announcedLength(static_cast<unsigned char>(text[0]));

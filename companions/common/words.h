@@ -1,4 +1,4 @@
-// Questions about texts that both companions ask.
+// Compares texts.
 #ifndef KVX_COMMON_WORDS_H
 #define KVX_COMMON_WORDS_H
 

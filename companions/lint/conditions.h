@@ -1,4 +1,4 @@
-// Conditions of sections: what their triples ask, and what is wrong with them.
+// Reads the conditions of sections, compares what they ask, and reports what is wrong with them.
 #ifndef KVX_LINT_CONDITIONS_H
 #define KVX_LINT_CONDITIONS_H
 
@@ -18,13 +18,14 @@ enum class Comparison : std::uint8_t {
     greater,
     greaterOrEqual,
     equal,
-    none,    // no operator of the program
-    unknown, // of a mistaken condition
+    none,    // the program does not know the operator
+    unknown, // the condition is mistaken
 };
 
-// What a triple asks of a host. It is small, because a file may have as many as lines. The file must outlive it.
+// What a triple asks of a host: a comparison of the text of a tag with a word. A test refers to the text of the file,
+// which must outlive it. It is small, because a file may have as many tests as lines.
 struct test {
-    const char *pText;   // its word, of `length` characters
+    const char *pText;   // the word, of `length` characters
     std::int32_t number; // the word, or -1 when it is no whole number
     std::int16_t tag;    // of the operand, or -1
     std::uint8_t length;
@@ -40,10 +41,10 @@ inline bool operator==(const test &left, const test &right) {
     return left.tag == right.tag && left.comparison == right.comparison && left.text() == right.text();
 }
 
-// The test of a mistaken condition: it is unknown which hosts meet it.
+// Stands for the tests of a mistaken condition: nobody can tell which hosts meet it.
 inline constexpr test unknownTest = {"", -1, -1, 0, Comparison::unknown};
 
-// A test with the words of the condition.
+// A test with its words as they are in the condition.
 struct triple : test {
     std::string_view operand, operation, value;
 };
@@ -56,28 +57,29 @@ struct condition {
 // The text between the first two double quotes of a line; `bQuotes` false without both.
 std::string_view quotedText(std::string_view line, bool &bQuotes);
 
-// Cuts a condition into its triples as the program does.
+// Splits a condition into triples as the program does.
 condition readCondition(std::string_view text);
 
-// Does a test that can fail hold on every host where all of the others do?
+// Can a test fail, and does it hold on every host where all others hold?
 bool isImplied(const test &asked, const testList &others);
 
-// Is one of the tests that of a mistaken condition?
+// Is one of the tests the one that stands for a mistaken condition?
 bool holdsUnknown(const testList &tests);
 
-// Is there a host on which all tests of both lists hold? Yes where one of them is unknown.
+// Can a host meet all tests of both lists? Yes if one of them is unknown.
 bool canHoldTogether(const testList &left, const testList &right);
 
-// Where a condition stands, for what can be said of it.
+// What the lines above a condition say.
 struct conditionPlace {
-    testList enclosing;                // of the sections around it
-    std::array<bool, LastTag> given{}; // tags that the level gives above it
+    testList enclosing;                // the tests of the sections around it
+    std::array<bool, LastTag> given{}; // the tags that the level gives above it
     std::string_view level;
 };
 
 typedef std::function<void(Rule, std::string_view word, const std::string &text)> reporter;
 
-// Reports what is wrong with a condition: the rule, the word of the file's text that is meant, and what to do.
+// Reports what is wrong with a condition. The reporter gets the rule, the word of the file at which the finding is
+// placed, and the message.
 void checkCondition(std::string_view text, const conditionPlace &place, const reporter &report);
 
 } // namespace lint

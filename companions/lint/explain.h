@@ -1,4 +1,4 @@
-// What a level asks of a host that need not be there, and the levels of a file.
+// Explains what a level requires of a host that need not exist, and lists the levels of a file.
 #ifndef KVX_LINT_EXPLAIN_H
 #define KVX_LINT_EXPLAIN_H
 
@@ -11,11 +11,11 @@ namespace lint {
 
 struct describedHost {
     std::string distribution; // one of the program's names
-    std::string release;      // as in its release file: 9.4
-    std::string servicePack;  // empty: what the release says
-    std::string kernel;       // empty: not known to conditions
-    bool bClustered = false;  // the clustered pass
-    bool bClient = false;     // the checks of a client
+    std::string release;      // as its release file has it, such as 9.4
+    std::string servicePack;  // empty: the release says it
+    std::string kernel;       // empty: not known, and conditions on it hold
+    bool bClustered = false;  // explain the clustered pass
+    bool bClient = false;     // explain the checks of a client
 };
 
 struct givenValue {
@@ -26,15 +26,15 @@ struct givenValue {
 struct shownValue {
     int tag;
     givenValue counted;
-    std::vector<givenValue> replaced; // the last one first
+    std::vector<givenValue> replaced; // the last line first
 };
 
 struct shownCheck {
     std::string_view name;
-    std::string note;  // why it does not run in spite of what it is given
-    std::string level; // that its parts come to; empty for a check without one
+    std::string note;  // why the check does not run although the level gives values for it; or empty
+    std::string level; // the three-part level that its values make; empty for other checks
     std::vector<shownValue> values;
-    std::vector<std::string> lacking; // what is not given, and what follows
+    std::vector<std::string> lacking; // the values that the level does not give, and what follows from that
 };
 
 struct unreadValues {
@@ -43,7 +43,7 @@ struct unreadValues {
 };
 
 struct skippedSection {
-    std::size_t begin, end; // 0: it ends with the platform section
+    std::size_t begin, end; // end is 0 where the section ends with the platform section
     std::string opening, reason;
 };
 
@@ -52,15 +52,16 @@ struct explanation {
     describedHost host;
     std::vector<std::string> notes;
     std::vector<shownCheck> checks;
-    std::vector<std::string> everyLevel; // what is checked whatever the file says
+    std::vector<std::string> everyLevel; // the checks that need no value of the file
     std::vector<unreadValues> unread;
     std::vector<skippedSection> skipped;
-    std::vector<std::string> kernelMeets, kernelFails; // levels, by the kernel of the host
+    std::vector<std::string> kernelMeets,
+        kernelFails; // the levels whose kernel level the host meets, and does not meet
 };
 
 bool isKnownDistribution(const std::string &name);
 
-// A text as a file without a name, for operations that take a path.
+// A file without a name that holds a text, for operations of the program that take a path.
 class namelessFile {
 public:
     explicit namelessFile(std::string_view text);
@@ -74,12 +75,12 @@ private:
     int descriptor;
 };
 
-// The levels that a file offers, in the order of a run. Throws when it cannot be read or offers none. Only once: the
-// program's list of levels is built.
+// Lists the levels that a file offers, in the order of a run; none when it cannot be read or offers none. Call it once:
+// the program's own list, which it reads, only grows.
 std::vector<std::string> levelsOf(const std::string &path);
 
-// Lists what the program would ask of the host. Throws when the file does not offer the level, or the level has no
-// section for Linux.
+// Explains what the program would require of the host. Throws when the file does not offer the level, or the level has
+// no section for Linux.
 explanation explain(std::string_view file, const std::vector<std::string> &levels, const std::string &level,
                     const describedHost &host);
 

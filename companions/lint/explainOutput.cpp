@@ -1,4 +1,4 @@
-// An explanation, for people and for programs.
+// Prints an explanation, as text for people and as JSON for programs.
 #include "explain.h"
 
 #include "../common/json.h"

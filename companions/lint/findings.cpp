@@ -44,7 +44,8 @@ std::string findingList::textOf(const finding &found) const {
 void findingList::sortByLine() {
     const auto place = [](const finding &found) { return std::tie(found.line, found.column, found.id, found.text); };
     const auto isAbove = [&](const finding &left, const finding &right) { return place(left) < place(right); };
-    const auto sorted = std::is_sorted_until(all.begin(), all.end(), isAbove); // most are found in their order
+    const auto sorted =
+        std::is_sorted_until(all.begin(), all.end(), isAbove); // most findings come in the order of their lines
     std::sort(sorted, all.end(), isAbove);
     std::inplace_merge(all.begin(), sorted, all.end(), isAbove);
 }

@@ -1,4 +1,4 @@
-// Keeps the findings of a file in little memory: a file may have as many findings as lines.
+// Keeps the findings of a file in little memory, because a file may have as many findings as lines.
 #ifndef KVX_LINT_FINDINGS_H
 #define KVX_LINT_FINDINGS_H
 
@@ -14,25 +14,27 @@
 namespace lint {
 
 struct finding {
-    std::uint32_t line, column; // counted from 1, the column in bytes
-    std::uint32_t text;         // its template
-    std::uint32_t word, length; // a word of the file, by place and length; without a length, a number
+    std::uint32_t line, column; // counted from 1; the column counts bytes
+    std::uint32_t text;         // the number of its template
+    std::uint32_t word,
+        length; // what "\1" in the template means: a word of the file, by place and length; length 0: the number `word`
     Rule id;
 };
 
-// The findings on a file, and their texts. The file must outlive it.
+// The findings of a file and their texts. It refers to the text of the file, which must outlive it.
 class findingList {
 public:
     findingList(std::string_view text, const ruleSet &excludedRules) : file(text), excluded(excludedRules) {
     }
-    // A copy's numbers would refer to the texts of the original; a moved list keeps its texts.
+    // No copies: the keys of `numbers` would refer to the texts of the original. A moved list keeps its texts.
     findingList(const findingList &) = delete;
     findingList &operator=(const findingList &) = delete;
     findingList(findingList &&) = default;
     findingList &operator=(findingList &&) = delete;
     ~findingList() = default;
 
-    // In a template the argument stands for each "\1": a word of the file, or a number.
+    // Adds a finding. Each "\1" in its text means the last argument: a word of the file, or a number. A text that many
+    // findings share is kept once.
     void add(Rule id, std::size_t line, std::size_t column, const std::string &text, std::string_view word = {});
     void add(Rule id, std::size_t line, std::size_t column, const std::string &text, std::size_t number);
 
@@ -49,7 +51,7 @@ private:
     std::string_view file;
     ruleSet excluded;
     std::deque<std::string> texts;
-    std::unordered_map<std::string_view, std::uint32_t> numbers; // of the texts
+    std::unordered_map<std::string_view, std::uint32_t> numbers; // the number of each text
 };
 
 } // namespace lint

@@ -1,4 +1,4 @@
-// Judges a prerequisites file: what its author means against what the program's reader makes of it.
+// Judges a prerequisites file: compares what its author means with what the program's reader does.
 #ifndef KVX_LINT_LINT_H
 #define KVX_LINT_LINT_H
 
@@ -7,8 +7,8 @@
 namespace lint {
 
 struct judgeOptions {
-    bool bUnread = false; // also name elements that no check reads
-    ruleSet excluded;     // rules without findings
+    bool bUnread = false; // also report elements that no check reads
+    ruleSet excluded;     // rules whose findings are left out
 };
 
 struct judgement {
@@ -16,7 +16,7 @@ struct judgement {
     std::size_t suppressed;
 };
 
-// The findings refer to the file's text, which must outlive them.
+// Judges the text of a file. The findings refer to the text, which must outlive them. Throws for more than 4 GB.
 judgement judge(std::string_view file, const judgeOptions &options);
 
 } // namespace lint

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view commentBegin = "<!--", commentEnd = "-->";
 constexpr auto npos = std::string_view::npos;
-constexpr std::size_t MOST_PARTS = 100, FARTHEST_PART = 4096; // further ones of a long line are not looked at
+constexpr std::size_t MOST_PARTS = 100, FARTHEST_PART = 4096; // parts of a long line beyond these limits are ignored
 
 bool beginsAt(std::string_view line, std::size_t position, std::string_view text) {
     return line.compare(position, text.size(), text) == 0;
@@ -27,8 +27,8 @@ std::size_t nameEnd(std::string_view line, std::size_t position) {
     return std::min(line.find_first_of(" \t<>='\"", position), line.size());
 }
 
-// The ">" of a tag, which quotes may hide; where a quote is not closed, the last one of the line. Npos when there is
-// none, or when another tag begins before it.
+// Finds the ">" that ends a tag: the first one outside quotes, or the last one of the line where a quote is not closed.
+// Returns npos when there is none, or when another tag begins before it.
 std::size_t tagEnd(std::string_view line, std::size_t position) {
     const std::size_t start = position;
     char quote = '\0';
@@ -47,7 +47,7 @@ std::size_t tagEnd(std::string_view line, std::size_t position) {
     return last == npos || last < start ? npos : last;
 }
 
-// The place behind a declaration, "<!...>". That of a document type may hold others between brackets.
+// Returns the place behind a declaration, "<!...>". A document type may hold other declarations between brackets.
 std::size_t declarationEnd(std::string_view line, std::size_t position) {
     if (line[std::min(line.find_first_of("[>", position), line.size() - 1)] == '[')
         position = std::min(line.find(']', position), line.size());
@@ -55,8 +55,8 @@ std::size_t declarationEnd(std::string_view line, std::size_t position) {
     return end == npos ? line.size() : end + 1;
 }
 
-// The comments of a file that have no end of their own, in the order of the file. An end belongs to the last beginning
-// above it, so that a comment around others is closed. A beginning behind another one on its line is text.
+// Finds the comments of a file that have no end, in the order of the file. An end belongs to the last open comment
+// above it, so a comment around others is closed. A second beginning on the same line is text of the first comment.
 std::vector<const char *> commentsWithoutEnd(std::string_view file) {
     std::vector<const char *> open;
     std::size_t position = 0;
@@ -81,8 +81,8 @@ bool closes(const markup &closing, const markup &opening) {
     return closing.kind == MarkupKind::closing && closing.comment == opening.comment;
 }
 
-// An opening tag and the next closing one of its name make an element. Without such a one, so do an opening tag without
-// attributes and a closing one right behind it.
+// Joins each opening tag and the next closing tag of its name to an element. If there is no closing tag of its name, an
+// opening tag without attributes is joined with a closing tag of another name right behind it.
 void joinElements(std::string_view line, std::vector<markup> &parts) {
     for (auto opening = parts.begin(); opening != parts.end(); ++opening) {
         if (opening->kind != MarkupKind::opening || !opening->complete)
@@ -95,7 +95,7 @@ void joinElements(std::string_view line, std::vector<markup> &parts) {
             closing = opening + 1;
         if (closing == parts.end()) {
             if (!opening->closedBy.empty())
-                opening->kind = MarkupKind::element; // an empty one, such as <ksh/>
+                opening->kind = MarkupKind::element; // an empty element, such as <ksh/>
             continue;
         }
         std::size_t begin = line.find('>', opening->column) + 1;
@@ -111,7 +111,7 @@ void joinElements(std::string_view line, std::vector<markup> &parts) {
     }
 }
 
-// Notes where text outside comments begins, in what stands between two marks.
+// Notes the column of the first character between two places that is not blank, unless one is noted already.
 void noteText(std::string_view line, std::size_t begin, std::size_t end, std::size_t &column) {
     while (column == 0 && begin < end) {
         if (!isBlank(line[begin]))
@@ -142,7 +142,7 @@ std::string_view lineMark(std::string_view line) {
     return {};
 }
 
-// Reads the tag at a "<" and moves behind it.
+// Reads the tag at a "<", adds it to the parts, and moves the position behind it.
 void markupReader::readTag(std::string_view line, std::size_t &position, markedLine &marked) const {
     const std::size_t start = position;
     const bool bClosing = beginsAt(line, start, "</");
@@ -154,7 +154,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
         start > FARTHEST_PART)
         return;
     const std::size_t end = tagEnd(line, behindName);
-    const bool bBlank = nameStart != opened; // a "<" before a blank may be text, too
+    const bool bBlank = nameStart != opened; // a "<" in front of a blank may be text
     if (bBlank && end == npos)
         return;
     const std::size_t stop = end != npos ? end : std::min(line.find('<', behindName), line.size());
@@ -177,7 +177,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     position = part.end;
 }
 
-// Reads what a comment or the like hides: up to its terminator, or the line's end. Returns the place behind it.
+// Reads the tags in a comment or the like, up to its terminator or the end of the line. Returns the place behind that.
 std::size_t markupReader::readHidden(std::string_view line, std::size_t begin, std::string_view terminator,
                                      markedLine &marked) {
     const std::size_t end = line.find(terminator, begin);
@@ -197,7 +197,7 @@ bool markupReader::isNeverClosed(const char *pComment) {
     return true;
 }
 
-// Reads what begins at a "<" outside comments, and returns the place behind it.
+// Reads the comment, declaration or tag that begins at a "<" outside comments. Returns the place behind it.
 std::size_t markupReader::readMarkup(std::string_view line, std::size_t begin, markedLine &marked) {
     std::size_t position = begin;
     if (beginsAt(line, begin, commentBegin)) {
@@ -317,7 +317,7 @@ std::string latinized(std::string_view text) {
         {0x3a7, 'X'},
         {0x3bd, 'v'},
         {0x3bf, 'o'},
-        // Latin, but none of ASCII
+        // Latin letters that are not ASCII
         {0x131, 'i'},
         {0x251, 'a'},
         {0x261, 'g'},
@@ -334,7 +334,7 @@ std::string latinized(std::string_view text) {
         const auto *const like = std::find_if(std::begin(likenesses), std::end(likenesses),
                                               [&](const auto &likeness) { return likeness.code == code; });
         if (code > 0xff00 && code < 0xff5f)
-            latin += static_cast<char>(code - 0xff00 + ' '); // of full width
+            latin += static_cast<char>(code - 0xff00 + ' '); // a letter of full width
         else if (like != std::end(likenesses))
             latin += like->letter;
         else

@@ -1,4 +1,4 @@
-// A line of the file as its author means it: elements, opening and closing tags, what stands in a comment.
+// Reads a line of the file as its author sees it: elements, opening and closing tags, comments.
 #ifndef KVX_LINT_MARKUP_H
 #define KVX_LINT_MARKUP_H
 
@@ -21,23 +21,23 @@ struct markup {
     std::string_view text;       // of an element
     std::string_view closedBy;   // the name in an element's closing tag
     std::size_t column;          // counted from 1
-    std::size_t end;             // behind it, counted from 0
-    std::size_t comment;         // that it stands in, or what looks like one, counted from 1; 0: in none
-    bool complete;               // its tags end on the line
-    bool plain;                  // no blank in the angle brackets but in front of an attribute
+    std::size_t end;             // of the first character behind it, counted from 0
+    std::size_t comment;         // the number of the comment, or of what looks like one, that it is in; 0: none
+    bool complete;               // its tags end on this line
+    bool plain;                  // there is no blank in the angle brackets, except in front of an attribute
 };
 
 struct markedLine {
     std::vector<markup> parts;
-    std::size_t textColumn = 0;  // of the first text outside comments, on a line without any markup there; 0: none
+    std::size_t textColumn = 0;  // of the first text, on a line without tags outside comments; 0: none
     std::size_t openComment = 0; // the column of a comment that is never closed; 0: none
 };
 
-// Reads the lines of a file in order: a comment may run over several.
+// Reads the lines of a file in their order, because a comment may run over several lines.
 class markupReader {
 public:
     explicit markupReader(std::string_view file);
-    // A line of that file. A comment that the file never closes ends with its line.
+    // Reads the next line. A comment that the file never closes ends with its line.
     void read(std::string_view line, markedLine &marked);
 
 private:
@@ -46,23 +46,23 @@ private:
     void readTag(std::string_view line, std::size_t &position, markedLine &marked) const;
     bool isNeverClosed(const char *pComment);
 
-    std::vector<const char *> neverClosed; // comments that begin below what was read
+    std::vector<const char *> neverClosed; // comments without an end, the next one last
     bool inComment = false;
-    bool behindMark = false; // the line begins with a mark that makes none a comment
-    bool hidden = false;     // what is being read
+    bool behindMark = false; // the line begins with a mark such as "#", which makes no comment
+    bool hidden = false;     // the tag that is being read is in a comment
     std::size_t comments = 0;
 };
 
-// The first character that is not ASCII, whole. Empty when there is none.
+// The bytes of the first character that is not ASCII; empty without one.
 std::string_view foreignCharacter(std::string_view text);
 
-// A text with the letters that only look Latin replaced by those they look like.
+// Replaces letters that only look Latin by the Latin letters that they look like.
 std::string latinized(std::string_view text);
 
-// How a character is named where it cannot be seen: U+0430.
+// The name of a character that people cannot see or tell from another: U+0430.
 std::string codePoint(std::string_view character);
 
-// The mark that makes a line a comment elsewhere, such as "#"; empty when it does not begin with one.
+// The mark at the start of a line that makes it a comment in other languages, such as "#"; empty without one.
 std::string_view lineMark(std::string_view line);
 
 bool isBlank(char c);

@@ -14,7 +14,7 @@ using std::string;
 using std::string_view;
 
 static constexpr auto npos = string_view::npos;
-static constexpr std::size_t FARTHEST_END = 1000; // bytes in which the end of a tag is looked for
+static constexpr std::size_t FARTHEST_END = 1000; // how many bytes are searched for the end of a tag
 
 string opening(string_view name) {
     return "<" + string(name) + ">";
@@ -43,7 +43,7 @@ string elementMeant(const markup &part) {
 
 /* --- Conditions in attributes --- */
 
-// The place of the next "<" that is no operator.
+// Finds the next "<" that is not an operator: one without a blank behind it.
 static std::size_t nextTag(string_view text, std::size_t from) {
     while ((from = text.find('<', from)) != npos && (from + 1 == text.size() || isBlank(text[from + 1])))
         from++;
@@ -60,7 +60,7 @@ string_view wholeAttributes(string_view line, const markup &part) {
 
 typedef std::vector<string_view> wordList;
 
-// Adds the words of a text, in which operators are words of their own.
+// Adds the words of a text to a list. Operators become words of their own; "and" is left out.
 static void addWords(string_view text, wordList &words) {
     constexpr string_view operators = "<>=!";
     constexpr string_view blanks = " \t\r\n";
@@ -77,7 +77,8 @@ static void addWords(string_view text, wordList &words) {
     }
 }
 
-// Takes the name of an attribute off the end of the words in front of its text. Empty for an operand of a condition.
+// Removes the name of an attribute and its "=" from the end of the words and returns the name. A tag of the program is
+// not such a name but the operand of a condition; then it returns an empty name.
 static string_view takeAttributeName(wordList &words) {
     const std::size_t count = words.size();
     if (count < 2 || words[count - 1] != "=" || tagOf(words[count - 2]) >= 0)
@@ -122,7 +123,7 @@ string sectionMeant(string_view name, string_view attributes) {
 
 /* --- What runs over several lines --- */
 
-// A text with one blank for each row of blanks and line ends.
+// Replaces each row of blanks and line ends in a text by one blank.
 static string onOne(string_view text) {
     string one;
     for (const char c : trimmed(text))

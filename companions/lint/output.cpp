@@ -51,7 +51,7 @@ private:
     std::ostream &out;
 };
 
-// Workflow commands: a service that reads them shows each finding beside its line.
+// Writes workflow commands: a service that reads them shows each finding beside its line.
 class githubWriter : public writer {
 public:
     explicit githubWriter(std::ostream &stream) : out(stream) {
@@ -114,7 +114,7 @@ private:
     bool bFirst = true;
 };
 
-// Counts the columns of a file in characters, in the order of its lines.
+// Converts the columns of findings from bytes to characters. Ask in the order of the lines.
 class characterColumns {
 public:
     explicit characterColumns(string_view text) : file(text) {
@@ -207,7 +207,7 @@ private:
     bool bFirst = true;
 };
 
-// Characters that cannot be seen, or change the order of what follows.
+// Is a character invisible, or does it change the direction of writing?
 bool isHidden(string_view character) {
     const char32_t code = utf8::decode(character);
     return (code >= 0x80 && code <= 0xA0) || code == 0xAD || code == 0x61C || (code >= 0x200B && code <= 0x200F) ||

@@ -1,4 +1,4 @@
-// Findings in the forms that people, editors and services read.
+// Writes findings in the formats that people, editors and services read.
 #ifndef KVX_LINT_OUTPUT_H
 #define KVX_LINT_OUTPUT_H
 
@@ -29,18 +29,19 @@ public:
     writer &operator=(const writer &) = delete;
     virtual ~writer() = default;
 
-    // A file's findings, in the order of their lines.
+    // Writes the findings of a file, which are in the order of their lines.
     virtual void add(const std::string &path, std::string_view file, const findingList &findings) = 0;
     virtual void finish(const findingCounts &counts) = 0;
 };
 
-// The writer of a form: gcc, github, json or sarif. Null for another name.
+// Makes the writer of a format: gcc, github, json or sarif. Null for another name.
 std::unique_ptr<writer> makeWriter(std::string_view form, std::ostream &out);
 
-// The findings' counts in words: "1 error, 2 warnings, 0 notes".
+// Writes the counts in words: "1 error, 2 warnings, 0 notes".
 std::string countsInWords(const findingCounts &counts);
 
-// A text with what a terminal would act upon, what cannot be seen and what is no UTF-8 written out.
+// Makes a text safe for a terminal: control characters, invisible characters and bytes that are not UTF-8 become
+// escapes such as \x1B and U+200B.
 std::string printable(std::string_view text);
 
 } // namespace lint

@@ -9,7 +9,7 @@ namespace lint {
 
 namespace {
 
-constexpr std::size_t MOST_KNOWN = 512; // lines that are not read again
+constexpr std::size_t MOST_KNOWN = 512; // how many distinct lines are remembered
 
 void forgetValues() {
     for (char *&pText : ppszPREREQ) {
@@ -18,7 +18,7 @@ void forgetValues() {
     }
 }
 
-// A line as a terminated text.
+// Copies a line into a terminated text.
 std::array<char, PREREQ_LINE_SIZE> terminated(std::string_view line) {
     std::array<char, PREREQ_LINE_SIZE> text;
     text[line.copy(text.data(), text.size() - 1)] = '\0';
@@ -55,7 +55,7 @@ lineEffect lineReader::read(std::string_view line) {
         std::free(ppszPREREQ[taken.tag]);
         ppszPREREQ[taken.tag] = nullptr;
     }
-    if (reader.bSkipping) { // a condition that no host can meet
+    if (reader.bSkipping) { // the condition is one that no host can meet: read its lines all the same
         reader.bSkipping = 0;
         sqloPopSkipNodeStack();
     }

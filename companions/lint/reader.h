@@ -1,4 +1,4 @@
-// The program's own reader, asked what a line does.
+// Asks the program's own reader what each line does.
 #ifndef KVX_LINT_READER_H
 #define KVX_LINT_READER_H
 
@@ -11,9 +11,9 @@
 namespace lint {
 
 struct lineEffect {
-    int effect;       // a LineEffect
-    int tag;          // that the line names, or -1
-    std::string text; // that was stored
+    int effect;       // a LineEffect of the program
+    int tag;          // the tag that the line names, or -1
+    std::string text; // the text that was stored
 };
 
 // Reads every section of every level: the clustered feature is on and no tag has a value, so every condition holds. Use
@@ -26,10 +26,10 @@ public:
     lineReader &operator=(const lineReader &) = delete;
 
     void beginLevel(const std::string &level);
-    // A line without its newline, shorter than PREREQ_LINE_SIZE. A platform section's line must outlive the reader: it
-    // does the same wherever it stands, so that it is read once.
+    // Takes the next line, without its newline and shorter than PREREQ_LINE_SIZE. A line of a platform section has the
+    // same effect everywhere, so the reader remembers it: its text must outlive the reader.
     const lineEffect &take(std::string_view line);
-    // Would the line end a section with this tag that is being skipped?
+    // Would the line end a section of this tag that the program skips?
     bool endsSkipped(int tag, std::string_view line) const;
 
     int place() const {
@@ -44,7 +44,7 @@ private:
 
     prereqReader reader{};
     lineEffect last{};
-    std::unordered_map<std::string_view, lineEffect> known; // files repeat themselves
+    std::unordered_map<std::string_view, lineEffect> known; // the effects of lines that were read; files repeat lines
 };
 
 } // namespace lint

@@ -1,4 +1,4 @@
-// The rules by which a prerequisites file is judged. The manual page has an entry for each.
+// The rules of the findings. The manual page has an entry for each rule.
 #ifndef KVX_LINT_RULES_H
 #define KVX_LINT_RULES_H
 
@@ -8,7 +8,7 @@
 
 namespace lint {
 
-// Looks like a blank and is none.
+// It looks like a blank, but does not separate words.
 inline constexpr std::string_view noBreakSpace = "\xc2\xa0";
 
 enum class Rule {
@@ -85,21 +85,21 @@ inline constexpr std::size_t RULES = static_cast<std::size_t>(Rule::count);
 typedef std::bitset<RULES> ruleSet;
 
 enum class Severity {
-    error,   // something is lost or counts elsewhere
-    warning, // the line may be meant so
+    error,   // the program ignores something, or reads it on other hosts
+    warning, // the author may mean it
     note,    // for information
 };
 
 struct ruleEntry {
     Rule id;
-    std::string_view name; // never with "value": a line that holds this word opens a section
+    std::string_view name; // must not hold "value": the program takes a line with this word as an opening tag
     Severity severity;
     std::string_view summary;
 };
 
 const ruleEntry &entryOf(Rule id);
 
-// The rule of a name; Rule::count for none.
+// The rule of a name; Rule::count when no rule has it.
 Rule ruleOf(std::string_view name);
 
 std::string_view nameOf(Severity severity);

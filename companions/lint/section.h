@@ -18,14 +18,14 @@
 
 namespace lint {
 
-// The line being judged, and what is found on it and on others.
+// The line that is being judged, and the list to which its findings go.
 class judgedLine {
 public:
     std::string_view text;
-    std::string_view below; // the file from this line on
+    std::string_view below; // the text of the file from this line on
     std::size_t number = 0;
     markedLine marked;
-    // The last opening tag with a condition that does not count because it is in a comment.
+    // The last opening tag with a condition that the program does not read because a comment begins in front of it.
     struct {
         std::size_t comment = 0, line = 0;
         std::string_view name;
@@ -35,7 +35,8 @@ public:
     explicit judgedLine(findingList &list) : findings(list) {
     }
 
-    // In the message a word of the file, or a number, stands for each "\1".
+    // Add a finding on this line, or on another one. Each "\1" in the message means the argument: a word of the file,
+    // or a number.
     template <typename... Argument>
     void report(Rule id, std::size_t column, const std::string &message, Argument... argument) {
         findings.add(id, number, column, message, argument...);
@@ -44,12 +45,12 @@ public:
     void reportAt(Rule id, std::size_t atLine, std::size_t column, const std::string &message, Argument... argument) {
         findings.add(id, atLine, column, message, argument...);
     }
-    // The column of a word of the line's text.
+    // The column of a word, which must be a part of the line's text.
     std::size_t columnOf(std::string_view word) const;
-    // Reports that something counts which looks commented out.
+    // Reports a part that counts although it is in a comment. The message begins with `what`.
     void reportComment(const markup &part, const std::string &what);
     void noteHiddenSection();
-    // The first part of a kind and name; those in comments only when there is no other. Null when there is none.
+    // Finds the first part of a kind and name outside comments, or else in one. Null without one.
     const markup *find(MarkupKind kind, std::string_view name) const;
 };
 
@@ -59,33 +60,33 @@ public:
 
     void begin(const std::string &level);
     void takeLine(const lineEffect &effect);
-    // A line of which nothing can be told.
+    // Takes a line that cannot be judged: only notes the sections that it opens and closes.
     void passLine();
-    // Closes a section whose closing tag has lost its "<". False when none of this name is open.
+    // Closes the open section of a name, whose closing tag lacks its "<". False when there is none.
     bool closeText(std::string_view name);
     void end();
-    // What can be said only of the level as a whole.
+    // Reports what only the level as a whole shows: values that are missing or do not fit together.
     void judgeLevel(std::size_t levelLine, std::size_t levelColumn);
 
 private:
     struct openSection {
         std::string_view name;
         testList tests;
-        int tag; // -1: none, or no section for the program
+        int tag; // -1: the program does not take it as a section
         std::uint32_t line, column;
-        std::uint32_t innerLine, innerColumn; // where one of the same tag opens in it; 0: none does
+        std::uint32_t innerLine, innerColumn; // where a section of the same tag opens in it; 0: nowhere
         bool bUnknown;                        // its condition is mistaken
         bool bGrid, bReported;
 
-        // Is it a finding that it is not closed?
+        // Is it to be reported when nothing closes it?
         bool isOpen() const {
             return !bReported || innerLine != 0;
         }
     };
     struct seenValue {
         std::uint32_t line, column;
-        std::uint32_t section; // the line of the innermost one around it; 0: none
-        std::uint32_t around;  // which of the lists of tests is that of all sections around it
+        std::uint32_t section; // the line of the innermost section around it; 0: none
+        std::uint32_t around;  // the index of the list of tests of all sections around it
         const char *pText;
         std::uint16_t length;
         bool bGrid, bReplaced;
@@ -145,17 +146,17 @@ private:
     const bool bUnread;
     std::string level;
     std::deque<openSection> sections;
-    std::deque<testList> arounds; // the tests around the level's values, each list once for the values in a row
-    bool bAroundKept = false;     // the last list is that of the open sections
+    std::deque<testList> arounds; // the tests around the values of the level
+    bool bAroundKept = false;     // the last list holds the tests of the open sections
     std::array<std::deque<seenValue>, LastTag> values;
     struct replacement {
         std::uint32_t line, column, by;
         int tag;
     };
-    std::vector<replacement> replacements; // not reported yet
-    std::array<bool, LastTag> meant{};     // by elements that are lost
+    std::vector<replacement> replacements; // wait to be reported
+    std::array<bool, LastTag> meant{};     // tags that the author gives in elements that the program ignores
     bool bRequires = false;
-    std::size_t lastContinued = 0; // the last line of a tag or an element that was reported on its first line
+    std::size_t lastContinued = 0; // the last line of the last tag that was reported on its first line
 };
 
 } // namespace lint

@@ -20,7 +20,7 @@ bool take(std::string_view &text, std::string_view part) {
     return true;
 }
 
-// The names in a comment of exactly the form that is read; empty for others.
+// The rules in a comment that has exactly the form of a suppression; empty for other comments.
 std::string_view namesIn(std::string_view line) {
     std::string_view text = trimmed(line);
     if (!take(text, "<!--") || text.size() < 3 || text.substr(text.size() - 3) != "-->")
@@ -54,7 +54,7 @@ void suppressionList::add(std::string_view names, std::size_t number, bool bWhol
         const std::string_view name = names.substr(0, end);
         const Rule id = ruleOf(name);
         if (id == Rule::count)
-            findings.add(Rule::suppression, number, 1, "there is no rule \1: --list-rules names them", name);
+            findings.add(Rule::suppression, number, 1, "there is no rule \1: take one that --list-rules prints", name);
         else
             given.rules.set(static_cast<std::size_t>(id));
         names.remove_prefix(std::min(end + 1, names.size()));
@@ -63,14 +63,14 @@ void suppressionList::add(std::string_view names, std::size_t number, bool bWhol
     all.push_back(given);
 }
 
-// Of suppressions one below the other, all are for the line below the last.
+// Lets suppressions on consecutive lines all count for the line below the last one.
 void suppressionList::findTargets() {
     for (std::size_t i = all.size(); i-- > 1;)
         if (all[i - 1].target == all[i].line && all[i].target != 0)
             all[i - 1].target = all[i].target;
 }
 
-// The first suppression of each rule that counts for the whole file.
+// Finds, for each rule, the first suppression that counts for the whole file.
 void suppressionList::findWholeFile() {
     wholeFile.fill(nullptr);
     for (suppression &given : all)

@@ -1,4 +1,4 @@
-// Comments that say which findings an author does not want to hear of.
+// Reads the comments by which an author suppresses findings, and applies them.
 #ifndef KVX_LINT_SUPPRESSIONS_H
 #define KVX_LINT_SUPPRESSIONS_H
 
@@ -13,16 +13,16 @@ namespace lint {
 
 class suppressionList {
 public:
-    // Takes a line that may hold one. In front of the first level it counts for the whole file.
+    // Takes a line, which may hold a suppression. In front of the first level it counts for the whole file.
     void take(std::string_view text, std::size_t number, bool bWholeFile, findingList &findings);
 
-    // Takes the findings away that are not wanted, and adds one for each rule that a suppression names in vain.
-    // Without findings of `silent` rules nobody can tell whether these are wanted. Returns how many were taken away.
+    // Removes the suppressed findings, and adds one for each rule in a suppression that has nothing to suppress, except
+    // for the `silent` rules, whose findings are left out anyway. Returns how many findings were suppressed.
     std::size_t apply(findingList &findings, const ruleSet &silent);
 
 private:
     struct suppression {
-        std::size_t line, target; // 0: the whole file
+        std::size_t line, target; // the target is the line that it is for; 0: the whole file
         ruleSet rules, used;
     };
 
@@ -32,7 +32,7 @@ private:
     std::size_t removeUnwanted(findingList &findings);
     bool isWanted(const finding &found, std::vector<suppression>::iterator &next);
 
-    std::vector<suppression> all; // those for the whole file first
+    std::vector<suppression> all; // in the order of the file: those for the whole file come first
     std::array<suppression *, RULES> wholeFile{};
 };
 

@@ -16,8 +16,8 @@ namespace lint {
 namespace {
 
 constexpr std::size_t LARGEST_GROUP = 20;
-constexpr std::size_t MOST_MISTAKES = 3; // in a misspelled name
-constexpr std::size_t LONGEST_NAME = 64; // that may be a tag
+constexpr std::size_t MOST_MISTAKES = 3; // the most mistakes in a misspelled name
+constexpr std::size_t LONGEST_NAME = 64; // a longer name is not taken as a misspelled tag
 
 struct tagGroup {
     tagUse use;
@@ -30,7 +30,7 @@ constexpr tagGroup group(Reading read, TextKind text, std::string_view check, Ta
     return {{read, text, check}, sizeof...(tags), {tags...}};
 }
 
-// The uses of tags that belong to a distribution.
+// The uses of the tags of distributions.
 constexpr tagUse ofHost = {Reading::host, TextKind::any, "the host"};
 constexpr tagUse ofMinimum = {Reading::dormant, TextKind::version, "level of the distribution"};
 constexpr tagUse ofSection = {Reading::nothing, TextKind::any, "a section"};
@@ -80,7 +80,7 @@ constexpr tagGroup groups[] = {
 
 struct tagUses {
     std::array<tagUse, LastTag> byTag{};
-    std::size_t given = 0; // how often a tag got its use
+    std::size_t given = 0; // how many times a tag got a use
 
     constexpr void give(int tag, const tagUse &use) {
         if (tag < 0)
@@ -118,7 +118,7 @@ static_assert(everyTagHasOneUse(), "every tag has exactly one use");
 
 using common::lowered;
 
-typedef std::uint64_t letterSet; // an upper-case letter counts as its lower-case one
+typedef std::uint64_t letterSet; // of letters, whatever their case
 
 letterSet lettersOf(std::string_view name) {
     letterSet letters = 0;
@@ -127,7 +127,7 @@ letterSet lettersOf(std::string_view name) {
     return letters;
 }
 
-// Are there so many letters, a few, in a set?
+// Does a set have at least `count` letters? Clears the lowest bit for each letter, so it is quick for small counts.
 bool holdsAtLeast(letterSet letters, std::size_t count) {
     for (; count > 0 && letters != 0; count--)
         letters &= letters - 1;
@@ -150,7 +150,8 @@ const std::array<tagName, LastTag> &tagNames() {
     return all;
 }
 
-// A name in whose places letters are looked up, for the distance from other names. It has at most 64 letters.
+// Measures how far a name is from other names. The name has at most 64 letters: each letter has a set of bits, one for
+// each of its places in the name.
 class misspelledName {
 public:
     explicit misspelledName(std::string_view text) : name(text) {
@@ -158,8 +159,9 @@ public:
             places[placeOf(name[i])] |= std::uint64_t(1) << i;
     }
 
-    // How many letters have to be put in, left out or exchanged to come to a tag's name, whatever their case. A column
-    // of the table of distances is two sets of bits: where it goes up by one, and where it goes down.
+    // The number of letters to insert, delete or replace to get the name of a tag, whatever their case. It computes the
+    // usual table of distances one column at a time: neighbouring cells differ by at most one, so a column is two sets
+    // of bits, the rows that are one higher than the row above and the rows that are one lower.
     std::size_t distance(std::string_view tag) const {
         std::uint64_t up = ~std::uint64_t(0);
         std::uint64_t down = 0;
@@ -260,11 +262,11 @@ int tagOf(std::string_view name) {
     return found == tags.end() ? -1 : found->second;
 }
 
-// The tag whose name differs least from a misspelled one, if it is little; -1 without one.
+// Finds the tag whose name differs least from a misspelled name; -1 when all differ in too many letters.
 static int mostAlike(std::string_view name) {
     const auto &names = tagNames();
     const letterSet letters = lettersOf(name);
-    std::optional<misspelledName> misspelled; // few names need it
+    std::optional<misspelledName> misspelled; // made for the few names that need it
     std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     int nearest = -1;
     for (int other = 0; other < LastTag && best > 0; other++) {
@@ -272,7 +274,7 @@ static int mostAlike(std::string_view name) {
         if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
             continue;
         if (holdsAtLeast(letters & ~one.letters, best) || holdsAtLeast(one.letters & ~letters, best))
-            continue; // each letter that only one of them has is a mistake
+            continue; // each letter that only one of the two names has is a mistake
         if (!misspelled)
             misspelled.emplace(name);
         const std::size_t found = misspelled->distance(one.name);
@@ -299,7 +301,7 @@ int nearestTag(std::string_view name) {
     return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }
 
-// Are the letters of two names the same in another order?
+// Do two names have the same letters, perhaps in another order?
 static bool isTransposed(std::string_view left, std::string_view right) {
     return left.size() == right.size() &&
            std::is_permutation(left.begin(), left.end(), right.begin(),

@@ -1,4 +1,4 @@
-// What the program does with each tag's text: which check reads it, when, and as what.
+// Knows what the program does with the text of each tag: which check reads it, when, and as what.
 #ifndef KVX_LINT_TAGS_H
 #define KVX_LINT_TAGS_H
 
@@ -11,18 +11,18 @@ namespace lint {
 enum class Reading {
     everyPass,
     clusteredPass,
-    dormant, // by checks that no option selects
+    dormant, // only a check that no option selects reads it
     nothing,
-    host, // the program stores it, conditions test it
+    host, // the program stores it, and conditions test it
 };
 
 enum class TextKind {
     any,
-    number,  // its leading digits are compared
-    version, // numbers between points are compared
-    mask,    // so is it, but the number is octal
+    number,  // the program compares its leading digits
+    version, // the program compares its numbers between points
+    mask,    // the same, but the author writes an octal number
     library, // the file of a library
-    symbol,  // a version of its symbols
+    symbol,  // a symbol version of a library
     package, // the name of a package
     command, // a command, or the path of a file
 };
@@ -30,28 +30,28 @@ enum class TextKind {
 struct tagUse {
     Reading read;
     TextKind text;
-    std::string_view check; // for a tag that no check reads: what it is
+    std::string_view check; // the check that reads it; without one, what the tag is
 };
 
 const tagUse &useOf(int tag);
 
-// What stands where one tag is given without another.
+// A tag that needs another one, and what happens without that.
 struct dependence {
     Tag tag, needed;
     std::string_view consequence;
 };
 
 inline constexpr dependence dependences[] = {
-    {kshPackage, ntpPackage, "shells are checked only where both are given"},
-    {ntpPackage, kshPackage, "time services are checked only where both are given"},
-    {mkshPackage, kshPackage, "shells are checked only where kshPackage is given"},
-    {chronyPackage, ntpPackage, "it is asked for only where ntpPackage is not found"},
+    {kshPackage, ntpPackage, "the program checks shells only where both are given"},
+    {ntpPackage, kshPackage, "the program checks time services only where both are given"},
+    {mkshPackage, kshPackage, "the program checks shells only where kshPackage is given"},
+    {chronyPackage, ntpPackage, "the program looks for it only where ntpPackage fails"},
     {kshVersion, kshPackage, "there is no package to compare it with"},
-    {kshRelease, kshVersion, "a release is compared only where the version is the same"},
+    {kshRelease, kshVersion, "the program compares releases only of equal versions"},
     {mkshVersion, mkshPackage, "there is no package to compare it with"},
     {ntpVersion, ntpPackage, "there is no package to compare it with"},
     {chronyVersion, chronyPackage, "there is no package to compare it with"},
-    {CPPVersionString, CPPLibName, "no C++ runtime is looked at"},
+    {CPPVersionString, CPPLibName, "the program looks at no C++ runtime"},
     {CPPLibName, CPPVersionString, "every C++ runtime fails"},
     {MinOSRelease, MinOSVersion, "the version counts as 0, so every kernel passes"},
     {MinOSMinorRelease, MinOSRelease, "the release counts as 0"},
@@ -62,8 +62,8 @@ inline constexpr dependence dependences[] = {
 // The tags of a distribution; -1 for one that it lacks.
 struct distributionTags {
     int distribution; // its index in ppszDistroName
-    int section;      // by custom that of its sections
-    int version;      // its release, which the program stores
+    int section;      // the tag of its sections by custom
+    int version;      // of its release, which the program stores
     int servicePack;
     int minVersion;
     int minServicePack;
@@ -92,31 +92,31 @@ inline constexpr distributionTags distributions[] = {
     tagsOf(DISTRO_INSPUR, IAVersion), tagsOf(DISTRO_CENTOS, CNTVersion),
 };
 
-// The levels of three parts, of which a file gives each part in an element of its own.
+// The three-part levels. A file gives each part in an element of its own.
 inline constexpr Tag levelParts[][3] = {
     {MinOSVersion, MinOSRelease, MinOSMinorRelease},
     {LibCVersion, LibCMajorRelease, LibCMinorRelease},
 };
 
-// Null for a name that is none of the program's.
+// Finds a distribution by the name that the program gives it; null without one.
 const distributionTags *distributionOf(std::string_view name);
 
 // Finds the distribution that a word means, such as redhat, SLES15 or REHL. Empty when it means none.
 std::string_view distributionMeant(std::string_view word);
 
-// The distribution that alone stores a tag, such as RHELVersion; null where every host or none does.
+// The only distribution on which the program stores a tag, such as RHELVersion. Null for other tags.
 const distributionTags *distributionStoring(int tag);
 
-// The distribution that a section of this tag is for by custom; null for a tag that names no section.
+// The distribution for which sections have this tag by custom. Null for other tags.
 const distributionTags *distributionOfSection(int tag);
 
-// Does the tag mark a section, and hold nothing that a check or a condition asks for?
+// Is a tag only for sections, so that no check and no condition reads its text?
 bool isSectionTag(int tag);
 
-// The requirement that somebody may mean who gives a tag of the host or of a section a text; -1 when there is none.
+// The requirement that an author may mean who gives a text for a tag of the host or of a section; -1 without one.
 int requirementFor(int tag);
 
-// What a condition tests of the host where somebody tests a requirement; -1 when there is nothing.
+// The tag of the host that an author may mean whose condition tests a requirement; -1 without one.
 int hostTagFor(int requirement);
 
 // The tag of this name, or -1.
