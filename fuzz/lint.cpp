@@ -1,5 +1,5 @@
-// The fuzz target of kvxprereqlint: any text as a prerequisites file. Where no error is found, the program must read
-// every element on the host that knows nothing, in the clustered pass: all conditions hold there.
+// The fuzz target of kvxprereqlint: it judges any text as a prerequisites file. If the linter finds no error, the
+// program must read every element in the clustered pass of a host without any stored text, where all conditions hold.
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -24,7 +24,7 @@ static void forgetValues() {
     }
 }
 
-// Whether a line is an element of a known tag and nothing else.
+// Is a line an element of a known tag, and nothing else?
 static bool isElement(const string &line) {
     const size_t begin = line.find_first_not_of(' ');
     const size_t end = line.find('>');
@@ -36,7 +36,7 @@ static bool isElement(const string &line) {
            text.substr(text.find('<')) == "</" + name + ">";
 }
 
-// The file's lines as the program takes them: a long one in pieces, and no farther than a NUL character.
+// Splits a file into lines as the program does: a long line into pieces, and each line only up to a NUL character.
 static strings linesOf(const string &file) {
     strings lines;
     std::istringstream read(file);
@@ -57,7 +57,7 @@ static strings levelsOf(const strings &lines) {
     return levels;
 }
 
-// Counts the elements of a file that has no comments, and takes away those that the program reads.
+// Counts the elements of a file without comments that the program does not read.
 static long elementsLost(const strings &lines) {
     long lost = std::count_if(lines.begin(), lines.end(), isElement);
     bShareGrid = 1;
@@ -125,7 +125,7 @@ static void explainLevel(const string &file, const strings &lines, const string 
         lint::printText(explained, printed);
         lint::printJson(explained, printed);
         MUST_HOLD(valuesExplained(explained) == valuesRead(lines, level, host));
-    } catch (const std::runtime_error &) { // the level's section is not found
+    } catch (const std::runtime_error &) { // the program does not find the level's section
         MUST_HOLD(valuesRead(lines, level, host).empty());
     }
 }
@@ -143,7 +143,7 @@ static void lintFile(const string &file) {
         MUST_HOLD(found.line >= line && found.column > 0 && bInside && !judged.findings.textOf(found).empty());
         line = found.line;
         bError = bError || lint::entryOf(found.id).severity == lint::Severity::error ||
-                 found.id == lint::Rule::otherPlatform; // whose elements nobody reads
+                 found.id == lint::Rule::otherPlatform; // the program reads none of its elements
     }
     std::ostringstream printed;
     for (const char *pForm : {"gcc", "github", "json", "sarif"})

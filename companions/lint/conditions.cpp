@@ -47,7 +47,7 @@ bool isOperatorLike(string_view word) {
     return word.find_first_not_of(operatorCharacters) == string_view::npos;
 }
 
-// As the program reads it; a greater one counts as the greatest.
+// Reads a number as the program does: one beyond an int becomes the greatest int.
 int toNumber(string_view text) {
     return static_cast<int>(std::min<long>(std::strtol(string(text).c_str(), nullptr, 10), INT_MAX));
 }
@@ -62,12 +62,12 @@ triple makeTriple(string_view operand, string_view operation, string_view value)
             value};
 }
 
-// Can a test fail on a host that knows its operand?
+// Can a test fail on a host that has a text for its tag?
 bool hasEffect(const test &test) {
     return test.tag >= 0 && (test.comparison == Comparison::equal || (isOrdering(test.comparison) && test.number >= 0));
 }
 
-// What an operand is, on a host that passes some tests.
+// What is known of the text of a tag on a host that passes some tests.
 struct range {
     long low = LONG_MIN, high = LONG_MAX;
     std::optional<string_view> text;
@@ -100,7 +100,7 @@ string quoted(string_view word) {
     return "\"" + string(word) + "\"";
 }
 
-// The text that every host has for a tag, as far as there is one.
+// The text of a tag that is the same on every host; empty for other tags.
 std::optional<string_view> fixedText(int tag, string_view level) {
     switch (tag) {
     case KVXLevel: return level;
@@ -112,7 +112,7 @@ std::optional<string_view> fixedText(int tag, string_view level) {
     }
 }
 
-// A number and the one below it: a host's release, and its kernel's.
+// The tags of two neighbouring parts of a release or of a kernel level.
 struct releaseParts {
     int first, second;
 };
@@ -128,9 +128,9 @@ const std::vector<releaseParts> &allReleases() {
     return all;
 }
 
-constexpr long FIRST_STREAM = 8; // CentOS Stream is a release without a service pack
+constexpr long FIRST_STREAM = 8; // from this release on a host may run CentOS Stream, which has no service pack
 
-// The triple, or the two, for hosts with a number: the last part of SUSE's release may end in a line break.
+// The triple that holds where a tag has a number. For SUSE two: its text may end in a line break, so "=" would fail.
 string equalTo(int tag, long number) {
     const string name = ppszTagName[tag];
     if (tag != SLESVersion && tag != SLESSP)
@@ -138,7 +138,7 @@ string equalTo(int tag, long number) {
     return name + " >= " + std::to_string(number) + ' ' + name + " < " + std::to_string(number + 1);
 }
 
-// The condition, or the two, for hosts on one side of a release such as 9.4.
+// Advises one condition, or two sections, for the hosts below, at or above a release such as 9.4.
 string releaseConditions(const releaseParts &parts, string_view operation, long first, long second) {
     const string left = ppszTagName[parts.first], right = ppszTagName[parts.second], number = std::to_string(first);
     if (parts.first == CNTVersion && first >= FIRST_STREAM)
@@ -149,20 +149,21 @@ string releaseConditions(const releaseParts &parts, string_view operation, long 
            std::to_string(second) + "\" and one with \"" + left + (operation == "<" ? " < " : " > ") + number + '"';
 }
 
-// Is the second part bounded from below for several numbers of the first? It starts anew with each of them.
+// Do tests ask for a lowest second part while the first part may be several numbers? They then skip 9.0 to 9.5 where
+// 8.6 or later is meant, because the second part starts at 0 with each first part.
 bool skipsReleases(const releaseParts &parts, const testList &tests) {
     const range first = rangeOf(parts.first, tests), second = rangeOf(parts.second, tests);
     return first.low != LONG_MIN && first.low < first.high && second.low > 0 && second.low < second.high;
 }
 
-// A word without what an author puts around it: quotes, or a sign for "and later".
+// A word without the quotes, brackets and signs such as "+" that authors put around it.
 string_view bareWord(string_view word) {
     const std::size_t begin = std::min(word.find_first_not_of("'`("), word.size());
     const std::size_t end = word.find_last_not_of("'`)+,;") + 1;
     return begin < end ? word.substr(begin, end - begin) : string_view();
 }
 
-// A release with a point for "SP": 15.5 for 15SP5 and 15-SP5, and 5 for SP5.
+// Writes a point for "SP" in a release: 15.5 for 15SP5 and 15-SP5, and 5 for SP5.
 string withoutServicePackMark(string_view word) {
     const string lower = common::lowered(word);
     const std::size_t mark = lower.find("sp");
@@ -182,7 +183,7 @@ string_view operatorMeant(string_view word) {
     return {};
 }
 
-// A word such as "RHELVersion>=9" in three.
+// Splits a word such as "RHELVersion>=9" into operand, operator and value, with blanks between them.
 string spaced(string_view word) {
     const std::size_t begin = std::min(word.find_first_of(operatorCharacters), word.size());
     const std::size_t end = std::min(word.find_first_not_of(operatorCharacters, begin), word.size());
@@ -202,7 +203,7 @@ public:
         all.insert(all.end(), asked.triples.begin(), asked.triples.end());
     }
 
-    // Whether the words are in their places, so that a rest is one.
+    // Reports the mistakes of all triples. False when a word is not at its place, so that what follows means nothing.
     bool run() const {
         for (std::size_t i = 0; i < asked.triples.size(); i++)
             if (!checkWords(i))
@@ -220,7 +221,7 @@ public:
     }
 
 private:
-    // Whether the words of a triple are in their places.
+    // Reports words of a triple that are not at their places, and returns false then.
     bool checkWords(std::size_t at) const {
         const triple &triple = asked.triples[at];
         for (string_view word : {triple.operand, triple.operation, triple.value})
@@ -243,21 +244,21 @@ private:
         return true;
     }
 
-    // Whether a word that is no tag may be one that is misspelled.
+    // Reports a word that cannot even be a misspelled tag, such as "and", and returns false then.
     bool checkFirstWord(const triple &triple, std::size_t at) const {
         const string word = quoted(triple.operand);
         if (isOneOf(triple.operand, {"and", "AND", "And", "&&", "&amp;&amp;", ",", ";"}))
-            report(Rule::triple, triple.operand, "no word stands between triples, which must all hold: delete " + word);
+            report(Rule::triple, triple.operand, "all triples must hold, without a word between them: delete " + word);
         else if (isOneOf(triple.operand, {"or", "OR", "Or", "||", "|"}))
             report(Rule::triple, triple.operand,
-                   "there is no " + word + ", all triples must hold: write a section for each of the two");
+                   "there is no " + word + ", because all triples must hold: write a section for each of the two");
         else if (at > 0 && isOperatorLike(triple.operand))
             report(Rule::triple, triple.operand,
                    "each triple begins with a tag: write \"" + string(asked.triples[at - 1].operand) + ' ' +
                        string(triple.operand) + ' ' + string(triple.operation) + '"');
         else if (triple.operand.find('&') != string_view::npos && triple.operand.find(';') != string_view::npos)
             report(Rule::entity, triple.operand,
-                   "entities are not resolved: write the character itself, between blanks");
+                   "the program does not resolve entities: write the character itself, between blanks");
         else if (triple.operand.find_first_of("=<>") != string_view::npos)
             report(Rule::triple, triple.operand,
                    word + " is one word: put blanks around the operator, as in \"" + spaced(triple.operand) + '"');
@@ -270,8 +271,8 @@ private:
         if (triple.tag < 0) {
             const int nearest = nearestTag(triple.operand);
             report(Rule::operand, triple.operand,
-                   quoted(triple.operand) + " is no tag, so the section is skipped on every host" +
-                       (nearest < 0 ? string(": test one of the tags of the manual")
+                   quoted(triple.operand) + " is not a tag, so the program skips the section on every host" +
+                       (nearest < 0 ? string(": test one of the tags in the manual KVXprereqs.xml(5)")
                                     : ": write " + quoted(ppszTagName[nearest])));
             return false;
         }
@@ -293,8 +294,8 @@ private:
         if (hostTag >= 0)
             return "test " + string(ppszTagName[hostTag]);
         return tag == UBUNTUVersion || tag == MinUBUNTUVersion
-                   ? "delete this triple, for conditions do not know the release of Ubuntu"
-                   : "test what the program stores of the host, such as LinuxDistro";
+                   ? "delete this triple, because conditions cannot test the release of Ubuntu"
+                   : "test what the program stores about the host, such as LinuxDistro";
     }
 
     void checkOperator(const triple &triple) const {
@@ -305,12 +306,12 @@ private:
         else if (triple.operation.find('&') != string_view::npos)
             report(
                 Rule::entity, triple.operation,
-                "entities are not resolved, so " + quoted(triple.operation) +
-                    " is no operator and always holds: write " +
+                "the program does not resolve entities, so " + quoted(triple.operation) +
+                    " is not an operator and the triple always holds: write " +
                     (triple.operation.find("lt") == string_view::npos
                          ? "the character itself"
                          : "what these hosts need first, for all, and below it a section with \">\" or \">=\" for the "
-                           "others (\"<\" works, but is no well-formed XML)"));
+                           "others (\"<\" works, but is not well-formed XML)"));
         else
             report(Rule::operatorName, triple.operation,
                    "there is no operator " + quoted(triple.operation) + ", so \"" + words(triple) +
@@ -321,9 +322,9 @@ private:
         const string operand(triple.operand), operation(triple.operation);
         if (isOneOf(operation, {"<=", "=<"}) && triple.number >= 0) {
             const string above = operand + " > " + std::to_string(triple.number);
-            return "give these values first, for all, and those of the others below, in a section with \"" + above +
-                   "\" (\"" + operand + " < " + std::to_string(triple.number + 1) +
-                   "\" works, but is no well-formed XML)";
+            return "give these values first, for all hosts, and the values of the others below, in a section with \"" +
+                   above + "\" (\"" + operand + " < " + std::to_string(triple.number + 1) +
+                   "\" works, but is not well-formed XML)";
         }
         if (!operatorMeant(operation).empty())
             return "write " + quoted(operatorMeant(operation));
@@ -332,22 +333,22 @@ private:
         const std::size_t digit = operation.find_first_of(digits);
         if (digit != string::npos && digit > 0 && digit == operation.find_first_not_of("<>="))
             return "put a blank between operator and number";
-        return "the operators are <, >, >= and =";
+        return "use one of the operators <, >, >= and =";
     }
 
     void checkOrdering(const triple &triple) const {
         if (triple.tag == LinuxDistro || fixedText(triple.tag, ""))
             report(Rule::wholeNumber, triple.operand,
-                   string(triple.operand) + " is no whole number, only what it begins with counts: " +
+                   string(triple.operand) + " is not a whole number, and only the digits at its start count: " +
                        (triple.tag == KVXLevel ? string("use \"=\", or put the section into the level that it is for")
                                                : "test it with \"=\", or test a release such as RHELVersion"));
         else if (triple.number < 0)
             report(Rule::wholeNumber, triple.value,
-                   quoted(triple.value) + " is no whole number, so \"" + words(triple) +
+                   quoted(triple.value) + " is not a whole number, so \"" + words(triple) +
                        "\" always holds: " + numberHint(triple));
     }
 
-    // Suggests a whole number for an operand that is not one.
+    // Advises a whole number for a word that is not one.
     static string numberHint(const triple &triple) {
         const string release = withoutServicePackMark(bareWord(triple.value));
         const string_view bare = release;
@@ -361,7 +362,7 @@ private:
             if (parts.first == triple.tag && isNumber(bare.substr(0, point)) && isNumber(behind.substr(0, end)))
                 return releaseConditions(parts, triple.operation, toNumber(bare), toNumber(behind));
         }
-        return "compare with digits only";
+        return "write digits only";
     }
 
     void checkEquality(const triple &triple) const {
@@ -376,7 +377,7 @@ private:
                 report(Rule::never, triple.value,
                        string(triple.operand) + " is " + (fixed->empty() ? string("the empty text") : quoted(*fixed)) +
                            " here, never " + quoted(triple.value) +
-                           ", so the section is skipped on every host: delete this triple");
+                           ", so the program skips the section on every host: delete this triple");
         } else if (triple.number < 0 || (triple.value.size() > 1 && triple.value[0] == '0'))
             reportNoNumber(triple);
         else if (triple.tag == SLESSP || (triple.tag == SLESVersion && rangeOf(SLESSP, all).low <= 0))
@@ -389,14 +390,15 @@ private:
     void reportDistribution(const triple &triple) const {
         const string_view meant = distributionMeant(bareWord(triple.value));
         report(Rule::never, triple.value,
-               "LinuxDistro is never " + quoted(triple.value) + ", so the section is skipped on every host: write " +
+               "LinuxDistro is never " + quoted(triple.value) +
+                   ", so the program skips the section on every host: write " +
                    (meant.empty() ? "RHEL, SUSE, UBUNTU, INSPUR or CENTOS" : string(meant)));
     }
 
     void reportNoNumber(const triple &triple) const {
         report(Rule::never, triple.value,
-               string(triple.operand) + " is a whole number and compared as text, never " + quoted(triple.value) +
-                   ", so the section is skipped on every host that knows it: " +
+               string(triple.operand) + " is a whole number, compared as text, and never " + quoted(triple.value) +
+                   ", so the program skips the section on every host that has it: " +
                    (triple.number < 0 ? numberHint(triple) : "write " + std::to_string(triple.number)));
     }
 
@@ -414,7 +416,7 @@ private:
                    ? string(triple.operand) + " has no text on " + string(*distro.text) +
                          ", so this always holds there: test that distribution's own release, or write \"" + fix + "\""
                    : "on other distributions " + string(triple.operand) +
-                         " has no text, so this holds and the section is read there: put \"" + fix + "\" in front");
+                         " has no text, so the program reads the section there, too: put \"" + fix + "\" in front");
     }
 
     void checkContradictions() const {
@@ -449,7 +451,7 @@ private:
             });
             const long low = rangeOf(parts.first, all).low, from = rangeOf(parts.second, all).low;
             std::ostringstream text;
-            text << ppszTagName[parts.second] << " is asked of every " << ppszTagName[parts.first] << " from " << low
+            text << ppszTagName[parts.second] << " is tested for every " << ppszTagName[parts.first] << " from " << low
                  << " on, so " << low + 1 << ".0";
             if (from > 1)
                 text << " to " << low + 1 << '.' << from - 1 << " are";
@@ -461,7 +463,7 @@ private:
         }
     }
 
-    // The service pack of a CentOS release that a host may have without one.
+    // Reports a test of the service pack where a host may run CentOS Stream, which has none.
     void checkStream(const releaseParts &parts) const {
         if (parts.first != CNTVersion || rangeOf(CNTVersion, all).high < FIRST_STREAM || place.given[CNTSP] ||
             rangeOf(LinuxDistro, all).text != distributionStoring(CNTSP)->name())
@@ -493,11 +495,11 @@ string restHint(const std::vector<string_view> &rest) {
     return "complete it, or delete it";
 }
 
-// The character may be one that a word processor writes, or look like another.
+// Reports the first character that is not ASCII: a look-alike letter, or a blank or sign of a word processor.
 void reportForeign(string_view text, const reporter &report) {
     const string_view foreign = foreignCharacter(text);
     const std::size_t at = static_cast<std::size_t>(foreign.data() - text.data());
-    const std::size_t begin = text.find_last_of(' ', at) + 1; // 0 without a blank in front
+    const std::size_t begin = text.find_last_of(' ', at) + 1; // npos + 1 is 0: the word is the first one
     const string_view word = text.substr(begin, text.find(' ', at) - begin);
     const string shown = codePoint(foreign);
     if (latinized(foreign) != foreign)
@@ -541,7 +543,7 @@ condition readCondition(string_view text) {
 
 bool isImplied(const test &asked, const testList &others) {
     if (!hasEffect(asked))
-        return false; // it is no condition that was meant
+        return false; // it always holds, which its author cannot mean
     const range known = rangeOf(asked.tag, others);
     if (asked.comparison == Comparison::equal)
         return known.text == asked.text();
@@ -571,7 +573,8 @@ void checkCondition(string_view text, const conditionPlace &place, const reporte
         return;
     }
     if (asked.triples.empty() && asked.rest.empty())
-        report(Rule::triple, text, "the condition is empty and always holds: write one, or leave the section out");
+        report(Rule::triple, text,
+               "the condition is empty and always holds: write one, or delete both tags of the section");
     if (!conditionCheck(asked, place, report).run() || asked.rest.empty())
         return;
     const string_view first = asked.rest.front();
@@ -588,7 +591,7 @@ void checkCondition(string_view text, const conditionPlace &place, const reporte
     else
         report(Rule::triple, first,
                quoted(text.substr(static_cast<std::size_t>(first.data() - text.data()))) +
-                   " is no triple of tag, operator and word and is ignored: " + restHint(asked.rest));
+                   " is not a triple of tag, operator and word, so the program ignores it: " + restHint(asked.rest));
 }
 
 } // namespace lint

@@ -33,7 +33,7 @@ string_view firstLine(string_view &file) {
 
 /* --- The host --- */
 
-// The program's table as it is on the described host when a run begins.
+// Fills the program's table of values with what the program stores about the described host, and empties it at the end.
 class hostTable {
 public:
     explicit hostTable(const describedHost &describedHost) : host(describedHost) {
@@ -48,7 +48,7 @@ public:
     hostTable(const hostTable &) = delete;
     hostTable &operator=(const hostTable &) = delete;
 
-    // What the program knows of the host, and nothing else.
+    // Stores what the program knows about the host when a run begins, and nothing else.
     void beginRun() const {
         forget(0);
         store(MHCA, "FALSE");
@@ -57,7 +57,7 @@ public:
         storeKernel();
     }
 
-    // What the program does before it reads a level: texts of the host stay as an earlier pass left them.
+    // Does what the program does before it reads a level: the host's texts stay as an earlier pass left them.
     void beginPass(const string &level, bool bClustered) const {
         forget(FIRST_LEVEL_SLOT);
         bShareGrid = bClustered;
@@ -91,7 +91,7 @@ private:
     void storeRelease() const {
         switch (linuxDistro) {
         case DISTRO_SUSE: storeSuseRelease(); break;
-        case DISTRO_UBUNTU: break; // its release is not stored
+        case DISTRO_UBUNTU: break; // the program does not store its release
         default:
             readReleaseFile(linuxDistro, (linuxDistro == DISTRO_INSPUR ? "K-UX " : "release ") + host.release + "\n");
             if (!host.servicePack.empty())
@@ -99,8 +99,8 @@ private:
         }
     }
 
-    // A service pack of its own stands in /etc/SuSE-release. Otherwise the release is that of /etc/os-release: cut like
-    // that of other distributions, but the last part keeps the line's end.
+    // A host with a separate service pack has /etc/SuSE-release. Other hosts have /etc/os-release: the program splits
+    // that release like the others', but its last part keeps the line break.
     void storeSuseRelease() const {
         if (!host.servicePack.empty()) {
             readReleaseFile(DISTRO_SUSE, "VERSION = " + host.release + "\nPATCHLEVEL = " + host.servicePack + "\n");
@@ -132,24 +132,24 @@ private:
 
 struct readLevel {
     int place = PLACE_FILE;
-    std::map<int, std::vector<givenValue>> values; // by tag, each in the order of its lines
+    std::map<int, std::vector<givenValue>> values; // by tag; the values of a tag in the order of their lines
     std::vector<skippedSection> skipped;
 };
 
-// Why the section that a line opens is skipped.
+// Says why the program skips the section that a line opens.
 string skipReason(const prereqReader &reader, string_view line) {
     bool bQuotes = false;
     const string_view text = quotedText(line, bQuotes);
     if (reader.tag == shareGrid && !bShareGrid && !bNonIB)
         return "it is for the clustered pass";
     if (!bQuotes)
-        return "its condition does not stand in double quotes";
+        return "its condition is not in double quotes";
     for (const triple &triple : readCondition(text).triples) {
         const string operand(triple.operand), operation(triple.operation), wanted(triple.value);
         if (!sqloEvaluateCondition(operand.c_str(), operation.c_str(), wanted.c_str()))
             continue;
         if (triple.tag < 0)
-            return operand + " is no tag";
+            return operand + " is not a tag";
         string reason = operand + " is " + ppszPREREQ[triple.tag] + ", not ";
         if (operation != "=")
             reason += operation + " ";
@@ -196,7 +196,7 @@ private:
     readLevel level;
 };
 
-// Reads a level as -v does: the clustered pass follows the ordinary one. On Ubuntu it is the only one.
+// Reads a level as a run with -v does: the clustered pass follows the first pass, except on Ubuntu.
 readLevel readPasses(string_view file, const string &level, const describedHost &host, const hostTable &table) {
     const bool bBoth = host.bClustered && host.distribution != ppszDistroName[DISTRO_UBUNTU];
     table.beginPass(level, host.bClustered && !bBoth);
@@ -234,15 +234,16 @@ public:
     }
 
 private:
-    // The program decides by the host, before it reads a level, whether to check it there.
+    // Notes the levels and passes that the program leaves out on Ubuntu.
     void addNotes() {
         if (host.distribution != ppszDistroName[DISTRO_UBUNTU])
             return;
         if (explained.level.find("9.8") != string::npos)
-            explained.notes.emplace_back("a level whose name holds 9.8 is not for UBUNTU: -v refuses it, a run of all "
-                                         "levels passes over it; only -i without -v, and -l, check it");
+            explained.notes.emplace_back(
+                "the program checks a level whose name holds 9.8 on UBUNTU only with -l, or with "
+                "-i and without -v");
         if (host.bClustered)
-            explained.notes.emplace_back("on UBUNTU only -l makes the clustered pass");
+            explained.notes.emplace_back("on UBUNTU only -l runs the clustered pass");
     }
 
     bool isAsked(Reading read) const {
@@ -254,7 +255,7 @@ private:
     }
 
     void addChecks() {
-        for (const auto &[tag, given] : level.values) { // in the order of their tags
+        for (const auto &[tag, given] : level.values) { // in the order of the tags
             const tagUse &use = useOf(tag);
             auto &checks = explained.checks;
             const bool bThere = std::any_of(checks.begin(), checks.end(),
@@ -283,7 +284,7 @@ private:
         return check;
     }
 
-    // A check that does not run in spite of what it is given.
+    // Says why a check does not run although the level gives values for it; empty when it runs.
     string noteOn(int tag) const {
         const string_view check = useOf(tag).check;
         if ((check == useOf(kshPackage).check || check == useOf(ntpPackage).check) &&
@@ -321,7 +322,7 @@ private:
 
 /* --- The kernel and all levels --- */
 
-// Where each level's own line begins in the file, so that not all of it is read for each.
+// Finds where the line of each level begins, so that the whole file need not be read for each level.
 std::unordered_map<string, std::size_t> levelLines(string_view file) {
     static constexpr string_view begin = "<KVXLevel value=\"";
     std::unordered_map<string, std::size_t> places;
@@ -360,8 +361,8 @@ string someOf(const std::vector<string> &levels) {
     return names + (levels.size() > MOST_NAMED ? ", ..." : "");
 }
 
-// An unlinked temporary file: memfd_create needs C library 2.27, and a later kernel than that of RHEL 7. A failure is
-// noticed by whoever writes.
+// Opens an unlinked temporary file. memfd_create is no alternative: it needs C library 2.27 and a later kernel than
+// that of RHEL 7. Returns -1 on a failure; the caller's first write then fails.
 int openNameless() {
     FILE *pFile = std::tmpfile();
     if (pFile == nullptr)
@@ -419,7 +420,7 @@ explanation explain(string_view file, const std::vector<string> &levels, const s
     const hostTable table(host);
     const readLevel read = readPasses(file, level, host, table);
     const string outcome =
-        ", so level " + name + " is checked as one without requirements: see what is found in the file";
+        ", so the program checks level " + name + " as a level without requirements: run kvxprereqlint on the file";
     if (read.place == PLACE_FILE)
         throw std::runtime_error("no line holds <KVXLevel value=\"" + name + "\"> letter by letter" + outcome);
     if (read.place == PLACE_LEVEL)

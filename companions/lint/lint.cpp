@@ -30,7 +30,8 @@ string levelLine(const string &level) {
     return string(levelStart) + " value=\"" + level + "\">";
 }
 
-// The encoding of a file that the program cannot read, by its byte order mark or by its first "<"; empty for others.
+// Tells UTF-16 and UTF-32, which the program cannot read, by the byte order mark or the first "<"; empty for other
+// files.
 string_view wideEncoding(string_view file) {
     static constexpr string_view utf32[] = {{"\xff\xfe\0\0", 4}, {"\0\0\xfe\xff", 4}, {"<\0\0\0", 4}, {"\0\0\0<", 4}};
     static constexpr string_view utf16[] = {"\xff\xfe", "\xfe\xff", {"<\0", 2}, {"\0<", 2}};
@@ -50,11 +51,12 @@ public:
         : file(text), findings(list), line(list), markups(text), section(line, reader, options.bUnread) {
     }
 
-    // Returns how many findings were suppressed.
+    // Judges the file. Returns the number of suppressed findings.
     std::size_t run(const ruleSet &silent) {
         const string encoding(wideEncoding(file));
         if (!encoding.empty())
-            findings.add(Rule::encoding, 1, 1, "the file is in " + encoding + ", which is not read: save it as UTF-8");
+            findings.add(Rule::encoding, 1, 1,
+                         "the file is in " + encoding + ", which the program cannot read: save it as UTF-8");
         else if (hasOldLineEnds(file))
             findings.add(Rule::encoding, 1, 1,
                          "the lines end in a carriage return (CR) alone, so the file is one line: save it with line "
@@ -87,11 +89,11 @@ private:
         suppressions.take(text, line.number, !bAnyLevel, findings);
         if (holds(text, string_view("\0", 1)))
             line.report(Rule::nul, text.find('\0') + 1,
-                        "a NUL character: what follows on this line is not read: delete it");
+                        "the program does not read this line behind its NUL character: delete that character");
         if (judgeConflict())
             return;
         if (line.marked.openComment != 0)
-            line.report(Rule::comment, line.marked.openComment, "this comment has no end: write --> behind it");
+            line.report(Rule::comment, line.marked.openComment, "this comment has no end: write --> where it ends");
         const markup *pLevel = levelPart();
         if (text.size() >= PREREQ_LINE_SIZE)
             takeLongLine();
@@ -108,7 +110,7 @@ private:
         bLevelClosed = bLevelClosed || line.find(MarkupKind::closing, "KVXLevel") != nullptr;
     }
 
-    // Reports a conflict of versions once, at its first mark. Is the line one of its marks?
+    // Is the line a mark of a merge conflict? Reports the conflict once, at its first mark.
     bool judgeConflict() {
         if (!isConflictMark(line.text) || (line.text[0] != '<' && !bConflict))
             return false;
@@ -120,7 +122,8 @@ private:
         return true;
     }
 
-    // Is what a long line holds too much nothing but blanks and the end of a comment, or a comment?
+    // Does the part of a long line behind 255 characters hold only blanks and comments? Then cutting it changes
+    // nothing.
     bool endsAsItLooks(string_view text) const {
         for (std::size_t at = PREREQ_LINE_SIZE - 1; (at = text.find('<', at)) != npos; at++)
             if (text.compare(at, 4, "<!--") != 0)
@@ -130,7 +133,7 @@ private:
                (line.marked.textColumn == 0 || line.marked.textColumn < PREREQ_LINE_SIZE);
     }
 
-    // The first part outside comments, or else in one, for which a test holds.
+    // Finds the first part outside comments for which a test holds; without one, the first such part in a comment.
     template <typename Test> const markup *findPart(Test test) const {
         const markup *pFound = nullptr;
         for (const markup &part : line.marked.parts)
@@ -139,7 +142,7 @@ private:
         return pFound;
     }
 
-    // The tag of a level; outside comments also a misspelled one.
+    // Finds the opening tag of a level; outside comments it may be misspelled.
     const markup *levelPart() const {
         return findPart([&](const markup &part) {
             if (part.kind == MarkupKind::closing || part.name == "KVXLevel")
@@ -160,7 +163,7 @@ private:
                isLevelName(valueOf(part));
     }
 
-    // The text of a part's attribute "value", or else of its first one.
+    // Reads the quoted text of the attribute "value", or of the first attribute without it.
     static string_view valueOf(const markup &part) {
         const std::size_t name = part.attributes.find("value");
         const string_view from = part.attributes.substr(name == npos ? 0 : name);
@@ -170,7 +173,7 @@ private:
         return from.substr(opened + 1, from.find(from[opened], opened + 1) - opened - 1);
     }
 
-    // Is an opening tag without a name meant to close the level?
+    // Does the author mean to close the level with an opening tag that names no level?
     bool closesLevel(const markup &part) const {
         return bLevel && !bLevelClosed && part.comment == 0 && part.attributes.empty() && !holds(line.text, "\"");
     }
@@ -182,7 +185,7 @@ private:
         bLevelClosed = true;
     }
 
-    // Something that stands beside what the line is for.
+    // Reports the first other tag or element on a line of which the program reads only one.
     void judgeOthers(const markup *pCounted, const char *pWhat, const markup *pAlso = nullptr) {
         for (const markup &part : line.marked.parts)
             if (&part != pCounted && &part != pAlso && part.comment == 0 && part.name != "KVXLevel" &&
@@ -198,9 +201,10 @@ private:
 
     void takeLongLine() {
         const bool bElements = findPart([](const markup &part) { return part.comment == 0; }) != nullptr;
-        line.report(Rule::longLine, PREREQ_LINE_SIZE,
-                    string("the line has more than 255 characters; what follows is read as a line of its own") +
-                        (bElements ? ", and elements may be lost: break it into lines" : ": break the line"));
+        line.report(
+            Rule::longLine, PREREQ_LINE_SIZE,
+            string("the program reads the line behind 255 characters as a line of its own") +
+                (bElements ? ", and may ignore elements: give each element a line of its own" : ": break the line"));
         if (reader.place() == PLACE_SECTION)
             section.passLine();
     }
@@ -223,8 +227,8 @@ private:
         reader.beginLevel(string(offered));
         reader.take(line.text);
         const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && bQuotes;
-        bAnyLevel = true;        // what is wrong with its line is reported there
-        reader.beginLevel(name); // the level's lines are judged, whatever its own line is like
+        bAnyLevel = true;        // even if its line is mistaken, which is reported there
+        reader.beginLevel(name); // judge the lines of the level even if its own line is mistaken
         reader.take(levelLine(name));
         section.begin(name);
 
@@ -235,13 +239,13 @@ private:
         else
             judgeLevelName(meant);
         judgeOthers(pPart, "the level", pClosing);
-        if (platformPart() != nullptr) { // it does not count here; its lines are judged all the same
+        if (platformPart() != nullptr) { // the program ignores it on this line, but its lines are judged
             reader.take(platformLine());
             beginPlatform();
         }
     }
 
-    // The name of the level that the author of its line means.
+    // Guesses the name that the author gives the level: the quoted one, or one without quotes.
     string_view nameMeant(const markup *pPart, string_view offered) const {
         const string_view quoted = pPart == nullptr ? string_view() : valueOf(*pPart);
         if (!quoted.empty() || !offered.empty() || pPart == nullptr)
@@ -249,7 +253,8 @@ private:
         return levelMeant(line.text, pPart->attributes);
     }
 
-    // A platform section may end on the line of the next level, in front of it. Returns its closing tag.
+    // Ends a platform section whose closing tag is on the line of the next level, in front of it. Returns that tag or
+    // null.
     const markup *endPlatformBefore(const markup *pLevel) {
         const markup *pClosing = line.find(MarkupKind::closing, platformName);
         if (reader.place() != PLACE_SECTION || pLevel == nullptr || pClosing == nullptr ||
@@ -267,13 +272,13 @@ private:
 
     void judgeLevelForm(const markup *pPart, string_view name, const string_view *pOffered) {
         const string meant(name.empty() ? "12.1" : name);
-        const string argument = name.empty() ? meant : "\1"; // which the name stands for
+        const string argument = name.empty() ? meant : "\1"; // "\1" means the name
         const string fix = ": write " + levelLine(argument);
         const string outcome = pOffered == nullptr
                                    ? "the level is not offered"
                                    : "level " + (*pOffered == name ? argument : string(*pOffered)) +
-                                         " is offered, but its section is not found, so it is checked as "
-                                         "one without requirements";
+                                         " is offered, but the program does not find its section and checks it "
+                                         "as a level without requirements";
         const std::size_t behind = levelAt.second + levelStart.size() - 1;
         const bool bOtherName = pPart != nullptr && pPart->name != "KVXLevel";
         if (bOtherName && !foreignCharacter(pPart->name).empty())
@@ -282,14 +287,14 @@ private:
                             fix,
                         name);
         else if (bOtherName && sameLetters(pPart->name, "KVXLevel"))
-            line.report(Rule::letterCase, levelAt.second, "letters' case matters, " + outcome + fix, name);
+            line.report(Rule::letterCase, levelAt.second, "upper and lower case matter, " + outcome + fix, name);
         else if (bOtherName)
-            line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is no tag, " + outcome + fix,
+            line.report(Rule::unknownElement, levelAt.second, string(pPart->name) + " is not a tag, " + outcome + fix,
                         name);
         else if (behind < line.text.size() && line.text[behind] == '\t')
-            line.report(Rule::tabulator, behind + 1, "a tabulator behind the tag: " + outcome + fix, name);
+            line.report(Rule::tabulator, behind + 1, "there is a tabulator behind the tag, so " + outcome + fix, name);
         else if (pOffered == nullptr && holds(line.text, "'"))
-            line.report(Rule::quotes, levelAt.second, "the name stands in double quotes: " + outcome + fix, name);
+            line.report(Rule::quotes, levelAt.second, "the name is not in double quotes, so " + outcome + fix, name);
         else if (holds(line.text, levelLine(meant)))
             line.report(Rule::levelForm, levelAt.second,
                         "the first quoted text of a level's line is its name, so " + outcome + ": give " +
@@ -303,10 +308,10 @@ private:
         if (name.size() > LEVEL_ROOM)
             line.report(Rule::levelName, levelAt.second,
                         "a level has at most " + std::to_string(LEVEL_ROOM) +
-                            " characters; this one is left out of the list: shorten it");
+                            " characters, so the program leaves this one out: shorten its name");
         else if (isLevelName(trimmed(name)) && !isLevelName(name))
             line.report(Rule::levelName, levelAt.second,
-                        "the blank is part of the level's name, and -v must be given it, too: write \"" +
+                        "the blank is a part of the level's name, so users must type it behind -v: write \"" +
                             string(trimmed(name)) + "\"");
         else if (!isLevelName(name))
             line.report(Rule::levelName, levelAt.second,
@@ -315,7 +320,7 @@ private:
         levels.push_back({name, line.number, levelAt.second});
     }
 
-    // Of several levels of a name the first is read each time.
+    // Reports levels of the same name: the program reads the first of them each time.
     void reportTwice() {
         std::stable_sort(levels.begin(), levels.end(),
                          [](const offeredLevel &left, const offeredLevel &right) { return left.name < right.name; });
@@ -324,7 +329,8 @@ private:
                 continue;
             findings.add(
                 Rule::levelTwice, levels[i].line, levels[i].column,
-                "line \1 has a level of this name already, and that one is read twice: give this one a name of its "
+                "line \1 has a level of this name already, and the program reads that one twice: give this one a name "
+                "of its "
                 "own, or delete one of them",
                 levels[i - 1].line);
             levels[i].line = levels[i - 1].line;
@@ -350,12 +356,12 @@ private:
     void reportNoPlatform() {
         const auto begin = findings.all.begin() + static_cast<std::ptrdiff_t>(firstOfLevel);
         findings.all.erase(std::remove_if(begin, findings.all.end(),
-                                          [&](const finding &found) { // for the same reason
+                                          [&](const finding &found) { // they have the same cause
                                               return found.id == Rule::outside && found.line > levelAt.first;
                                           }),
                            findings.all.end());
         line.reportAt(Rule::noPlatform, levelAt.first, levelAt.second,
-                      "the level has no platform section and gets that of a level further down, or none: write " +
+                      "the level has no platform section, so the program reads that of a level below, or none: write " +
                           platformLine() + " and </platform>");
     }
 
@@ -393,7 +399,7 @@ private:
         bOutsideReported = false;
     }
 
-    // A section that names no platform, or this one in another form, is meant to be read.
+    // Does the author mean a section for Linux: one that names no platform, or Linux in another form?
     static bool isMeantForLinux(const markup &part) {
         if (part.kind == MarkupKind::element)
             return !part.text.empty() && sameLetters(trimmed(part.text), supported);
@@ -420,9 +426,9 @@ private:
                                                                 : Rule::platformForm;
         line.report(
             id, part.column,
-            "the section is not found, and the level gets that of one further down: write " + platformLine() +
+            "the program does not find this section and reads that of a level below: write " + platformLine() +
                 (bLetters && part.kind == MarkupKind::opening ? "" : ", and </platform> where the section ends"));
-        reader.take(platformLine()); // its lines are judged all the same
+        reader.take(platformLine()); // judge its lines as if the program read them
         beginPlatform();
         platformTag = part.name;
         bPlatformClosed = part.kind == MarkupKind::element;
@@ -432,7 +438,7 @@ private:
         if (!bPlatformClosed)
             line.reportAt(
                 Rule::unclosed, platformAt.first, platformAt.second,
-                "the platform section is not closed before its level ends, so the next level's lines are read "
+                "the platform section is not closed before its level ends, so the program reads the next level's lines "
                 "for this one, too: put </platform> on a line of its own above </KVXLevel>");
         bPlatformClosed = true;
     }
@@ -480,7 +486,7 @@ private:
         reader.leave();
     }
 
-    // Has the closing tag of what is open lost its "<"?
+    // Does a line without markup hold a closing tag that lacks its "<"? Reports it, and closes what is open.
     bool closesAsText() {
         string_view name = trimmed(line.text);
         if (line.marked.textColumn == 0 || name.empty() || name.back() != '>')
@@ -507,7 +513,7 @@ private:
         section.end();
     }
 
-    // A line that no level reads.
+    // Judges a line that no level reads.
     void judgeOutside() {
         const markup *pPlatform = platformPart();
         if (pPlatform != nullptr && pPlatform->comment == 0) {
@@ -515,11 +521,13 @@ private:
             if (bLevel && !isMeantForLinux(*pPlatform))
                 reportOtherPlatform(*pPlatform);
             else if (bLevel)
-                line.report(Rule::secondPlatform, pPlatform->column,
-                            "the level's platform section has ended in a line above, this one is not read: join them");
+                line.report(
+                    Rule::secondPlatform, pPlatform->column,
+                    "the level's platform section ends above, and the program does not read a second one: join them");
             else
                 line.report(Rule::outside, pPlatform->column,
-                            "a platform section outside a level is not read: write " + levelLine("12.1") + " above it");
+                            "the program does not read a platform section outside a level: write " + levelLine("12.1") +
+                                " above it");
         }
         if (line.marked.textColumn != 0 && bLevel && closesAsText())
             return;
@@ -530,8 +538,8 @@ private:
         if (pPart != nullptr && pPart->comment == 0 && !bOtherPlatform && !bOutsideReported) {
             line.report(Rule::outside, pPart->column,
                         "<" + string(pPart->name) +
-                            "> stands outside a platform section and is not read: put it between " + platformLine() +
-                            " and </platform>");
+                            "> is outside a platform section, so the program does not read it: put it between " +
+                            platformLine() + " and </platform>");
             bOutsideReported = true;
         }
         if (line.find(MarkupKind::closing, platformName) != nullptr)
@@ -553,23 +561,23 @@ private:
     lineReader reader;
     sectionJudge section;
     std::vector<offeredLevel> levels;
-    std::size_t firstOfLevel = 0; // of the findings
+    std::size_t firstOfLevel = 0; // the number of findings in front of it
     position levelAt, platformAt;
-    string_view platformTag = platformName; // the tag that the section's author gave it
-    bool bLevel = false;                    // in a level, or behind its platform section
-    bool bLevelClosed = false;              // its closing tag was there
-    bool bAnyLevel = false;                 // one was offered
+    string_view platformTag = platformName; // the name that its author gave it
+    bool bLevel = false;                    // in a level
+    bool bLevelClosed = false;              // its closing tag came
+    bool bAnyLevel = false;                 // a line is meant to offer one
     bool bConflict = false;                 // between the marks of a conflict
-    bool bPlatformClosed = false;           // or said to be open
-    bool bOtherPlatform = false;            // in a platform section that is not read
-    bool bOutsideReported = false;          // once for the lines in a row
+    bool bPlatformClosed = false;           // or reported as open
+    bool bOtherPlatform = false;            // in a platform section that the program does not read
+    bool bOutsideReported = false;          // reported once for the lines in a row
 };
 
 } // namespace
 
 judgement judge(string_view file, const judgeOptions &options) {
     if (file.size() > MOST_BYTES)
-        throw std::runtime_error("a file of more than 4 GB");
+        throw std::runtime_error("the file has more than 4 GB");
     ruleSet silent = options.excluded;
     if (!options.bUnread)
         silent.set(static_cast<std::size_t>(Rule::unread));

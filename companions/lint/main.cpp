@@ -1,4 +1,4 @@
-// kvxprereqlint: judges prerequisites files, and explains them for a host that need not be there.
+// kvxprereqlint: judges prerequisites files, and explains them for a host that need not exist.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -29,27 +29,27 @@ const char *const pUsage =
     "                     [--kernel VERSION] [--clustered] [--client] [--format=FORM] FILE\n"
     "       kvxprereqlint --list-rules\n"
     "\n"
-    "Finds lines of a prerequisites file that kvxprereqcheck does not take as they look. FILE is - for standard input.\n"
+    "Finds lines of a prerequisites file that kvxprereqcheck does not read as they look. FILE - is standard input.\n"
     "\n"
-    "  --exclude RULE,...   leave findings of these rules out\n"
-    "  --fail-on SEVERITY   error or warning: the least that makes the exit status 1 (default: warning)\n"
+    "  --exclude RULE,...   leave out the findings of these rules\n"
+    "  --fail-on SEVERITY   the lowest severity that makes the exit status 1: error, or warning (default)\n"
     "  --format FORM        gcc (default), json, sarif or github; with --explain text (default) or json\n"
-    "  --unread             also name elements that no check reads\n"
+    "  --unread             also report elements that no check reads\n"
     "  --list-rules         list the rules, each with its severity\n"
     "  --levels             list the levels, the newest first\n"
-    "  --explain LEVEL      list what a host would be asked for; it need not exist:\n"
+    "  --explain LEVEL      show what the level requires of a host, which need not exist:\n"
     "  --distribution NAME  RHEL, SUSE, UBUNTU, INSPUR or CENTOS\n"
     "  --release VERSION    its release, such as 9.4\n"
     "  --service-pack N     its service pack, where the release does not hold it\n"
-    "  --kernel VERSION     its kernel, such as 5.14.0; without it conditions on it hold\n"
-    "  --clustered          the pass that checks the clustered feature\n"
-    "  --client             the checks of a client\n"
+    "  --kernel VERSION     its kernel, such as 5.14.0; without it conditions on the kernel hold\n"
+    "  --clustered          show the clustered pass\n"
+    "  --client             show the checks of a client\n"
     "  -h, --help           print this text and exit\n"
     "  --version            print the version and exit\n"
     "\n"
-    "Exit status: 0 nothing was found, 1 findings, 2 a file cannot be read or the options are wrong.\n";
+    "Exit status: 0 no findings, 1 findings, 2 a file cannot be read or the options are wrong.\n";
 
-// What the command line asks for cannot be done.
+// A mistake on the command line. The answer points to --help.
 struct usageError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
@@ -57,8 +57,8 @@ struct usageError : std::runtime_error {
 struct arguments {
     const char *pInformation = nullptr; // to be printed, and nothing else
     bool bListRules = false, bLevels = false, bExplain = false;
-    bool bHostOption = false;  // one that describes a host
-    bool bJudgeOption = false; // one that only judging knows
+    bool bHostOption = false;  // one that describes a host was given
+    bool bJudgeOption = false; // one that only judging reads was given
     lint::judgeOptions judging;
     lint::Severity failOn = lint::Severity::warning;
     string form, level;
@@ -70,7 +70,7 @@ struct arguments {
 
 constexpr char digits[] = "0123456789";
 
-// A release is what a release file says, so what follows its first number is not judged.
+// A release is free text of a release file, so only its first character is checked.
 bool isRelease(const string &text) {
     return text.find_first_of(digits) == 0;
 }
@@ -90,7 +90,7 @@ bool isKernel(const string &text) {
     return true;
 }
 
-// Without the usage text, which would hide what is wanted.
+// Returns an option's text, or throws what the option takes.
 string checked(const char *pText, bool (*isFit)(const string &), const char *pWanted) {
     if (!isFit(pText))
         throw std::runtime_error(string(pWanted) + ", not \"" + lint::printable(pText) + "\"");
@@ -169,7 +169,7 @@ void takeOption(int found, const char *pText, arguments &given) {
     }
 }
 
-// SUSE 15 has no /etc/SuSE-release, which alone gives the service pack apart from the release.
+// Only /etc/SuSE-release gives the service pack apart from the release; SUSE 15 does not have it.
 constexpr long FIRST_WITHOUT_SUSE_RELEASE = 15;
 
 void checkHost(const lint::describedHost &host) {
@@ -179,14 +179,15 @@ void checkHost(const lint::describedHost &host) {
         throw usageError("--release is missing, such as 9.4");
     const string release = lint::printable(host.release);
     if (!host.servicePack.empty() && host.release.find('.') != string::npos)
-        throw std::runtime_error("--release " + release +
-                                 " says the service pack: leave --service-pack out, or give the release without");
+        throw std::runtime_error(
+            "--release " + release +
+            " holds the service pack: leave out --service-pack, or give the release without a point");
     if (!host.servicePack.empty() && host.distribution == "SUSE" &&
         std::strtol(host.release.c_str(), nullptr, 10) >= FIRST_WITHOUT_SUSE_RELEASE)
         throw std::runtime_error("SUSE " + release + " has its service pack in its release: give --release " + release +
                                  "." + host.servicePack + " without --service-pack");
     if (host.bClustered && host.bClient)
-        throw usageError("there is no clustered pass for a client");
+        throw usageError("--clustered does not go with --client: a client has no clustered pass");
 }
 
 void checkArguments(const arguments &given) {
@@ -197,13 +198,13 @@ void checkArguments(const arguments &given) {
     if ((given.bLevels || given.bExplain) && given.files.size() > 1)
         throw usageError("--levels and --explain take one file");
     if (given.bHostOption && !given.bExplain)
-        throw usageError("a host is described for --explain only");
+        throw usageError("options that describe a host go with --explain only");
     if (given.bExplain)
         checkHost(given.host);
     if (given.form.empty())
         return;
     if (given.bLevels || given.bListRules)
-        throw usageError("--levels and --list-rules have one form");
+        throw usageError("--format does not go with --levels or --list-rules");
     if (given.bExplain && given.form != "text" && given.form != "json")
         throw usageError("--format is text or json with --explain");
 }
@@ -238,7 +239,7 @@ bool isRegular(const string &path) {
     return path != common::standardInput && std::filesystem::is_regular_file(path, error);
 }
 
-// The levels that a file offers. What is no regular file can be read only once.
+// Lists the levels that a file offers. A file that is not regular can be read only once, so its text is copied.
 std::vector<string> levelsOf(const string &path, const string &text) {
     if (isRegular(path))
         return lint::levelsOf(path);

@@ -24,16 +24,17 @@ using common::sameLetters;
 
 constexpr auto npos = string_view::npos;
 
-// What is deeper, or farther back among the values of a tag, is not looked at: no file is meant so.
+// Deeper sections, and values farther back, are not compared: no real file needs it, and time would grow with the
+// square.
 constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
-constexpr std::size_t MOST_WAITING = 1000; // replacements that are not reported yet
+constexpr std::size_t MOST_WAITING = 1000; // replacements that wait to be reported
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
 bool isStructure(string_view name) {
     return name == "KVXprereqs" || name == "KVXLevel";
 }
 
-// An entity, such as "&gt;", which no reader resolves.
+// Does a text hold an entity, such as "&gt;"?
 bool holdsEntity(string_view text) {
     const std::size_t begin = text.find('&'), end = text.find(';', begin == npos ? 0 : begin);
     return begin != npos && end != npos && end > begin + 1 &&
@@ -42,7 +43,7 @@ bool holdsEntity(string_view text) {
                        [](unsigned char c) { return std::isalnum(c) || c == '#'; });
 }
 
-// A line or a column, as they are kept.
+// A line or a column in the size in which many of them are kept.
 std::uint32_t at(std::size_t place) {
     return static_cast<std::uint32_t>(place);
 }
@@ -51,7 +52,7 @@ bool isOneOf(unsigned char c, string_view characters) {
     return characters.find(static_cast<char>(c)) != npos;
 }
 
-// A text without the marks of CDATA.
+// Removes the marks of CDATA from a text.
 string withoutCdata(string text) {
     for (const string_view mark : {"<![CDATA[", "]]>"})
         for (std::size_t at; (at = text.find(mark)) != npos;)
@@ -66,7 +67,7 @@ bool isPackageName(string_view text, bool bPath) {
                        [&](unsigned char c) { return std::isalnum(c) || isOneOf(c, "._+-") || (bPath && c == '/'); });
 }
 
-// Can a host of a distribution meet the conditions around a value?
+// Can a host of a distribution meet tests?
 bool isForDistribution(string_view name, const testList &tests) {
     return std::none_of(tests.begin(), tests.end(), [&](const test &test) {
         return test.tag == LinuxDistro && test.comparison == Comparison::equal && test.text() != name;
@@ -77,9 +78,9 @@ long numberOf(string_view text) {
     return leadingNumber(string(text).c_str());
 }
 
-constexpr std::size_t SHORTEST_TEXT = 4; // that strings(1) prints
+constexpr std::size_t SHORTEST_TEXT = 4; // the shortest text that strings(1) prints
 
-// Is there exactly one attribute, of the form that the program reads?
+// Is there exactly one attribute, with the name and the quotes that the program reads?
 bool isPlainValue(string_view attributes) {
     const std::size_t behind = sizeof "value" - 1;
     if (attributes.substr(0, behind) != "value")
@@ -89,7 +90,7 @@ bool isPlainValue(string_view attributes) {
            attributes.find('"', quote + 1) == attributes.size() - 1;
 }
 
-// What the loader puts into a library's path itself is left out.
+// Can a text be the name or the path of a library? $LIB and the like, which the loader replaces, are allowed.
 bool isLibraryName(string text) {
     for (const string_view token : {"ORIGIN", "LIB", "PLATFORM"})
         for (const string &written : {"${" + string(token) + "}", "$" + string(token)})
@@ -100,7 +101,7 @@ bool isLibraryName(string text) {
            std::any_of(text.begin(), text.end(), [](unsigned char c) { return std::isalpha(c); });
 }
 
-// A version of the C++ runtime's symbols, or another line of its texts. Neither is a list, in quotes or a number.
+// Can a text be a symbol version of the C++ runtime, or another line that strings(1) prints for it?
 bool isSymbolText(const string &text) {
     for (const string_view runtime : {"CXXABI", "GLIBCXX"})
         if (strncasecmp(text.c_str(), runtime.data(), runtime.size()) == 0)
@@ -112,14 +113,14 @@ bool isSymbolText(const string &text) {
            text.size() >= SHORTEST_TEXT;
 }
 
-// What to do about a character that no name or number on a host holds.
+// Says what to do about a character that is not ASCII, which no name or number on a host holds.
 string foreignHint(string_view foreign, const string &latin) {
-    return codePoint(foreign) + (foreign == noBreakSpace ? " is a no-break space" : " is no character of ASCII") +
+    return codePoint(foreign) + (foreign == noBreakSpace ? " is a no-break space" : " is not an ASCII character") +
            ", and no name on a host holds it: " +
            (foreignCharacter(latin).empty() ? "write " + latin : string("replace it"));
 }
 
-// What is wrong with a text, and by which rule. Nothing is where there are no words.
+// The rule that a text breaks, and the message; an empty message when it breaks none.
 typedef std::pair<Rule, string> fault;
 
 fault noFault() {
@@ -131,54 +132,56 @@ fault faultOfNumber(const string &text) {
     if (sqloCheckIsNumber(string(bare).c_str()) && !bare.empty())
         return noFault();
     const bool bParts = holds(bare, ".") && std::isdigit(static_cast<unsigned char>(bare[0]));
-    return {Rule::number, "this is no whole number and counts as " + std::to_string(leadingNumber(text.c_str())) +
-                              (bParts ? ": give each part of a level a tag of its own" : ": write digits only")};
+    return {Rule::number, "this is not a whole number and counts as " + std::to_string(leadingNumber(text.c_str())) +
+                              (bParts ? ": give each part in the element of its own tag" : ": write digits only")};
 }
 
 fault faultOfMask(const string &text) {
     const bool bDigit = std::isdigit(static_cast<unsigned char>(text[0])) != 0;
     if (bDigit && trimmed(text).find_first_not_of("01234567") == npos)
         return noFault();
-    return {Rule::number, "a umask is an octal number, as 022; " +
-                              (bDigit ? "of this one " + std::to_string(leadingNumber(text.c_str())) + " counts"
-                                      : "this one no host passes")};
+    return {Rule::number, (bDigit ? "only " + std::to_string(leadingNumber(text.c_str())) + " of this umask counts"
+                                  : string("no host meets this umask")) +
+                              ": write an octal number, such as 022"};
 }
 
 fault faultOfVersion(const string &text) {
     const string_view bare = trimmed(text);
     if (!std::isdigit(static_cast<unsigned char>(text[0])))
-        return {Rule::number, "a version begins with a digit; this one every host meets: write the lowest version "
-                              "alone, as 1.2.3"};
+        return {Rule::number, "a version begins with a digit, and every host meets this one: write the lowest version "
+                              "alone, such as 1.2.3"};
     if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
-        return {Rule::number, "a version is numbers between points, what stands around them is ignored: write it "
-                              "alone, as 1.2.3"};
+        return {Rule::number, "the program ignores what is around the numbers and points of a version: write it "
+                              "alone, such as 1.2.3"};
     return noFault();
 }
 
 fault faultOfRuntime(const string &text, bool bLibrary) {
     if (trimmed(text) != text)
         return {Rule::outerBlank,
-                "the blanks around this text are part of it, and nothing on a host has them: delete them"};
+                "the program compares the blanks around this text, too, and no host has them: delete them"};
     if (bLibrary && !isLibraryName(text))
-        return {Rule::libraryName, "no library can have this name: write the name of one file, as libstdc++.so.6"};
+        return {Rule::libraryName, "no library can have this name: write the name of one file, such as libstdc++.so.6"};
     if (!bLibrary && !isSymbolText(text))
-        return {Rule::symbolVersion, "no library can have this version: write one symbol version, as CXXABI_1.3.11"};
+        return {Rule::symbolVersion,
+                "no library can have this version: write one symbol version, such as CXXABI_1.3.11"};
     return noFault();
 }
 
 fault faultOfPackage(const string &text, bool bPath) {
     if (isPackageName(text, bPath))
         return noFault();
-    return {Rule::packageName, "\"" + text +
-                                   "\" is no package's name: write the bare name, without blanks, version, pattern or "
-                                   "quotes"};
+    return {Rule::packageName,
+            "\"" + text +
+                "\" cannot be the name of a package: write the name alone, without blanks, version, pattern or "
+                "quotes"};
 }
 
-// By what the text is read as.
+// Finds what is wrong with a text, by what the program reads it as.
 fault faultOf(const string &text, TextKind kind) {
     const string_view foreign = foreignCharacter(text);
     if (holdsEntity(text))
-        return {Rule::entity, "entities are not resolved: write the character itself"};
+        return {Rule::entity, "the program does not resolve entities: write the character itself"};
     if (!foreign.empty() && kind != TextKind::any)
         return {Rule::lookAlike, foreignHint(foreign, latinized(text))};
     switch (kind) {
@@ -254,7 +257,7 @@ void sectionJudge::takeLine(const lineEffect &effect) {
         line.number > lastContinued && (sections.empty() || sections.back().tag >= 0))
         line.report(Rule::text, line.marked.textColumn,
                     trimmed(line.text) == "]]>"
-                        ? "CDATA hides nothing, what it surrounds is read: delete the marks <![CDATA[ and ]]>"
+                        ? "CDATA hides nothing: delete the marks <![CDATA[ and ]]>"
                         : "the program ignores text outside of elements: give it a tag, or make it a comment");
 }
 
@@ -263,7 +266,7 @@ void sectionJudge::passLine() {
         pass(part);
 }
 
-// The part of the line that the program acts upon, or null.
+// Judges the part of the line on which the program acts, and returns it; null without one.
 const markup *sectionJudge::partThatCounts(const lineEffect &effect) {
     switch (effect.effect) {
     case LINE_VALUE:
@@ -303,7 +306,7 @@ const markup *sectionJudge::countedOpening(int tag) {
         return nullptr;
     if (tag == platform) {
         line.report(Rule::secondPlatform, pPart->column,
-                    "a platform section stands in another one: close that above with " + closing(pPart->name));
+                    "this platform section is inside another one: close that above with " + closing(pPart->name));
         openUnread(*pPart);
         return pPart;
     }
@@ -311,7 +314,7 @@ const markup *sectionJudge::countedOpening(int tag) {
         line.reportComment(*pPart, "the section " + opening(pPart->name) + " counts");
     if (isValueMeant(*pPart, tag)) {
         line.report(Rule::attribute, pPart->column,
-                    "an element gives its text between two tags, and this is lost: write " + elementMeant(*pPart));
+                    "the program ignores an element without its text between two tags: write " + elementMeant(*pPart));
         noteMeant(tag);
         return pPart;
     }
@@ -319,7 +322,7 @@ const markup *sectionJudge::countedOpening(int tag) {
     return pPart;
 }
 
-// Does what looks like a condition hold a text, for a tag that no section has?
+// Is an attribute meant as the text of an element? It has no operator, and no section has this tag.
 bool sectionJudge::isValueMeant(const markup &part, int tag) {
     bool bQuotes = false;
     const string_view text = quotedText(part.attributes, bQuotes);
@@ -327,12 +330,13 @@ bool sectionJudge::isValueMeant(const markup &part, int tag) {
            text.find_first_of("<>=") == npos;
 }
 
-// Does the line begin the clustered feature's section without a condition?
+// Does the line open the section of the clustered feature, which has no condition?
 bool sectionJudge::beginsGrid(const lineEffect &effect) const {
     return effect.tag == shareGrid && effect.effect == LINE_IGNORED && !holds(line.text, "</");
 }
 
-// The closing tag, or an element, that ends the section of the tag that the line names.
+// Closes the open section of the tag that the line names, if the line closes it for the program. Returns the closing
+// tag or the element that does so, or null.
 const markup *sectionJudge::countedClosing(const lineEffect &effect) {
     const string_view name = ppszTagName[effect.tag];
     const std::size_t depth = depthOf(name);
@@ -354,7 +358,7 @@ const markup *sectionJudge::countedClosing(const lineEffect &effect) {
     return pPart;
 }
 
-// What else stands on the line outside comments has no effect.
+// Reports the other parts of the line outside comments, which have no effect.
 void sectionJudge::judgeOthers(const markup *pCounted) {
     bool bReported = false;
     for (const markup &part : line.marked.parts) {
@@ -374,7 +378,7 @@ void sectionJudge::judgeOthers(const markup *pCounted) {
     }
 }
 
-// What a part of no effect means for the lines behind it.
+// Takes a part without effect as its author means it, so that the lines below are judged right.
 void sectionJudge::pass(const markup &part) {
     const std::size_t depth = depthOf(part.name);
     if (part.kind == MarkupKind::opening)
@@ -385,7 +389,7 @@ void sectionJudge::pass(const markup &part) {
         noteMeant(nearestTag(part.name));
 }
 
-// An element that is lost counts as given for what is said of the level.
+// Notes that the author gives a tag, although the program ignores the element: no finding says that it is missing.
 void sectionJudge::noteMeant(int tag) {
     if (tag >= 0)
         meant[static_cast<std::size_t>(tag)] = true;
@@ -417,7 +421,7 @@ void sectionJudge::explainUnknown(const markup &part, int nearest) {
         openUnread(part);
 }
 
-// Where a name is to be corrected.
+// Says where else the name of a part must be corrected.
 static string inBothTags(const markup &part) {
     const bool bBoth = part.kind == MarkupKind::element ? part.closedBy == part.name : !part.attributes.empty();
     return !bBoth ? "" : part.kind == MarkupKind::element ? " in both tags" : " here and in the closing tag";
@@ -425,7 +429,8 @@ static string inBothTags(const markup &part) {
 
 void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
     const string name(part.name);
-    const string effect = bSection ? "this opens no section: its lines are read on every host" : "the line is ignored";
+    const string effect =
+        bSection ? "so the program reads the section's lines on every host" : "so the program ignores the line";
     const string_view foreign = foreignCharacter(name);
     const int latin = foreign.empty() ? -1 : nearestTag(latinized(name));
     if (latin >= 0)
@@ -437,7 +442,7 @@ void sectionJudge::explainName(const markup &part, int nearest, bool bSection) {
                     "upper and lower case matter, " + effect + ": write " + ppszTagName[nearest] + inBothTags(part));
     else
         line.report(bSection ? Rule::unknownSection : Rule::unknownElement, part.column,
-                    "\1 is no tag, " + effect +
+                    "\1 is not a tag, " + effect +
                         (nearest < 0 ? string(": take one of the tags in the manual KVXprereqs.xml(5)")
                                      : ": write " + string(ppszTagName[nearest]) + inBothTags(part)),
                     part.name);
@@ -448,30 +453,33 @@ void sectionJudge::explainElement(const markup &part) {
     const string_view text = trimmed(part.text);
     if (part.closedBy != part.name)
         line.report(Rule::mismatch, part.column,
-                    opening(name) + " is closed by " + closing(part.closedBy) + " and is lost: write " + closing(name));
+                    opening(name) + " has the closing tag " + closing(part.closedBy) +
+                        ", so the program ignores it: write " + closing(name));
     else if (!part.attributes.empty() && holds(part.text, "<"))
         line.report(Rule::oneLine, part.column,
                     "a section on one line has no effect: give its opening tag, its elements and its closing tag "
                     "lines of their own");
     else if (!part.attributes.empty())
-        line.report(Rule::attribute, part.column, "an element with an attribute is lost: write " + elementMeant(part));
+        line.report(Rule::attribute, part.column,
+                    "the program ignores an element with an attribute: write " + elementMeant(part));
     else if (holds(line.text, "value"))
         line.report(Rule::openingWord, line.text.find("value") + 1,
                     "the word \"value\" makes the line an opening tag, and " + opening(name) +
-                        " is lost: use another word, or another line");
+                        " is ignored: use another word, or another line");
     else if (text.empty() && !part.plain)
         line.report(Rule::empty, part.column,
-                    "<" + name + "/> is empty and changes nothing" +
+                    "<" + name + "/> is empty and has no effect" +
                         (depthOf(name) < sections.size()
                              ? ": write " + closing(name) + " to close the section, or delete it"
                              : ": delete it"));
     else if (!part.plain)
-        line.report(Rule::blank, part.column,
-                    "a blank or \"/\" in angle brackets, or a missing \">\", loses the element: write " +
-                        element(name, text));
+        line.report(
+            Rule::blank, part.column,
+            "the program ignores an element with a blank or \"/\" in its angle brackets, or without \">\": write " +
+                element(name, text));
     else
         line.report(Rule::lost, part.column,
-                    opening(name) + " is lost because of another \"<\" on the line: give " + opening(name) +
+                    opening(name) + " is ignored because of another \"<\" on the line: give " + opening(name) +
                         " a line of its own below this one");
 }
 
@@ -491,54 +499,61 @@ void sectionJudge::explainOpening(const markup &part) {
     }
     if (!part.attributes.empty() && part.attributes[0] == '=') {
         line.report(Rule::notClosed, part.column,
-                    "an element gives its text between two tags, and this is lost: write " + elementMeant(part));
+                    "the program ignores an element without its text between two tags: write " + elementMeant(part));
         noteMeant(tagOf(name));
         return;
     }
     openUnread(part);
     if (bSection && line.text.find_first_of(" \t", part.column) == part.column)
-        line.report(Rule::blank, part.column,
-                    "a blank behind \"<\": this opens no section, so its lines are always read: write <" + name +
-                        (part.attributes.empty() ? "" : " ") + string(part.attributes) + ">");
+        line.report(
+            Rule::blank, part.column,
+            "with a blank behind \"<\" this opens no section, so the program reads its lines on every host: write <" +
+                name + (part.attributes.empty() ? "" : " ") + string(part.attributes) + ">");
     else if (bSection && part.attributes.empty())
         line.report(part.complete && holds(line.text, "value") ? Rule::openingWord : Rule::blank, part.column,
-                    "this does not open the section, so its lines are read in every pass: the line must hold " +
+                    "this opens no section, so the program reads its lines in every pass: the line must hold " +
                         opening(name) + " and not the word \"value\"");
     else if (!bSection && part.complete && pDistribution != nullptr)
         line.report(Rule::attribute, part.column,
-                    "without a condition this opens no section, and its lines are read on every host: write <" + name +
-                        " value=\"LinuxDistro = " + pDistribution->name() + "\">");
+                    "without a condition this opens no section, so the program reads its lines on every host: write <" +
+                        name + " value=\"LinuxDistro = " + pDistribution->name() + "\">");
     else if (!bSection)
         explainUnended(part, text);
     else if (behind < line.text.size() && line.text[behind] == '\t')
         line.report(
             Rule::tabulator, behind + 1,
-            "a tabulator behind the tag: this opens no section, and its lines are always read: put a blank there");
+            "with a tabulator behind the tag this opens no section, so the program reads its lines on every host: put "
+            "a "
+            "blank there");
     else if (!holds(part.attributes, "value"))
         line.report(
             Rule::attribute, part.column,
-            "only the attribute \"value\" makes a condition, so the section's lines are read on every host: write " +
+            "only the attribute \"value\" makes a condition, so the program reads the section's lines on every host: "
+            "write " +
                 sectionMeant(name, wholeAttributes(line.text, part)));
     else
-        line.report(Rule::oneLine, part.column,
-                    "beside other tags this opens no section, and its lines are read on every host: give the opening "
-                    "tag a line of its own above this one");
+        line.report(
+            Rule::oneLine, part.column,
+            "beside other tags this opens no section, so the program reads its lines on every host: give the opening "
+            "tag a line of its own above this one");
 }
 
-// An opening tag or an element that does not end on its line.
+// Explains an opening tag, or an element, that does not end on its line.
 void sectionJudge::explainUnended(const markup &part, string_view text) {
     const oneLiner whole = onOneLine(line.below.substr(part.column - 1), part.name);
     const string name(part.name);
     lastContinued = line.number + whole.lines;
     if (whole.text.empty() || whole.bElement)
         line.report(Rule::notClosed, part.column,
-                    "the element does not end on this line and is lost: write " +
+                    "the element does not end on this line, so the program ignores it: write " +
                         (whole.bElement ? whole.text : element(name, text.empty() ? "..." : text)) + " on one line",
                     whole.word);
     else
-        line.report(Rule::notClosed, part.column,
-                    "the opening tag does not end on this line, so its section's lines are read on every host: write " +
-                        whole.text + " on one line");
+        line.report(
+            Rule::notClosed, part.column,
+            "the opening tag does not end on this line, so the program reads the section's lines on every host: "
+            "write " +
+                whole.text + " on one line");
 }
 
 void sectionJudge::explainClosing(const markup &part) {
@@ -565,7 +580,7 @@ void sectionJudge::explainClosing(const markup &part) {
         return;
     }
     if (!sections.empty() && sections.back().bReported) {
-        closeTo(sections.size() - 1); // a section whose opening tag is the mistake
+        closeTo(sections.size() - 1); // its opening tag is the mistake, which is reported
         return;
     }
     if (!sections.empty() && sameLetters(sections.back().name, name)) {
@@ -574,7 +589,7 @@ void sectionJudge::explainClosing(const markup &part) {
         closeTo(sections.size() - 1);
         return;
     }
-    if (!sections.empty() && tagOf(name) < 0) { // no element's and no other section's
+    if (!sections.empty() && tagOf(name) < 0) { // not the closing tag of an element or of another section
         line.report(foreignCharacter(name).empty() ? Rule::closing : Rule::lookAlike, part.column,
                     "this closes nothing: write " + closing(sections.back().name));
         closeTo(sections.size() - 1);
@@ -583,13 +598,14 @@ void sectionJudge::explainClosing(const markup &part) {
     explainStray(part);
 }
 
-// A closing tag of no section that is open, nor of one that was lost.
+// Explains a closing tag that belongs to no section above it.
 void sectionJudge::explainStray(const markup &part) {
     const string name(part.name), nothing = closing(name) + " closes nothing";
     if (distributionOfSection(tagOf(name)) == nullptr && tagOf(name) != shareGrid) {
         line.report(Rule::closing, part.column,
-                    nothing + (tagOf(name) < 0 ? string(": delete it")
-                                               : ": an element stands whole on one line, as " + element(name, "...")));
+                    nothing + (tagOf(name) < 0
+                                   ? string(": delete it")
+                                   : ": write the whole element on one line, such as " + element(name, "...")));
     } else if (!sections.empty() && sections.back().tag != shareGrid) {
         line.report(Rule::closing, part.column,
                     nothing + ": write " + closing(sections.back().name) + " to close the section of line " +
@@ -602,7 +618,7 @@ void sectionJudge::explainStray(const markup &part) {
                              ? "of line " + std::to_string(line.hiddenSection.line) + " is in a comment"
                              : string("is missing")) +
                         ", so its lines are read on every host: write it above them, or delete both");
-        replacements.clear(); // by lines that were meant for some hosts only
+        replacements.clear(); // they may be wrong: the lines of that section are meant for some hosts only
     }
 }
 
@@ -616,7 +632,7 @@ std::size_t sectionJudge::depthOf(string_view name) const {
     return sections.size();
 }
 
-// Ends a section and those within it, which were not closed.
+// Ends an open section, and reports the sections in it, which are not closed.
 void sectionJudge::closeTo(std::size_t depth) {
     reportReplaced();
     reportNested(sections[depth]);
@@ -642,7 +658,8 @@ void sectionJudge::end() {
     bAroundKept = false;
 }
 
-// Until a section opens or ends, it may turn out that the opening tag of one is missing above.
+// Reports replaced values. It waits until a section opens or ends: a closing tag may show that an opening tag is
+// missing above, and then they are not replaced on every host.
 void sectionJudge::reportReplaced() {
     for (const replacement &given : replacements)
         line.findings.add(
@@ -654,7 +671,7 @@ void sectionJudge::reportReplaced() {
     replacements.clear();
 }
 
-// What the open sections ask, those nearest to the line.
+// The tests of the open sections, the innermost ones only if there are many.
 testList sectionJudge::enclosingTests() const {
     testList all;
     const std::size_t count = std::min(sections.size(), DEEPEST_ASKED);
@@ -668,11 +685,11 @@ testList sectionJudge::enclosingTests() const {
     return all;
 }
 
-// Keeps what the open sections ask for the values in them, and returns the number of that list.
+// Keeps the tests of the open sections for the values in them. Returns the index of that list.
 std::uint32_t sectionJudge::keepEnclosing() {
     if (!bAroundKept) {
         testList all = enclosingTests();
-        if (arounds.empty() || arounds.back() != all) { // or else they share it
+        if (arounds.empty() || arounds.back() != all) { // equal lists in a row are kept once
             all.shrink_to_fit();
             arounds.push_back(std::move(all));
         }
@@ -685,7 +702,7 @@ const testList &sectionJudge::testsAround(const seenValue &given) const {
     return arounds[given.around];
 }
 
-// Nobody can tell which hosts meet a mistaken condition.
+// Drops the tests of a section whose condition is mistaken: nobody can tell which hosts meet it.
 void sectionJudge::forgetCondition(openSection &section) {
     section.tests = {};
     section.tests.shrink_to_fit();
@@ -707,7 +724,7 @@ bool sectionJudge::closeText(string_view name) {
     return true;
 }
 
-// An opening tag that the program does not take as a section (already reported); still expect its closing tag.
+// Opens a section that the program does not take as one (already reported), because its closing tag will come.
 void sectionJudge::openUnread(const markup &part) {
     if (part.kind != MarkupKind::opening || isStructure(part.name))
         return;
@@ -731,7 +748,7 @@ void sectionJudge::judgeNesting(const markup &part, int tag) {
         openSection &outer = sections[i];
         if (outer.bReported || (outer.tag != tag && tag != shareGrid))
             continue;
-        if (outer.tag == tag) { // or the outer one is never closed
+        if (outer.tag == tag) { // either they are nested, or the outer one is never closed: its end will tell
             outer.innerLine = at(line.number);
             outer.innerColumn = at(part.column);
         } else
@@ -753,13 +770,13 @@ void sectionJudge::reportNested(const openSection &outer) {
                       outer.line);
 }
 
-// A mistaken section causes no further findings.
+// Marks a mistaken section, so that it causes no further findings.
 void sectionJudge::disregard(openSection &section) {
     section.bReported = true;
     forgetCondition(section);
 }
 
-// Only the first text in double quotes is read. Is that all there is?
+// Is the first text in double quotes, which the program reads, all that is behind the tag? Reports the rest.
 bool sectionJudge::judgeAttributes(const markup &part) {
     if (isPlainValue(part.attributes))
         return true;
@@ -811,7 +828,7 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
         line.report(id, line.columnOf(word), message);
         bClear = bClear && (id == Rule::distribution || id == Rule::unset || id == Rule::lineBreak);
         if (id == Rule::contradiction)
-            for (openSection &outer : sections) // one of them may just not have been closed
+            for (openSection &outer : sections) // one of them may only lack its closing tag
                 forgetCondition(outer);
         bAroundKept = false;
     });
@@ -865,14 +882,14 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     bRequires = bRequires || use.read == Reading::everyPass || use.read == Reading::clusteredPass;
 }
 
-// Does a value apply wherever an earlier one of its tag does?
+// Does a value count on every host on which an earlier one of its tag counts?
 bool sectionJudge::isReplacedBy(const seenValue &earlier, const seenValue &given) const {
     return (!given.bGrid || earlier.bGrid) &&
            std::all_of(testsAround(given).begin(), testsAround(given).end(),
                        [&](const test &test) { return isImplied(test, testsAround(earlier)); });
 }
 
-// A value that applies wherever an earlier one does replaces it for good.
+// Remembers a value, and notes the earlier ones that it replaces on every host.
 void sectionJudge::remember(const markup &part, int tag) {
     const std::uint32_t number = at(line.number);
     const std::uint32_t section = sections.empty() ? 0 : sections.back().line;
@@ -891,7 +908,7 @@ void sectionJudge::remember(const markup &part, int tag) {
     if (replacements.size() > MOST_WAITING)
         reportReplaced();
     if (!seen.empty() && seen.back().bReplaced && seen.back().section == section)
-        seen.pop_back(); // so many lines of one section need no room
+        seen.pop_back(); // it is never compared again: equal lines of a section take no room
     seen.push_back(given);
 }
 
@@ -908,9 +925,9 @@ void sectionJudge::judgeLevel(std::size_t levelLine, std::size_t levelColumn) {
 
 /* --- Levels of three parts --- */
 
-// A section that raises a part of a level leaves the lower ones as they are.
+// Reports sections that raise one part of a three-part level and leave a lower part at its old value.
 void sectionJudge::judgeParts(const Tag (&parts)[3]) {
-    std::unordered_set<std::size_t> reported; // the sections, by their lines
+    std::unordered_set<std::size_t> reported; // the lines of sections that have a finding
     for (std::size_t part = 0; part + 1 < std::size(parts); part++)
         for (const seenValue &given : values[parts[part]])
             if (given.section != 0 && !given.bReplaced && !holdsUnknown(testsAround(given)) &&
@@ -948,8 +965,8 @@ std::deque<sectionJudge::seenValue>::const_iterator sectionJudge::firstFrom(cons
                             [](const seenValue &value, std::size_t number) { return value.line < number; });
 }
 
-// The value of a tag that counts beside another one: that of its section, or else the last one above that some host
-// reads along with it. Null when there is none.
+// Finds the value of a tag that counts together with another value: the one in the same section, or the last one above
+// that some host reads, too. Null without one.
 const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValue &given) const {
     const auto &seen = values[tag];
     const auto at = firstFrom(seen, given.line);
@@ -970,7 +987,7 @@ const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValu
     return first == above ? nullptr : &*first;
 }
 
-// Does a later line give the tag wherever a value counts?
+// Does a later line give the tag on every host on which a value counts?
 bool sectionJudge::isGivenBelow(Tag tag, const seenValue &given) const {
     const auto &seen = values[tag];
     const auto at = firstFrom(seen, given.line + 1);
@@ -980,7 +997,7 @@ bool sectionJudge::isGivenBelow(Tag tag, const seenValue &given) const {
 
 /* --- Values that need others --- */
 
-// A value that a distribution can have, without another that it never has.
+// Reports a value that needs another one which the level does not give on some distribution.
 void sectionJudge::judgeDependence(const dependence &pair) {
     if (meant[static_cast<std::size_t>(pair.needed)] || values[static_cast<std::size_t>(pair.tag)].empty())
         return;

@@ -1,4 +1,4 @@
-// kvxprereqlint as its users call it: options, forms, statuses, and what it explains.
+// Runs kvxprereqlint as its users do: options, formats, exit statuses and explanations.
 
 #include <fstream>
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ static string writeFile(const string &text) {
     return path;
 }
 
-// A file of one level; its first line is line 3.
+// Writes a file of one level. The first of the given lines is line 3.
 static string levelOf(const string &lines) {
     return writeFile("<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n" + lines + "\n</platform>\n</KVXLevel>\n");
 }
@@ -36,7 +36,7 @@ struct commandResult {
     int status;
 };
 
-// Both outputs, in the order in which they come.
+// Runs a command. Standard output and standard error are one text, in the order of their writing.
 static commandResult run(const string &arguments) {
     commandResult result;
     FILE *pOutput = popen((KVX_LINT " " + arguments + " 2>&1").c_str(), "r");
@@ -62,7 +62,7 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_EQ(run(sample).status, 0);
     const string bad = levelOf("<UMASK>022</UMASK>\n<X\x1b>1</X\x1b>");
     const string expected =
-        bad + ":4:1: error: X\\x1B is no tag, the line is ignored: take one of the tags in the manual "
+        bad + ":4:1: error: X\\x1B is not a tag, so the program ignores the line: take one of the tags in the manual "
               "KVXprereqs.xml(5) [unknown-element]\nkvxprereqlint: 1 file: 1 error, 0 warnings, 0 notes\n";
     EXPECT_EQ(run(bad).out, expected);
     EXPECT_EQ(run(bad).status, 1);
@@ -91,7 +91,8 @@ TEST(LintCommand, WritesForProgramsToo) {
         json,
         "{\"file\": \"" + file +
             "\", \"line\": 4, \"column\": 1, \"severity\": \"error\", "
-            "\"rule\": \"letter-case\", \"text\": \"upper and lower case matter, the line is ignored: write UMASK in both tags\"}"))
+            "\"rule\": \"letter-case\", \"text\": \"upper and lower case matter, so the program ignores the line: "
+            "write UMASK in both tags\"}"))
         << json;
     EXPECT_TRUE(holds(json, "\"errors\": 2, \"warnings\": 0, \"notes\": 0, \"suppressed\": 0, \"files\": 1}\n"))
         << json;
@@ -149,7 +150,7 @@ TEST(LintCommand, ExplainsALevel) {
     const string options = "--explain 1.0 --distribution RHEL --release 9.4 --kernel 5.14.0-1 --client ";
     EXPECT_EQ(run(options + ownFiles + "level.xml").out, readFile(ownFiles + "explained.txt"));
     const string json = std::regex_replace(readFile(ownFiles + "explained.json"), std::regex("\n(?=.)"), "");
-    EXPECT_EQ(run(options + "--format=json " + ownFiles + "level.xml").out, json) << "but for its line breaks";
+    EXPECT_EQ(run(options + "--format=json " + ownFiles + "level.xml").out, json) << "without the line breaks";
     EXPECT_EQ(run(options + "- <" + ownFiles + "level.xml").out, readFile(ownFiles + "explained.txt"));
 }
 
@@ -162,13 +163,13 @@ TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
     EXPECT_TRUE(holds(clustered, "Check: shells, not made: kshPackage and ntpPackage are not both given\n  line 15: "))
         << clustered;
     const string ubuntu = run("--explain 9.8 --distribution UBUNTU --release 22.04 --clustered " + sample).out;
-    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 is not for UBUNTU.*\nNote: .* only -l ")))
+    EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 on UBUNTU only .*\nNote: .* only -l ")))
         << ubuntu;
     EXPECT_TRUE(holds(run(explain + "SUSE --release 12 --service-pack 5 " + file).out, "line 8: UMASK"));
     EXPECT_TRUE(holds(run(explain + "SUSE --release 15 --service-pack 5 " + file).out, "give --release 15.5 without"));
 }
 
-// A release that the file gives is still there in the clustered pass, whose sections it decides.
+// A release that the file gives in the first pass is still stored in the clustered pass, and decides its sections.
 TEST(LintCommand, ExplainsTheClusteredPassAsItFollowsTheOrdinaryOne) {
     const string file = levelOf("<RHEL value=\"LinuxDistro = RHEL RHELVersion < 9\">\n<UMASK>022</UMASK>\n</RHEL>\n"
                                 "<RHELVersion>9</RHELVersion>");
@@ -193,7 +194,7 @@ TEST(LintCommand, SaysWhyALevelCannotBeExplained) {
     }
 }
 
-// Two levels ask for a kernel; the first one does so only of other hosts.
+// Both levels require a kernel. Their first line requires version 9 of other hosts only.
 TEST(LintCommand, TellsWhichLevelsAKernelMeets) {
     const string options = "--distribution RHEL --release 9.4 --kernel 5.14.0 ";
     const string level =
@@ -206,7 +207,7 @@ TEST(LintCommand, TellsWhichLevelsAKernelMeets) {
         << answer;
 }
 
-// What the program itself stores on an example host, read from its trace.
+// Compares with the values that the program itself stores on an example host, as its trace shows them.
 TEST(LintCommand, ExplainsWhatTheProgramReadsOnAHost) {
     string why;
     if (!privateHostsPermitted(why) && getenv("CI") == nullptr)

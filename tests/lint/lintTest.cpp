@@ -1,5 +1,5 @@
-// kvxprereqlint: usual mistakes put into the sample, files without any, and generated files against the program's
-// reader.
+// Tests kvxprereqlint with usual mistakes in the sample, with files without mistakes, and with generated files whose
+// values the program's reader must read.
 
 #include <algorithm>
 #include <array>
@@ -26,7 +26,7 @@ static string readFile(const string &path) {
 
 static const string sample = KVX_SOURCE_DIR "/samples/KVXprereqs.xml";
 
-// The sample with the first such text behind its opening comment replaced, and the line of the first difference.
+// The sample with one text replaced, the first one behind its opening comment, and the line of the first difference.
 struct changedSample {
     string file;
     long line;
@@ -41,7 +41,7 @@ struct changedSample {
     }
 };
 
-// What is found in a file, with the texts spelled out.
+// A finding with its whole text.
 struct foundText {
     std::size_t line;
     string rule;
@@ -73,7 +73,7 @@ static string textsOf(const std::vector<foundText> &findings) {
     return texts;
 }
 
-// What a finding says to write, as far as it says it letter by letter.
+// The texts that a finding says to write letter by letter.
 static std::vector<string> advisedTexts(const string &text) {
     static const std::regex patterns[] = {std::regex("write (<[^<>]*>(?:[^<> ]*</[^<>]*>)?)"),
                                           std::regex("write \"([^\"]*)\""), std::regex("write (\\w+)$")};
@@ -98,7 +98,7 @@ TEST(Lint, FindsEveryMistakeOnItsLine) {
         };
         EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), isMeant)) << row.bad << textsOf(findings);
     }
-    // what the file as a whole lacks, and what is asked for, is tested below
+    // tests below cover the rules for the file as a whole and those that need an option
     shown.insert({"no-level", "encoding", "unread", "suppression", "unused-suppression"});
     for (int i = 0; i < (int)lint::Rule::count; i++)
         EXPECT_EQ(shown.count(string(lint::entryOf((lint::Rule)i).name)), 1) << i;
@@ -150,21 +150,21 @@ TEST(Lint, IsSilentWhereItIsTold) {
     const std::vector<std::pair<string, string>> rows = {
         {level + empty + end,
          "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
-        // the line below, and only that
+        // only the line below
         {level + comment + "empty -->\n" + empty + empty + end,
          "\n6: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         {level + " " + comment + "text,empty --> \n" + empty + end,
          "\n4: there is no finding of text to suppress: delete this one"},
-        // one below the other they are for the line below the last
+        // suppressions on consecutive lines count for the line below the last one
         {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
          "\n4: there is no finding of text to suppress: delete this one"},
-        // in front of the first level they are for the whole file
+        // in front of the first level a suppression counts for the whole file
         {"\n" + comment + "empty -->\n" + level + empty + empty + end, ""},
         {comment + "empty -->\n" + level + end, "\n1: there is no finding of empty to suppress: delete this one"},
-        {level + comment + "emty -->\n" + end, "\n4: there is no rule emty: --list-rules names them"},
-        // without --unread nobody can tell whether this one is used
+        {level + comment + "emty -->\n" + end, "\n4: there is no rule emty: take one that --list-rules prints"},
+        // without --unread there are no findings that show whether this one is used
         {level + comment + "unread -->\n<ksh>1</ksh>\n" + end, ""},
-        // on the line of an element
+        // a suppression on the line of an element
         {level + "<UMASK></UMASK> " + comment + "empty -->\n" + end,
          "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"
          "\n4: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
@@ -173,7 +173,7 @@ TEST(Lint, IsSilentWhereItIsTold) {
         EXPECT_EQ(textsOf(found(file)), texts) << file;
 }
 
-// A generated file: levels of elements and sections, every third one untouched, the others with one or two mistakes.
+// Generates a file: levels of elements and sections. Every third file is untouched; the others get one or two mistakes.
 class fileMaker {
 public:
     explicit fileMaker(unsigned seed) : random(seed) {
@@ -197,7 +197,7 @@ private:
         return texts[(std::size_t)pick((int)texts.size())];
     }
 
-    // Within a section only its own distribution is tested.
+    // Generates lines. Inside a section the conditions test only its own distribution.
     string body(int depth, int outer = -1) {
         static const std::vector<std::array<string, 4>> distributions = {
             {"RHEL", "RHELVersion", "RHELSP", "RHEL"},
@@ -242,7 +242,7 @@ private:
     std::mt19937 random;
 };
 
-// Every element outside comments, as tag and text, with its line.
+// Every element outside comments: its tag and text, and its line.
 static std::map<std::size_t, string> elementsOf(string file) {
     for (std::size_t begin; (begin = file.find("<!--")) != string::npos;) {
         const std::size_t end = std::min(file.find("-->", begin), file.size() - 3) + 3;
@@ -266,7 +266,7 @@ static std::vector<string> allMatches(const string &text, const std::regex &patt
     return found;
 }
 
-// Takes away the elements that the program reads for a host: a distribution with version and service pack.
+// Removes the elements that the program reads on a host: a distribution with version and service pack.
 static void takeRead(const std::vector<string> &lines, const string &level, int distribution, const string &version,
                      const string &servicePack, std::map<std::size_t, string> &elements) {
     static const Tag tags[][2] = {{RHELVersion, RHELSP}, {SLESVersion, SLESSP}, {CNTVersion, CNTSP}};

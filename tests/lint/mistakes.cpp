@@ -56,7 +56,7 @@ const std::vector<mistake> mistakes = {
     {"comment", mask, "<!- <UMASK>027</UMASK> ->", "<!- ->"},
     {"comment", "  </RHEL>\n", "  <!--\n  </RHEL>\n  -->\n", "  <!--\n  -->\n  </RHEL>\n", 1},
     {"comment", "</platform>\n", "<!--\n</platform>\n-->\n</platform>\n", "<!--\n-->\n</platform>\n", 1},
-    // a comment that has no end is one finding, and what follows is judged
+    // a comment without an end is one finding, and the lines below are judged
     {"comment", mask, "<!-- usual ->\n  <UMASK>022</UMASK>", "<!-- usual -->\n  <UMASK>022</UMASK>"},
     {"comment unknown-element", mask, "<!-- usual\n  <Umsk>022</Umsk>", "<!-- usual -->\n  <UMASK>022</UMASK>"},
     // a "<" in a comment does not hide its end
@@ -74,7 +74,7 @@ const std::vector<mistake> mistakes = {
     {"unknown-section", rhel, R"(<REDHAT value="LinuxDistro = RHEL">)"},
     {"unknown-section", R"(<SLES value="LinuxDistro = SUSE">)", R"(<SUSE value="LinuxDistro = SUSE">)"},
     {"unknown-section", rhel, R"(<REHL value="LinuxDistro = RHEL">)"},
-    // what is in a comment around a section counts on every host
+    // in a comment around a section the elements count on every host
     {"comment closing", rhel + "\n    <MinRHELVersion>8</MinRHELVersion>\n",
      "<!-- " + rhel + "\n    <MinRHELVersion>8</MinRHELVersion>\n-->\n", rhel + "\n", 1},
     {"letter-case", rhel, R"(<Rhel value="LinuxDistro = RHEL">)"},
@@ -254,7 +254,7 @@ const std::vector<mistake> mistakes = {
     {"replaced replaced", "  </RHEL>\n  <SLES",
      "  </RHEL>\n  <RHEL value=\"LinuxDistro = RHEL\">\n    <MinRHELSP>9</MinRHELSP>\n  </RHEL>\n  <SLES", "", -14},
     {"mixed-level", "    <MinOSRelease>14</MinOSRelease>\n", "", "    <MinOSRelease>0</MinOSRelease>\n", -1},
-    // the middle part is raised, the last one stays
+    // the section raises the middle part but not the last one
     {"mixed-level mixed-level", "    <MinOSMinorRelease>0</MinOSMinorRelease>\n", "", "", -1},
 };
 
@@ -262,7 +262,7 @@ const std::vector<fineChange> fineChanges = {
     {mask, "\t<UMASK>022</UMASK> <!-- the usual one -->  "},
     {mask, "the mask: <UMASK>022</UMASK>"},
     {mask, "<!-- a value, below 077 -->\n\n" + mask + "\n<!--\n  several\n  lines\n-->"},
-    // a long line ends in what is read as nothing: blanks, a comment's end, a comment
+    // behind 255 characters there are only blanks, the end of a comment, or a comment
     {mask, mask + string(235, ' ')},
     {mask, "<UMASK>022</UMASK> <!-- " + string(300, 'x') + " -->"},
     {mask, mask + string(300, ' ') + "<!-- usual -->"},
@@ -276,7 +276,7 @@ const std::vector<fineChange> fineChanges = {
     {rhel, R"(<RHEL value="LinuxDistro = RHEL KVXLevel = 12.1">)"},
     {R"(<SLES value="LinuxDistro = SUSE">)", R"(<SLES value="LinuxDistro = SUSE OSVersion > 3">)"},
     {R"(<SLES value="LinuxDistro = SUSE">)", R"(<SLES value="LinuxDistro = SUSE SLESVersion = 15 SLESSP >= 3">)"},
-    // every CentOS of these has a service pack
+    // CentOS 7 always has a service pack
     {fromCentos8, R"(CNTVersion = 7 CNTSP >= 6">)"},
     {"  </RHEL>\n", "  </RHEL> <!-- RHEL -->\n"},
     {level, R"(<KVXLevel value="12.1.0.0.1">)"},

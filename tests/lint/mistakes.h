@@ -1,4 +1,4 @@
-// What is put into the sample: mistakes, each with what its finding advises, and what is fine.
+// Changes to the sample: mistakes, each beside the text that its finding advises, and changes without a finding.
 #ifndef KVX_TESTS_MISTAKES_H
 #define KVX_TESTS_MISTAKES_H
 
@@ -6,11 +6,12 @@
 #include <vector>
 
 struct mistake {
-    std::string rules; // of all findings, in the order of their lines; the first one's line is that of the change
-    std::string good;  // the first such text behind the sample's opening comment
-    std::string bad;   // what it becomes
-    std::string advised = {}; // and what the finding advises; empty: the good text again
-    int linesDown = 0;        // where the line of the first rule's finding is, seen from the change
+    std::string
+        rules; // of all findings, in the order of their lines; the first rule must be found on the line of the change
+    std::string good;         // a text of the sample: its first place behind the opening comment is changed
+    std::string bad;          // the mistake
+    std::string advised = {}; // the text that the finding advises; empty: the good text
+    int linesDown = 0;        // how many lines below the change the first rule is found
 };
 
 extern const std::vector<mistake> mistakes;
