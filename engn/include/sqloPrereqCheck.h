@@ -772,8 +772,8 @@ int sqloValidateUmsk(const char *umask);
  * sections in the GUI report. Checks return 0 or -1.
  * ------------------------------------------------------------------------------------------------------------- */
 
-/* Checks that the module option log_mtts_per_seg is 7 in the file of the distribution. Passes on a distribution without
- * such a file, and on a host whose Mellanox stack sets the option; then the block gets no closing line. Reports
+/* Checks on RHEL and SUSE that the module option log_mtts_per_seg is 7 in the distribution's file. Passes on any other
+ * distribution. Passes also when the Mellanox stack sets the option; the block then gets no closing line. Reports
  * MSG_MODPROBE_OPTION_MISSING, MSG_MODPROBE_OPTION_WRONG. */
 int sqloValidateModProbe(void);
 
@@ -824,7 +824,7 @@ void sqloValidateAdapterUsingRocmc(const char *adapterFile);
 struct hostInfo {
     char hostName[255]; // field: the name as given, perhaps with its domain; only the part before the first "." is
                         // compared
-    int isSSH;          // 1 when the host was reachable by remote shell at the last test
+    int isSSH;          // 0 when the last test found the host not reachable by remote shell; 1 before any test
     hostInfo *next;
 };
 
