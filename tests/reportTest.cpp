@@ -258,6 +258,7 @@ TEST(ReportReader, ShowsWhatWasCutOff) {
         // behind a rule, and in one
         {whole + start.substr(0, 77), "", 0, "unknown, 9.8 passed 1+0, ? incomplete 0+0"},
         {whole + start.substr(0, 20), "", 0, "unknown, 9.8 passed 1+0, ? incomplete 0+0"},
+        {whole + "==\n=\n\n=", "", 0, "unknown, 9.8 passed 1+0, ? incomplete 0+0"},
         {start.substr(60) + passed + good(), "", 0, "unknown, 12.1 incomplete 1+0"},
         // in a check
         {start + passed.substr(0, 20), "", 0, "unknown, 12.1 incomplete 1+0"},
@@ -1088,7 +1089,7 @@ TEST(ReportCommand, IsDocumentedAsItIs) {
         return std::set<string>(std::sregex_token_iterator(text.begin(), text.end(), option, 1), {});
     };
     const auto options = optionsIn(KVX_PROGRAM_DIR "/kvxprereqreport --help | grep '^  '");
-    EXPECT_EQ(options.size(), 9U);
+    EXPECT_EQ(options.size(), 10U);
     EXPECT_EQ(optionsIn("sed -n 's/^.It Fl \\(h , Fl \\)*-/--/;s/ Ns = .*/=/;/^--/p' man/kvxprereqreport.1"), options);
     EXPECT_EQ(optionsIn("grep compgen.*help completions/kvxprereqreport"), options);
 }

@@ -164,7 +164,9 @@ std::vector<piece> languages::split(std::string_view text) {
         const size_t at = text.size() - left.size();
         const std::string_view line = nextLine(left);
         if (const Rule rule = ruleOf(line); rule != Rule::none) {
-            end(at, true);
+            // Torn rules without text between them are one: millions of them would be millions of passes.
+            if (rule != Rule::torn || current.rule != Rule::torn || !isBlank(text.substr(start, at - start)))
+                end(at, true);
             current.rule = rule;
             start = text.size() - left.size();
         } else if (const tellingText *pFound = findTelling(withoutLeadingBlanks(line)); pFound != nullptr) {
