@@ -545,6 +545,12 @@ TEST(ReportWriters, KeepTablesTo80Columns) {
     EXPECT_EQ(table.find('\033'), string::npos);
 }
 
+// Without a break there, the line would end within the last word of the sentence.
+TEST(ReportWriters, BeginALineBehindAWideFullStop) {
+    const std::vector<string> lines = report::wrap("\u65e5\u672c\u8a9e\u3002Ubuntu", 9);
+    EXPECT_EQ(lines, (std::vector<string>{"\u65e5\u672c\u8a9e\u3002", "Ubuntu"}));
+}
+
 // Three hosts have the same warning; db05 has another one, and db04 failed by its status alone.
 TEST(ReportWriters, ShowEqualFindingsOnce) {
     useCatalog();

@@ -194,13 +194,24 @@ size_t columns(std::string_view text) {
     return sum;
 }
 
+static constexpr std::u32string_view closingSigns = U"\u3001\u3002\u300b\u300d\u300f\u3011\u3015\u30fb\u30fc"
+                                                    U"\uff01\uff09\uff0c\uff0e\uff1a\uff1b\uff1f";
+
+static bool isClosing(char32_t code) {
+    return closingSigns.find(code) != std::u32string_view::npos;
+}
+
 // Whether a line may begin with a character: one that is written without blanks between words, and no closing sign.
 // Hangul is written with blanks.
 static bool canBeginLine(char32_t code) {
-    static constexpr std::u32string_view closing = U"\u3001\u3002\u300b\u300d\u300f\u3011\u3015\u30fb\u30fc"
-                                                   U"\uff01\uff09\uff0c\uff0e\uff1a\uff1b\uff1f";
     const bool bHangul = (code >= 0x1100 && code <= 0x115F) || (code >= 0xAC00 && code <= 0xD7A3);
-    return columnsOf(code) == 2 && !bHangul && closing.find(code) == std::u32string_view::npos;
+    return columnsOf(code) == 2 && !bHangul && !isClosing(code);
+}
+
+// A Latin word, option or path directly behind a wide full stop, comma or closing parenthesis.
+static bool beginsBehindSign(char32_t code, char32_t before) {
+    static constexpr std::u32string_view narrowSigns = U")]},.:;!?";
+    return isClosing(before) && code < 0x80 && narrowSigns.find(code) == std::u32string_view::npos;
 }
 
 static bool canEndLine(char32_t code) {
@@ -219,7 +230,7 @@ std::vector<std::string> wrap(std::string_view text, size_t width) {
         while (end < text.size()) {
             const size_t length = std::max<size_t>(utf8::characterLength(text.substr(end)), 1);
             const char32_t code = utf8::decode(text.substr(end, length));
-            if (code == U' ' || (canBeginLine(code) && canEndLine(before)))
+            if (code == U' ' || (canBeginLine(code) && canEndLine(before)) || beginsBehindSign(code, before))
                 lastBreak = end;
             if (taken + columnsOf(code) > width)
                 break;
