@@ -14,6 +14,7 @@ function look() {
     return {
         scripts: document.querySelectorAll("script, img, link, [onerror]").length,
         title: document.title,
+        language: document.documentElement.lang,
         hosts: document.querySelectorAll("details.host").length,
         rows: document.querySelectorAll("tbody tr th a").length,
         order: [...document.querySelectorAll("details.host")].map(host => host.classList[1]),
@@ -38,8 +39,10 @@ async function checkPage(browser, name, colorScheme, width) {
     assert.deepEqual([seen.scripts, dialogs, requests.length], [0, [], 1], where);
     assert.deepEqual([seen.wider, seen.cutAbout, seen.strangeSigns], [false, false, 0], where);
     assert(seen.firstColumn < 0.45, where); // it stays while the levels move behind it
-    assert.match(seen.title, /^Prerequisites: \d+ hosts?: /, where);
-    const hosts = { one: 1, plain: 7, hosts: 9, many: 200 }[name];
+    const [set, language = "en"] = name.split("-");
+    const hosts = { one: 1, plain: 7, hosts: 9, many: 200 }[set];
+    assert.equal(seen.language, language, where);
+    assert.equal(/^Prerequisites: \d+ hosts?: /.test(seen.title), language === "en", where);
     const worst = ["failed", "unknown", "warning", "passed"];
     assert.deepEqual([seen.hosts, seen.rows], [hosts, hosts], where);
     assert.equal(seen.common > 0, name !== "one", where);
@@ -82,11 +85,14 @@ async function checkJUnit(page, name) {
     }
     for (const colorScheme of ["light", "dark"])
         await checkPage(browser, "hosts", colorScheme, 400);
+    for (const name of ["hosts-de", "hosts-ja"])
+        for (const width of [400, 1280])
+            await checkPage(browser, name, "light", width);
     if (picture) {
         const page = await browser.newPage({ viewport: { width: 1280, height: 1000 }, deviceScaleFactor: 1 });
         await page.goto(`file://${directory}/plain.html`);
         await page.screenshot({ path: picture });
     }
     await browser.close();
-    console.log("10 passed, 0 failed");
+    console.log("14 passed, 0 failed");
 })().catch(error => { console.error(error); process.exit(1); });
