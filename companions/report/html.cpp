@@ -45,14 +45,15 @@ table { border-collapse: separate; border-spacing: 0; font-size: .875rem; }
 th, td { padding: .3rem .35rem; border-bottom: 1px solid var(--line); text-align: left; white-space: nowrap; }
 thead { position: sticky; top: 0; z-index: 1; }
 thead th { background: var(--raised); }
-tbody th { position: sticky; left: 0; max-width: 24rem; background: var(--back); font-weight: 600; white-space: normal;
-  overflow-wrap: break-word; }
-@media (max-width: 48rem) { tbody th { min-width: 7rem; max-width: 38vw; overflow-wrap: anywhere; } }
+tbody th { position: sticky; left: 0; min-width: 7rem; max-width: 24rem; background: var(--back); font-weight: 600;
+  white-space: normal; overflow-wrap: break-word; }
+@media (max-width: 48rem) { tbody th { max-width: 38vw; overflow-wrap: anywhere; } }
 .level { border-left: 1px solid var(--line); }
 .word { display: inline-block; padding: .05rem .4rem; border: 1px solid transparent; border-radius: 4px; background: var(--own-back);
   color: var(--own); font-size: .8125rem; font-weight: 600; white-space: nowrap; }
 .why { display: block; font-size: .8125rem; }
 code { overflow-wrap: anywhere; }
+p code { display: inline-block; max-width: 100%; }
 .none .word { padding-left: 1rem; font-weight: 400; }
 .spoken { position: absolute; width: 1px; height: 1px; overflow: hidden; clip-path: inset(50%); white-space: nowrap; }
 .host { margin: .75rem 0; border: 1px solid var(--line); border-left: 5px solid var(--own); border-radius: 6px; }
