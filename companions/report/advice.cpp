@@ -145,7 +145,8 @@ const advice *adviceOn(int message, std::string_view text) {
     return nullptr;
 }
 
-// A port that is free is reported in the same words as one that is not, so of texts without a number only errors count.
+// A free port is reported in the same words as one that is taken, so a text without a number counts only if it is an
+// error.
 const advice *adviceOn(const check &one) {
     constexpr std::string_view error = "ERROR: ";
     if (one.result == CheckResult::passed)
@@ -170,7 +171,7 @@ std::vector<const advice *> adviceOn(const std::vector<host> &hosts) {
         }
     }
     found.erase(nullptr);
-    return {found.begin(), found.end()}; // the addresses are those of the table
+    return {found.begin(), found.end()}; // in the order of the table, to which they point
 }
 
 } // namespace report

@@ -20,7 +20,7 @@ static bool isTitle(int message) {
     return std::count(titles.begin(), titles.end(), message) > 0;
 }
 
-// Titles and words stand only within other messages, and the usage text in no report.
+// Titles and words appear only as tokens of other messages; the usage text appears in no report.
 static bool isLine(int message) {
     static constexpr std::array words{MSG_SEVERITY_WARNING, MSG_SEVERITY_ERROR,    MSG_STATE_ENABLED,
                                       MSG_STATE_DISABLED,   MSG_SYMBOL_NOT_GIVEN,  MSG_SYMBOL_HIGHEST,
@@ -34,7 +34,7 @@ static bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Neither the line breaks around a text nor the blanks in front of it are part of its line.
+// The line of a text: the text without the line breaks around it and the blanks in front of it.
 static std::string_view lineOf(std::string_view text) {
     size_t lineBreak = 0;
     while ((lineBreak = text.find_last_of('\n')) != std::string_view::npos && isBlank(text.substr(lineBreak)))
@@ -51,9 +51,9 @@ static uint32_t numberAt(std::string_view bytes, size_t place, bool bLittleEndia
     return number;
 }
 
-// gencat writes three numbers (magic, width and depth of the table), the table as little-endian and then as big-endian
-// numbers, and the texts. An entry of the table has the set, counted from 2, the number of the text and its place. The
-// C library trusts the table of a torn file, and may read behind the file's end.
+// gencat writes three numbers (magic, width and depth of the table), the table in little-endian and then in big-endian
+// numbers, and the texts. An entry of the table has the set plus 1, the number of the text and its place. This reads
+// the file itself because the C library trusts the table: with a torn file it may read behind the end of the file.
 std::map<int, std::string> readCatalog(const std::string &path, int first, int last) {
     constexpr uint32_t magic = 0x960408DE;
     constexpr size_t headSize = 12;
@@ -115,7 +115,8 @@ int catalog::titleMessage(std::string_view title) const {
     return 0;
 }
 
-// Tokens that can only be one of a few words are written out: what stands around them may not tell where they begin.
+// A token that is always one of a few words gets a pattern for each word: the text around it may be too short to tell
+// where the token begins.
 void catalog::addPatterns(int message) {
     const std::string &own = text(message);
     if (message == MSG_CHECK_FAILED) {
@@ -132,7 +133,7 @@ void catalog::addPatterns(int message) {
         addPattern(message, own, {});
 }
 
-// As the program substitutes them: a per-cent sign that begins no placeholder is dropped.
+// Reads placeholders as the program does: it drops a per-cent sign that begins none.
 void catalog::addPattern(int message, std::string_view text, const std::map<int, std::string> &fixed) {
     pattern made;
     made.message = message;
@@ -228,14 +229,14 @@ explanation catalog::explain(std::string_view line) const {
     const pattern &one = *result.pPattern;
     result.tokens.assign(one.tokens.begin(), one.tokens.end());
     result.fixed.assign(one.tokens.size(), true);
-    for (size_t i = one.places.size(); i-- > 0;) { // the first of a token's places counts
+    for (size_t i = one.places.size(); i-- > 0;) { // of several places of a token the first counts
         result.tokens[one.places[i]] = found[i];
         result.fixed[one.places[i]] = false;
     }
     return result;
 }
 
-// The line that a text makes of tokens which have nothing in common with any text.
+// The line that the program prints for a text if no character of the tokens is in any text.
 static std::string plainLine(const pattern &one) {
     std::string line = one.literals[0];
     for (size_t i = 1; i < one.literals.size(); i++)

@@ -43,14 +43,14 @@ public:
     // Throws when the file is not a catalog.
     catalog(const std::string &path, const std::string &codeSetName);
 
-    // Explains a line, without its leading blanks, by the text with the longest literal part. Nothing explains
-    // a line: a null pattern.
+    // Finds the text that wrote a line, which is given without its leading blanks. Of several texts the one with the
+    // longest literal part counts. The pattern is null if there is no such text.
     explanation explain(std::string_view line) const;
-    // The literal length of that text.
+    // The literal length of that text, 0 if there is no such text.
     size_t weigh(std::string_view line) const;
 
     const std::string &text(int message) const;
-    // A message may have several: some of its tokens are one of a few words.
+    // A message has several patterns if one of its tokens is always one of a few words.
     std::vector<const pattern *> patternsOf(int message) const;
     // The message with the title of a check, or 0 when the title is not a message.
     int titleMessage(std::string_view title) const;

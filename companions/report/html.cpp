@@ -135,7 +135,7 @@ badge badgeOf(HostResult result) {
     return badges[static_cast<size_t>(result)];
 }
 
-// A text of ours with its commands, which are in backticks, as code.
+// One of our own texts, with the commands in its backticks set as code.
 std::string withCode(std::string_view text) {
     std::string result;
     for (bool bCode = false;; bCode = !bCode) {
@@ -214,7 +214,7 @@ private:
         out << "</header>\n";
     }
 
-    // A host that is still there has a link to its findings.
+    // A host that is in this run too gets a link to its findings.
     void showChanges(const std::vector<host> &all) {
         if (changes() == nullptr)
             return;
@@ -332,7 +332,7 @@ private:
         out << "</ul>\n";
     }
 
-    // The worst hosts are unfolded, as long as they are few.
+    // Unfolds the failed and unknown hosts, at most the first twenty.
     void showHost(const outline &all, size_t place) {
         constexpr size_t fewHosts = 20;
         const host &one = all.hosts[place];
@@ -404,7 +404,7 @@ private:
         out << "</ul>\n";
     }
 
-    // The attribute for a text of a report that is in another language than the page.
+    // The attribute lang for texts of a report, if the report is in another language than the page.
     std::string languageIn(const host &one) const {
         const std::string language = languageOf(one);
         const bool bSame = (language + '-').rfind(own.languageTag() + '-', 0) == 0;
@@ -450,7 +450,7 @@ private:
                     << shown(Message::adviceOnKind, {own.text(now.pAdvice->kind)}) << "</a></p>";
     }
 
-    // As the matrix, the list has at most the passes of its levels, and as many that name no level.
+    // The list leaves out the levels that the matrix leaves out, and shows at most 40 passes that name no level.
     void showPasses(const host &one) {
         if (one.passes.empty())
             return;

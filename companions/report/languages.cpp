@@ -21,8 +21,8 @@ static const char *const pCatalogName = "kvxistring.cat";
 languages::languages(fs::path directory) : place(std::move(directory)) {
 }
 
-// A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII: they tell nothing of the host's code
-// set.
+// A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII, so they do not tell the code set of the
+// host; it is taken as UTF-8.
 void languages::open(const fs::path &directory) {
     const std::string name = directory.filename();
     const size_t dot = std::min(name.find('.'), name.size());
@@ -44,8 +44,8 @@ static std::string contentOf(const fs::path &file) {
     return content.str();
 }
 
-// English first, then the code sets in UTF-8, each in the order of their names: of code sets that explain a text alike
-// UTF-8 is the likely one.
+// Opens English first, then the catalogs in UTF-8, then the others, each group in the order of their names. If several
+// catalogs explain a text equally well the first one is taken, and UTF-8 is the most likely code set.
 void languages::openAll() {
     if (bOpened)
         return;
@@ -68,7 +68,7 @@ void languages::openAll() {
 
 // --- Telling lines ---
 
-// Lines that tell a language at once, and on which the result of a run depends.
+// Messages that are in every report or decide its result. One such line is enough to know the language.
 static constexpr std::array tellingMessages{MSG_LEVEL_BANNER,     MSG_LEVEL_BANNER_CLUSTERED, MSG_LEVEL_FAILED,
                                             MSG_LEVEL_PASSED,     MSG_REPORT_NOT_WRITABLE,    MSG_FILE_NOT_OPENED,
                                             MSG_LEVEL_UNSUPPORTED};
@@ -90,7 +90,7 @@ void languages::addTellingTexts(size_t number) {
                     add(telling[byte], pOne);
 }
 
-// The text with the longest literal part, as for a catalog's own lines.
+// Of several texts the one with the longest literal part counts, as in a single catalog.
 const languages::tellingText *languages::findTelling(std::string_view line) const {
     const tellingText *pBest = nullptr;
     std::vector<std::string_view> ignored;
@@ -135,7 +135,7 @@ static Rule ruleOf(std::string_view line) {
     return line == rule ? Rule::whole : Rule::torn;
 }
 
-// The program prints a line break in front of each rule, which ends a line that was cut off.
+// The program prints a line break in front of each rule. It does not end a line of the text, unless that was cut off.
 static std::string_view withoutLineBreak(std::string_view text) {
     for (const char c : {'\n', '\r'})
         if (!text.empty() && text.back() == c)
@@ -181,7 +181,8 @@ std::vector<piece> languages::split(std::string_view text) {
 
 // --- Choosing ---
 
-// How much of a line each language explains. Most lines of reports are the same on all hosts.
+// The literal length of the text that explains a line, for each language. It is kept, because most lines are the same
+// on all hosts.
 const std::vector<size_t> &languages::weigh(std::string_view line) {
     constexpr size_t mostKept = 20000;
     if (weights.size() > mostKept)
@@ -193,7 +194,7 @@ const std::vector<size_t> &languages::weigh(std::string_view line) {
     return known->second;
 }
 
-// The first lines of a text, each once. What no catalog has written is longer.
+// The first lines of a text, each once. A longer line was not written by a catalog.
 static std::vector<std::string_view> sampleOf(std::string_view text) {
     constexpr size_t longest = 1000;
     std::vector<std::string_view> lines;
@@ -206,8 +207,8 @@ static std::vector<std::string_view> sampleOf(std::string_view text) {
     return lines;
 }
 
-// The language that explains most of the first lines. Of code sets that explain them alike it is one that can hold all
-// bytes of the text.
+// The language that explains most of the first lines. If several explain them equally well, it is the first one in
+// whose code set all bytes of the text are characters.
 const language *languages::choose(std::string_view text, const languageSet &possible) {
     if (possible.count() == 1)
         for (size_t i = 0; i < opened.size(); i++)

@@ -27,7 +27,7 @@ struct language {
 struct piece {
     std::string_view text; // without the rule
     Rule rule = Rule::none;
-    const language *pLanguage = nullptr; // null when no catalog explains any of its lines
+    const language *pLanguage = nullptr; // null if no catalog explains any of its lines
 };
 
 // The catalogs of a locale directory. It opens them when it splits the first text, and keeps one of those with equal
@@ -36,10 +36,10 @@ class languages {
 public:
     explicit languages(std::filesystem::path directory);
 
-    // Splits a text at its rules, and where a line is in another language than those in front of it.
+    // Splits a text at its rules, and at each line whose language differs from that of the lines in front of it.
     std::vector<piece> split(std::string_view text);
 
-    // The message of a line that tells the languages apart, in whatever language it is; 0 for any other line.
+    // The message of a line that is enough to know the language, in any language; 0 for any other line.
     int tellingMessage(std::string_view line);
 
     // The message of a UTF-8 word that says whether SELinux is enabled, in whatever language it is; 0 for any other.

@@ -1,4 +1,4 @@
-// What JUnit's XML and the page's HTML share: outside texts in them.
+// Escapes texts for JUnit's XML and the page's HTML.
 #ifndef KVX_REPORT_MARKUP_H
 #define KVX_REPORT_MARKUP_H
 

@@ -18,13 +18,13 @@ constexpr size_t hostWidth = 18;
 
 enum Colour { plain, red, yellow, green, bold };
 
-// By the result of a pass, a host and a check.
+// The words for the results of a pass, a host and a check, in the order of the enumerations.
 constexpr std::array passWords{Message::cellPassed, Message::cellWarning, Message::cellIncomplete, Message::cellFailed};
 constexpr std::array hostWords{Message::tablePassed, Message::tableWarning, Message::tableUnknown,
                                Message::tableFailed};
 constexpr std::array checkWords{Message::tablePassed, Message::tableWarning, Message::tableError,
                                 Message::tableUnknown};
-// By the change.
+// The words for the changes, in the order of the enumeration.
 constexpr std::array changeWords{Message::tableWorse,  Message::tableUnknown, Message::tableCame, Message::tableWent,
                                  Message::tableBetter, Message::tableChanged, Message::tableSame};
 
@@ -101,7 +101,8 @@ private:
         return bColour && shade != plain ? codes[shade] + text + "\033[0m" + padding : text + padding;
     }
 
-    // Writes the cells of a row, as many in a line as the screen holds; the first line has begun.
+    // Writes the cells of a row behind what the line already has. A row that is wider than the screen goes on in the
+    // next line.
     template <typename Cell> void showCells(size_t count, Cell cellAt) {
         const size_t width =
             std::max<size_t>(levels.bClustered ? 2 * cellWidth : cellWidth, levels.bClustered ? 10 : 8);
@@ -147,7 +148,7 @@ private:
         }
     }
 
-    // The word of a change, and what it is. The line has begun with a margin.
+    // Writes the word of a change and the change itself behind the margin, which the caller has written.
     void showChange(Change kind, const std::string &text, size_t margin) {
         out << cell(own.text(changeWords[static_cast<size_t>(kind)]), indent - 2, colourOf(kind));
         showWrapped(text, margin + indent - 2, true);
@@ -214,7 +215,7 @@ private:
             showWrapped(own.text(Message::tablePasses, {where}), indent);
     }
 
-    // A common finding has a number, by which hosts refer to it; the finding itself names its hosts.
+    // A common finding has a number, and each of its hosts refers to that. With pCommon the title names the hosts too.
     void showTitle(const finding &now, const commonFinding *pCommon) {
         static constexpr std::array colours{plain, yellow, red, red};
         const auto severity = static_cast<size_t>(now.result);

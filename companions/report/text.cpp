@@ -20,7 +20,7 @@ static std::string escapedByte(char c) {
     return buffer.data();
 }
 
-// Copies a text, with its bytes that are no UTF-8 escaped. False when there was one.
+// Copies a text and escapes the bytes that are not UTF-8. Returns whether there were none.
 static bool copyUtf8(std::string_view text, std::string &result) {
     bool bValid = true;
     while (!text.empty()) {
@@ -35,7 +35,7 @@ static bool copyUtf8(std::string_view text, std::string &result) {
     return bValid;
 }
 
-// Where iconv's name differs from the directory's.
+// The name that iconv has for the code set of a directory.
 static std::string iconvName(const std::string &name) {
     static constexpr std::array<std::array<const char *, 2>, 4> names{
         {{"cp943", "IBM943"}, {"cp1386", "GBK"}, {"koi8t", "KOI8-T"}, {"georgianps", "GEORGIAN-PS"}}};
@@ -138,7 +138,7 @@ bool encoder::holds(std::string_view text) const {
     return questionsIn(encode(text)) == questionsIn(text);
 }
 
-// Characters that change the direction or the order of what follows, or cannot be seen at all.
+// Is it a character that changes the direction of writing, or one that cannot be seen?
 static bool isHiddenControl(char32_t code) {
     return (code >= 0x80 && code < 0xA0) || code == 0x061C || (code >= 0x200B && code <= 0x200F) ||
            (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF ||
@@ -201,8 +201,8 @@ static bool isClosing(char32_t code) {
     return closingSigns.find(code) != std::u32string_view::npos;
 }
 
-// Whether a line may begin with a character: one that is written without blanks between words, and no closing sign.
-// Hangul is written with blanks.
+// May a line begin with a character in the middle of a text? So it is in writings without blanks between words, except
+// with closing signs. Hangul has blanks.
 static bool canBeginLine(char32_t code) {
     const bool bHangul = (code >= 0x1100 && code <= 0x115F) || (code >= 0xAC00 && code <= 0xD7A3);
     return columnsOf(code) == 2 && !bHangul && !isClosing(code);

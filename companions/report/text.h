@@ -14,17 +14,17 @@ namespace report {
 // The code set of a catalog.
 class codeSet {
 public:
-    // By the name that a locale directory ends in, such as "eucJP". One that iconv does not know holds only ASCII.
+    // `name` is the end of a locale directory, such as "eucJP". A code set that iconv does not know has only ASCII.
     explicit codeSet(const std::string &name);
     codeSet(const codeSet &) = delete;
     codeSet &operator=(const codeSet &) = delete;
     ~codeSet();
 
-    // What the catalog says, in UTF-8. A byte that is no character shows as \xNN, here and below.
+    // A text of the catalog in UTF-8. A byte that is not part of a character becomes \xNN, here and below.
     std::string toUtf8(std::string_view text) const;
-    // What a host says: hosts have paths and names in UTF-8 whatever the catalog's code set is.
+    // The same for a text of a host, which is tried as UTF-8 first: paths and names may be UTF-8 in any catalog.
     std::string hostTextToUtf8(std::string_view text) const;
-    // Whether all of a text is made of the code set's characters.
+    // Are all bytes of a text characters of the code set?
     bool holds(std::string_view text) const;
 
 private:
@@ -34,25 +34,25 @@ private:
     bool isUtf8 = false;
 };
 
-// Writes UTF-8 texts in another code set. A character that it lacks is written in a plainer way, or as a question mark.
+// Converts UTF-8 texts to another code set. A character that it lacks becomes a plainer one, or a question mark.
 class encoder {
 public:
-    // By a name that iconv knows or that a locale directory ends in. With any other name texts stay UTF-8.
+    // `name` is one that iconv knows, or the end of a locale directory. With any other name texts stay UTF-8.
     explicit encoder(const std::string &name);
     encoder(const encoder &) = delete;
     encoder &operator=(const encoder &) = delete;
     ~encoder();
 
     std::string encode(std::string_view text) const;
-    // Whether the code set has all characters of a text, or plainer ones.
+    // Does the code set have all characters of a text, or plainer ones?
     bool holds(std::string_view text) const;
 
 private:
     iconv_t converter = iconv_t(-1);
 };
 
-// A UTF-8 text without what screens and XML do not bear: control characters and those that turn the direction of
-// writing show as \xNN and \uNNNN. Tabulators become blanks.
+// A UTF-8 text that is safe for screens and XML: control characters and those that change the direction of writing
+// become \xNN and \uNNNN, tabulators become blanks.
 std::string visible(std::string_view text);
 
 // The columns that a UTF-8 text takes on a screen.
@@ -65,7 +65,7 @@ std::vector<std::string> wrap(std::string_view text, size_t width);
 std::string_view withoutLeadingBlanks(std::string_view text);
 bool isBlank(std::string_view text);
 
-// The time that a text is, as the program prints it.
+// The time that the program printed as this text; none if the text is something else.
 std::optional<std::tm> timeOf(const std::string &text);
 
 } // namespace report
