@@ -32,7 +32,7 @@ const char *const pUsage =
     "Finds lines of a prerequisites file that kvxprereqcheck does not read as they look. FILE - is standard input.\n"
     "\n"
     "  --exclude RULE,...   leave out the findings of these rules\n"
-    "  --fail-on SEVERITY   the lowest severity that makes the exit status 1: error, or warning (default)\n"
+    "  --fail-on SEVERITY   error or warning (default): the lowest severity that makes the exit status 1\n"
     "  --format FORM        gcc (default), json, sarif or github; with --explain text (default) or json\n"
     "  --unread             also report elements that no check reads\n"
     "  --list-rules         list the rules, each with its severity\n"
