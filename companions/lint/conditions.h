@@ -78,8 +78,8 @@ struct conditionPlace {
 
 typedef std::function<void(Rule, std::string_view word, const std::string &text)> reporter;
 
-// Reports what is wrong with a condition. The reporter gets the rule, the word of the file at which the finding is
-// placed, and the message.
+// Reports the mistakes of a condition, if any. The reporter gets the rule, the word of the file at which the finding is
+// placed, and the message. A word at the wrong place ends the check, because the words behind it mean nothing.
 void checkCondition(std::string_view text, const conditionPlace &place, const reporter &report);
 
 } // namespace lint

@@ -522,9 +522,8 @@ void sectionJudge::explainOpening(const markup &part) {
     else if (behind < line.text.size() && line.text[behind] == '\t')
         line.report(
             Rule::tabulator, behind + 1,
-            "with a tabulator behind the tag this opens no section, so the program reads its lines on every host: put "
-            "a "
-            "blank there");
+            "with a tabulator behind the tag this opens no section, so the program reads its lines on every host: "
+            "put a blank there");
     else if (!holds(part.attributes, "value"))
         line.report(
             Rule::attribute, part.column,

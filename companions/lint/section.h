@@ -102,6 +102,8 @@ private:
     const markup *countedClosing(const lineEffect &effect);
     bool beginsGrid(const lineEffect &effect) const;
     void judgeOthers(const markup *pCounted);
+    // Each of these reports at most one finding for a part without effect. They also take the part as its author means
+    // it, so that the lines below are judged right: they open or close the section that the author wanted.
     void explain(const markup &part);
     void explainUnknown(const markup &part, int nearest);
     void explainName(const markup &part, int nearest, bool bSection);

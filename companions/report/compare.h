@@ -43,7 +43,8 @@ class comparison {
 public:
     comparison(std::string nameOfEarlier, std::vector<host> hosts, languages &catalogs);
 
-    // Compares a host of this run with the earlier one of that name.
+    // Compares a host of this run with the earlier one of that name; hosts of one name are compared in their order. A
+    // host without an earlier one came. Keeps a host only if something changed. Call finish after the last host.
     void add(const host &now);
     // Adds the hosts that went.
     void finish();
@@ -55,7 +56,7 @@ public:
     const std::vector<hostChange> &hosts() const {
         return changes;
     }
-    // Whether something got worse, or a new host is not good.
+    // Whether something got worse, or a new host failed or has an unknown result.
     bool isWorse() const {
         return bWorse;
     }

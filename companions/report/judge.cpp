@@ -32,7 +32,9 @@ void judgeUntitled(pass &one) {
             one.checks[0].result = CheckResult::error;
 }
 
-// An entry has the severity of its check, and is waived when that is. If several checks have it, the worst counts.
+// Finds the severity of each entry. An entry belongs to every check with an error or warning that shows the entry's
+// first line, and has the worst result of these checks; a severity that the reader has found is kept. The entry is
+// waived when it is a warning and all of these checks are waived.
 void findSeverities(pass &one) {
     struct severity {
         CheckResult result = CheckResult::passed;

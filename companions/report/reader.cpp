@@ -102,6 +102,7 @@ public:
 private:
     enum class Part { outside, checks, verdict, entries };
 
+    // Takes one line, by what its text means: a banner starts a pass, a verdict ends it.
     void readLine(std::string_view printed);
     void keepOther(std::string_view printed, const explanation &known);
     void startPass(const explanation &known, bool bClustered);

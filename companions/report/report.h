@@ -38,7 +38,7 @@ struct entry {
     std::string text;
     std::optional<CheckResult> severity; // that of its check
     int message = 0;                     // of its first line
-    bool bWaived = false;                // every check with this entry is waived
+    bool bWaived = false;                // a warning, and every check with this entry is waived
 };
 
 // The verdict on a pass in the report.

@@ -108,10 +108,10 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
     putCharacter(pCommand, '\'');
 }
 
-/* Appends a word of the caller's: a pattern or a plain word as it is, any other word in single quotes. Two kinds of
- * word are refused, and the command is then not run: a word that begins with a hyphen, because the tool would read it
- * as an option, and a word that needs quotes where the format's own quotes are open. In the first word of the command,
- * a word with "=" is quoted, or the shell would read it as an assignment. */
+/* Appends a word of the caller's: a pattern or a plain word as it is, any other word in single quotes. In the first
+ * word of the command, a word with "=" is quoted, or the shell would read it as an assignment. Clears bFits for a word
+ * that must not be inserted: one with a hyphen at the start of a word of the command, because the tool would read an
+ * option, and one that needs quotes where the format's own quotes are open. A pattern is never refused. */
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
     int bFirst = pCommand->length == 0;
@@ -209,8 +209,8 @@ static int waitForEnd(int id, int target, int milliseconds) {
     return 0;
 }
 
-/* Sends SIGTERM to a command, and SIGKILL when it is still there after so many milliseconds. A stopped process handles
- * SIGTERM only after SIGCONT. */
+/* Ends a command and all processes of its target, and reaps them: sends SIGTERM, then SIGCONT, because a stopped
+ * process handles SIGTERM only after that, and SIGKILL when a process is left after so many milliseconds. */
 static void stopCommand(int id, int target, int milliseconds) {
     kill(target, SIGTERM);
     kill(target, SIGCONT);
@@ -357,10 +357,11 @@ static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t 
     return error;
 }
 
-/* Starts a command and its time limit. Flushes standard output first, so that the command's output follows it. The
- * signals that end the run are blocked until their handler knows the command. SIGCHLD stays blocked until the command
- * is reaped, or sigtimedwait could miss it. Returns RC_OK, or what system would return for the failure: -1 when there
- * is no process, the status of exit code 127 when there is no shell. */
+/* Starts a command in a shell: a local one in a group of its own and with the time limit, an attached one without
+ * either. It writes to the descriptor output, or where this program does if that is -1. Flushes standard output first,
+ * so that the command's output follows it. The signals that end the run are blocked until their handler knows the
+ * command. SIGCHLD stays blocked until finishCommand, or sigtimedwait could miss it. Returns RC_OK. On failure returns
+ * what system would return: -1 when processes or memory are short, the status of exit code 127 for any other reason. */
 static int startCommand(const char *pCommand, CommandKind kind, int output) {
     fflush(stdout);
     sigset_t blocked = handledSignals();
@@ -422,8 +423,8 @@ static void endTimedOut(const char *pCommand) {
 }
 
 /* Waits for the running command, stops it when it times out, and returns its status, or COMMAND_TIMED_OUT. Background
- * processes of a command that ended in time are left alone. The signal handler forgets the command before it is reaped,
- * or it could signal a process that got the same id. */
+ * processes of a command that ended in time are left alone. The signal handler forgets such a command before
+ * it is reaped, or it could signal a process that got the same id. */
 static int finishCommand(const char *pCommand) {
     int status = COMMAND_TIMED_OUT;
     int bEnded = awaitEnd();
@@ -479,8 +480,9 @@ static int openPipe(commandPipe *pPipe, const char *pCommand) {
     return bStarted;
 }
 
-/* Waits until the pipe has output or the command has ended. At its end it notes how many bytes are left in the pipe.
- * Returns 0 when the command reaches its time limit. */
+/* Waits until the pipe can be read, its end included, or the command has ended. When the command has ended, the number
+ * of bytes that are left in the pipe is noted, and later calls do not wait. Returns 0 when the command reaches its time
+ * limit, or when the bytes cannot be counted. */
 static int awaitOutput(commandPipe *pPipe) {
     struct pollfd end = {pPipe->descriptor, POLLIN, 0};
     while (pPipe->rest < 0) {
@@ -609,7 +611,8 @@ static int isAtPath(int descriptor, const char *pPath) {
 
 /* Claims a predictable name in a shared directory: removes a file or link that somebody planted there, moves a
  * directory aside, and creates a new file that only we can open. A name that is planted again is claimed again, up to
- * 100 times. Returns the descriptor of the new file, or -1. */
+ * 100 times. The signal handler removes the file until forgetOwnFile is called. Returns the descriptor of the new file,
+ * or -1 with the reason in errno. */
 static int claimPath(const char *pPath) {
     noteOwnFile(pPath);
     for (int attempt = 0; attempt < 100; attempt++) {
@@ -736,8 +739,11 @@ FILE *createOwnFile(const char *pPath) {
     if (descriptor < 0)
         return NULL;
     FILE *pFile = fdopen(descriptor, "w");
-    if (pFile == NULL)
+    if (pFile == NULL) {
         close(descriptor);
+        unlink(pPath);
+        forgetOwnFile(pPath);
+    }
     return pFile;
 }
 
