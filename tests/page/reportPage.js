@@ -19,6 +19,8 @@ function look() {
         rows: document.querySelectorAll("tbody tr th a").length,
         order: [...document.querySelectorAll("details.host")].map(host => host.classList[1]),
         common: document.querySelectorAll("[id^=common-]").length,
+        changes: document.querySelectorAll("#changes + p + ul > li").length,
+        waived: document.querySelectorAll("li.waived").length,
         wider: document.documentElement.scrollWidth > document.documentElement.clientWidth,
         firstColumn: document.querySelector("tbody th").offsetWidth / document.documentElement.clientWidth,
         cutAbout: document.querySelector("#about").scrollWidth > document.documentElement.clientWidth,
@@ -46,6 +48,7 @@ async function checkPage(browser, name, colorScheme, width) {
     const worst = ["failed", "unknown", "warning", "passed"];
     assert.deepEqual([seen.hosts, seen.rows], [hosts, hosts], where);
     assert.equal(seen.common > 0, name !== "one", where);
+    assert.deepEqual([seen.changes > 3, seen.waived > 0], [set === "hosts", set === "hosts"], where);
     assert.deepEqual(seen.order, [...seen.order].sort((a, b) => worst.indexOf(a) - worst.indexOf(b)), where);
     // a link of the matrix unfolds its host
     await page.locator("tbody tr:last-child th a").first().click();
@@ -66,8 +69,8 @@ async function checkJUnit(page, name) {
             suites: [...read.querySelectorAll("testsuites > testsuite")].map(suite => {
                 const cases = [...suite.children], names = new Set(cases.map(one => one.getAttribute("name")));
                 const count = element => suite.querySelectorAll(`testcase > ${element}`).length;
-                return [[names.size, count("failure"), count("error")].map(String),
-                    ["tests", "failures", "errors"].map(attribute => suite.getAttribute(attribute))];
+                return [[names.size, count("failure"), count("error"), count("skipped")].map(String),
+                    ["tests", "failures", "errors", "skipped"].map(attribute => suite.getAttribute(attribute))];
             }) };
     }, text);
     assert.equal(seen.faulty, 0, name);
