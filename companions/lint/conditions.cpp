@@ -142,7 +142,7 @@ string equalTo(int tag, long number) {
 string releaseConditions(const releaseParts &parts, string_view operation, long first, long second) {
     const string left = ppszTagName[parts.first], right = ppszTagName[parts.second], number = std::to_string(first);
     if (parts.first == CNTVersion && first >= FIRST_STREAM)
-        return "test CNTVersion alone, for CentOS Stream has no service pack";
+        return "test CNTVersion alone, because CentOS Stream has no service pack";
     if (operation == "=")
         return "write \"" + left + " = " + number + ' ' + equalTo(parts.second, second) + '"';
     return "write two sections, one with \"" + left + " = " + number + ' ' + right + ' ' + string(operation) + ' ' +

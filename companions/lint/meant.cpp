@@ -169,17 +169,21 @@ bool isLevelName(string_view name) {
     return !name.empty() && name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
 }
 
-string_view levelMeant(string_view line, string_view attributes) {
-    const string_view given = attributeText(attributes);
-    if (!given.empty() && given.find_first_of(" =\"'") == npos)
-        return given;
-    for (std::size_t at = 0; (at = line.find_first_of("0123456789", at)) != npos;) {
-        const string_view word = line.substr(at, line.find_first_not_of("0123456789.", at) - at);
+string_view firstNumber(string_view text) {
+    for (std::size_t at = 0; (at = text.find_first_of("0123456789", at)) != npos;) {
+        const string_view word = text.substr(at, text.find_first_not_of("0123456789.", at) - at);
         if (isLevelName(word))
             return word;
         at += word.size();
     }
     return {};
+}
+
+string_view levelMeant(string_view line, string_view attributes) {
+    const string_view given = attributeText(attributes);
+    if (!given.empty() && given.find_first_of(" =\"'") == npos)
+        return given;
+    return firstNumber(line);
 }
 
 bool isConflictMark(string_view line) {

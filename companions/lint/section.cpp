@@ -147,13 +147,21 @@ fault faultOfMask(const string &text) {
 
 fault faultOfVersion(const string &text) {
     const string_view bare = trimmed(text);
+    const string_view version = firstNumber(text);
+    const string advice = "write " + (version.empty() ? "the version alone, such as 1.2.3" : string(version));
     if (!std::isdigit(static_cast<unsigned char>(text[0])))
-        return {Rule::number, "a version begins with a digit, and every host meets this one: write the lowest version "
-                              "alone, such as 1.2.3"};
+        return {Rule::number, "a version begins with a digit, and every host meets this one: " + advice};
     if (bare.find_first_of(" \t:<>=,*|/;&") != npos || bare.back() == '+')
-        return {Rule::number, "the program ignores what is around the numbers and points of a version: write it "
-                              "alone, such as 1.2.3"};
+        return {Rule::number, "the program ignores what is around the numbers and points of a version: " + advice};
     return noFault();
+}
+
+// The text without quotes and operators around it, if it then passes a test, or else an advice in words.
+template <typename Test> string wordOr(const string &text, Test isFit, const char *pAdvice) {
+    constexpr string_view around = "\"'`<>= ";
+    const std::size_t begin = std::min(text.find_first_not_of(around), text.size());
+    const string word = text.substr(begin, text.find_last_not_of(around) + 1 - begin);
+    return !word.empty() && isFit(word) ? word : pAdvice;
 }
 
 fault faultOfRuntime(const string &text, bool bLibrary) {
@@ -161,10 +169,11 @@ fault faultOfRuntime(const string &text, bool bLibrary) {
         return {Rule::outerBlank,
                 "the program compares the blanks around this text, too, and no host has them: delete them"};
     if (bLibrary && !isLibraryName(text))
-        return {Rule::libraryName, "no library can have this name: write the name of one file, such as libstdc++.so.6"};
+        return {Rule::libraryName, "no library can have this name: write " +
+                                       wordOr(text, isLibraryName, "the name of one file, such as libstdc++.so.6")};
     if (!bLibrary && !isSymbolText(text))
-        return {Rule::symbolVersion,
-                "no library can have this version: write one symbol version, such as CXXABI_1.3.11"};
+        return {Rule::symbolVersion, "no library can have this version: write " +
+                                         wordOr(text, isSymbolText, "one symbol version, such as CXXABI_1.3.11")};
     return noFault();
 }
 
@@ -208,7 +217,7 @@ std::size_t judgedLine::columnOf(string_view word) const {
 void judgedLine::reportComment(const markup &part, const string &what) {
     const string_view mark = lineMark(text);
     string message = what + (mark.empty() ? string(" although it is in a comment")
-                                          : ", for \"" + string(mark) + "\" does not make a comment");
+                                          : ", because \"" + string(mark) + "\" does not make a comment");
     if (hiddenSection.comment == part.comment)
         message += ", and on every host, because " + opening(hiddenSection.name) + " of line " +
                    std::to_string(hiddenSection.line) + " does not count";
@@ -584,7 +593,7 @@ void sectionJudge::explainClosing(const markup &part) {
     }
     if (!sections.empty() && sameLetters(sections.back().name, name)) {
         line.report(Rule::letterCase, part.column,
-                    "letters' case matters, this closes nothing: write " + closing(sections.back().name));
+                    "upper and lower case matter, so this closes nothing: write " + closing(sections.back().name));
         closeTo(sections.size() - 1);
         return;
     }
@@ -597,14 +606,22 @@ void sectionJudge::explainClosing(const markup &part) {
     explainStray(part);
 }
 
+// The element that a closing tag ends whose opening tag lacks its "<".
+string sectionJudge::elementEndedBy(const markup &part) const {
+    const string begin = string(part.name) + ">";
+    const string_view before = trimmed(line.text.substr(0, part.column - 1));
+    const bool bWhole = before.substr(0, begin.size()) == begin && before.size() > begin.size();
+    return element(part.name, bWhole ? before.substr(begin.size()) : "...");
+}
+
 // Explains a closing tag that belongs to no section above it.
 void sectionJudge::explainStray(const markup &part) {
     const string name(part.name), nothing = closing(name) + " closes nothing";
     if (distributionOfSection(tagOf(name)) == nullptr && tagOf(name) != shareGrid) {
         line.report(Rule::closing, part.column,
-                    nothing + (tagOf(name) < 0
-                                   ? string(": delete it")
-                                   : ": write the whole element on one line, such as " + element(name, "...")));
+                    nothing + ": " +
+                        (tagOf(name) < 0 ? "delete it"
+                                         : "write the whole element on one line, such as " + elementEndedBy(part)));
     } else if (!sections.empty() && sections.back().tag != shareGrid) {
         line.report(Rule::closing, part.column,
                     nothing + ": write " + closing(sections.back().name) + " to close the section of line " +
@@ -792,10 +809,10 @@ void sectionJudge::judgeQuotes(const markup &part) {
     const oneLiner whole = bOne ? onOneLine(line.below.substr(part.column - 1), part.name) : oneLiner{};
     const string_view text = trimmed(attributeText(part.attributes));
     lastContinued = line.number + whole.lines;
-    string message = bOne ? "the condition's closing quote is missing, so the section is read on every host"
-                          : "a condition stands in double quotes; without them the section is skipped on every host";
+    string message = bOne ? "the condition has no closing quote, so the program reads the section on every host"
+                          : "the condition is not in double quotes, so the program skips the section on every host";
     if (!foreign.empty())
-        message = codePoint(foreign) + " is no double quote: write \" on both sides of the condition";
+        message = codePoint(foreign) + " is not a double quote: write \" on both sides of the condition";
     else if (whole.lines > 0)
         message += ": write " + whole.text + " on one line";
     else if (!text.empty() && text.find_first_of("\"'") == npos)
@@ -840,7 +857,7 @@ void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
     const string name(part.name);
     if (effect.text != part.text && effect.text.size() == part.text.size() + 3)
         line.report(Rule::longName, part.column,
-                    name + " is too long a name: its text is stored as \"" + effect.text + "\"; leave it out");
+                    name + " is too long for the reader, which stores its text as \"" + effect.text + "\": delete it");
     else if (effect.text != part.text)
         line.report(Rule::lost, part.column,
                     "the program reads \"" + effect.text + "\" here: leave only " + opening(name) + " on this line");

@@ -112,6 +112,7 @@ private:
     void explainUnended(const markup &part, std::string_view text);
     void explainClosing(const markup &part);
     void explainStray(const markup &part);
+    std::string elementEndedBy(const markup &part) const;
     void open(const markup &part, int tag, bool bCondition);
     void openUnread(const markup &part);
     void pass(const markup &part);

@@ -76,7 +76,7 @@ static string textsOf(const std::vector<foundText> &findings) {
 // The texts that a finding says to write letter by letter.
 static std::vector<string> advisedTexts(const string &text) {
     static const std::regex patterns[] = {std::regex("write (<[^<>]*>(?:[^<> ]*</[^<>]*>)?)"),
-                                          std::regex("write \"([^\"]*)\""), std::regex("write (\\w+)$")};
+                                          std::regex("write \"([^\"]*)\""), std::regex("write ([\\w.+]+)$")};
     std::vector<string> texts;
     for (const std::regex &pattern : patterns)
         for (std::sregex_iterator i(text.begin(), text.end(), pattern); i != std::sregex_iterator(); ++i)
