@@ -250,7 +250,7 @@ private:
         const string_view quoted = pPart == nullptr ? string_view() : valueOf(*pPart);
         if (!quoted.empty() || !offered.empty() || pPart == nullptr)
             return quoted.empty() ? offered : quoted;
-        return levelMeant(line.text, pPart->attributes);
+        return levelMeant(line.below, line.text, pPart->attributes);
     }
 
     // Ends a platform section whose closing tag is on the line of the next level, in front of it. Returns that tag or

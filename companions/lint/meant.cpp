@@ -32,6 +32,8 @@ string_view attributeText(string_view attributes) {
     const std::size_t quote = attributes.find_first_of("\"'");
     if (quote != npos)
         return attributes.substr(quote + 1, attributes.find(attributes[quote], quote + 1) - quote - 1);
+    if (!attributes.empty() && attributes.back() == '/') // of an empty element
+        attributes.remove_suffix(1);
     return trimmed(attributes.substr(std::min(attributes.find('=') + 1, attributes.size())));
 }
 
@@ -110,6 +112,8 @@ string sectionMeant(string_view name, string_view attributes) {
             addWords(text, bOther ? others : words);
         attributes.remove_prefix(std::min(text.size() + 2, attributes.size()));
     }
+    if (words.size() > 1 && words[1] == "=" && tagOf(words[0]) < 0)
+        words.erase(words.begin(), words.begin() + 2); // an attribute without quotes
     const string all = joined(words);
     const condition read = readCondition(all);
     const auto isTest = [](const triple &one) { return one.tag >= 0; };
@@ -179,11 +183,12 @@ string_view firstNumber(string_view text) {
     return {};
 }
 
-string_view levelMeant(string_view line, string_view attributes) {
+string_view levelMeant(string_view file, string_view line, string_view attributes) {
     const string_view given = attributeText(attributes);
     if (!given.empty() && given.find_first_of(" =\"'") == npos)
         return given;
-    return firstNumber(line);
+    const string_view number = firstNumber(line);
+    return number.empty() ? firstNumber(file.substr(0, std::min(file.find('>'), FARTHEST_END))) : number;
 }
 
 bool isConflictMark(string_view line) {

@@ -39,9 +39,9 @@ oneLiner onOneLine(std::string_view file, std::string_view name);
 // The first numbers in a text with single points between them, such as 4.2.8. Empty without one.
 std::string_view firstNumber(std::string_view text);
 
-// The name of a level that its line holds without quotes: the text behind a "=", or the first number. Empty without
-// one.
-std::string_view levelMeant(std::string_view line, std::string_view attributes);
+// The name of a level that its line holds without quotes: the text behind a "=", or the first number. Without one, the
+// first number in front of the next ">" of the file, which begins with the line. Empty without that.
+std::string_view levelMeant(std::string_view file, std::string_view line, std::string_view attributes);
 
 // Is a text made of numbers with single points between them?
 bool isLevelName(std::string_view name);

@@ -333,9 +333,8 @@ const markup *sectionJudge::countedOpening(int tag) {
 
 // Is an attribute meant as the text of an element? It has no operator, and no section has this tag.
 bool sectionJudge::isValueMeant(const markup &part, int tag) {
-    bool bQuotes = false;
-    const string_view text = quotedText(part.attributes, bQuotes);
-    return distributionOfSection(tag) == nullptr && tag != shareGrid && !trimmed(text).empty() &&
+    const string_view text = trimmed(attributeText(part.attributes));
+    return distributionOfSection(tag) == nullptr && tag != shareGrid && !text.empty() &&
            text.find_first_of("<>=") == npos;
 }
 
@@ -506,8 +505,8 @@ void sectionJudge::explainOpening(const markup &part) {
         closeTo(depth);
         return;
     }
-    if (!part.attributes.empty() && part.attributes[0] == '=') {
-        line.report(Rule::notClosed, part.column,
+    if (!part.attributes.empty() && (part.attributes[0] == '=' || isValueMeant(part, tagOf(name)))) {
+        line.report(part.attributes[0] == '=' ? Rule::notClosed : Rule::attribute, part.column,
                     "the program ignores an element without its text between two tags: write " + elementMeant(part));
         noteMeant(tagOf(name));
         return;
@@ -807,7 +806,7 @@ void sectionJudge::judgeQuotes(const markup &part) {
     const bool bOne = holds(line.text, "\"");
     const string_view foreign = foreignCharacter(part.attributes);
     const oneLiner whole = bOne ? onOneLine(line.below.substr(part.column - 1), part.name) : oneLiner{};
-    const string_view text = trimmed(attributeText(part.attributes));
+    const string meant = sectionMeant(part.name, wholeAttributes(line.text, part));
     lastContinued = line.number + whole.lines;
     string message = bOne ? "the condition has no closing quote, so the program reads the section on every host"
                           : "the condition is not in double quotes, so the program skips the section on every host";
@@ -815,8 +814,8 @@ void sectionJudge::judgeQuotes(const markup &part) {
         message = codePoint(foreign) + " is not a double quote: write \" on both sides of the condition";
     else if (whole.lines > 0)
         message += ": write " + whole.text + " on one line";
-    else if (!text.empty() && text.find_first_of("\"'") == npos)
-        message += ": write <" + string(part.name) + " value=\"" + string(text) + "\">";
+    else
+        message += ": write " + meant;
     line.report(Rule::quotes, part.column, message);
 }
 

@@ -310,9 +310,9 @@ static bool isTransposed(std::string_view left, std::string_view right) {
 
 std::string_view distributionMeant(std::string_view word) {
     static constexpr std::string_view others[][2] = {
-        {"redhat", "RHEL"}, {"red", "RHEL"},      {"rh", "RHEL"},     {"ol", "RHEL"},
-        {"oracle", "RHEL"}, {"rocky", "RHEL"},    {"sles", "SUSE"},   {"almalinux", "RHEL"},
-        {"sle", "SUSE"},    {"opensuse", "SUSE"}, {"k-ux", "INSPUR"}, {"kux", "INSPUR"},
+        {"redhat", "RHEL"},   {"red", "RHEL"},    {"rh", "RHEL"},    {"ol", "RHEL"},        {"oracle", "RHEL"},
+        {"rocky", "RHEL"},    {"sles", "SUSE"},   {"alma", "RHEL"},  {"almalinux", "RHEL"}, {"sle", "SUSE"},
+        {"opensuse", "SUSE"}, {"k-ux", "INSPUR"}, {"kux", "INSPUR"},
     };
     const std::string_view name = word.substr(0, std::min(word.find_first_of("0123456789"), word.size()));
     for (const distributionTags &one : distributions)
