@@ -663,6 +663,10 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         {"* * d \"text=of /a\" r\n* * d text=*/b r", {directories, "", 0, "passed, 12.1 passed 2+2"}, ""},
         {"* * d text=\"of /a\" r", {directories, "", 0, "warning, 12.1 warning 2+2"}, ""},
         {"* * d text=/a r", {directories, "", 0, "warning, 12.1 warning 2+2"}, none},
+        // a line that only the list of the verdict has
+        {"* * b text=\"not y\" r",
+         {startOf("12.1") + warning + bad("12.1", false, "   y\nnot y\n\n"), "", {}, "passed, 12.1 passed 1+1"},
+         ""},
         // until the end of a day
         {"* * b until=2027-01-31 r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
         {"* * b until=2027-01-30 r",

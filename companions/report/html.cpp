@@ -24,7 +24,7 @@ const char *const pStyle = R"(
 body { margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 84rem; background: var(--back); color: var(--text);
   font: 1rem/1.5 system-ui, -apple-system, "Segoe UI", Roboto, "Noto Sans", sans-serif; }
 h1 { margin: 0 0 .75rem; font-size: 1.75rem; line-height: 1.2; }
-h2 { margin: 2.25rem 0 .75rem; font-size: 1.25rem; }
+h2 { margin: 2.25rem 0 .75rem; font-size: 1.25rem; overflow-wrap: anywhere; }
 h3 { display: inline; margin: 0; font-size: 1.0625rem; overflow-wrap: anywhere; }
 p { margin: .5rem 0; }
 a { color: var(--link); }

@@ -121,11 +121,25 @@ std::string today() {
 
 // --- Applying ---
 
-bool waiverList::isMeant(const waiver &one, const check &met) {
+// The lines that only the list behind the verdict has of a check, by the line of the check that they follow.
+waiverList::restMap waiverList::restsOf(const pass &one) {
+    restMap rests;
+    for (const entry &now : one.entries) {
+        const std::string_view text = now.text;
+        const size_t end = text.find('\n');
+        if (end != std::string_view::npos)
+            rests.emplace(text.substr(0, end), text.substr(end + 1));
+    }
+    return rests;
+}
+
+bool waiverList::isMeant(const waiver &one, const check &met, const restMap &rests) {
     if (one.check != (met.titleMessage == 0 ? met.title : std::to_string(met.titleMessage)))
         return false;
-    return !one.text || std::any_of(met.lines.begin(), met.lines.end(),
-                                    [&](const line &now) { return one.text->matches(now.text); });
+    return !one.text || std::any_of(met.lines.begin(), met.lines.end(), [&](const line &now) {
+        const auto rest = rests.find(now.text);
+        return one.text->matches(now.text) || (rest != rests.end() && one.text->matches(rest->second));
+    });
 }
 
 template <typename Host, typename Meet> void waiverList::meetAll(Host &one, Meet meet) const {
@@ -133,11 +147,14 @@ template <typename Host, typename Meet> void waiverList::meetAll(Host &one, Meet
         const waiver &now = waivers[i];
         if (now.bPast || !now.host.matches(one.name))
             continue;
-        for (auto &in : one.passes)
-            if (now.level.matches(in.level.value_or("")))
-                for (auto &met : in.checks)
-                    if (met.result != CheckResult::passed && isMeant(now, met))
-                        meet(i, in, met);
+        for (auto &in : one.passes) {
+            if (!now.level.matches(in.level.value_or("")))
+                continue;
+            const restMap rests = now.text ? restsOf(in) : restMap();
+            for (auto &met : in.checks)
+                if (met.result != CheckResult::passed && isMeant(now, met, rests))
+                    meet(i, in, met);
+        }
     }
 }
 

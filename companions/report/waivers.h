@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace report {
@@ -48,8 +49,11 @@ private:
         refusal error, open;
     };
 
+    using restMap = std::unordered_map<std::string_view, std::string_view>;
+
     static waiver readWaiver(std::string_view line, size_t number, const std::string &today);
-    static bool isMeant(const waiver &one, const check &met);
+    static restMap restsOf(const pass &one);
+    static bool isMeant(const waiver &one, const check &met, const restMap &rests);
     // Calls back for each check of a host that a waiver is for, as meet(the waiver's index, pass, check).
     template <typename Host, typename Meet> void meetAll(Host &one, Meet meet) const;
 
