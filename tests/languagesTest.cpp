@@ -1,6 +1,8 @@
 // Checks the translations: the catalogs in every directory that a locale name can lead to.
 #include "support.h"
 
+#include "catalog.h"
+
 #include <filesystem>
 #include <iconv.h>
 #include <nl_types.h>
@@ -149,7 +151,7 @@ struct smallProject {
     scratchDirectory directory;
     string errors;
 
-    explicit smallProject(const string &translation, const string &glossary = "") {
+    explicit smallProject(const string &translation, const string &glossary = "", const string &ofReports = "") {
         writeFile(directory.path + "/engn/sqo/sqloLocaleTable.cpp",
                   "{\"\", \"en_US.iso88591\",\n{\"\", \"xx_AA.utf8\",\n{\"\", \"xx_AA.iso88591\",\n"
                   "{\"\", \"xx_AA.iso885915\",\n{\"\", \"xx_AA.none\",\n{\"\", \"xxx_AA.utf8\",\n");
@@ -159,6 +161,8 @@ struct smallProject {
         writeFile(directory.path + "/CMakeLists.txt", "project(small VERSION 2.5 LANGUAGES CXX)\n");
         writeFile(directory.path + "/locale/xx/kvxistring.msg", translation);
         writeFile(directory.path + "/locale/xx/glossary", glossary);
+        writeFile(directory.path + "/locale/en_US.iso88591/kvxreport.msg", "101 \"run `a -b`, `c` on %1\"\n");
+        writeFile(directory.path + "/locale/xx/kvxreport.msg", ofReports);
         const string make = "cd " + directory.path +
                             " && mkdir scripts && cp '" KVX_SOURCE_DIR "/scripts/make-catalogs' scripts && "
                             "scripts/make-catalogs out";
@@ -219,6 +223,17 @@ TEST(Languages, PlainerSpellingsAndEnglishStandIn) {
                              "make-catalogs: iconv does not know none; xx_AA.none stays English\n");
     EXPECT_EQ(marked.text("xx_AA.utf8", 30054), "passed");
     EXPECT_EQ(marked.text("xx_AA.utf8", 30053), "%2: %1");
+}
+
+// Commands are in backticks. A text has no limit, and is in UTF-8 whatever the code sets of the language lack.
+TEST(Languages, TextsOfTheReportReaderKeepTheirCommands) {
+    const string other = "xx, message 101: shows other commands than the English text, which has: `a -b` `c`";
+    EXPECT_PRED2(holds, smallProject("", "", "101 \"`a -d` `c` %1\"\n").errors, other);
+    EXPECT_PRED2(holds, smallProject("", "", "101 \"`a -b` %1\"\n").errors, other);
+    EXPECT_PRED2(holds, smallProject("", "", "101 \"`a -b` `c %1\"\n").errors, "a backtick without a second one");
+    const string longText = "%1: `c`, `a -b` 日" + string(1000, 'x');
+    const smallProject project("", "", "101 \"" + longText + "\"\n");
+    EXPECT_EQ(report::readCatalog(project.directory.path + "/out/catalogs/xx/kvxreport.cat", 101, 101)[101], longText);
 }
 
 TEST(Languages, AWordThatTheGlossaryDoesNotWantStopsTheBuild) {
