@@ -19,7 +19,7 @@ endfunction()
 # -Wno-format-y2k: the report prints the date in the form of the C library's locale.
 add_supported(KVX_WARNINGS -Wformat=2 -Wno-format-y2k -Wconversion -Wshadow=local -Wcast-qual -Wduplicated-cond
     -Wduplicated-branches -Wlogical-op -Wnull-dereference -Wvla -Wundef -Wpointer-arith -Wmissing-declarations
-    -Wredundant-decls)
+    -Wredundant-decls -Wreserved-identifier)
 
 # Tests hold one statement a line.
 set(KVX_TEST_WARNINGS)
