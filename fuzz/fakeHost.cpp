@@ -55,7 +55,7 @@ static bool isGood() {
 
 extern "C" FILE *__real_fopen(const char *pPath, const char *pMode);
 
-// A stream that a text is read from, or that drops what is written.
+// Opens a stream that reads a text, or one that drops all output.
 static FILE *openStream(const string *pText) {
     FILE *pFile = pText == nullptr ? __real_fopen("/dev/null", "w")
                                    : fmemopen(const_cast<char *>(pText->data()), pText->size(), "r");

@@ -105,7 +105,7 @@ static string verdictOf(const string &line) {
                                                       {"CHECK_FAILED SEVERITY_ERROR", "fails"},
                                                       {"CHECK_FAILED SEVERITY_WARNING", "warns"},
                                                       {"CHECK_FAILED", "fails without severity"}};
-    const auto found = verdicts.find(line.substr(0, line.find("  "))); // a reason may stand behind two blanks
+    const auto found = verdicts.find(line.substr(0, line.find("  "))); // two blanks may precede a reason
     return found == verdicts.end() ? "" : found->second;
 }
 

@@ -235,7 +235,7 @@ static int runHere(const string &run, const fault &plant, bool bWatch) {
     const printed shown = capture([&] { status = perform(words); });
     printAllocations(ours);
     printUses(queue);
-    for (const string &path : filesChangedOnHost()) // what was moved aside is not gone
+    for (const string &path : filesChangedOnHost()) // a file that was moved aside is not removed
         printLines(fs::exists(fs::symlink_status(path)) ? 'L' : 'D', replaced(path, {{"\\.\\w{6}/full", "/full"}}));
     printLines('T', shown.out);
     printLines('T', shown.err);
