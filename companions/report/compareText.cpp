@@ -52,9 +52,7 @@ std::string changeOf(const hostChange &one, const messages &own) {
 }
 
 std::string titleOf(const checkChange &one, const messages &own) {
-    const std::string title = one.bPass           ? own.text(Message::wholePass)
-                              : one.title.empty() ? own.text(Message::notInCheck)
-                                                  : one.title;
+    const std::string title = one.bPass ? own.text(Message::wholePass) : shownTitle(one.title, own);
     if (one.kind == Change::changed)
         return title;
     return own.text(Message::changedCheck, {title, changeOf(one.before, one.now, own)});

@@ -417,7 +417,7 @@ private:
         if (!id.empty())
             out << " id=\"" << id << "\"";
         out << ">" << shown(result) << " <b" << (now.title.empty() ? "" : languageIn(one)) << ">"
-            << escaped(titleOf(now, own)) << "</b>";
+            << escaped(shownTitle(now.title, own)) << "</b>";
     }
 
     void showWhere(const std::string &text) {

@@ -2,6 +2,7 @@
 
 #include "judge.h"
 #include "sqloPrereqCheck.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -157,8 +158,9 @@ static bool namesItsPasses(const finding &one) {
     return named.size() == one.passes.size();
 }
 
-std::string titleOf(const finding &one, const messages &own) {
-    return one.title.empty() ? own.text(Message::notInCheck) : one.title;
+// Some titles of the program end in a blank, as "umask ".
+std::string shownTitle(const std::string &title, const messages &own) {
+    return isBlank(title) ? own.text(Message::notInCheck) : title.substr(0, title.find_last_not_of(' ') + 1);
 }
 
 std::string nameOf(const std::optional<std::string> &level, const std::optional<bool> &clustered, const messages &own) {

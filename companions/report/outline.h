@@ -30,8 +30,8 @@ struct finding {
 // entry that is in no check, as all are in a summary, is a finding of its own.
 std::vector<finding> findingsOf(const host &one, const messages &own);
 
-// The name of a finding.
-std::string titleOf(const finding &one, const messages &own);
+// The title of a check as it is shown.
+std::string shownTitle(const std::string &title, const messages &own);
 
 // "12.1", "12.1 clustered" in the reader's language.
 std::string nameOf(const pass &one, const messages &own);

@@ -223,7 +223,7 @@ private:
             << cell(own.text(now.waived ? Message::tableWaived : checkWords[severity]), indent - 2,
                     now.waived ? plain : colours[severity]);
         const std::string number = now.common ? " [" + std::to_string(*now.common + 1) + "]" : "";
-        std::string title = titleOf(now, own) + number;
+        std::string title = shownTitle(now.title, own) + number;
         if (pCommon != nullptr)
             title = own.text(Message::tableCommon,
                              {title, std::to_string(pCommon->hosts.size()), namesOf(pCommon->hosts, own)});
