@@ -16,8 +16,8 @@ namespace lint {
 struct finding {
     std::uint32_t line, column; // counted from 1; the column counts bytes
     std::uint32_t text;         // the number of its template
-    std::uint32_t word,
-        length; // what "\1" in the template means: a word of the file, by place and length; length 0: the number `word`
+    std::uint32_t word;         // what "\1" in the template means: the place of a word of the file, or a number
+    std::uint16_t length;       // of the word; 0: `word` is a number
     Rule id;
 };
 

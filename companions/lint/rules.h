@@ -4,6 +4,7 @@
 
 #include <bitset>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace lint {
@@ -11,7 +12,7 @@ namespace lint {
 // It looks like a blank, but does not separate words.
 inline constexpr std::string_view noBreakSpace = "\xc2\xa0";
 
-enum class Rule {
+enum class Rule : std::uint8_t {
     // elements
     unknownElement,
     letterCase,
