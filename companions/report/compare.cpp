@@ -32,7 +32,7 @@ std::string shownResult(const check &one) {
     return one.waived ? "waived" : nameOf(one.result);
 }
 
-// Results are compared on their scale from good to bad. One that is not known now cannot be told.
+// Compares results by their ranks from good to bad. If the result is not known now, the change is not known either.
 Change changeOf(int before, int now, int unknown) {
     if (now == unknown)
         return Change::unknown;
@@ -51,7 +51,7 @@ template <typename Result> Change changeOf(Result before, Result now, Result unk
 
 // --- Values ---
 
-// The lines that say what was found. How much space is free changes all the time and is not among them.
+// Is the line a value that the check found? Free space is left out, because it changes all the time.
 bool isValue(const line &one) {
     static constexpr std::array values{MSG_KERNEL_FOUND,  MSG_DISTRIBUTION_FOUND, MSG_PACKAGE_FOUND_RELEASE,
                                        MSG_VERSION_FOUND, MSG_GLIBC_FOUND,        MSG_UBUNTU_FOUND,
@@ -59,7 +59,7 @@ bool isValue(const line &one) {
     return std::count(values.begin(), values.end(), one.message) > 0;
 }
 
-// A state is a word of the report's language: its message says which one.
+// The state of SELinux is a word in the language of the report, so compare the message of the word.
 bool isSameValue(const line &before, const line &now, languages &known) {
     if (before.tokens == now.tokens)
         return true;
@@ -71,11 +71,11 @@ bool isSameValue(const line &before, const line &now, languages &known) {
 
 // --- A host ---
 
-// What occurs several times is matched by its place: the first with the first.
+// If a key occurs several times, the first is compared with the first. The last member counts from 0.
 using checkKey = std::tuple<int, std::string_view, size_t>;
 using passKey = std::tuple<std::optional<std::string_view>, std::optional<bool>, size_t>;
 
-// Lines in front of the first check, such as a trace, are no check.
+// Lines before the first check, such as a trace, are kept as a check without a title. Leaves them out.
 bool isCheck(const check &one) {
     return !one.title.empty() || one.result != CheckResult::passed;
 }
@@ -197,7 +197,7 @@ void collector::compareCheck(const check &before, const check &now, const pass &
     compareValues(before, now, in);
 }
 
-// Where no check says why the pass has another result, the pass does.
+// If no check explains why the pass has another result, adds the pass as a whole.
 void collector::comparePass(const pass &before, const pass &now) {
     std::map<checkKey, const check *> earlier = checksOf(before);
     const size_t resultsBefore = results;
@@ -240,7 +240,7 @@ std::vector<checkChange> collector::sorted(size_t passCount) {
     return std::move(found);
 }
 
-// A check that came with an error is worse than before, as far as that was known.
+// A check that came with an error counts as worse, if the earlier run knew the host.
 bool isWorse(const checkChange &one, const host &before) {
     const bool bKnown = before.result != HostResult::unknown && !before.passes.empty();
     const bool bFailed = one.now == nameOf(CheckResult::error) || one.now == nameOf(PassResult::failed);

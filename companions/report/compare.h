@@ -1,4 +1,4 @@
-// What has changed since an earlier run.
+// Compares hosts with those of an earlier run.
 #ifndef KVX_REPORT_COMPARE_H
 #define KVX_REPORT_COMPARE_H
 
@@ -12,7 +12,7 @@
 
 namespace report {
 
-// A host or check is `unknown` where its result is not known now. A value has `changed`.
+// The change of a host, a check or a pass; only a value has `changed`. `unknown`: the result is not known now.
 enum class Change { worse, unknown, came, went, better, changed, same };
 
 struct passName {
@@ -20,16 +20,16 @@ struct passName {
     std::optional<bool> clustered;
 };
 
-// A check, a value that it found, or a pass as a whole, in all passes that show the same change.
+// The change of a check, of a value that it found, or of whole passes; once for all passes that show it.
 struct checkChange {
     Change kind = Change::same;
     bool bPass = false;                     // the pass as a whole
     int titleMessage = 0;                   // as in a check
     std::string title;                      //
     int message = 0;                        // of a value
-    std::optional<std::string> before, now; // result or value; none: it came, or went
+    std::optional<std::string> before, now; // results or values; empty if the check came or went
     std::vector<passName> passes;
-    bool bAllPasses = false; // all of several
+    bool bAllPasses = false; // all passes of the host show it, and it has several
 };
 
 struct hostChange {
@@ -52,7 +52,7 @@ public:
     const std::string &since() const {
         return name;
     }
-    // Hosts with a change, those that got worse first.
+    // The hosts with a change, those that got worse first.
     const std::vector<hostChange> &hosts() const {
         return changes;
     }
@@ -60,7 +60,7 @@ public:
     bool isWorse() const {
         return bWorse;
     }
-    // Whether something cannot be told.
+    // Whether a host or a check is unknown now, or went.
     bool isUnknown() const {
         return bUnknown;
     }
@@ -71,7 +71,7 @@ private:
 
     std::string name;
     std::vector<host> earlier;
-    std::multimap<std::string, const host *> left; // those that no host of this run was compared with
+    std::multimap<std::string, const host *> left; // hosts that were not compared yet
     languages &known;
     std::vector<hostChange> changes;
     bool bWorse = false, bUnknown = false;

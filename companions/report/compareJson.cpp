@@ -4,10 +4,8 @@
 
 namespace report {
 
-using json::append;
 using json::list;
 using json::member;
-using json::name;
 
 static void appendPassName(std::string &json, const passName &one) {
     json += '{';

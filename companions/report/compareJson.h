@@ -1,4 +1,4 @@
-// A comparison as JSON.
+// Writes a comparison as JSON.
 #ifndef KVX_REPORT_COMPARE_JSON_H
 #define KVX_REPORT_COMPARE_JSON_H
 
@@ -8,7 +8,7 @@
 
 namespace report {
 
-// The value of the member "changes": null where nothing was compared.
+// Appends the value of the member "changes"; null if nothing was compared.
 void appendChanges(std::string &json, const comparison *pChanges);
 
 } // namespace report

@@ -16,7 +16,7 @@ std::string countsOf(const comparison &all, const messages &own) {
                      count(Change::better), count(Change::same)});
 }
 
-// A result by the word that JSON has for it.
+// The text for a result, given by its name in JSON.
 static std::string wordOf(const std::string &result, const messages &own) {
     struct wordRow {
         const char *pWord;
@@ -51,11 +51,14 @@ std::string changeOf(const hostChange &one, const messages &own) {
     return changeOf(nameOfResult(one.before), nameOfResult(one.now), own);
 }
 
+static std::string nameOf(const checkChange &one, const messages &own) {
+    return one.bPass ? own.text(Message::wholePass) : shownTitle(one.title, own);
+}
+
 std::string titleOf(const checkChange &one, const messages &own) {
-    const std::string title = one.bPass ? own.text(Message::wholePass) : shownTitle(one.title, own);
     if (one.kind == Change::changed)
-        return title;
-    return own.text(Message::changedCheck, {title, changeOf(one.before, one.now, own)});
+        return nameOf(one, own);
+    return own.text(Message::changedCheck, {nameOf(one, own), changeOf(one.before, one.now, own)});
 }
 
 std::vector<std::string> valuesOf(const checkChange &one, const messages &own) {

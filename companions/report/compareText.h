@@ -1,4 +1,4 @@
-// A comparison in words, for table and page.
+// The words for a comparison in table and page.
 #ifndef KVX_REPORT_COMPARE_TEXT_H
 #define KVX_REPORT_COMPARE_TEXT_H
 
@@ -10,16 +10,16 @@
 
 namespace report {
 
-// How many hosts have which change; that nothing has changed.
+// Says how many hosts have each change, or that nothing has changed.
 std::string countsOf(const comparison &all, const messages &own);
 
 // "passed, now failed".
 std::string changeOf(const hostChange &one, const messages &own);
 
-// "kernel level: passed, now error"; of a value only "kernel level".
+// "kernel level: passed, now error"; for a value only "kernel level".
 std::string titleOf(const checkChange &one, const messages &own);
 
-// A value before and now, a line each; empty for a result.
+// The value before and the value now, a line each. Empty if the change is not of a value.
 std::vector<std::string> valuesOf(const checkChange &one, const messages &own);
 
 // The passes: "all passes", "12.1, 11.5 clustered".

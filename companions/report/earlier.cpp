@@ -62,7 +62,7 @@ Value::ConstArray listIn(const Value &object, const char *pName) {
     return value.GetArray();
 }
 
-// A result by its name.
+// Finds a result by its name.
 template <typename Result> Result resultOf(const std::string &name, const char *pName) {
     for (int i = 0; i < 4; i++)
         if (name == nameOf(static_cast<Result>(i)))
@@ -133,7 +133,7 @@ host hostIn(const Value &value) {
 
 std::vector<host> hostsIn(const Value &document) {
     const std::optional<int> schema = numberOrNull(document, "schema");
-    if (schema != 1 && schema != 2)
+    if (schema.value_or(0) < 1 || schema.value_or(0) > 2)
         throw std::runtime_error("its schema is not 1 or 2");
     std::vector<host> hosts;
     for (const Value &one : listIn(document, "hosts"))
@@ -141,8 +141,8 @@ std::vector<host> hostsIn(const Value &document) {
     return hosts;
 }
 
-// Reads without recursion: the text may nest as deep as it likes. The parser ends at a zero byte, so a text must have
-// none.
+// The text may nest deeply, so the parser must not be recursive. It stops at a zero byte: a text with one would be read
+// in part only.
 void parse(rapidjson::Document &document, std::string &text) {
     constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
     if (text.find('\0') != std::string::npos)

@@ -1,4 +1,4 @@
-// The JSON of an earlier run, read back.
+// Reads the JSON of an earlier run.
 #ifndef KVX_REPORT_EARLIER_H
 #define KVX_REPORT_EARLIER_H
 
@@ -10,8 +10,8 @@
 
 namespace report {
 
-// Reads the hosts of a document of schema 1 or 2, with their results as they are without the waivers of that run and
-// with those of this one. `fileName` is for messages. Throws std::runtime_error when the text is no such document.
+// Reads the hosts of a document of schema 1 or 2. Their results are those with the waivers of this run and without the
+// waivers of that run. `fileName` is for messages. Throws std::runtime_error if the text is not such a document.
 std::vector<host> readEarlier(const std::string &fileName, std::string text, const waiverList &waivers,
                               languages &known);
 

@@ -20,7 +20,7 @@ std::string_view firstLineOf(const entry &one) {
     return std::string_view(one.text).substr(0, one.text.find('\n'));
 }
 
-// A fault of the level's own is told in front of its first check and has no result there.
+// An entry before the first check is a fault of the level itself, which has no result of its own: it is an error.
 void judgeUntitled(pass &one) {
     if (one.checks.empty() || !one.checks[0].title.empty())
         return;
@@ -187,7 +187,7 @@ note doubtOn(const pass &one) {
     return {bClustered ? Message::notWholeClustered : Message::notWhole, {level}};
 }
 
-// What is known of a run without a pass is its exit status: with -l a good one has an empty report.
+// Only the exit status says that a run without a pass was good: with -l it leaves an empty report.
 bool isToldByStatus(const host &one) {
     return one.passes.empty() && one.reportSize == 0U && one.status && one.evidence.count(Evidence::unknownText) == 0;
 }

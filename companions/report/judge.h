@@ -11,11 +11,11 @@ namespace report {
 // the same level and kind.
 void judge(host &one);
 
-// The same for a host of an earlier run, of which only the checks, the lists and the results are left: warnings count
-// anew, with the waivers that are marked. What failed or was unknown stays so.
+// Judges a host of an earlier run again, after warnings were waived or are no longer waived. Only its checks, its lists
+// and its results are known, so a result that is failed, incomplete or unknown stays.
 void judgeEarlier(host &one);
 
-// What an exit status other than 0 means: "a tool or library is missing or too old, or SELinux is not disabled".
+// The meaning of an exit status other than 0: "a tool or library is missing or too old, or SELinux is not disabled".
 std::string meaningOf(int status, const messages &own);
 
 } // namespace report

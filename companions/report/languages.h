@@ -42,7 +42,7 @@ public:
     // The message of a line that is enough to know the language, in any language; 0 for any other line.
     int tellingMessage(std::string_view line);
 
-    // The message of a UTF-8 word that says whether SELinux is enabled, in whatever language it is; 0 for any other.
+    // The message of a word, in UTF-8 and any language, that says whether SELinux is enabled; 0 for any other word.
     int stateMessage(std::string_view word);
 
 private:

@@ -43,7 +43,7 @@ std::string listOf(const std::vector<std::string> &names, const messages &own);
 // "Waived until 2027-01-31: the reason".
 std::string textOf(const waiverNote &note, const messages &own);
 
-// How many of a host's findings are waived.
+// The number of waived findings of a host.
 size_t countWaived(const std::vector<finding> &findings);
 
 // The passes that have a finding, or a line of it: "all passes", "12.1, 11.5 clustered". Empty where there is nothing
@@ -119,7 +119,7 @@ std::vector<advised> adviceOf(const outline &all);
 // "time service (ntpd, chronyd)".
 std::string headingOf(const advised &one, const messages &own);
 
-// The same of all hosts.
+// The number of waived findings of all hosts.
 size_t countWaived(const outline &all);
 
 } // namespace report

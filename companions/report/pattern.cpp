@@ -7,13 +7,13 @@
 
 namespace report {
 
-// The length of the character at the start of a text. A byte that is no character counts as one.
+// The length of the character at the start of a text. A byte that is not part of a character counts as one.
 static size_t lengthAt(std::string_view text) {
     return std::max<size_t>(utf8::characterLength(text), 1);
 }
 
-// The length of the set at the start of a pattern, 0 where its closing bracket is missing. A bracket right behind the
-// opening one or the negation belongs to the set, and a class such as [:digit:] has its own.
+// The length of the set at the start of a pattern, 0 if its closing bracket is missing. A closing bracket does not end
+// the set if it is its first character or ends a class such as [:digit:].
 static size_t setLength(std::string_view pattern) {
     size_t at = pattern.find_first_not_of("!^", 1);
     for (bool bFirst = true; at < pattern.size(); bFirst = false) {

@@ -1,4 +1,4 @@
-// Shell patterns, as people write them for names.
+// Shell patterns for names and lines.
 #ifndef KVX_REPORT_PATTERN_H
 #define KVX_REPORT_PATTERN_H
 
@@ -8,8 +8,8 @@
 
 namespace report {
 
-// A pattern of *, ?, [...] and \, which matches whole texts. The time is bounded by the lengths of pattern and text:
-// the text may come from a hostile host.
+// A pattern with *, ?, [...] and \ that matches whole texts. The text may come from a hostile host, so the time is at
+// most proportional to the length of the pattern times that of the text.
 class shellPattern {
 public:
     explicit shellPattern(std::string_view pattern);

@@ -19,7 +19,7 @@ struct material {
 // Reads and judges.
 host readHost(const material &given, languages &known);
 
-// Finds the evidence of a host of which only the checks and the lines of standard error are left.
+// Finds the evidence on a host of an earlier run in its checks and in its standard error.
 void findEvidenceAgain(host &one, languages &known);
 
 } // namespace report

@@ -16,8 +16,8 @@ namespace report {
 
 static const char *const pForm = "a waiver is HOST LEVEL CHECK [text=PATTERN] [until=YYYY-MM-DD] REASON";
 
-// The words of a line. In double quotes, blanks belong to a word; a backslash there takes a quotation mark or a
-// backslash as it is. A word that begins with # begins a comment.
+// Splits a line into words. Blanks in double quotes belong to a word, and a backslash there protects a quotation mark
+// or a backslash. A word that begins with # begins a comment.
 static std::vector<std::string> wordsOf(std::string_view line) {
     std::vector<std::string> words;
     bool bWord = false, bQuoted = false;
@@ -60,7 +60,7 @@ static bool isDate(const std::string &text) {
            day <= lengths[month - 1] + (month == 2 && bLeap ? 1 : 0);
 }
 
-// The value of a word NAME=VALUE, which may be given once.
+// Takes the value of a word NAME=VALUE. A name may occur once.
 static bool takeOption(const std::string &word, std::string_view name, std::optional<std::string> &value) {
     if (word.compare(0, name.size(), name) != 0)
         return false;
@@ -121,7 +121,7 @@ std::string today() {
 
 // --- Applying ---
 
-// The lines that only the list behind the verdict has of a check, by the line of the check that they follow.
+// Some lines about a check are only in the list behind the verdict: finds them by the line that they follow there.
 waiverList::restMap waiverList::restsOf(const pass &one) {
     restMap rests;
     for (const entry &now : one.entries) {

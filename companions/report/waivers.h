@@ -1,4 +1,4 @@
-// Waivers: the warnings that an owner knows and accepts.
+// Waivers: an owner of hosts accepts known warnings with them.
 #ifndef KVX_REPORT_WAIVERS_H
 #define KVX_REPORT_WAIVERS_H
 
@@ -13,21 +13,23 @@
 
 namespace report {
 
-// The lines of a waiver file, and what they have met.
+// The waivers of a file, and the checks that they have met.
 class waiverList {
 public:
     waiverList() = default;
 
-    // Reads a file's text; `fileName` is for messages. Throws std::runtime_error with the number of the first line that
-    // is no waiver. `today` is a date such as "2027-01-31": a waiver whose last day is before it does not hold.
+    // Reads the text of a file; `fileName` is for messages. Throws std::runtime_error, which names the first line that
+    // is not a waiver. `today` is a date such as "2027-01-31"; a waiver that ended before it does not apply.
     waiverList(std::string fileName, std::string_view text, const std::string &today);
 
-    // Waives the warnings of a host that was judged, and judges it again if there are any.
+    // Waives warnings of a judged host. If it waived one, it judges the host again.
     void apply(host &one);
-    // The same for a host of an earlier run: the complaints do not change. Returns whether a warning was waived.
+    // Waives warnings of a host of an earlier run, without judging it and without complaints. Returns whether it waived
+    // one.
     bool mark(host &one) const;
 
-    // What is wrong with waivers, a sentence each: past, met an error or a check without a result, met no warning.
+    // Complains, in a sentence each, of waivers that ended, met no warning, or met an error or a check without a
+    // result.
     std::vector<std::string> complaints() const;
 
 private:
@@ -39,7 +41,7 @@ private:
         waiverNote note;
         bool bPast;
     };
-    // What a waiver met that it does not cover.
+    // The checks that a waiver met but does not apply to.
     struct refusal {
         std::string first;
         size_t count = 0;
@@ -54,7 +56,7 @@ private:
     static waiver readWaiver(std::string_view line, size_t number, const std::string &today);
     static restMap restsOf(const pass &one);
     static bool isMeant(const waiver &one, const check &met, const restMap &rests);
-    // Calls back for each check of a host that a waiver is for, as meet(the waiver's index, pass, check).
+    // Calls meet(index of the waiver, pass, check) for each check that a waiver names and that has not passed.
     template <typename Host, typename Meet> void meetAll(Host &one, Meet meet) const;
 
     std::string name;
@@ -62,7 +64,7 @@ private:
     std::vector<meeting> met;
 };
 
-// The date of this machine, as waivers have it.
+// The local date in the form of a waiver.
 std::string today();
 
 } // namespace report

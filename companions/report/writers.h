@@ -20,7 +20,7 @@ public:
     virtual void add(host one) = 0;
     virtual void finish() = 0;
 
-    // What has changed, to be shown too. It is complete when finish() is called, and not gone.
+    // Shows a comparison, too. The caller keeps it, and completes it before finish().
     void compareWith(const comparison &one) {
         pCompared = &one;
     }
