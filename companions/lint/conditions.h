@@ -41,7 +41,7 @@ inline bool operator==(const test &left, const test &right) {
     return left.tag == right.tag && left.comparison == right.comparison && left.text() == right.text();
 }
 
-// Stands for the tests of a mistaken condition: nobody can tell which hosts meet it.
+// Means a mistaken condition: nobody can tell which hosts meet it.
 inline constexpr test unknownTest = {"", -1, -1, 0, Comparison::unknown};
 
 // A test with its words as they are in the condition.
@@ -63,7 +63,7 @@ condition readCondition(std::string_view text);
 // Can a test fail, and does it hold on every host where all others hold?
 bool isImplied(const test &asked, const testList &others);
 
-// Is one of the tests the one that stands for a mistaken condition?
+// Does one of the tests mean a mistaken condition?
 bool holdsUnknown(const testList &tests);
 
 // Can a host meet all tests of both lists? Yes if one of them is unknown.
