@@ -99,6 +99,8 @@ std::map<passKey, const pass *> passesOf(const host &one) {
     return passes;
 }
 
+using optionalText = std::optional<std::string>;
+
 // Collects the changes of a host, each once for all passes that show it.
 class collector {
 public:
@@ -113,8 +115,8 @@ private:
     void compareCheck(const check &before, const check &now, const pass &in);
     void compareValues(const check &before, const check &now, const pass &in);
     void addAll(Change kind, const pass &in);
-    void addCheck(Change kind, const check *pBefore, const check *pNow, const pass &in);
-    void addPass(Change kind, const pass *pBefore, const pass *pNow);
+    void addCheck(Change kind, const check &one, optionalText before, optionalText now, const pass &in);
+    void addPass(Change kind, const pass &one, optionalText before, optionalText now);
     void add(checkChange made, const pass &in);
 
     languages &known;
@@ -134,38 +136,38 @@ void collector::add(checkChange made, const pass &in) {
     found[place->second].passes.push_back({in.level, in.clustered});
 }
 
-void collector::addCheck(Change kind, const check *pBefore, const check *pNow, const pass &in) {
-    const check &one = pNow != nullptr ? *pNow : *pBefore;
+void collector::addCheck(Change kind, const check &one, optionalText before, optionalText now, const pass &in) {
     checkChange made;
     made.kind = kind;
     made.titleMessage = one.titleMessage;
     made.title = one.title;
-    if (pBefore != nullptr)
-        made.before = shownResult(*pBefore);
-    if (pNow != nullptr)
-        made.now = shownResult(*pNow);
+    made.before = std::move(before);
+    made.now = std::move(now);
     results++;
     add(std::move(made), in);
 }
 
-void collector::addPass(Change kind, const pass *pBefore, const pass *pNow) {
+void collector::addPass(Change kind, const pass &one, optionalText before, optionalText now) {
     checkChange made;
     made.kind = kind;
     made.bPass = true;
-    if (pBefore != nullptr)
-        made.before = nameOf(pBefore->result);
-    if (pNow != nullptr)
-        made.now = nameOf(pNow->result);
-    add(std::move(made), pNow != nullptr ? *pNow : *pBefore);
+    made.before = std::move(before);
+    made.now = std::move(now);
+    add(std::move(made), one);
 }
 
 // The pass as a whole represents its checks that passed.
 void collector::addAll(Change kind, const pass &in) {
-    const bool bCame = kind == Change::came;
-    addPass(kind, bCame ? nullptr : &in, bCame ? &in : nullptr);
+    const auto before = [=](const std::string &result) {
+        return kind == Change::went ? optionalText(result) : std::nullopt;
+    };
+    const auto now = [=](const std::string &result) {
+        return kind == Change::came ? optionalText(result) : std::nullopt;
+    };
+    addPass(kind, in, before(nameOf(in.result)), now(nameOf(in.result)));
     for (const check &one : in.checks)
         if (isCheck(one) && countedResult(one) != CheckResult::passed)
-            addCheck(kind, bCame ? nullptr : &one, bCame ? &one : nullptr, in);
+            addCheck(kind, one, before(shownResult(one)), now(shownResult(one)), in);
 }
 
 void collector::compareValues(const check &before, const check &now, const pass &in) {
@@ -193,7 +195,7 @@ void collector::compareValues(const check &before, const check &now, const pass 
 void collector::compareCheck(const check &before, const check &now, const pass &in) {
     const Change kind = changeOf(countedResult(before), countedResult(now));
     if (kind != Change::same)
-        addCheck(kind, &before, &now, in);
+        addCheck(kind, now, shownResult(before), shownResult(now), in);
     compareValues(before, now, in);
 }
 
@@ -204,17 +206,17 @@ void collector::comparePass(const pass &before, const pass &now) {
     for (const auto &[key, pNow] : checksOf(now)) {
         const auto found = earlier.find(key);
         if (found == earlier.end())
-            addCheck(Change::came, nullptr, pNow, now);
+            addCheck(Change::came, *pNow, std::nullopt, shownResult(*pNow), now);
         else {
             compareCheck(*found->second, *pNow, now);
             earlier.erase(found);
         }
     }
     for (const auto &[key, pBefore] : earlier)
-        addCheck(Change::went, pBefore, nullptr, now);
+        addCheck(Change::went, *pBefore, shownResult(*pBefore), std::nullopt, now);
     const Change kind = changeOf(before.result, now.result, PassResult::incomplete);
     if (kind != Change::same && results == resultsBefore)
-        addPass(kind, &before, &now);
+        addPass(kind, now, nameOf(before.result), nameOf(now.result));
 }
 
 void collector::comparePasses(const host &before, const host &now) {
