@@ -167,7 +167,7 @@ private:
 
 // The translation that --language names, or else the environment. English where the environment's language has none.
 std::string chooseTranslation(const settings &asked, const fs::path &catalogs) {
-    const std::string found = translationFor(asked.language.value_or(localeName("LC_MESSAGES")), catalogs);
+    std::string found = translationFor(asked.language.value_or(localeName("LC_MESSAGES")), catalogs);
     if (asked.language && found.empty())
         throw usageError("no such language: " + *asked.language + " (there are " + translationsIn(catalogs) + ")");
     return found;

@@ -119,32 +119,39 @@ static bool isUmaskRequirement(const line &one) {
     return one.message == MSG_REQUIRED_WITH_RELEASE && one.tokens.size() > 1 && one.tokens[0] == "UMASK";
 }
 
+static void addCheck(findingList &findings, const check &one, const pass &in,
+                     const std::unordered_map<std::string_view, std::string> &rests, const messages &own) {
+    findings.add(one.result, one.title, in, one.waived);
+    findings.advise(one.waived ? nullptr : adviceOn(one), one.titleMessage == 0 && !one.title.empty());
+    for (const line &text : one.lines) {
+        if (isUmaskRequirement(text))
+            findings.addDetail(own.text(Message::umaskRequired, {text.tokens[1]}), in, true);
+        else
+            findings.addDetail(text.text, in);
+        const auto rest = rests.find(text.text);
+        if (rest != rests.end() && one.result != CheckResult::passed)
+            findings.addDetail(rest->second, in);
+    }
+}
+
+static void addEntry(findingList &findings, const entry &one, const pass &in) {
+    const size_t end = std::min(one.text.find('\n'), one.text.size());
+    findings.add(severityIn(in), one.text.substr(0, end), in);
+    findings.advise(adviceOn(one.message, one.text), false);
+    if (end < one.text.size())
+        findings.addDetail(one.text.substr(end + 1), in);
+}
+
 std::vector<finding> findingsOf(const host &one, const messages &own) {
     findingList findings;
     for (const pass &in : one.passes) {
         const std::unordered_set<std::string_view> lines = linesOf(in);
         const std::unordered_map<std::string_view, std::string> rests = restsOf(in, lines);
-        for (const check &now : in.checks) {
-            findings.add(now.result, now.title, in, now.waived);
-            findings.advise(now.waived ? nullptr : adviceOn(now), now.titleMessage == 0 && !now.title.empty());
-            for (const line &text : now.lines) {
-                if (isUmaskRequirement(text))
-                    findings.addDetail(own.text(Message::umaskRequired, {text.tokens[1]}), in, true);
-                else
-                    findings.addDetail(text.text, in);
-                const auto rest = rests.find(text.text);
-                if (rest != rests.end() && now.result != CheckResult::passed)
-                    findings.addDetail(rest->second, in);
-            }
-        }
+        for (const check &now : in.checks)
+            addCheck(findings, now, in, rests, own);
         for (const entry &now : in.entries)
-            if (in.checks.empty() || standsAlone(now, lines)) {
-                const size_t end = std::min(now.text.find('\n'), now.text.size());
-                findings.add(severityIn(in), now.text.substr(0, end), in);
-                findings.advise(adviceOn(now.message, now.text), false);
-                if (end < now.text.size())
-                    findings.addDetail(now.text.substr(end + 1), in);
-            }
+            if (in.checks.empty() || standsAlone(now, lines))
+                addEntry(findings, now, in);
     }
     return findings.sorted();
 }
@@ -202,6 +209,7 @@ static std::string namesOf(const std::vector<const pass *> &passes, const host &
     if (passes.size() == on.passes.size() && passes.size() > 1)
         return own.text(Message::allPasses);
     std::vector<std::string> names;
+    names.reserve(passes.size());
     for (const pass *pOne : passes)
         names.push_back(nameOf(*pOne, own));
     return listOf(names, own);
