@@ -13,6 +13,19 @@ namespace fs = std::filesystem;
 
 // --- Files ---
 
+static std::string readIfRegular(const descriptor &file, const fs::path &path) {
+    struct stat about {};
+    if (file < 0 || fstat(file, &about) != 0)
+        throw fileError(path);
+    if (!S_ISREG(about.st_mode))
+        throw std::runtime_error(path.string() + ": not a regular file");
+    return common::readAll(file, path);
+}
+
+std::string readRegularFile(const std::string &path) {
+    return readIfRegular(descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)), path);
+}
+
 // A file of a host's directory: no link is followed and no pipe waited for. None when there is no such file.
 static std::optional<std::string> readFetched(const fs::path &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
@@ -20,12 +33,7 @@ static std::optional<std::string> readFetched(const fs::path &path) {
         return std::nullopt;
     if (file < 0 && errno == ELOOP)
         throw std::runtime_error(path.string() + ": is a link, which is not followed");
-    struct stat about {};
-    if (file < 0 || fstat(file, &about) != 0)
-        throw fileError(path);
-    if (!S_ISREG(about.st_mode))
-        throw std::runtime_error(path.string() + ": not a regular file");
-    return common::readAll(file, path);
+    return readIfRegular(file, path);
 }
 
 std::optional<int> statusOf(std::string_view text) {

@@ -14,6 +14,9 @@ namespace report {
 using common::descriptor;
 using common::fileError;
 
+// Reads a file whose name the user gave, also through a link. Throws std::runtime_error, also for a pipe and the like.
+std::string readRegularFile(const std::string &path);
+
 // A decimal number from 0 to 255, perhaps with blanks around it.
 std::optional<int> statusOf(std::string_view text);
 

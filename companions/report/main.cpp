@@ -206,40 +206,68 @@ int worse(int a, int b) {
     return a == exitFailed || b == exitFailed ? exitFailed : std::max(a, b);
 }
 
+// Reads a file that an option names, without a byte order mark at its beginning.
+std::string readOptionFile(const char *pOption, const std::string &path) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    try {
+        std::string text = readRegularFile(path);
+        if (text.compare(0, mark.size(), mark) == 0)
+            text.erase(0, mark.size());
+        return text;
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(std::string(pOption) + ": " + error.what());
+    }
+}
+
 waiverList readWaivers(const settings &asked) {
-    return asked.waivers ? waiverList(*asked.waivers, common::readFile(*asked.waivers), today()) : waiverList();
+    return asked.waivers ? waiverList(*asked.waivers, readOptionFile("--waivers", *asked.waivers), today())
+                         : waiverList();
 }
 
 std::optional<comparison> readComparison(const settings &asked, const waiverList &waivers, languages &known) {
     if (!asked.compare)
         return std::nullopt;
-    return std::optional<comparison>(std::in_place, *asked.compare,
-                                     readEarlier(*asked.compare, common::readFile(*asked.compare), waivers, known),
-                                     known);
+    return std::optional<comparison>(
+        std::in_place, *asked.compare,
+        readEarlier(*asked.compare, readOptionFile("--compare", *asked.compare), waivers, known), known);
 }
+
+// The files that a run depends on. If one cannot be read, the run ends before it prints anything.
+struct materials {
+    std::vector<hostPlace> places; // of a directory
+    languages known;
+    waiverList waivers;
+    std::optional<comparison> compared;
+    std::optional<material> single; // the one report
+
+    explicit materials(const settings &asked)
+        : places(isDirectory(asked.input) ? hostsIn(asked) : std::vector<hostPlace>()), known(localeDirectory()),
+          waivers(readWaivers(asked)), compared(readComparison(asked, waivers, known)) {
+        if (places.empty())
+            single = givenBy(asked);
+    }
+};
 
 int exitStatusOf(const comparison &compared) {
     return compared.isWorse() ? exitFailed : compared.isUnknown() ? exitUnknown : exitGood;
 }
 
-int showHosts(const settings &asked, const std::vector<hostPlace> &places, writer &shown) {
-    languages known(localeDirectory());
-    waiverList waivers = readWaivers(asked);
-    std::optional<comparison> compared = readComparison(asked, waivers, known);
+int showHosts(materials &given, writer &shown) {
+    std::optional<comparison> &compared = given.compared;
     int status = exitGood;
-    const auto show = [&](const material &given) {
-        host one = readHost(given, known);
-        waivers.apply(one);
+    const auto show = [&](const material &of) {
+        host one = readHost(of, given.known);
+        given.waivers.apply(one);
         status = worse(status, exitStatusOf(one));
         if (compared)
             compared->add(one);
         shown.add(std::move(one));
     };
-    if (places.empty())
-        show(givenBy(asked));
-    for (const hostPlace &place : places)
+    if (given.single)
+        show(*given.single);
+    for (const hostPlace &place : given.places)
         show(fetchedFrom(place));
-    for (const std::string &complaint : waivers.complaints())
+    for (const std::string &complaint : given.waivers.complaints())
         std::cerr << "kvxprereqreport: " << complaint << '\n';
     if (compared) {
         compared->finish();
@@ -254,21 +282,28 @@ void flushStandardOutput() {
         throw fileError("standard output");
 }
 
-// The hosts are found before the output is made, which may lie among them.
+// Everything but the hosts' own files is read before the output is made, which may lie among the hosts.
 int run(const settings &asked) {
-    const std::vector<hostPlace> places = isDirectory(asked.input) ? hostsIn(asked) : std::vector<hostPlace>();
     const wording own(asked, localeDirectory());
+    materials given(asked);
     if (asked.output.empty()) {
         std::ios::sync_with_stdio(false);
         const bool bColour = isatty(STDOUT_FILENO) != 0 && std::getenv("NO_COLOR") == nullptr;
-        const int status = showHosts(asked, places, *makeWriter(asked.format, std::cout, bColour, own));
+        const int status = showHosts(given, *makeWriter(asked.format, std::cout, bColour, own));
         flushStandardOutput();
         return status;
     }
     outputFile file(asked.output);
-    const int status = showHosts(asked, places, *makeWriter(asked.format, file.content(), false, own));
+    const int status = showHosts(given, *makeWriter(asked.format, file.content(), false, own));
     file.finish();
     return status;
+}
+
+// A text may have several lines, each with a fault of its own.
+void complain(std::string_view text) {
+    do
+        std::cerr << "kvxprereqreport: " << nextLine(text) << '\n';
+    while (!text.empty());
 }
 
 int print(const char *pText) {
@@ -281,6 +316,21 @@ std::string notEmpty(const char *pValue) {
     if (*pValue == '\0')
         throw usageError("an option's value is empty");
     return pValue;
+}
+
+// Sets the file of an option that may occur once.
+void setFile(const char *pOption, std::optional<std::string> &file, const char *pValue) {
+    if (file)
+        throw usageError(std::string(pOption) + " is given twice");
+    file = notEmpty(pValue);
+    if (file == common::standardInput)
+        throw usageError(std::string(pOption) + " needs a regular file, not standard input");
+}
+
+void refuseOutputTo(const settings &asked, const char *pOption, const std::optional<std::string> &file) {
+    std::error_code failed;
+    if (file && !asked.output.empty() && fs::equivalent(*file, asked.output, failed))
+        throw usageError("--output would replace the file of " + std::string(pOption) + ": " + asked.output);
 }
 
 settings readCommandLine(int argc, char **argv) {
@@ -305,8 +355,8 @@ settings readCommandLine(int argc, char **argv) {
         case HOST: asked.host = notEmpty(optarg); break;
         case ERRORS: asked.errors = notEmpty(optarg); break;
         case LANGUAGE: asked.language = notEmpty(optarg); break;
-        case WAIVERS: asked.waivers = notEmpty(optarg); break;
-        case COMPARE: asked.compare = notEmpty(optarg); break;
+        case WAIVERS: setFile("--waivers", asked.waivers, optarg); break;
+        case COMPARE: setFile("--compare", asked.compare, optarg); break;
         case STATUS:
             if (!(asked.status = statusOf(optarg)))
                 throw usageError("--status is a number from 0 to 255");
@@ -321,6 +371,8 @@ settings readCommandLine(int argc, char **argv) {
         throw usageError("--format is table, json, junit or html");
     if (asked.compare && asked.format == "junit")
         throw usageError("--compare is for table, json and html");
+    refuseOutputTo(asked, "--waivers", asked.waivers);
+    refuseOutputTo(asked, "--compare", asked.compare);
     if (argc - optind > 1)
         throw usageError("more than one report is given");
     if (optind < argc)
@@ -339,7 +391,7 @@ int main(int argc, char **argv) {
             std::cerr << "kvxprereqreport: " << error.what() << '\n';
         std::cerr << "Try kvxprereqreport --help\n";
     } catch (const std::exception &error) {
-        std::cerr << "kvxprereqreport: " << error.what() << '\n';
+        complain(error.what());
     }
     return exitUnknown;
 }
