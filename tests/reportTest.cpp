@@ -646,23 +646,27 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
     const string numbered = startOf("12.1") + checkOf(message(MSG_TITLE_LIBAIO), "y", MSG_SEVERITY_WARNING) + good();
     const string open = message(MSG_CHECK_HEADING, {"b"}) + "\n";
     const string outside = startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n");
-    const string none = "line 1: this waiver meets no warning";
+    const string none = "line 1: this waiver meets no warning: ";
+    const string libaio = std::to_string(MSG_TITLE_LIBAIO);
     const vector<waiverCase> cases = {
         {"* * b r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
         {"d[a-c]1 12.? b r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
         // both passes of a level
         {"* 12.1 b r", {warned + clustered, "", {}, "passed, 12.1 passed 2+1, 12.1 clustered passed 1+1"}, ""},
         // another host, level, check
-        {"db * b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
-        {"* 1.1 b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
-        {"* * a r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none},
+        {"db * b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no host matches db"},
+        {"* 1.1 b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no level matches 1.1"},
+        {"* * x r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no check has the id x"},
+        {"* * a r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "check a has no warning now"},
         // a title of the catalog goes by its number
-        {"* * " + std::to_string(MSG_TITLE_LIBAIO) + " r", {numbered, "", {}, "passed, 12.1 passed 1+0"}, ""},
-        {"* * \"" + message(MSG_TITLE_LIBAIO) + "\" r", {numbered, "", {}, "warning, 12.1 warning 1+0"}, none},
+        {"* * " + libaio + " r", {numbered, "", {}, "passed, 12.1 passed 1+0"}, ""},
+        {"* * \"" + message(MSG_TITLE_LIBAIO) + "\" r",
+         {numbered, "", {}, "warning, 12.1 warning 1+0"},
+         none + message(MSG_TITLE_LIBAIO) + " has the id " + libaio},
         // one of several checks with a title: the pattern is for a whole line
         {"* * d \"text=of /a\" r\n* * d text=*/b r", {directories, "", 0, "passed, 12.1 passed 2+2"}, ""},
         {"* * d text=\"of /a\" r", {directories, "", 0, "warning, 12.1 warning 2+2"}, ""},
-        {"* * d text=/a r", {directories, "", 0, "warning, 12.1 warning 2+2"}, none},
+        {"* * d text=/a r", {directories, "", 0, "warning, 12.1 warning 2+2"}, none + "text= matches no line"},
         // a line that only the list of the verdict has
         {"* * b text=\"not y\" r",
          {startOf("12.1") + warning + bad("12.1", false, "   y\nnot y\n\n"), "", {}, "passed, 12.1 passed 1+1"},
@@ -699,7 +703,7 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         {"* * b r", {warned, bad("12.1", false, "   w\n   y\n"), 0, "warning, 12.1 passed 2+1"}, ""},
         {"* * b r", {warned, bad("11.5", false, "   y\n"), {}, "unknown, 12.1 passed 2+1"}, ""},
         {"* * b r", {warned, told + bad("12.1", true, "   y\n"), 0, "warning, 12.1 passed 2+1"}, ""},
-        {"* * b r", {"", told, 0, "warning, 12.1 warning 0+1"}, none},
+        {"* * b r", {"", told, 0, "warning, 12.1 warning 0+1"}, none + "no check has"},
     };
     for (const waiverCase &one : cases) {
         report::waiverList waivers("w", one.waivers, "2027-01-31");
@@ -715,19 +719,26 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
 TEST(ReportWaivers, AreReadLineByLine) {
     useCatalog();
     report::waiverList waivers(
-        "w", "# first\r\n\n  \"*\"\t* \"b\"  until=2028-02-29 known, \"see \\\"#1\\\\\" # and\r\n", "2027-01-31");
+        "w", "# first\r\n\n  \"*\"\t* \"b\"  until=2028-02-29 known, \"see \\\"#1\\\\\" 19\" \"a=1\" # and\r\n",
+        "2027-01-31");
     report::host host = read(warnedPass("12.1"));
     waivers.apply(host);
     const auto &waived = host.passes[0].checks[1].waived;
-    EXPECT_EQ(waived ? waived->reason : "none", "known, see \"#1\\");
+    EXPECT_EQ(waived ? waived->reason : "none", "known, see \"#1\\ 19\" a=1");
     const string form = "a waiver is HOST LEVEL CHECK";
     const vector<std::pair<string, string>> faults = {
-        {"* * b", form},
+        {"*", "LEVEL, CHECK and REASON are missing: " + form},
+        {"* * b", "REASON is missing: " + form},
         {"* * b until=2027-01-31 # no reason", form},
         {"* * \"b r", "a quotation mark is not closed"},
         {"* * b until=2027-02-29 r", "until=2027-02-29 is no date"},
         {"* * b until=2027-1-31 r", "is no date"},
         {"* * b text=1 text=2 r", "text= is given twice"},
+        // a date behind the reason, or misspelt, must not become part of the reason
+        {"* * b r Until=2027-01-31", "come before the reason"},
+        {"* * b untl=2027-01-31 r", "come before the reason"},
+        // every bad line is named
+        {"* * b\n*", "\nw, line 3: LEVEL"},
     };
     for (const auto &[line, fault] : faults)
         try {
@@ -1043,7 +1054,7 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"/e", 2, "", "no directory of a host"},
         {"--help > /dev/full", 2, "", "standard output"},
         {"--waivers=/waivers /warned", 0, "warned passed null", "/waivers, line 3: this waiver meets no warning"},
-        {"--waivers=/ok /warned", 2, "", "/ok, line 2: a waiver is"},
+        {"--waivers=/ok /warned", 2, "", "/ok, line 2: LEVEL, CHECK and REASON are missing"},
         {"--waivers=/none /warned", 2, "", "/none: No such file"},
         {"--host=ok /bad >/old; kvxprereqreport --compare=/old --format=json /ok", 2, "ok passed null", ""},
         {"--host=ok /bad >/old; kvxprereqreport --compare=/old --format=json --host=ok /bad", 0, "ok failed null", ""},
@@ -1083,6 +1094,8 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         for (std::sregex_iterator i(got.out.begin(), got.out.end(), shape), end; i != end; ++i)
             found += (found.empty() ? "" : ", ") + i->format("$1 $2 $3");
         EXPECT_EQ(found, one.expected) << one.arguments << got.err;
+        // a refused run prints nothing, not even the beginning of a document
+        EXPECT_TRUE(!found.empty() || got.out.empty()) << one.arguments << got.out;
         EXPECT_EQ(got.status, one.status) << one.arguments;
         EXPECT_NE(got.err.find(one.errors), string::npos) << one.arguments << got.err;
         EXPECT_EQ(got.err.empty(), one.errors.empty()) << one.arguments << got.err;

@@ -10,38 +10,60 @@
 #include <ctime>
 #include <stdexcept>
 
+#include "../common/words.h"
+
 namespace report {
 
 // --- Reading ---
 
 static const char *const pForm = "a waiver is HOST LEVEL CHECK [text=PATTERN] [until=YYYY-MM-DD] REASON";
 
-// Splits a line into words. Blanks in double quotes belong to a word, and a backslash there protects a quotation mark
-// or a backslash. A word that begins with # begins a comment.
-static std::vector<std::string> wordsOf(std::string_view line) {
-    std::vector<std::string> words;
-    bool bWord = false, bQuoted = false;
-    for (size_t i = 0; i < line.size(); i++) {
+struct word {
+    std::string text;
+    bool bQuoted; // it begins with a quotation mark
+};
+
+static bool isOption(std::string_view text) {
+    return text.compare(0, 5, "text=") == 0 || text.compare(0, 6, "until=") == 0;
+}
+
+// Takes the first word off a line. Blanks in double quotes belong to the word, and a backslash there protects a
+// quotation mark or a backslash. In the reason, only a quotation mark at the beginning of a word is special.
+static word takeWord(std::string_view &line, bool bReason) {
+    word made{"", line[0] == '"'};
+    bool bQuoted = false;
+    size_t i = 0;
+    for (; i < line.size() && (bQuoted || (line[i] != ' ' && line[i] != '\t')); i++) {
         const char c = line[i];
-        if (!bQuoted && (c == ' ' || c == '\t')) {
-            bWord = false;
-            continue;
-        }
-        if (!bWord && c == '#')
-            break;
-        if (!bWord)
-            words.emplace_back();
-        bWord = true;
-        if (c == '"')
+        if (c == '"' && (bQuoted || !bReason || i == 0))
             bQuoted = !bQuoted;
         else if (bQuoted && c == '\\' && i + 1 < line.size() && (line[i + 1] == '"' || line[i + 1] == '\\'))
-            words.back() += line[++i];
+            made.text += line[++i];
         else
-            words.back() += c;
+            made.text += c;
     }
     if (bQuoted)
         throw std::runtime_error("a quotation mark is not closed");
-    return words;
+    line.remove_prefix(i);
+    return made;
+}
+
+// Splits a line into words. A word that begins with # begins a comment.
+static std::vector<word> wordsOf(std::string_view line) {
+    std::vector<word> words;
+    bool bReason = false;
+    for (;;) {
+        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+        if (line.empty() || line[0] == '#')
+            return words;
+        bReason = bReason || (words.size() >= 3 && !isOption(line.substr(line[0] == '"' ? 1 : 0)));
+        words.push_back(takeWord(line, bReason));
+    }
+}
+
+static std::string withoutOuterBlanks(std::string_view text) {
+    text = withoutLeadingBlanks(text);
+    return std::string(text.substr(0, text.find_last_not_of(" \t") + 1));
 }
 
 static bool isDate(const std::string &text) {
@@ -70,24 +92,48 @@ static bool takeOption(const std::string &word, std::string_view name, std::opti
     return true;
 }
 
+// Does a word of the reason look like an option that is misspelt or too late?
+static bool isLikeOption(const word &one, bool bFirst) {
+    if (one.bQuoted)
+        return false;
+    const size_t name = one.text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz-_");
+    const bool bNamed = name != std::string::npos && name > 0 && one.text[name] == '=';
+    return isOption(common::lowered(one.text)) || (bFirst && bNamed);
+}
+
+// Joins the words of the reason, which begin at an index. The line has at least one word.
+static std::string reasonOf(const std::vector<word> &words, size_t first) {
+    static constexpr std::array missing{"LEVEL, CHECK and REASON are", "CHECK and REASON are", "REASON is"};
+    std::string reason;
+    for (size_t i = first; i < words.size(); i++) {
+        if (isLikeOption(words[i], i == first))
+            throw std::runtime_error(visible(words[i].text) +
+                                     " is in the reason: text= and until= come before the reason; write other words "
+                                     "with = in double quotes");
+        reason += (reason.empty() ? "" : " ") + words[i].text;
+    }
+    if (isBlank(reason))
+        throw std::runtime_error(std::string(missing[std::min<size_t>(words.size(), 3) - 1]) + " missing: " + pForm);
+    return reason;
+}
+
 waiverList::waiver waiverList::readWaiver(std::string_view line, size_t number, const std::string &today) {
-    const std::vector<std::string> words = wordsOf(line);
+    const std::vector<word> words = wordsOf(line);
     std::optional<std::string> text, until;
     size_t at = 3;
-    while (at < words.size() && (takeOption(words[at], "text=", text) || takeOption(words[at], "until=", until)))
+    while (at < words.size() &&
+           (takeOption(words[at].text, "text=", text) || takeOption(words[at].text, "until=", until)))
         at++;
-    std::string reason;
-    for (size_t i = at; i < words.size(); i++)
-        reason += (reason.empty() ? "" : " ") + words[i];
-    if (words.size() < 3 || isBlank(reason))
-        throw std::runtime_error(pForm);
+    const std::string reason = reasonOf(words, at);
     if (until && !isDate(*until))
         throw std::runtime_error("until=" + visible(*until) + " is no date such as until=2027-01-31");
     const bool bPast = until && *until < today;
     return {number,
-            shellPattern(words[0]),
-            shellPattern(words[1]),
-            words[2],
+            words[0].text,
+            words[1].text,
+            shellPattern(words[0].text),
+            shellPattern(words[1].text),
+            withoutOuterBlanks(words[2].text),
             text ? std::optional(shellPattern(*text)) : std::nullopt,
             {reason, until},
             bPast};
@@ -96,6 +142,7 @@ waiverList::waiver waiverList::readWaiver(std::string_view line, size_t number, 
 waiverList::waiverList(std::string fileName, std::string_view text, const std::string &today)
     : name(std::move(fileName)) {
     const codeSet utf8("utf8");
+    std::string faults;
     for (size_t number = 1; !text.empty(); number++) {
         const std::string line = utf8.toUtf8(nextLine(text));
         const size_t first = line.find_first_not_of(" \t");
@@ -104,9 +151,11 @@ waiverList::waiverList(std::string fileName, std::string_view text, const std::s
         try {
             waivers.push_back(readWaiver(line, number, today));
         } catch (const std::runtime_error &fault) {
-            throw std::runtime_error(name + ", line " + std::to_string(number) + ": " + fault.what());
+            faults += (faults.empty() ? "" : "\n") + name + ", line " + std::to_string(number) + ": " + fault.what();
         }
     }
+    if (!faults.empty())
+        throw std::runtime_error(faults);
     met.resize(waivers.size());
 }
 
@@ -133,8 +182,12 @@ waiverList::restMap waiverList::restsOf(const pass &one) {
     return rests;
 }
 
+static std::string idOf(const check &one) {
+    return one.titleMessage == 0 ? withoutOuterBlanks(one.title) : std::to_string(one.titleMessage);
+}
+
 bool waiverList::isMeant(const waiver &one, const check &met, const restMap &rests) {
-    if (one.check != (met.titleMessage == 0 ? met.title : std::to_string(met.titleMessage)))
+    if (one.check != idOf(met))
         return false;
     return !one.text || std::any_of(met.lines.begin(), met.lines.end(), [&](const line &now) {
         const auto rest = rests.find(now.text);
@@ -169,6 +222,33 @@ bool waiverList::mark(host &one) const {
     return bMarked;
 }
 
+waiverList::Reach waiverList::reachOf(const waiver &one, const check &met, const restMap &rests) {
+    const bool bGood = met.result == CheckResult::passed;
+    if (isMeant(one, met, rests))
+        return bGood ? Reach::good : Reach::check;
+    if (one.check == idOf(met))
+        return bGood ? Reach::goodOtherLine : Reach::check;
+    return one.check == withoutOuterBlanks(met.title) ? Reach::title : Reach::level;
+}
+
+void waiverList::noteReach(const waiver &one, const host &in, meeting &reached) const {
+    if (one.bPast || reached.bWarning || !one.host.matches(in.name))
+        return;
+    reached.reach = std::max(reached.reach, Reach::host);
+    for (const pass &now : in.passes) {
+        if (!one.level.matches(now.level.value_or("")))
+            continue;
+        reached.reach = std::max(reached.reach, Reach::level);
+        const restMap rests = one.text ? restsOf(now) : restMap();
+        for (const check &met : now.checks) {
+            const Reach reach = reachOf(one, met, rests);
+            if (reach == Reach::title)
+                reached.id = idOf(met);
+            reached.reach = std::max(reached.reach, reach);
+        }
+    }
+}
+
 void waiverList::apply(host &one) {
     const auto refuse = [&](refusal &refused, const pass &in, const check &now) {
         if (refused.count++ == 0)
@@ -180,11 +260,27 @@ void waiverList::apply(host &one) {
         else
             refuse(now.result == CheckResult::error ? met[number].error : met[number].open, in, now);
     });
+    for (size_t i = 0; i < waivers.size(); i++)
+        noteReach(waivers[i], one, met[i]);
     if (mark(one))
         judge(one);
 }
 
 // --- Complaints ---
+
+// Says which part of a waiver matched nothing.
+std::string waiverList::withoutWarning(const waiver &one, const meeting &reached) {
+    const std::string hostName = visible(one.hostName), level = visible(one.levelName), check = visible(one.check);
+    const std::string where = ", on hosts " + hostName + ", level " + level;
+    switch (reached.reach) {
+    case Reach::none: return "no host matches " + hostName;
+    case Reach::host: return "no level matches " + level + ", on hosts " + hostName;
+    case Reach::level: return "no check has the id " + check + where;
+    case Reach::title: return check + " has the id " + reached.id + ": write that in its place";
+    case Reach::check: return "text= matches no line of check " + check + where;
+    default: return "check " + check + " has no warning now" + where + ": remove this line";
+    }
+}
 
 std::vector<std::string> waiverList::complaints() const {
     std::vector<std::string> all;
@@ -200,7 +296,7 @@ std::vector<std::string> waiverList::complaints() const {
         if (waivers[i].bPast)
             all.push_back(where + "this waiver ended on " + *waivers[i].note.until);
         else if (!met[i].bWarning && met[i].error.count + met[i].open.count == 0)
-            all.push_back(where + "this waiver meets no warning");
+            all.push_back(where + "this waiver meets no warning: " + withoutWarning(waivers[i], met[i]));
     }
     return all;
 }

@@ -18,7 +18,7 @@ class waiverList {
 public:
     waiverList() = default;
 
-    // Reads the text of a file; `fileName` is for messages. Throws std::runtime_error, which names the first line that
+    // Reads the text of a file; `fileName` is for messages. Throws std::runtime_error, with a line for each line that
     // is not a waiver. `today` is a date such as "2027-01-31"; a waiver that ended before it does not apply.
     waiverList(std::string fileName, std::string_view text, const std::string &today);
 
@@ -35,6 +35,7 @@ public:
 private:
     struct waiver {
         size_t line;
+        std::string hostName, levelName; // as written
         shellPattern host, level;
         std::string check;
         std::optional<shellPattern> text;
@@ -46,9 +47,13 @@ private:
         std::string first;
         size_t count = 0;
     };
+    // How far a waiver has matched, at best; the next part did not match. `good` is a check that passed.
+    enum class Reach { none, host, level, title, goodOtherLine, check, good };
     struct meeting {
         bool bWarning = false;
         refusal error, open;
+        Reach reach = Reach::none;
+        std::string id; // of the check that has CHECK as its title
     };
 
     using restMap = std::unordered_map<std::string_view, std::string_view>;
@@ -56,6 +61,10 @@ private:
     static waiver readWaiver(std::string_view line, size_t number, const std::string &today);
     static restMap restsOf(const pass &one);
     static bool isMeant(const waiver &one, const check &met, const restMap &rests);
+    static Reach reachOf(const waiver &one, const check &met, const restMap &rests);
+    // Remembers how far a waiver that has met no warning matches a host.
+    void noteReach(const waiver &one, const host &in, meeting &reached) const;
+    static std::string withoutWarning(const waiver &one, const meeting &reached);
     // Calls meet(index of the waiver, pass, check) for each check that a waiver names and that has not passed.
     template <typename Host, typename Meet> void meetAll(Host &one, Meet meet) const;
 
