@@ -911,10 +911,10 @@ TEST(ReportComparison, ReadsJsonOfBothSchemas) {
         {"\"\xff\"", "is not JSON"},
         {string(1000000, '['), "is not JSON"},
         {"[]", "\"schema\""},
-        {without("\"schema\": 2", "\"schema\": 3"), "schema is not 1 or 2"},
+        {without("\"schema\": 2", "\"schema\": 3"), "old: schema 3: written by a newer version; write it again"},
         {without("\"hosts\": \\[", "\"hosts\": [1, "), "\"host\""},
         {without("\"failed\"", "\"bad\""), "\"result\""},
-        {without("\"text\": \"z\"", "\"text\": null"), "\"text\""},
+        {without("\"text\": \"z\"", "\"text\": null"), "host db1: level 12.1: \"text\" is null"},
         {without("\"clustered\": false", "\"clustered\": 0"), "\"clustered\""},
         {without("\"errors\": \\[\"one\"\\]", "\"errors\": 1"), "\"errors\""},
     };
@@ -953,8 +953,8 @@ TEST(ReportComparison, StandsInFrontOfTheRest) {
 Waived warnings: 1
 
 What changed since <old>
-Hosts that got worse: 1, unknown now: 0, new: 0, gone: 1, better: 0, with other
-changes only: 0
+Hosts that got worse: 1, with worse checks: 0, unknown now: 0, new: 0, gone: 1,
+better: 0, with other changes only: 0
 
 db1                WORSE    passed, now failed
   WORSE    a: passed, now error

@@ -1,6 +1,7 @@
 #include "compare.h"
 
 #include "sqloPrereqCheck.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -234,11 +235,20 @@ void collector::comparePasses(const host &before, const host &now) {
         addAll(Change::went, *pBefore);
 }
 
+// A pass with the clustered feature follows the one without.
+bool isBefore(const passName &a, const passName &b) {
+    const std::string left = a.level.value_or(""), right = b.level.value_or("");
+    return isNewerLevel(left, right) || (left == right && a.clustered < b.clustered);
+}
+
 std::vector<checkChange> collector::sorted(size_t passCount) {
-    for (checkChange &one : found)
+    for (checkChange &one : found) {
         one.bAllPasses = passCount > 1 && one.passes.size() == passCount;
-    std::stable_sort(found.begin(), found.end(),
-                     [](const checkChange &a, const checkChange &b) { return a.kind < b.kind; });
+        std::stable_sort(one.passes.begin(), one.passes.end(), isBefore);
+    }
+    std::stable_sort(found.begin(), found.end(), [](const checkChange &a, const checkChange &b) {
+        return a.kind < b.kind || (a.kind == b.kind && isBefore(a.passes[0], b.passes[0]));
+    });
     return std::move(found);
 }
 
@@ -294,9 +304,10 @@ void comparison::add(const host &now) {
     collector found(known);
     found.comparePasses(*pBefore, now);
     made.checks = found.sorted(std::max(pBefore->passes.size(), now.passes.size()));
-    bWorse = bWorse || made.kind == Change::worse ||
-             std::any_of(made.checks.begin(), made.checks.end(),
-                         [&](const checkChange &one) { return report::isWorse(one, *pBefore); });
+    made.bWorse = made.kind == Change::worse ||
+                  std::any_of(made.checks.begin(), made.checks.end(),
+                              [&](const checkChange &one) { return report::isWorse(one, *pBefore); });
+    bWorse = bWorse || made.bWorse;
     bUnknown = bUnknown || made.kind == Change::unknown ||
                std::any_of(made.checks.begin(), made.checks.end(),
                            [](const checkChange &one) { return report::isUnknown(one); });
@@ -313,8 +324,10 @@ void comparison::finish() {
         keep(std::move(made));
     }
     left.clear();
-    std::stable_sort(changes.begin(), changes.end(),
-                     [](const hostChange &a, const hostChange &b) { return a.kind < b.kind; });
+    std::stable_sort(changes.begin(), changes.end(), [](const hostChange &a, const hostChange &b) {
+        return std::make_tuple(a.kind != Change::worse, !a.bWorse, a.kind) <
+               std::make_tuple(b.kind != Change::worse, !b.bWorse, b.kind);
+    });
 }
 
 } // namespace report

@@ -35,6 +35,7 @@ struct checkChange {
 struct hostChange {
     std::string name;
     Change kind = Change::same;
+    bool bWorse = false; // the host or one of its checks got worse
     std::optional<HostResult> before, now;
     std::vector<checkChange> checks; // the worst kind first
 };
@@ -52,7 +53,7 @@ public:
     const std::string &since() const {
         return name;
     }
-    // The hosts with a change, those that got worse first.
+    // The hosts with a change: first those that got worse, then those with checks that got worse.
     const std::vector<hostChange> &hosts() const {
         return changes;
     }

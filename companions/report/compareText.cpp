@@ -8,12 +8,16 @@ namespace report {
 
 std::string countsOf(const comparison &all, const messages &own) {
     std::array<size_t, 7> counts{};
+    size_t worseChecks = 0;
     for (const hostChange &one : all.hosts())
-        counts[static_cast<size_t>(one.kind)]++;
+        if (one.bWorse && one.kind != Change::worse)
+            worseChecks++;
+        else
+            counts[static_cast<size_t>(one.kind)]++;
     const auto count = [&](Change kind) { return std::to_string(counts[static_cast<size_t>(kind)]); };
     return own.text(all.hosts().empty() ? Message::nothingChanged : Message::changesCounted,
                     {count(Change::worse), count(Change::unknown), count(Change::came), count(Change::went),
-                     count(Change::better), count(Change::same)});
+                     count(Change::better), count(Change::same), std::to_string(worseChecks)});
 }
 
 // The text for a result, given by its name in JSON.

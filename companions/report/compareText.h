@@ -10,7 +10,8 @@
 
 namespace report {
 
-// Says how many hosts have each change, or that nothing has changed.
+// Says how many hosts have each change, or that nothing has changed. A host is counted once: if only checks of it got
+// worse, as a host with worse checks.
 std::string countsOf(const comparison &all, const messages &own);
 
 // "passed, now failed".

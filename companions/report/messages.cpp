@@ -209,7 +209,8 @@ constexpr std::array rows{
     row{Message::changesHeading, "What changed since %1"},
     row{Message::nothingChanged, "Nothing has changed."},
     row{Message::changesCounted,
-        "Hosts that got worse: %1, unknown now: %2, new: %3, gone: %4, better: %5, with other changes only: %6"},
+        "Hosts that got worse: %1, with worse checks: %7, unknown now: %2, new: %3, gone: %4, better: %5, with other "
+        "changes only: %6"},
     row{Message::resultChanged, "%1, now %2"},
     row{Message::resultNow, "now %1"},
     row{Message::resultBefore, "was %1"},

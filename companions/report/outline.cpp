@@ -274,24 +274,6 @@ std::string countsOf(const std::vector<host> &hosts, const messages &own) {
                      count(HostResult::warning), count(HostResult::passed)});
 }
 
-// Compares names by their numbers, as 11.5 and 9.8; what is no number is the oldest.
-static bool isNewer(const std::string &a, const std::string &b) {
-    const auto numbersOf = [](const std::string &name) {
-        std::vector<std::string> numbers; // as texts, which may be longer than any number
-        for (size_t at = 0; (at = name.find_first_of("0123456789", at)) != std::string::npos;) {
-            const size_t start = std::min(name.find_first_not_of('0', at), name.size());
-            at = std::min(name.find_first_not_of("0123456789", start), name.size());
-            numbers.push_back(name.substr(start, at - start));
-        }
-        return numbers;
-    };
-    const std::vector<std::string> left = numbersOf(a), right = numbersOf(b);
-    for (size_t i = 0; i < std::min(left.size(), right.size()); i++)
-        if (left[i] != right[i])
-            return std::make_pair(left[i].size(), left[i]) > std::make_pair(right[i].size(), right[i]);
-    return std::make_pair(left.size(), a) > std::make_pair(right.size(), b);
-}
-
 levelColumns::levelColumns(const std::vector<host> &hosts) {
     constexpr size_t most = 40;
     std::map<std::string, PassResult> worst;
@@ -304,13 +286,13 @@ levelColumns::levelColumns(const std::vector<host> &hosts) {
     const auto isBad = [&](const std::string &name) { return worst[name] >= PassResult::incomplete; };
     for (const auto &[name, result] : worst)
         names.push_back(name);
-    std::sort(names.begin(), names.end(), isNewer);
+    std::sort(names.begin(), names.end(), isNewerLevel);
     if (names.size() > most) {
         std::stable_partition(names.begin(), names.end(), isBad);
         hidden = names.size() - most;
         hiddenBad = static_cast<size_t>(std::count_if(names.begin() + most, names.end(), isBad));
         names.resize(most);
-        std::sort(names.begin(), names.end(), isNewer);
+        std::sort(names.begin(), names.end(), isNewerLevel);
     }
     for (size_t i = 0; i < names.size(); i++)
         places[names[i]] = i;

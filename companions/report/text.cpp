@@ -265,4 +265,21 @@ std::optional<std::tm> timeOf(const std::string &text) {
     return time;
 }
 
+bool isNewerLevel(const std::string &a, const std::string &b) {
+    const auto numbersOf = [](const std::string &name) {
+        std::vector<std::string> numbers; // as texts, which may be longer than any number
+        for (size_t at = 0; (at = name.find_first_of("0123456789", at)) != std::string::npos;) {
+            const size_t start = std::min(name.find_first_not_of('0', at), name.size());
+            at = std::min(name.find_first_not_of("0123456789", start), name.size());
+            numbers.push_back(name.substr(start, at - start));
+        }
+        return numbers;
+    };
+    const std::vector<std::string> left = numbersOf(a), right = numbersOf(b);
+    for (size_t i = 0; i < std::min(left.size(), right.size()); i++)
+        if (left[i] != right[i])
+            return std::make_pair(left[i].size(), left[i]) > std::make_pair(right[i].size(), right[i]);
+    return std::make_pair(left.size(), a) > std::make_pair(right.size(), b);
+}
+
 } // namespace report

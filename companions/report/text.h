@@ -68,6 +68,9 @@ bool isBlank(std::string_view text);
 // The time that the program printed as this text; none if the text is something else.
 std::optional<std::tm> timeOf(const std::string &text);
 
+// Compares names of levels by their numbers, as 11.5 and 9.8; a name without a number is the oldest.
+bool isNewerLevel(const std::string &a, const std::string &b);
+
 } // namespace report
 
 #endif
