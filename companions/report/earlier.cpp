@@ -2,6 +2,7 @@
 
 #include "judge.h"
 #include "reader.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -17,22 +18,37 @@ using rapidjson::Value;
 
 // --- Members ---
 
-std::runtime_error fault(const char *pName) {
-    return std::runtime_error(std::string("\"") + pName + "\" is missing or is not what kvxprereqreport writes");
+// Names a value for a message.
+std::string shown(const Value &value) {
+    constexpr size_t longest = 40;
+    if (value.IsString())
+        return '"' + visible(std::string_view(value.GetString(), value.GetStringLength()).substr(0, longest)) + '"';
+    if (value.IsInt())
+        return std::to_string(value.GetInt());
+    static constexpr std::array kinds{"null", "false", "true", "an object", "a list", "a text", "a number"};
+    return kinds[value.GetType()];
+}
+
+std::runtime_error missing(const char *pName) {
+    return std::runtime_error(std::string("\"") + pName + "\" is missing");
+}
+
+std::runtime_error fault(const char *pName, const Value &found) {
+    return std::runtime_error(std::string("\"") + pName + "\" is " + shown(found));
 }
 
 const Value &member(const Value &object, const char *pName) {
     if (!object.IsObject())
-        throw fault(pName);
+        throw missing(pName);
     const auto found = object.FindMember(pName);
     if (found == object.MemberEnd())
-        throw fault(pName);
+        throw missing(pName);
     return found->value;
 }
 
 std::string textOf(const Value &value, const char *pName) {
     if (!value.IsString())
-        throw fault(pName);
+        throw fault(pName, value);
     return {value.GetString(), value.GetStringLength()};
 }
 
@@ -44,34 +60,41 @@ std::optional<std::string> textOrNull(const Value &object, const char *pName) {
 std::optional<bool> flagOrNull(const Value &object, const char *pName) {
     const Value &value = member(object, pName);
     if (!value.IsNull() && !value.IsBool())
-        throw fault(pName);
+        throw fault(pName, value);
     return value.IsNull() ? std::nullopt : std::optional(value.GetBool());
 }
 
 std::optional<int> numberOrNull(const Value &object, const char *pName) {
     const Value &value = member(object, pName);
     if (!value.IsNull() && !value.IsInt())
-        throw fault(pName);
+        throw fault(pName, value);
     return value.IsNull() ? std::nullopt : std::optional(value.GetInt());
 }
 
 Value::ConstArray listIn(const Value &object, const char *pName) {
     const Value &value = member(object, pName);
     if (!value.IsArray())
-        throw fault(pName);
+        throw fault(pName, value);
     return value.GetArray();
 }
 
 // Finds a result by its name.
-template <typename Result> Result resultOf(const std::string &name, const char *pName) {
+template <typename Result> Result resultIn(const Value &object, const char *pName = "result") {
+    const Value &value = member(object, pName);
+    const std::string name = textOf(value, pName);
     for (int i = 0; i < 4; i++)
         if (name == nameOf(static_cast<Result>(i)))
             return static_cast<Result>(i);
-    throw fault(pName);
+    throw fault(pName, value);
 }
 
-template <typename Result> Result resultIn(const Value &object) {
-    return resultOf<Result>(textOf(member(object, "result"), "result"), "result");
+// Calls read(). A fault in it gets a name of the place.
+template <typename Read> auto readAt(const std::string &place, Read read) {
+    try {
+        return read();
+    } catch (const std::runtime_error &error) {
+        throw std::runtime_error(place + ": " + error.what());
+    }
 }
 
 // --- Records ---
@@ -102,8 +125,8 @@ check checkIn(const Value &value) {
 entry entryIn(const Value &value) {
     entry made;
     made.text = textOf(member(value, "text"), "text");
-    if (const std::optional<std::string> severity = textOrNull(value, "severity"))
-        made.severity = resultOf<CheckResult>(*severity, "severity");
+    if (textOrNull(value, "severity"))
+        made.severity = resultIn<CheckResult>(value, "severity");
     return made;
 }
 
@@ -111,30 +134,35 @@ pass passIn(const Value &value) {
     pass made;
     made.level = textOrNull(value, "level");
     made.clustered = flagOrNull(value, "clustered");
-    made.result = resultIn<PassResult>(value);
-    for (const Value &one : listIn(value, "checks"))
-        made.checks.push_back(checkIn(one));
-    for (const Value &one : listIn(value, "entries"))
-        made.entries.push_back(entryIn(one));
-    return made;
+    return readAt("level " + visible(nameOf(made)), [&] {
+        made.result = resultIn<PassResult>(value);
+        for (const Value &one : listIn(value, "checks"))
+            made.checks.push_back(checkIn(one));
+        for (const Value &one : listIn(value, "entries"))
+            made.entries.push_back(entryIn(one));
+        return made;
+    });
 }
 
 host hostIn(const Value &value) {
     host made;
     made.name = textOf(member(value, "host"), "host");
-    made.status = numberOrNull(value, "status");
-    made.result = resultIn<HostResult>(value);
-    for (const Value &one : listIn(value, "errors"))
-        made.errors.push_back(textOf(one, "errors"));
-    for (const Value &one : listIn(value, "passes"))
-        made.passes.push_back(passIn(one));
-    return made;
+    return readAt("host " + visible(made.name), [&] {
+        made.status = numberOrNull(value, "status");
+        made.result = resultIn<HostResult>(value);
+        for (const Value &one : listIn(value, "errors"))
+            made.errors.push_back(textOf(one, "errors"));
+        for (const Value &one : listIn(value, "passes"))
+            made.passes.push_back(passIn(one));
+        return made;
+    });
 }
 
 std::vector<host> hostsIn(const Value &document) {
-    const std::optional<int> schema = numberOrNull(document, "schema");
-    if (schema.value_or(0) < 1 || schema.value_or(0) > 2)
-        throw std::runtime_error("its schema is not 1 or 2");
+    const int schema = numberOrNull(document, "schema").value_or(0);
+    if (schema < 1 || schema > 2)
+        throw std::runtime_error("schema " + std::to_string(schema) +
+                                 (schema > 2 ? ": written by a newer version" : ": not 1 or 2"));
     std::vector<host> hosts;
     for (const Value &one : listIn(document, "hosts"))
         hosts.push_back(hostIn(one));
@@ -168,7 +196,7 @@ std::vector<host> readEarlier(const std::string &fileName, std::string text, con
         }
         return hosts;
     } catch (const std::runtime_error &error) {
-        throw std::runtime_error(fileName + ": " + error.what());
+        throw std::runtime_error(fileName + ": " + error.what() + "; write it again with --format=json");
     }
 }
 
