@@ -48,7 +48,7 @@ std::string translationFor(const std::string &localeName, const fs::path &direct
     std::string name = localeName.substr(0, localeName.find_first_of(".@"));
     std::replace(name.begin(), name.end(), '-', '_');
     const std::string language = name.substr(0, name.find('_'));
-    if (language == pEnglish || isPlain(name))
+    if (localeName.empty() || language == pEnglish || (!name.empty() && isPlain(name)))
         return pEnglish;
     const std::string served = checkersDirectory(name);
     for (const std::string &candidate : {name, served.substr(0, served.find('.')), language})
