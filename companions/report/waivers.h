@@ -47,8 +47,16 @@ private:
         std::string first;
         size_t count = 0;
     };
-    // How far a waiver has matched, at best; the next part did not match. `good` is a check that passed.
-    enum class Reach { none, host, level, title, goodOtherLine, check, good };
+    // The parts of a waiver that have matched, in the order of their worth for a message.
+    enum class Reach {
+        none,
+        host,
+        level,         // no check has the id
+        title,         // a check has CHECK as its title, but another id
+        goodOtherLine, // the check passed, and text= matches no line of it
+        check,         // text= matches no line of a check that did not pass
+        good           // everything matches a check that passed
+    };
     struct meeting {
         bool bWarning = false;
         refusal error, open;
