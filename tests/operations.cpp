@@ -314,13 +314,13 @@ static int catalog(words) {
     return show(message(1));
 }
 
-// Sends each sink its text.
+// Sends each sink its text, and shows a text of its own.
 static int sinks(words) {
     char szLine[8] = "line";
     logMessage(szLine);
     logRemoteMessage("remote");
     logGUIMessage("gui");
-    return show(szLine);
+    return show("end");
 }
 
 // Writes a level's summary with its failures to the report and, with bPrintSummary, to standard error.
