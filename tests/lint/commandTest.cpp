@@ -71,16 +71,20 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_EQ(other.status, 2);
     EXPECT_TRUE(holds(other.out, "kvxprereqlint: /nowhere: No such file or directory\n")) << other.out;
     EXPECT_TRUE(holds(other.out, ":4:1: error: ")) << "the other file is judged all the same";
+    EXPECT_TRUE(holds(run(writeFile("<!x <KVXLevel \"12\">\n")).out, ":1:5: error: level 12 is offered"))
+        << "the program offers a level even in a declaration";
 }
 
 TEST(LintCommand, WeighsFindingsAsItIsAsked) {
-    const string file = levelOf("<UMASK></UMASK>\n<UMASK>022</UMASK>\n<ksh>1</ksh>");
+    const string file = levelOf("<UMASK></UMASK>\n<UMASK>022</UMASK>\n<ksh>1</ksh>\n<m4Package>m4</m4Package>");
     EXPECT_EQ(run(file).status, 1);
     EXPECT_EQ(run("--fail-on=error " + file).status, 0) << "a warning";
     EXPECT_EQ(run("--exclude=letter-case,empty " + file).status, 0);
     const commandResult unread = run("--unread --exclude=empty " + file);
     EXPECT_TRUE(holds(unread.out, ":5:1: note: no check reads ksh (a label) [unread]")) << unread.out;
+    EXPECT_TRUE(holds(unread.out, ":6:1: note: no check reads m4Package (a package that ")) << unread.out;
     EXPECT_EQ(unread.status, 0) << "a note is for information";
+    EXPECT_TRUE(holds(run(levelOf("")).out, ":1:1: warning: no check reads anything")) << "not an error";
 }
 
 TEST(LintCommand, WritesForProgramsToo) {

@@ -192,8 +192,9 @@ const std::vector<mistake> mistakes = {
     {"whole-number", onSuse, R"(LinuxDistro >= 8">)"},
     {"whole-number", fromRhel9, R"(RHELVersion >= 9 KVXLevel >= 11.5">)"},
     {"contradiction", fromRhel9, R"(RHELVersion >= 9 RHELVersion < 8">)"},
+    // only the first is reported, because the section around both may lack its closing tag
     {"contradiction", "      <chronyVersion>4.1</chronyVersion>",
-     "      <SLES value=\"LinuxDistro = SUSE\">\n      </SLES>\n"},
+     "<SLES value=\"LinuxDistro = SUSE\">\n</SLES>\n<SLES value=\"LinuxDistro = SUSE\">\n</SLES>\n"},
     {"distribution", R"(LinuxDistro = RHEL RHELVersion >= 9">)", R"(RHELVersion >= 10">)",
      R"(LinuxDistro = RHEL RHELVersion >= 10">)"},
     {"distribution", fromCentos8, R"(CNTVersion = 8 CNTSP >= 4">)", R"(CNTVersion = 8">)"},
@@ -276,6 +277,7 @@ const std::vector<fineChange> fineChanges = {
     // a comment around another one
     {mask, "<!--\n<!-- a mask -->\n-->\n<UMASK>022</UMASK>"},
     {"<MinOSVersion>4<", "<MinOSVersion> 4 <"},
+    {"<UMASK>022<", "<UMASK>7<"},
     {rhel, R"(<RHEL value = "LinuxDistro = RHEL" > <!-- all of them -->)"},
     {R"(<SLES value="LinuxDistro = SUSE">)", R"(<SLES value="  LinuxDistro   = SUSE SLESVersion < 13 SLESSP >= 2 ">)"},
     {rhel, R"(<RHEL value="LinuxDistro = RHEL KVXLevel = 12.1">)"},
