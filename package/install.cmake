@@ -4,14 +4,15 @@
 # 1.0.0 had the program and a directory for each locale in lib/kvxprereq. Neither dpkg nor rpm can replace such a directory by
 # a link, so everything is one directory deeper now.
 set(KVX_PRIVATE_DIR lib/kvxprereq/checker)
-set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # not by the umask: whoever can write there can replace the program
-    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(KVX_PROGRAM_MODE OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+# Not by the umask: whoever can write to a directory can replace the program in it.
+set(CMAKE_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS ${KVX_PROGRAM_MODE})
 set(KVX_INSTALLED ${PROJECT_BINARY_DIR}/installed) # files that only the installation needs
 
 install(TARGETS kvxprereqcheck RUNTIME DESTINATION ${KVX_PRIVATE_DIR})
 install(PROGRAMS package/kvxprereqcheck DESTINATION bin)
 install(FILES samples/KVXprereqs.xml CHANGES DESTINATION share/doc/kvxprereqcheck)
-install(DIRECTORY docs/examples DESTINATION share/doc/kvxprereqcheck USE_SOURCE_PERMISSIONS)
+install(DIRECTORY docs/examples DESTINATION share/doc/kvxprereqcheck FILE_PERMISSIONS ${KVX_PROGRAM_MODE})
 file(GLOB KVX_COMPLETIONS CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/completions/kvxprereqcheck)
 install(FILES ${KVX_COMPLETIONS} DESTINATION share/bash-completion/completions)
 # zsh has one file for all programs, and looks for it in another directory on Debian. fish needs a file for each program.
