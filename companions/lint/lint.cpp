@@ -48,7 +48,8 @@ bool hasOldLineEnds(string_view file) {
 class fileJudge {
 public:
     fileJudge(string_view text, const judgeOptions &options, findingList &list)
-        : file(text), findings(list), line(list), markups(text), section(line, reader, options.bUnread) {
+        : file(text), lastPlatform(text.rfind(platformLine())), lastPlatformEnd(text.rfind("</platform>")),
+          findings(list), line(list), markups(text), section(line, reader, options.bUnread) {
     }
 
     // Judges the file. Returns the number of suppressed findings.
@@ -361,7 +362,7 @@ private:
                                           }),
                            findings.all.end());
         line.reportAt(Rule::noPlatform, levelAt.first, levelAt.second,
-                      "the level has no platform section, so the program reads that of a level below, or none: write " +
+                      "the level has no platform section, so the program " + readInstead() + ": write " +
                           platformLine() + " and </platform>");
     }
 
@@ -372,6 +373,7 @@ private:
             if (pPlatform != nullptr && pPlatform->comment != 0)
                 line.reportComment(*pPlatform, "the platform section counts");
             beginPlatform();
+            bPlatformFound = true;
             judgeOthers(pPlatform, "the platform");
         } else if (pPlatform != nullptr && pPlatform->comment == 0)
             judgePlatformForm(*pPlatform);
@@ -393,10 +395,20 @@ private:
         });
     }
 
+    // Is a place of the file on the current line or below it?
+    bool isAhead(std::size_t place) const {
+        return place != npos && place >= static_cast<std::size_t>(line.below.data() - file.data());
+    }
+
+    // Says what the program does with a level whose platform section it does not find.
+    string readInstead() const {
+        return isAhead(lastPlatform) ? "reads the next one below" : "checks the level without requirements";
+    }
+
     void beginPlatform() {
         platformTag = platformName;
         platformAt = {line.number, std::min(line.text.find('<'), line.text.size()) + 1};
-        bOutsideReported = false;
+        bOutsideReported = bPlatformFound = false;
     }
 
     // Does the author mean a section for Linux: one that names no platform, or Linux in another form?
@@ -426,7 +438,7 @@ private:
                                                                 : Rule::platformForm;
         line.report(
             id, part.column,
-            "the program does not find this section and reads that of a level below: write " + platformLine() +
+            "the program does not find this section and " + readInstead() + ": write " + platformLine() +
                 (bLetters && part.kind == MarkupKind::opening ? "" : ", and </platform> where the section ends"));
         reader.take(platformLine()); // judge its lines as if the program read them
         beginPlatform();
@@ -434,12 +446,20 @@ private:
         bPlatformClosed = part.kind == MarkupKind::element;
     }
 
+    // Says which lines the program takes for a level whose platform section is not closed. It takes none if it does not
+    // find the section, which is reported there.
+    string takenToo() const {
+        if (!bPlatformFound)
+            return "";
+        return isAhead(lastPlatformEnd) ? ", so the program takes the lines down to the next </platform> for it, too"
+                                        : ", so the program takes the lines down to the end of the file for it";
+    }
+
     void reportOpenPlatform() {
         if (!bPlatformClosed)
-            line.reportAt(
-                Rule::unclosed, platformAt.first, platformAt.second,
-                "the platform section is not closed before its level ends, so the program reads the next level's lines "
-                "for this one, too: put </platform> on a line of its own above </KVXLevel>");
+            line.reportAt(Rule::unclosed, platformAt.first, platformAt.second,
+                          "the platform section is not closed before its level ends" + takenToo() +
+                              ": put </platform> on a line of its own above </KVXLevel>");
         bPlatformClosed = true;
     }
 
@@ -554,6 +574,7 @@ private:
     };
 
     const string_view file;
+    const std::size_t lastPlatform, lastPlatformEnd; // in the file, in the form that the program reads
     findingList &findings;
     judgedLine line;
     markupReader markups;
@@ -568,6 +589,7 @@ private:
     bool bLevelClosed = false;              // its closing tag came
     bool bAnyLevel = false;                 // a line is meant to offer one
     bool bConflict = false;                 // between the marks of a conflict
+    bool bPlatformFound = false;            // the program reads the platform section
     bool bPlatformClosed = false;           // or reported as open
     bool bOtherPlatform = false;            // in a platform section that the program does not read
     bool bOutsideReported = false;          // reported once for the lines in a row

@@ -117,6 +117,17 @@ TEST(Lint, FindsNothingWhereItsAdviceWasFollowed) {
     }
 }
 
+// With a level below, the program reads that level's lines; the last level of a file has nothing to read instead.
+TEST(Lint, SaysWhatIsReadInsteadOfAPlatformSection) {
+    const string bad = "<KVXLevel value=\"1.0\">\n<platform value=\"linux\">\n";
+    const string open = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n";
+    const string level = open + "<UMASK>022</UMASK>\n</platform>\n";
+    EXPECT_NE(textsOf(found(bad)).find("section and checks the level without"), string::npos);
+    EXPECT_NE(textsOf(found(bad + level)).find("section and reads the next one below"), string::npos);
+    EXPECT_NE(textsOf(found(open)).find("down to the end of the file"), string::npos);
+    EXPECT_NE(textsOf(found(open + level)).find("down to the next </platform>"), string::npos);
+}
+
 TEST(Lint, IsSilentOnWhatIsFine) {
     for (const fineChange &row : fineChanges) {
         const auto findings = found(changedSample(row.good, row.changed).file);
