@@ -127,13 +127,30 @@ fault noFault() {
     return {Rule::number, ""};
 }
 
-fault faultOfNumber(const string &text) {
+// Says how to give several numbers, such as 5.14, in the elements of a level's parts, the first one in that of a tag.
+string numbersApart(int tag, string_view numbers) {
+    string advice = "write " + string(numbers.substr(0, numbers.find('.'))) + " here";
+    const char *pBetween = " and ", *pWhere = " on the next line";
+    for (const auto &parts : levelParts) {
+        const Tag *pPart = std::find(std::begin(parts), std::end(parts), tag);
+        while (std::end(parts) - pPart > 1 && holds(numbers, ".")) {
+            numbers.remove_prefix(numbers.find('.') + 1);
+            pPart++;
+            advice += pBetween + element(ppszTagName[*pPart], numbers.substr(0, numbers.find('.'))) + pWhere;
+            pBetween = ", and ";
+            pWhere = " on the line below that";
+        }
+    }
+    return advice;
+}
+
+fault faultOfNumber(int tag, const string &text) {
     const string_view bare = trimmed(text);
     if (sqloCheckIsNumber(string(bare).c_str()) && !bare.empty())
         return noFault();
-    const bool bParts = holds(bare, ".") && std::isdigit(static_cast<unsigned char>(bare[0]));
+    const string_view numbers = firstNumber(text);
     return {Rule::number, "this is not a whole number and counts as " + std::to_string(leadingNumber(text.c_str())) +
-                              (bParts ? ": give each part in the element of its own tag" : ": write digits only")};
+                              ": " + (holds(numbers, ".") ? numbersApart(tag, numbers) : "write digits only")};
 }
 
 fault faultOfMask(const string &text) {
@@ -177,17 +194,28 @@ fault faultOfRuntime(const string &text, bool bLibrary) {
     return noFault();
 }
 
-fault faultOfPackage(const string &text, bool bPath) {
-    if (isPackageName(text, bPath))
-        return noFault();
-    return {Rule::packageName,
-            "\"" + text +
-                "\" cannot be the name of a package: write the name alone, without blanks, version, pattern or "
-                "quotes"};
+// The tag that gives the lowest version of the package of another tag; -1 without one.
+int versionTagFor(int package) {
+    const auto *pFound = std::find_if(std::begin(dependences), std::end(dependences), [&](const dependence &pair) {
+        return pair.needed == package && useOf(pair.tag).text == TextKind::version;
+    });
+    return pFound == std::end(dependences) ? -1 : pFound->tag;
 }
 
-// Finds what is wrong with a text, by what the program reads it as.
-fault faultOf(const string &text, TextKind kind) {
+fault faultOfPackage(int tag, const string &text, bool bPath) {
+    if (isPackageName(text, bPath))
+        return noFault();
+    const std::size_t behindName = text.find_first_of(" <>=");
+    const bool bVersion = behindName != npos && !firstNumber(string_view(text).substr(behindName)).empty();
+    const int versionTag = bVersion ? versionTagFor(tag) : -1;
+    return {Rule::packageName, "\"" + text + "\" cannot be the name of a package: write the name alone, " +
+                                   (versionTag < 0 ? "without blanks, version, pattern or quotes"
+                                                   : "and the lowest version in " + opening(ppszTagName[versionTag]))};
+}
+
+// Finds what is wrong with the text of a tag, by what the program reads it as.
+fault faultOf(int tag, const string &text) {
+    const TextKind kind = useOf(tag).text;
     const string_view foreign = foreignCharacter(text);
     if (holdsEntity(text))
         return {Rule::entity, "the program does not resolve entities: write the character itself"};
@@ -195,13 +223,13 @@ fault faultOf(const string &text, TextKind kind) {
         return {Rule::lookAlike, foreignHint(foreign, latinized(text))};
     switch (kind) {
     case TextKind::any: break;
-    case TextKind::number: return faultOfNumber(text);
+    case TextKind::number: return faultOfNumber(tag, text);
     case TextKind::mask: return faultOfMask(text);
     case TextKind::version: return faultOfVersion(text);
     case TextKind::library: return faultOfRuntime(text, true);
     case TextKind::symbol: return faultOfRuntime(text, false);
-    case TextKind::package: return faultOfPackage(text, false);
-    case TextKind::command: return faultOfPackage(text, true);
+    case TextKind::package: return faultOfPackage(tag, text, false);
+    case TextKind::command: return faultOfPackage(tag, text, true);
     }
     return noFault();
 }
@@ -874,7 +902,7 @@ void sectionJudge::judgeValue(const markup &part, const lineEffect &effect) {
 void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
     const tagUse &use = useOf(tag);
     const string name(part.name);
-    const auto [rule, message] = faultOf(text, use.text);
+    const auto [rule, message] = faultOf(tag, text);
     if (!message.empty())
         line.report(rule, line.columnOf(part.text), message);
     if (rule == Rule::entity)

@@ -75,7 +75,7 @@ static string textsOf(const std::vector<foundText> &findings) {
 
 // The texts that a finding says to write letter by letter.
 static std::vector<string> advisedTexts(const string &text) {
-    static const std::regex patterns[] = {std::regex("write (<[^<>]*>(?:[^<> ]*</[^<>]*>)?)"),
+    static const std::regex patterns[] = {std::regex("(?:write|here and|version in) (<[^<>]*>(?:[^<> ]*</[^<>]*>)?)"),
                                           std::regex("write \"([^\"]*)\""), std::regex("write ([\\w.+]+)$")};
     std::vector<string> texts;
     for (const std::regex &pattern : patterns)

@@ -221,6 +221,7 @@ const std::vector<mistake> mistakes = {
     {"second-part", fromCentos8, R"(CNTVersion >= 8 CNTSP >= 2">)"},
     // Values
     {"number", "<MinOSVersion>4<", "<MinOSVersion>4.12<"},
+    {"number", "<LibCMajorRelease>26<", "<LibCMajorRelease>26.0<"},
     {"number", "<UMASK>022<", "<UMASK>u=rwx<"},
     {"number", "<UMASK>022<", "<UMASK>0o22<"},
     {"number", "<chronyVersion>3.5<", "<chronyVersion>3.5 or later<"},
