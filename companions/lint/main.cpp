@@ -173,6 +173,8 @@ void takeOption(int found, const char *pText, arguments &given) {
 constexpr long FIRST_WITHOUT_SUSE_RELEASE = 15;
 
 void checkHost(const lint::describedHost &host) {
+    if (host.distribution.empty())
+        throw usageError("--distribution is missing, such as RHEL");
     if (!lint::isKnownDistribution(host.distribution))
         throw usageError("--distribution is RHEL, SUSE, UBUNTU, INSPUR or CENTOS");
     if (host.release.empty())
