@@ -219,6 +219,8 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
     const string error = checkOf("c", "z", MSG_SEVERITY_ERROR);
     const string open = message(MSG_CHECK_HEADING, {"d"}) + "\n";
     const string fault = message(MSG_REQUIRED_VERSION, {"ksh", "93"}) + "\n";
+    const string silent = checkOf("ksh", "", MSG_SEVERITY_WARNING);
+    const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"}) + "\n\n";
     expectJudged({
         {start + passed + good(), "", {}, "passed, 12.1 passed 1+0"},
         // df that fails records no entry: the verdict is good all the same
@@ -242,6 +244,9 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
          "",
          {},
          "failed, 12.1 failed 1+0"},
+        // Only the list has a line about the check. A check that passed cannot have written it.
+        {start + silent + bad("12.1", false, missing), "", {}, "warning, 12.1 warning 1+1"},
+        {start + checkOf("ksh", "") + warning + bad("12.1", false, missing), "", {}, "failed, 12.1 failed 2+1"},
         // a fault of the level's own stands outside of a check
         {start + fault + bad("12.1", false, fault), "", {}, "failed, 12.1 failed 1+1"},
     });

@@ -93,6 +93,7 @@ constexpr std::array messageRows{
     messageRow{MSG_REQUIRED_WITH_RELEASE, Kind::packages},
     messageRow{MSG_REQUIRED_VERSION, Kind::packages},
     messageRow{MSG_PACKAGE_NOT_INSTALLED, Kind::packages},
+    messageRow{MSG_REQUIREMENT_NOT_MET, Kind::packages}, // other kinds have it below the line with the requirement
 };
 
 struct wordRow {
@@ -105,6 +106,7 @@ constexpr std::array requirementWords{
     wordRow{"UMASK", Kind::umask},
     wordRow{"ntp", Kind::timeService},
     wordRow{"chrony", Kind::timeService},
+    wordRow{"(glibc)", Kind::cLibrary},
 };
 
 // Words in texts that are in no catalog.

@@ -1,10 +1,13 @@
 #include "judge.h"
 
+#include "sqloPrereqCheck.h"
+
 #include <algorithm>
 #include <array>
 #include <set>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace report {
 
@@ -30,6 +33,30 @@ void judgeUntitled(pass &one) {
     for (const line &text : one.checks[0].lines)
         if (entries.count(text.text) > 0)
             one.checks[0].result = CheckResult::error;
+}
+
+// The block of a missing package has no line if no version is required: only the list says what was not found. Gives
+// this line to the checks that have the missing object as their title, so that they own the entry. A check that passed
+// or has no result cannot have written it.
+void addListedLines(pass &one) {
+    std::unordered_set<std::string_view> shown;
+    std::unordered_multimap<std::string_view, check *> byTitle;
+    for (check &now : one.checks) {
+        for (const line &text : now.lines)
+            shown.insert(text.text);
+        if (isBad(now.result))
+            byTitle.emplace(now.title, &now);
+    }
+    std::vector<std::pair<check *, line>> found; // added at the end, because the set refers to the lines
+    for (const entry &now : one.entries) {
+        if (now.message != MSG_REQUIREMENT_NOT_MET || now.tokens.size() < 2 || !shown.insert(firstLineOf(now)).second)
+            continue;
+        const auto [first, end] = byTitle.equal_range(now.tokens[1]);
+        for (auto owner = first; owner != end; ++owner)
+            found.emplace_back(owner->second, line{now.message, now.tokens, std::string(firstLineOf(now))});
+    }
+    for (auto &[pOwner, text] : found)
+        pOwner->lines.push_back(std::move(text));
 }
 
 // Finds the severity of each entry. An entry belongs to every check with an error or warning that shows the entry's
@@ -108,6 +135,7 @@ bool isWhole(const pass &one) {
 
 void judgePass(pass &one, const std::optional<int> &status) {
     judgeUntitled(one);
+    addListedLines(one);
     findSeverities(one);
     one.result = judgeVerdict(one, status);
     for (const check &now : one.checks)

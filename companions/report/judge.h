@@ -7,7 +7,8 @@
 
 namespace report {
 
-// Stores the severity of entries, the results of passes and host, and the doubts. Removes a pass when a later one has
+// Stores the severity of entries, the results of passes and host, and the doubts. Gives a check the line that only the
+// list behind the verdict has. Removes a pass when a later one has
 // the same level and kind.
 void judge(host &one);
 

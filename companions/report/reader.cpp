@@ -298,7 +298,7 @@ void partReader::keepEntry(std::string_view printed, const explanation &known) {
     const line now = lineOf(printed, known, encoding);
     const bool bNew = bBlank || (bExplained && !isRequirement(lastEntryMessage));
     if (bNew || entries.empty())
-        entries.push_back({now.text, std::nullopt, now.message});
+        entries.push_back({now.text, std::nullopt, now.message, false, now.tokens});
     else
         entries.back().text += '\n' + now.text;
     lastEntryMessage = now.message;

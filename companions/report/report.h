@@ -30,7 +30,9 @@ struct check {
     int titleMessage = 0; // 0: the title is no text of the catalog
     std::string title;    // empty for lines before the first check
     CheckResult result = CheckResult::open;
-    std::vector<line> lines; // those between heading and result, and those that follow the result
+    // Those between heading and result, those that follow the result, and the one that only the list behind the verdict
+    // has.
+    std::vector<line> lines;
     std::optional<waiverNote> waived = std::nullopt; // only a warning is
 };
 
@@ -39,6 +41,7 @@ struct entry {
     std::optional<CheckResult> severity; // that of its check
     int message = 0;                     // of its first line
     bool bWaived = false;                // a warning, and every check with this entry is waived
+    std::vector<std::string> tokens;     // of its first line
 };
 
 // The verdict on a pass in the report.
