@@ -498,6 +498,7 @@ TEST(ReportWriters, AdviseOnEachKindOnce) {
         {MSG_FREE_SPACE_SHORT, {"/var", "db1", "2 KB", "1 KB"}, "free space"},
         {MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}, "umask"},
         {MSG_REQUIRED_VERSION, {"ksh", "93"}, "packages"},
+        {MSG_REQUIREMENT_NOT_MET, {"", "ksh"}, "packages"},
         {MSG_REQUIRED_VERSION, {"/usr/sbin/chronyd", "3.5"}, "time service"},
     };
     for (const failure &one : failures) {
@@ -651,6 +652,8 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
     const string numbered = startOf("12.1") + checkOf(message(MSG_TITLE_LIBAIO), "y", MSG_SEVERITY_WARNING) + good();
     const string open = message(MSG_CHECK_HEADING, {"b"}) + "\n";
     const string outside = startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n");
+    const string silent = startOf("12.1") + checkOf("ksh", "", MSG_SEVERITY_WARNING);
+    const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"}) + "\n\n";
     const string none = "line 1: this waiver meets no warning: ";
     const string libaio = std::to_string(MSG_TITLE_LIBAIO);
     const vector<waiverCase> cases = {
@@ -676,6 +679,8 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         {"* * b text=\"not y\" r",
          {startOf("12.1") + warning + bad("12.1", false, "   y\nnot y\n\n"), "", {}, "passed, 12.1 passed 1+1"},
          ""},
+        // a line that names its check, and that only the list has
+        {"* * ksh r", {silent + bad("12.1", false, missing), "", {}, "passed, 12.1 passed 1+1"}, ""},
         // until the end of a day
         {"* * b until=2027-01-31 r", {warned, "", {}, "passed, 12.1 passed 2+1"}, ""},
         {"* * b until=2027-01-30 r",
@@ -715,6 +720,11 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         report::host host = read(one.judged.report, one.judged.errors, one.judged.status);
         waivers.apply(host);
         EXPECT_EQ(described(host), one.judged.expected) << one.waivers << one.judged.report;
+        // a host with nothing but waived warnings needs no advice
+        if (host.result == report::HostResult::passed) {
+            EXPECT_EQ(shown(report::jsonWriter, {host}).find("\"kind\""), string::npos) << one.waivers;
+            EXPECT_EQ(shown(englishPage, {host}).find("id=\"advice-"), string::npos) << one.waivers;
+        }
         const string complaints = joined(waivers.complaints());
         EXPECT_NE(complaints.find(one.complaint), string::npos) << one.waivers << complaints;
         EXPECT_EQ(complaints.empty(), one.complaint.empty()) << one.waivers << complaints;

@@ -151,7 +151,7 @@ const advice *adviceOn(int message, std::string_view text) {
 // error.
 const advice *adviceOn(const check &one) {
     constexpr std::string_view error = "ERROR: ";
-    if (one.result == CheckResult::passed)
+    if (one.result == CheckResult::passed || one.waived)
         return nullptr;
     for (const line &now : one.lines)
         if (now.message != 0 || now.text.compare(0, error.size(), error) == 0)
@@ -169,7 +169,8 @@ std::vector<const advice *> adviceOn(const std::vector<host> &hosts) {
             for (const check &now : in.checks)
                 found.insert(adviceOn(now));
             for (const entry &now : in.entries)
-                found.insert(adviceOn(now.message, now.text));
+                if (!now.bWaived)
+                    found.insert(adviceOn(now.message, now.text));
         }
     }
     found.erase(nullptr);

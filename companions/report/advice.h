@@ -22,7 +22,7 @@ constexpr std::array adviceDistributions{"RHEL", "SUSE", "Ubuntu"};
 // advice.
 const advice *adviceOn(int message, std::string_view text);
 
-// Advice on a check; null where it passed.
+// Advice on a check; null where it passed or is waived.
 const advice *adviceOn(const check &one);
 
 // Advice on all findings of these hosts, each kind once.

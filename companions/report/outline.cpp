@@ -122,7 +122,7 @@ static bool isUmaskRequirement(const line &one) {
 static void addCheck(findingList &findings, const check &one, const pass &in,
                      const std::unordered_map<std::string_view, std::string> &rests, const messages &own) {
     findings.add(one.result, one.title, in, one.waived);
-    findings.advise(one.waived ? nullptr : adviceOn(one), one.titleMessage == 0 && !one.title.empty());
+    findings.advise(adviceOn(one), one.titleMessage == 0 && !one.title.empty());
     for (const line &text : one.lines) {
         if (isUmaskRequirement(text))
             findings.addDetail(own.text(Message::umaskRequired, {text.tokens[1]}), in, true);
