@@ -370,6 +370,8 @@ TEST(ReportReader, TakesStandardErrorAsEvidence) {
         // a good verdict names no level: it is the plain one of the clustered pass behind it
         {"", good() + "\n" + bad("12.1", true, "   y\n"), 0, "warning, 12.1 passed 0+0, 12.1 clustered warning 0+1"},
     });
+    EXPECT_EQ(read("", warned).doubts[0].message, report::Message::badVerdictUnconfirmed);
+    EXPECT_EQ(read("", good()).doubts[0].message, report::Message::goodVerdictUnconfirmed);
 }
 
 TEST(ReportReader, TakesTheStatusWhereNothingElseIsKnown) {
@@ -755,6 +757,9 @@ TEST(ReportWaivers, AreReadLineByLine) {
         // every bad line is named
         {"* * b\n*", "\nw, line 3: LEVEL"},
     };
+    for (const string day : {"01-32", "02-30", "03-32", "04-31", "05-32", "06-31", "07-32", "08-32", "09-31", "10-32",
+                             "11-31", "12-32", "13-01", "00-01", "01-00"})
+        EXPECT_THROW(report::waiverList("w", "* * b until=2028-" + day + " r\n", "2027-01-31"), std::runtime_error);
     for (const auto &[line, fault] : faults)
         try {
             report::waiverList("w", "* * b r\n" + line + "\n", "2027-01-31");
