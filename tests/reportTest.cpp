@@ -895,6 +895,7 @@ TEST(ReportComparison, ShowsWhatChanged) {
          "db1 same passed>passed\n  b changed Found: SELinux is enabled>Found: SELinux is disabled in 12.1\n0"},
         // in another language: words and titles differ, what they mean does not
         {{stateInGerman}, {state(MSG_STATE_ENABLED)}, "0"},
+        {{inGerman("de_DE.UTF8", [&] { return state(MSG_STATE_DISABLED); })}, {state(MSG_STATE_DISABLED)}, "0"},
         {{inGerman("de_DE.UTF8", titled)}, {titled()}, "0"},
         // waivers count today on both sides, whatever they were then
         {{waived}, {warned}, "0"},
