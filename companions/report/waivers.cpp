@@ -231,7 +231,7 @@ waiverList::Reach waiverList::reachOf(const waiver &one, const check &met, const
     return one.check == withoutOuterBlanks(met.title) ? Reach::title : Reach::level;
 }
 
-void waiverList::noteReach(const waiver &one, const host &in, meeting &reached) const {
+void waiverList::noteReach(const waiver &one, const host &in, meeting &reached) {
     if (one.bPast || reached.bWarning || !one.host.matches(in.name))
         return;
     reached.reach = std::max(reached.reach, Reach::host);

@@ -71,7 +71,7 @@ private:
     static bool isMeant(const waiver &one, const check &met, const restMap &rests);
     static Reach reachOf(const waiver &one, const check &met, const restMap &rests);
     // Remembers how far a waiver that has met no warning matches a host.
-    void noteReach(const waiver &one, const host &in, meeting &reached) const;
+    static void noteReach(const waiver &one, const host &in, meeting &reached);
     static std::string withoutWarning(const waiver &one, const meeting &reached);
     // Calls meet(index of the waiver, pass, check) for each check that a waiver names and that has not passed.
     template <typename Host, typename Meet> void meetAll(Host &one, Meet meet) const;
