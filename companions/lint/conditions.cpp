@@ -67,7 +67,7 @@ bool hasEffect(const test &test) {
     return test.tag >= 0 && (test.comparison == Comparison::equal || (isOrdering(test.comparison) && test.number >= 0));
 }
 
-// What is known of the text of a tag on a host that passes some tests.
+// The texts that a tag can have on a host that passes some tests.
 struct range {
     long low = LONG_MIN, high = LONG_MAX;
     std::optional<string_view> text;

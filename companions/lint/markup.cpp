@@ -28,7 +28,7 @@ std::size_t nameEnd(std::string_view line, std::size_t position) {
 }
 
 // Finds the ">" that ends a tag: the first one outside quotes, or the last one of the line where a quote is not closed.
-// Returns npos when there is none, or when another tag begins before it.
+// Returns npos if the line has no such ">", or if another tag begins before it.
 std::size_t tagEnd(std::string_view line, std::size_t position) {
     const std::size_t start = position;
     char quote = '\0';

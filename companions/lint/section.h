@@ -62,7 +62,8 @@ public:
     void takeLine(const lineEffect &effect);
     // Takes a line that cannot be judged: only notes the sections that it opens and closes.
     void passLine();
-    // Closes the open section of a name, whose closing tag lacks its "<". False when there is none.
+    // Closes the open section of a name, whose closing tag lacks its "<". Returns false if no section of that name is
+    // open.
     bool closeText(std::string_view name);
     void end();
     // Reports what only the level as a whole shows: values that are missing or do not fit together.

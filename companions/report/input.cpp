@@ -79,7 +79,7 @@ std::vector<hostPlace> placesIn(const fs::path &directory, std::vector<fs::path>
     return found;
 }
 
-// What cannot stand in a directory's name is percent-encoded there.
+// Decodes the name of a directory: the role percent-encodes characters that a file's name cannot hold.
 static std::string decoded(std::string name) {
     for (size_t at = 0; (at = name.find('%', at)) != std::string::npos; at++) {
         unsigned char code = 0;

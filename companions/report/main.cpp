@@ -84,7 +84,7 @@ bool isDirectory(const std::string &path) {
     return path != "-" && fs::is_directory(path, failed);
 }
 
-// What is no host is told, except the file that the output replaces.
+// Lists the hosts of the directory. Reports other files on standard error, except the file that the output replaces.
 std::vector<hostPlace> hostsIn(const settings &asked) {
     if (asked.host || asked.status || asked.errors)
         throw usageError("--host, --status and --errors are for one report; " + asked.input + " is a directory");

@@ -205,7 +205,7 @@ constexpr std::array rows{
     row{Message::adviceTime,
         "Install a time service and start it. On Ubuntu the check asks the rpm database, which knows no package "
         "there: the warning stays and can be ignored once the service runs."},
-    // What has changed since an earlier run
+    // Changes since an earlier run
     row{Message::changesHeading, "What changed since %1"},
     row{Message::nothingChanged, "Nothing has changed."},
     row{Message::changesCounted,

@@ -160,7 +160,7 @@ enum class Message {
     advicePackages = 324,  // none
     kindTime = 325,        // none
     adviceTime = 326,      // none
-    // What has changed since an earlier run
+    // Changes since an earlier run
     changesHeading = 401, // file
     nothingChanged = 402, // none
     changesCounted = 403, // numbers of hosts

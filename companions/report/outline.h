@@ -20,7 +20,7 @@ struct finding {
     std::string title; // empty for lines that are in no check
     std::vector<const pass *> passes;
     std::vector<detail> details;     // those of all its passes first
-    const advice *pAdvice = nullptr; // null where there is none
+    const advice *pAdvice = nullptr; // null: no advice
     bool bOwnName = false;           // the title is a name, such as a package's, which the advice does not have
     std::optional<size_t> common;    // its number among the outline's common findings, if it is one of them
     std::optional<waiverNote> waived = std::nullopt;
