@@ -126,25 +126,29 @@ static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
     formatText(szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
 }
 
-/* Finds the directory of the catalog: beside the program, else in its installation, else in the instance, else the
- * English one of the instance. */
-static void findCatalog(catalogPath &szPath) {
-    const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
+/* Names the catalog that is searched first: beside the program, or, without its directory, in the instance. */
+static void nameFirstCatalog(catalogPath &szPath, const char *pLocaleDir) {
     if (szRuntimePath[0] == '\0')
         instanceCatalog(szPath, pLocaleDir);
-    else {
+    else
+        formatText(szPath, "%s/locale/%s/kvxistring.cat", szRuntimePath, pLocaleDir);
+}
+
+/* Finds the catalog: beside the program, else in its installation, which counts only if there is no directory "locale"
+ * beside the program, else in the instance, else the English one of the instance. */
+static void findCatalog(catalogPath &szPath, const char *pLocaleDir) {
+    if (szRuntimePath[0] != '\0') {
         formatText(szPath, "%s/locale/", szRuntimePath);
         if (!directoryExists(szPath))
             formatText(szPath, "%s/../install/locale/", szRuntimePath);
         appendText(szPath, pLocaleDir);
         appendText(szPath, "/kvxistring.cat");
+        if (sqloFileExists(szPath))
+            return;
     }
-    if (!sqloFileExists(szPath)) {
-        instanceCatalog(szPath, pLocaleDir);
-        if (!sqloFileExists(szPath))
-            instanceCatalog(szPath, pDefaultLocaleDir);
-    }
-    debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
+    instanceCatalog(szPath, pLocaleDir);
+    if (!sqloFileExists(szPath))
+        instanceCatalog(szPath, pDefaultLocaleDir);
 }
 
 /* Copies the message with a number out of an open catalog. */
@@ -166,21 +170,22 @@ static struct stat keptStatus;
 
 /* 1 when the file at a path is the catalog that is open. A catalog that was changed in place must be opened again,
  * because the C library would read it with the header of the old one. */
-static int isKept(const char *pPath, const struct stat &status) {
-    return strcmp(pPath, szKeptPath) == 0 && status.st_dev == keptStatus.st_dev && status.st_ino == keptStatus.st_ino &&
-           status.st_size == keptStatus.st_size &&
+static int isKept(const char *pPath) {
+    struct stat status;
+    return strcmp(pPath, szKeptPath) == 0 && stat(pPath, &status) == 0 && status.st_dev == keptStatus.st_dev &&
+           status.st_ino == keptStatus.st_ino && status.st_size == keptStatus.st_size &&
            memcmp(&status.st_ctim, &keptStatus.st_ctim, sizeof status.st_ctim) == 0;
 }
 
-/* Opens a catalog, unless it is already open. */
+/* Opens a catalog, unless it is already open. Its status is taken first, so that a later change is noticed. */
 static nl_catd openCatalog(const char *pPath) {
-    struct stat status = {};
-    if (stat(pPath, &status) == 0 && isKept(pPath, status))
+    if (isKept(pPath))
         return keptCatalog;
     if (szKeptPath[0] != '\0')
         catclose(keptCatalog);
+    keptStatus = {};
+    stat(pPath, &keptStatus);
     keptCatalog = catopen(pPath, NL_CAT_LOCALE);
-    keptStatus = status;
     copyText(szKeptPath, keptCatalog == (nl_catd)-1 ? "" : pPath);
     return keptCatalog;
 }
@@ -195,10 +200,18 @@ int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalo
     return copyMessage(catalog, number, buffer, size);
 }
 
+/* Most messages come from the catalog that is open and that the search would find first, so the search is left out. */
 char *sqloGetString(int number, char *buffer, int size) {
+    const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
     catalogPath szPath;
-    findCatalog(szPath);
-    if (sqloRetrieveNLString(number, buffer, size, szPath) == RC_OK)
+    nameFirstCatalog(szPath, pLocaleDir);
+    int bKept = isKept(szPath);
+    if (!bKept)
+        findCatalog(szPath, pLocaleDir);
+    debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
+    int status =
+        bKept ? copyMessage(keptCatalog, number, buffer, size) : sqloRetrieveNLString(number, buffer, size, szPath);
+    if (status == RC_OK)
         substituteTokens(buffer, size);
     sqloCleanUpTokenArray();
     return buffer;
