@@ -701,9 +701,11 @@ int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandK
 int openCapture(captureFile *pCapture) {
     if (pCapture->descriptor >= 0)
         pCapture->pFile = fdopen(pCapture->descriptor, "r");
-    if (pCapture->pFile != NULL)
-        pCapture->descriptor = -1; // the stream closes it from now on
-    return pCapture->pFile != NULL;
+    if (pCapture->pFile == NULL)
+        return 0;
+    setvbuf(pCapture->pFile, pCapture->buffer, _IOFBF, sizeof pCapture->buffer);
+    pCapture->descriptor = -1; // the stream closes it from now on
+    return 1;
 }
 
 /* fgets_unlocked is faster: the texts of a library are many short lines, and the program has only one thread. */

@@ -95,10 +95,11 @@ int outputHolds(const commandText &szCommand, const char *pText);
  *      stays for people to look at. */
 
 struct captureFile {
-    char szPath[4096]; // empty when the path would be too long
-    int bOurs;         // 1 once this program has created the file
-    int descriptor;    // of the created file, until the file is opened for reading; -1 when it must not be read
-    FILE *pFile;       // open for reading, or null
+    char szPath[4096];  // empty when the path would be too long
+    int bOurs;          // 1 once this program has created the file
+    int descriptor;     // of the created file, until the file is opened for reading; -1 when it must not be read
+    FILE *pFile;        // open for reading, or null
+    char buffer[65536]; // of that stream; most of what the commands of a run print is the texts of a library
 };
 
 /* The directory for temporary files: KVXTMPDIR, or /tmp. */
