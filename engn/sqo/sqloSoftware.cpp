@@ -85,9 +85,9 @@ static size_t prefixLength(const char *pSymbol) {
     return pEnd == NULL ? 0 : (size_t)(pEnd + 1 - pSymbol);
 }
 
-/* Stores a symbol version in szHighest when it has the prefix of the required one and is higher than the stored one. */
-static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const char *pRequired) {
-    size_t length = prefixLength(pRequired);
+/* Stores a symbol version in szHighest when it has the prefix of the required one, of this length, and is higher than
+ * the stored one. */
+static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const char *pRequired, size_t length) {
     if (length == 0 || strncmp(pSymbol, pRequired, length) != 0 || !isDecimalDigit(pSymbol[length]))
         return;
     if (szHighest[0] == '\0' || sqloCompareVersionStrings(szHighest + length, pSymbol + length) == VERSION_HIGHER)
@@ -98,6 +98,7 @@ static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const ch
  * version in that message is the last "CXXABI" line read so far. Returns 1 when it is found. */
 static int findSymbolVersion(captureFile *pCapture, toolLine &szHighest) {
     const char *pRequired = ppszPREREQ[CPPVersionString];
+    size_t prefix = prefixLength(textOrEmpty(pRequired));
     toolLine szLine, szCurrent = "";
     while (readCapture(pCapture, szLine)) {
         cutLastCharacter(szLine);
@@ -109,7 +110,7 @@ static int findSymbolVersion(captureFile *pCapture, toolLine &szHighest) {
             reportText(MSG_LIBSTDCXX_FOUND, szCurrent);
             return 1;
         }
-        noteSymbolVersion(szHighest, szLine, pRequired);
+        noteSymbolVersion(szHighest, szLine, pRequired, prefix);
     }
     return 0;
 }
