@@ -540,18 +540,18 @@ const std::map<string, namedOperation> namedOperations = {
     // cluster; a failed check does not write the closing marker that begins with "?" to the GUI report
     {"all-shells", {ONE_CHECK, "", call<checkkvxSSHToAll>, "passwordless kvxlocssh", "<SSH>"}},
     {"device", {LINES, "host device id wanted where newline", device}},
-    {"disks", {ONE_CHECK, "", call<sqloValidateDisk>, "disk info", "<DISKINFO>"}},
-    {"hosts", {ONE_CHECK, "", call<sqloValidateEtcHosts>, "/etc/hosts", "?<ETCHOSTS>"}},
-    {"hosts-twice", {ONE_CHECK, "", hostsTwice, "/etc/hosts"}},
+    {"check-disks", {ONE_CHECK, "", call<sqloValidateDisk>, "disk info", "<DISKINFO>"}},
+    {"etc-hosts", {ONE_CHECK, "", call<sqloValidateEtcHosts>, "/etc/hosts", "?<ETCHOSTS>"}},
+    {"etc-hosts-twice", {ONE_CHECK, "", hostsTwice, "/etc/hosts"}},
     {"lists", {LINES, WORDS, listsOf}},
     {"pings", {ONE_CHECK, "", call<checkPingTest>, "PING TEST", "<PINGTEST>"}},
     {"policy", {LINES, "host disk where", policy}},
     {"remote", {LINES, "", placeRunAndRemove}},
     {"remote-commands", {LINES, "", remoteCommands}},
     {"run-with", {LINES, "host distribution level", runWith}},
-    {"space", {ONE_CHECK, "dir reqdSpace level", call<sqloCheckFreeSpace>, "free space", "<FREESPACE>"}},
+    {"space", {ONE_CHECK, "dir reqdSpace severity", call<sqloCheckFreeSpace>, "free space", "<FREESPACE>"}},
     {"tiebreaker-disk", {ONE_CHECK, "", call<sqloValidateTbDisk>, "Tie-breaker disk info", ""}},
-    {"users", {ONE_CHECK, "", call<sqloValidateUsers>, "USER INFO", "<USERINFO>"}},
+    {"check-users", {ONE_CHECK, "", call<sqloValidateUsers>, "USER INFO", "<USERINFO>"}},
 };
 
 // Returns the words of a call in the order of the operation's parameters, NULL for a missing one. NAME=TEXT is the
