@@ -261,7 +261,7 @@ static int compareVersions(words w) {
 static int condition(words w) {
     const string text = w[0];
     const string line = text[0] == '<' ? text : "<RHEL value=\"" + text + "\">";
-    return show(sqloProcessConditionStmt(line.c_str(), RHEL) ? "fails" : "holds");
+    return show(sqloProcessConditionStmt(line.c_str(), RHEL) ? "does not hold" : "holds");
 }
 
 static int prepare(words) {
