@@ -523,7 +523,7 @@ const std::map<string, namedOperation> namedOperations = {
 
     // instance
     {"ports", {ONE_CHECK, "svcName svcPort fcmStartPort nPartitions", ports, "Service Port and FCM Ports usage for %"}},
-    {"umask", {ONE_CHECK, "maximum", call<sqloValidateUmsk>, "umask"}},
+    {"check-umask", {ONE_CHECK, "maximum", call<sqloValidateUmsk>, "umask"}},
     {"user", {ONE_CHECK, "usrname checkSqllib", user, "User specific checks for %"}},
 
     // network
