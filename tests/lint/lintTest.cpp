@@ -43,7 +43,7 @@ struct changedSample {
 
 // A finding with its whole text.
 struct foundText {
-    std::size_t line;
+    std::size_t line, column;
     string rule;
     lint::Severity severity;
     string text;
@@ -54,7 +54,7 @@ static std::vector<foundText> found(const string &file, const lint::judgeOptions
     std::vector<foundText> all;
     for (const lint::finding &one : judged.findings.all) {
         const lint::ruleEntry &rule = lint::entryOf(one.id);
-        all.push_back({one.line, string(rule.name), rule.severity, judged.findings.textOf(one)});
+        all.push_back({one.line, one.column, string(rule.name), rule.severity, judged.findings.textOf(one)});
     }
     return all;
 }
@@ -85,18 +85,36 @@ static std::vector<string> advisedTexts(const string &text) {
     return texts;
 }
 
-TEST(Lint, FindsEveryMistakeOnItsLine) {
+// Describes findings as a row of the mistakes does, but with whole texts.
+static std::vector<string> describe(const std::vector<foundText> &findings, long changedLine) {
+    std::vector<string> all;
+    for (const foundText &one : findings) {
+        const long below = (long)one.line - changedLine;
+        const string lines = below == 0 ? "" : (below > 0 ? "+" : "") + std::to_string(below) + ":";
+        all.push_back(lines + std::to_string(one.column) + " " + one.rule + ": " + one.text);
+    }
+    return all;
+}
+
+// Is a finding the one that a row describes, with the words of the row in its text?
+static bool isDescribed(const string &finding, const string &described) {
+    const string place = described.substr(0, described.find(": "));
+    const string words = described.substr(std::min(place.size() + 2, described.size()));
+    return finding.substr(0, place.size() + 2) == place + ": " && finding.find(words, place.size()) != string::npos;
+}
+
+TEST(Lint, FindsEveryMistakeAtItsPlace) {
+    static const std::regex between("; ");
     std::set<string> shown;
     for (const mistake &row : mistakes) {
         const changedSample bad(row.good, row.bad);
         const auto findings = found(bad.file);
-        const string first = row.rules.substr(0, row.rules.find(' '));
-        shown.insert(first);
-        EXPECT_EQ(rulesOf(findings), row.rules) << row.bad << textsOf(findings);
-        const auto isMeant = [&](const foundText &one) {
-            return one.rule == first && (long)one.line == bad.line + row.linesDown;
-        };
-        EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), isMeant)) << row.bad << textsOf(findings);
+        const auto described = describe(findings, bad.line);
+        const std::vector<string> expected(
+            std::sregex_token_iterator(row.findings.begin(), row.findings.end(), between, -1), {});
+        EXPECT_TRUE(std::equal(described.begin(), described.end(), expected.begin(), expected.end(), isDescribed))
+            << row.bad << "\nexpected: " << row.findings << textsOf(findings);
+        shown.insert(findings.empty() ? "" : findings[0].rule);
     }
     // tests below cover the rules for the file as a whole and those that need an option
     shown.insert({"no-level", "encoding", "unread", "suppression", "unused-suppression"});

@@ -6,12 +6,12 @@
 #include <vector>
 
 struct mistake {
-    std::string
-        rules; // of all findings, in the order of their lines; the first rule must be found on the line of the change
+    // All findings, in the order of their lines, with "; " between them. A finding is "COLUMN RULE" or "COLUMN RULE:
+    // WORDS", with words of its text. "+LINES:" or "-LINES:" in front places it below or above the line of the change.
+    std::string findings;
     std::string good;         // a text of the sample: its first place behind the opening comment is changed
     std::string bad;          // the mistake
     std::string advised = {}; // the text that the finding advises; empty: the good text
-    int linesDown = 0;        // how many lines below the change the first rule is found
 };
 
 extern const std::vector<mistake> mistakes;
