@@ -134,7 +134,9 @@ void collector::add(checkChange made, const pass &in) {
     const auto [place, bNew] = places.insert({key, found.size()});
     if (bNew)
         found.push_back(std::move(made));
-    found[place->second].passes.push_back({in.level, in.clustered});
+    std::vector<passName> &passes = found[place->second].passes;
+    if (passes.empty() || passes.back().level != in.level || passes.back().clustered != in.clustered)
+        passes.push_back({in.level, in.clustered});
 }
 
 void collector::addCheck(Change kind, const check &one, optionalText before, optionalText now, const pass &in) {
