@@ -113,7 +113,7 @@ TEST(Lint, FindsEveryMistakeAtItsPlace) {
         const std::vector<string> expected(
             std::sregex_token_iterator(row.findings.begin(), row.findings.end(), between, -1), {});
         EXPECT_TRUE(std::equal(described.begin(), described.end(), expected.begin(), expected.end(), isDescribed))
-            << row.bad << "\nexpected: " << row.findings << textsOf(findings);
+            << row.bad << "\nexpected: " << row.findings << "\nfound: " << testing::PrintToString(described);
         shown.insert(findings.empty() ? "" : findings[0].rule);
     }
     // tests below cover the rules for the file as a whole and those that need an option
