@@ -43,6 +43,16 @@ TEST(Messages, ShowTokensThatTheyHaveAndFitTheirBuffers) {
     }
 }
 
+TEST(Messages, OfTheHelpAreInTheOrderOfTheManual) {
+    onHost({}, [] {
+        useNamedTexts();
+        EXPECT_EQ(replaced(capture(displayHelp).out, {{"\\s+", " "}}),
+                  "USAGE_FIRST USAGE_ARGUMENTS USAGE_SELECTION USAGE_CLUSTERED USAGE_FILES_GIVEN USAGE_OUTPUT "
+                  "USAGE_INSTANCE USAGE_INSTANCE_USER USAGE_INSTANCE_PORTS USAGE_GENERAL USAGE_FILES "
+                  "USAGE_ENVIRONMENT USAGE_EXIT_STATUS USAGE_LAST ");
+    });
+}
+
 // There is no token 0: a text with %0 is shown as it is in the catalog.
 TEST(Messages, AreShownAsTheyStandWhateverTheyHold) {
     onHost({}, [] {

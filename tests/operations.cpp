@@ -273,6 +273,7 @@ static int prepare(words) {
 
 // Shows the levels that the file offers, and whether a level is one of them.
 static int levels(words w) {
+    EXPECT_EQ(sqloUpdatePreqVersionList(nullptr), -1);
     const int rc = sqloRetrieveSupportedVersion();
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
         show("offers " + string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)));
@@ -314,12 +315,14 @@ static int catalog(words) {
     return show(message(1));
 }
 
-// Sends each sink its text, and shows a text of its own.
+// Sends each sink its text, and a null pointer, which it refuses. Shows a text of its own.
 static int sinks(words) {
     char szLine[8] = "line";
-    logMessage(szLine);
-    logRemoteMessage("remote");
-    logGUIMessage("gui");
+    for (const int rc : {logMessage(szLine), logRemoteMessage("remote"), logGUIMessage("gui")})
+        EXPECT_EQ(rc, 0);
+    for (const int rc : {logMessage(nullptr), logRemoteMessage(nullptr), logGUIMessage(nullptr),
+                         sqloUpdateErrorList(nullptr), sqloWriteSummaryToReport(nullptr)})
+        EXPECT_EQ(rc, -1);
     return show("end");
 }
 
@@ -451,8 +454,10 @@ template <typename Record> static void showList(const char *pName, const Record 
 static int listsOf(words w) {
     for (; *w != nullptr; w++)
         EXPECT_EQ(updateHostList(*w) + updateNetNames(*w) + updateUserList(*w, 7, 8, 1) + updateDiskList(*w, *w, 1), 0);
-    for (const int rc : {updateHostList(nullptr), updateNetNames(nullptr), updateUserList(nullptr, 7, 8, 1)})
+    for (const int rc : {updateHostList(nullptr), updateNetNames(nullptr), updateUserList(nullptr, 7, 8, 1),
+                         updateDiskList(nullptr, nullptr, 1)})
         EXPECT_EQ(rc, -1);
+    EXPECT_EQ(updateEtcHostInfo("name") + updateEtcHostInfo("name") + resetEtcHosts(), 0);
     showList("hosts", preqHostInfo, &hostInfo::hostName);
     showList("nets", preqNetNames, &netNames::netName);
     showList("users", preqUserInfo, &userInfo::userName);
