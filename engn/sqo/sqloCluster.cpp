@@ -818,13 +818,10 @@ static void reportSecondName(const char *pName) {
     debugTrace("Found duplicate hostname %s\n", pName);
 }
 
-static void traceName(const char *pAddress, char *pName) {
-    if (!debug)
-        return;
+static void traceName(const char *pAddress, const char *pName) {
     debugTrace("IP Address --> %s\n", pAddress);
     debugTrace("Name --> %s\n", pName);
-    cutDomain(pName);
-    debugTrace("Short Name ---> %s\n", pName);
+    debugTrace("Short Name ---> %.*s\n", (int)strcspn(pName, "."), pName);
 }
 
 /* The line of /etc/hosts that is examined. */
@@ -859,7 +856,7 @@ static int examineHostsLine(char *szLine) {
     int bLoopback = isLoopbackAddress(szLine);
     int result = bLoopback ? RC_OK : checkIPAddress(szLine);
     char *pRest = NULL;
-    for (char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
+    for (const char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
         if (isAlias(line, pName)) {
             debugTrace("Same Match\n");
             continue;
@@ -1194,8 +1191,8 @@ static void freeTbDisks(tbdiskInfo *pRecords) {
  * given, and the identifier could hold more. */
 static int isListOfFive(const commandText &szCommand) {
     int commas = 0;
-    for (const char *p = strchr(szCommand, ','); p != NULL; p = strchr(p + 1, ','))
-        commas++;
+    for (const char *p = szCommand; *p != '\0'; p++)
+        commas += *p == ',';
     return commas == 4;
 }
 

@@ -332,7 +332,7 @@ static int setUpSpawn(posix_spawnattr_t *pAttributes, posix_spawn_file_actions_t
         error = posix_spawnattr_setsigmask(pAttributes, &maskBefore);
     if (error == 0)
         error = posix_spawnattr_setpgroup(pAttributes, 0);
-    if (error == 0 && output >= 0)
+    if (error == 0 && output != -1)
         error = posix_spawn_file_actions_adddup2(pActions, output, STDOUT_FILENO);
     return error;
 }
@@ -592,7 +592,7 @@ static int moveAside(const char *pPath) {
     char szAside[PATH_MAX + 8];
     formatText(szAside, "%s.XXXXXX", pPath);
     int descriptor = mkostemp(szAside, O_CLOEXEC);
-    if (descriptor < 0)
+    if (descriptor == -1)
         return -1;
     if (syscall(SYS_renameat2, AT_FDCWD, szAside, AT_FDCWD, pPath, RENAME_EXCHANGE) == 0)
         return descriptor;
@@ -618,13 +618,13 @@ static int claimPath(const char *pPath) {
     for (int attempt = 0; attempt < 100; attempt++) {
         unlink(pPath);
         int descriptor = open(pPath, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (descriptor < 0 && errno == EEXIST)
+        if (descriptor == -1 && errno == EEXIST)
             descriptor = moveAside(pPath);
-        else if (descriptor < 0)
+        else if (descriptor == -1)
             break;
-        if (descriptor >= 0 && isAtPath(descriptor, pPath))
+        if (descriptor != -1 && isAtPath(descriptor, pPath))
             return descriptor;
-        if (descriptor >= 0)
+        if (descriptor != -1)
             close(descriptor);
     }
     forgetOwnFile(pPath);
@@ -646,15 +646,15 @@ static void printFileError(const char *pWhat, const char *pPath) {
  * 0. */
 static int claimCapture(captureFile *pCapture) {
     pCapture->descriptor = claimPath(pCapture->szPath);
-    if (pCapture->descriptor < 0)
+    if (pCapture->descriptor == -1)
         printFileError(szCannotCreate, pCapture->szPath);
-    pCapture->bOurs = pCapture->descriptor >= 0;
+    pCapture->bOurs = pCapture->descriptor != -1;
     return pCapture->bOurs;
 }
 
 /* Closes the descriptor of a capture file that was not opened for reading. */
 static void closeUnread(captureFile *pCapture) {
-    if (pCapture->descriptor >= 0)
+    if (pCapture->descriptor != -1)
         close(pCapture->descriptor);
     pCapture->descriptor = -1;
 }
@@ -699,7 +699,7 @@ int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandK
 }
 
 int openCapture(captureFile *pCapture) {
-    if (pCapture->descriptor >= 0)
+    if (pCapture->descriptor != -1)
         pCapture->pFile = fdopen(pCapture->descriptor, "r");
     if (pCapture->pFile == NULL)
         return 0;
@@ -738,7 +738,7 @@ void leaveCapture(captureFile *pCapture) {
 
 FILE *createOwnFile(const char *pPath) {
     int descriptor = claimPath(pPath);
-    if (descriptor < 0)
+    if (descriptor == -1)
         return NULL;
     FILE *pFile = fdopen(descriptor, "w");
     if (pFile == NULL) {

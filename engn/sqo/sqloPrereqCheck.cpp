@@ -65,31 +65,31 @@ struct optionRow {
     MatchRule match;
     Option option;
     ValueRule value;
-    int valueMessage;
-    int valueStatus;
+    int valueMessage = 0;
+    int valueStatus = RC_OK;
 };
 
 static const optionRow optionRows[] = {
-    {{"-c", "-C"}, EXACT, OPTION_CLIENT, NO_VALUE, 0, 0},
-    {{"-h", "-H", "-?", "-help"}, EXACT, OPTION_HELP, NO_VALUE, 0, 0},
-    {{"-d", "-D", "-debug"}, EXACT, OPTION_DEBUG, NO_VALUE, 0, 0},
-    {{"-strict"}, ANY_CASE, OPTION_STRICT, NO_VALUE, 0, 0},
-    {{"-vastdw", "-VASTDW"}, EXACT, OPTION_INSTANCE, NO_VALUE, 0, 0},
-    {{"-usrname"}, ANY_CASE, OPTION_USER, ANY_VALUE, 0, RC_OK},
-    {{"-sqllib"}, ANY_CASE, OPTION_SQLLIB, NO_VALUE, 0, 0},
-    {{"-service"}, ANY_CASE, OPTION_SERVICE, ANY_VALUE, 0, RC_OK},
-    {{"-fcmstartport"}, ANY_CASE, OPTION_FCM_START, ANY_VALUE, 0, RC_OK},
-    {{"-partitions"}, ANY_CASE, OPTION_PARTITIONS, ANY_VALUE, 0, RC_OK},
-    {{"-svcename"}, ANY_CASE, OPTION_SERVICE_NAME, ANY_VALUE, 0, RC_OK},
+    {{"-c", "-C"}, EXACT, OPTION_CLIENT, NO_VALUE},
+    {{"-h", "-H", "-?", "-help"}, EXACT, OPTION_HELP, NO_VALUE},
+    {{"-d", "-D", "-debug"}, EXACT, OPTION_DEBUG, NO_VALUE},
+    {{"-strict"}, ANY_CASE, OPTION_STRICT, NO_VALUE},
+    {{"-vastdw", "-VASTDW"}, EXACT, OPTION_INSTANCE, NO_VALUE},
+    {{"-usrname"}, ANY_CASE, OPTION_USER, ANY_VALUE},
+    {{"-sqllib"}, ANY_CASE, OPTION_SQLLIB, NO_VALUE},
+    {{"-service"}, ANY_CASE, OPTION_SERVICE, ANY_VALUE},
+    {{"-fcmstartport"}, ANY_CASE, OPTION_FCM_START, ANY_VALUE},
+    {{"-partitions"}, ANY_CASE, OPTION_PARTITIONS, ANY_VALUE},
+    {{"-svcename"}, ANY_CASE, OPTION_SERVICE_NAME, ANY_VALUE},
     {{"-f", "-F"}, EXACT, OPTION_INPUT_FILE, FILE_VALUE, MSG_INPUT_FILE_VALUE, RC_INPUT},
     {{"-o", "-O"}, EXACT, OPTION_REPORT_FILE, FILE_VALUE, MSG_OUTPUT_FILE_VALUE, RC_REPORT_OPTION},
     {{"-gui"}, EXACT, OPTION_GUI_FILE, FILE_VALUE, MSG_OUTPUT_FILE_VALUE, RC_REPORT_OPTION},
-    {{"-l", "-L"}, EXACT, OPTION_LATEST, NO_VALUE, 0, 0},
-    {{"-i", "-I"}, EXACT, OPTION_NOT_CLUSTERED, NO_VALUE, 0, 0},
-    {{"-s", "-S"}, EXACT, OPTION_SUMMARY, NO_VALUE, 0, 0},
+    {{"-l", "-L"}, EXACT, OPTION_LATEST, NO_VALUE},
+    {{"-i", "-I"}, EXACT, OPTION_NOT_CLUSTERED, NO_VALUE},
+    {{"-s", "-S"}, EXACT, OPTION_SUMMARY, NO_VALUE},
     {{"-v", "-V"}, EXACT, OPTION_LEVEL, ANY_VALUE, MSG_LEVEL_NOT_IN_FILE, RC_VERSION},
 };
-static const optionRow unknownOption = {{NULL}, EXACT, OPTION_UNKNOWN, NO_VALUE, 0, 0};
+static const optionRow unknownOption = {{NULL}, EXACT, OPTION_UNKNOWN, NO_VALUE};
 
 static int spellsOption(const optionRow &row, const char *pArgument) {
     for (const char *pSpelling : row.ppszSpelling) {
@@ -253,16 +253,15 @@ static int findInstanceByUser(void) {
     return bIsInstancePathFound;
 }
 
-/* Looks for the instance by its command, which `which` finds in PATH. Changes nothing when the answer is not a path.
- * The path of the catalogs then has the word "sqllib" twice, because they are one directory deeper than for
- * KVXINSTANCE. */
+/* Looks for the instance by its command, which `which` finds in PATH. Changes nothing when the answer has a blank: it
+ * is a sentence, such as "no kvx in ...", and not a path. The path of the catalogs has the word "sqllib" twice, because
+ * they are one directory deeper than for KVXINSTANCE. */
 static void findInstanceByCommand(void) {
     char szbuffer[2048];
     if (!firstLineOf("which kvx 2> /dev/null", szbuffer))
         return;
     cutNewline(szbuffer);
-    if (strstr(szbuffer, "no kvx in") != NULL || strstr(szbuffer, "Command not found") != NULL ||
-        strpbrk(szbuffer, " \t") != NULL)
+    if (strpbrk(szbuffer, " \t") != NULL)
         return;
     char *pSqllib = strstr(szbuffer, "sqllib");
     if (pSqllib != NULL)
