@@ -72,10 +72,11 @@ static string catalogOf(const scratchDirectory &directory, const std::map<int, s
 TEST(ReaderLanguage, StaysEnglishWhereATextCannotBeShown) {
     const encoder utf8("utf8");
     const scratchDirectory directory;
-    const string catalog = catalogOf(directory, {{103, "%1"}, {104, "no token"}, {106, "\xff"}, {107, "\u65e5"}});
+    const string catalog =
+        catalogOf(directory, {{103, "%1"}, {104, "no token"}, {105, "%2"}, {106, "\xff"}, {107, "\u65e5"}});
     const messages texts("ja", catalog, utf8);
     EXPECT_EQ(textOf(texts, 103), "%1");
-    for (const int number : {102, 104, 106})
+    for (const int number : {102, 104, 105, 106})
         EXPECT_EQ(textOf(texts, number), textOf(english(), number));
     EXPECT_EQ(textOf(texts, 107), "\u65e5");
     EXPECT_EQ(textOf(messages("ja", catalog, encoder("iso88591")), 107), "unknown");

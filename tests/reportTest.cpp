@@ -2,7 +2,9 @@
 #include "support.h"
 
 #include "advice.h"
+#include "catalog.h"
 #include "earlier.h"
+#include "judge.h"
 #include "reader.h"
 #include "sqloLiterals.h"
 #include "waivers.h"
@@ -426,6 +428,141 @@ TEST(ReportReader, TakesACodeSetThatHoldsTheBytes) {
     EXPECT_EQ(host.passes[0].language, "de-DE");
 }
 
+// --- Messages ---
+
+// The numbers of the messages by their names, and behind each the comment of the header.
+static std::map<string, std::pair<int, string>> messagesOfHeader() {
+    const string header = readFile(KVX_SOURCE_DIR "/engn/include/sqloPrereqCheck.h");
+    const std::regex row("MSG_(\\w+) = (\\d{5}), +// ([^\n]*)");
+    std::map<string, std::pair<int, string>> messages;
+    for (std::sregex_iterator found(header.begin(), header.end(), row), end; found != end; ++found)
+        messages[(*found)[1]] = {std::stoi((*found)[2]), (*found)[3]};
+    return messages;
+}
+
+static bool fits(const string &text, const char *pPattern) {
+    return std::regex_search(text, std::regex(pPattern));
+}
+
+// Words and titles are parts of other lines, and reports have no usage text. All other messages are lines.
+TEST(ReportMessages, AreLinesWordsOrTitles) {
+    const report::catalog english(KVX_PROGRAM_DIR "/locale/en_US.iso88591/kvxistring.cat", "utf8");
+    for (const auto &[name, row] : messagesOfHeader()) {
+        const auto &[number, comment] = row;
+        const bool bPart = fits(name, "^(USAGE|TITLE|SYMBOL)_") || fits(comment, "a token of");
+        EXPECT_EQ(english.patternsOf(number).empty(), bPart) << name;
+        EXPECT_EQ(english.titleMessage(english.text(number)) == number, name.find("TITLE_") == 0) << name;
+    }
+}
+
+// These tell the language, and where standard error has them they tell something of the run.
+TEST(ReportMessages, TellTheLanguage) {
+    useCatalog();
+    for (const auto &[name, row] : messagesOfHeader()) {
+        const int number = row.first;
+        const string german = inGerman("de_DE.UTF8", [=] { return message(number, {"Server", "", "1"}); });
+        const bool bTelling =
+            fits(name, "^(LEVEL_(BANNER.*|FAILED|PASSED|UNSUPPORTED)|REPORT_NOT_WRITABLE|FILE_NOT_OPENED)$");
+        EXPECT_EQ(knownLanguages().tellingMessage(german), bTelling ? number : 0) << name;
+    }
+}
+
+// In a list without blank lines, a requirement and the line below it are one entry. Two messages are never in a list.
+TEST(ReportMessages, AreRequirementsWithASecondLine) {
+    useCatalog();
+    for (const auto &[name, row] : messagesOfHeader()) {
+        if (fits(name, "^(LEVEL_(BANNER|FAILED|PASSED)|CHECK_HEADING|USAGE)"))
+            continue;
+        const string lines = message(row.first, {"1", "2", "3"}) + "\n" + message(MSG_LIBAIO_MISSING) + "\n";
+        const auto passes = read("", bad("12.1", false, lines)).passes;
+        const bool bOne = fits(name, "REQUIRED|^REPORT_NOT_WRITABLE$|^LEVEL_UNSUPPORTED$");
+        EXPECT_EQ(passes[0].entries.size(), bOne ? 1U : 2U) << name;
+    }
+}
+
+TEST(ReportMessages, HaveAdvice) {
+    useCatalog();
+    const std::map<int, const char *> kinds = {
+        {MSG_KERNEL_REQUIRED, "kernel level"},
+        {MSG_KERNEL_LEVEL_MALFORMED, "kernel level"},
+        {MSG_LIBSTDCXX_REQUIRED, "C++ runtime library (libstdc++)"},
+        {MSG_GLIBC_REQUIRED, "C library (glibc)"},
+        {MSG_LIBAIO_MISSING, "asynchronous I/O library (libaio)"},
+        {MSG_LIBPAM_32BIT_MISSING, "32-bit PAM library"},
+        {MSG_SELINUX_ENABLED, "SELinux"},
+        {MSG_FREE_SPACE_SHORT, "free space"},
+        {MSG_FREE_SPACE_LOW, "free space"},
+        {MSG_CHECK_FAILED, "umask"},
+        {MSG_TIME_SERVICE_MISSING, "time service"},
+        {MSG_REQUIRED_WITH_RELEASE, "packages"},
+        {MSG_REQUIRED_VERSION, "packages"},
+        {MSG_PACKAGE_NOT_INSTALLED, "packages"},
+        {MSG_REQUIREMENT_NOT_MET, "packages"},
+    };
+    const auto kindOf = [](int number, const string &text) {
+        const report::advice *pAdvice = report::adviceOn(number, text);
+        // the text with the advice is the next one
+        EXPECT_TRUE(pAdvice == nullptr || static_cast<int>(pAdvice->text) == static_cast<int>(pAdvice->kind) + 1)
+            << text;
+        return pAdvice == nullptr ? "" : report::english().text(pAdvice->kind);
+    };
+    for (const auto &[name, row] : messagesOfHeader())
+        EXPECT_EQ(kindOf(row.first, name), kinds.count(row.first) ? kinds.at(row.first) : "") << name;
+    // what a requirement names
+    EXPECT_EQ(kindOf(MSG_REQUIRED_WITH_RELEASE, "UMASK 022"), "umask");
+    for (const char *pName : {"/usr/sbin/chronyd", "ntp"})
+        EXPECT_EQ(kindOf(MSG_REQUIRED_VERSION, pName), "time service");
+    EXPECT_EQ(kindOf(MSG_REQUIREMENT_NOT_MET, "C library (glibc)"), "C library (glibc)");
+    for (const string literal : ppszLiterals)
+        EXPECT_EQ(kindOf(0, literal), fits(literal, " Number - |a service -") ? "ports"
+                                      : fits(literal, "ERROR: ")              ? "instance user"
+                                                                              : "")
+            << literal;
+    EXPECT_EQ(kindOf(0, szStringsMissing), "strings");
+}
+
+// --- Exit statuses ---
+
+TEST(ReportStatuses, AreExplained) {
+    const std::map<int, string> words = {
+        {1, "kernel level"},
+        {2, "not be started"},
+        {3, "tool or library"},
+        {6, "command line"},
+        {7, "-v"},
+        {8, "prerequisites file"},
+        {9, "-o or -gui"},
+        {10, "memory"},
+        {11, "high-speed"},
+        {12, "high-speed"},
+        {13, "high-speed"},
+        {14, "high-speed"},
+        {124, "timeout(1)"},
+        {126, "not be started"},
+        {127, "not found"},
+        // signals, as a shell counts them
+        {129, "signal 1, SIGHUP, ended the program: its terminal"},
+        {130, "signal 2, SIGINT, ended the program: somebody interrupted"},
+        {131, "signal 3, SIGQUIT, ended the program: somebody interrupted"},
+        {132, "signal 4, SIGILL, ended the program"},
+        {134, "signal 6, SIGABRT, ended the program"},
+        {135, "signal 7, SIGBUS, ended the program"},
+        {136, "signal 8, SIGFPE, ended the program"},
+        {137, "signal 9, SIGKILL, ended the program: somebody killed"},
+        {139, "signal 11, SIGSEGV, ended the program"},
+        {141, "signal 13, SIGPIPE, ended the program: nobody read"},
+        {142, "signal 14, SIGALRM, ended the program"},
+        {143, "signal 15, SIGTERM, ended the program: somebody ended"},
+        {255, "free space"},
+    };
+    for (int status = 1; status < 256; status++) {
+        const bool bSignal = status > 128 && status <= 128 + 64;
+        const string other = bSignal ? "signal " + std::to_string(status - 128) + " ended" : "no such exit status";
+        const string text = report::meaningOf(status, report::english());
+        EXPECT_NE(text.find(words.count(status) > 0 ? words.at(status) : other), string::npos) << status << text;
+    }
+}
+
 // --- Forms ---
 
 typedef std::unique_ptr<report::writer> (*writerMaker)(std::ostream &);
@@ -485,41 +622,17 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
 // Of a check, and of an entry that stands in none.
 TEST(ReportWriters, AdviseOnEachKindOnce) {
     useCatalog();
-    struct failure {
-        int message;
-        vector<string> tokens;
-        const char *pKind;
-    };
-    const vector<failure> failures = {
-        {MSG_KERNEL_REQUIRED, {"5", "14", "0"}, "kernel level"},
-        {MSG_LIBSTDCXX_REQUIRED, {"", "CXXABI_1", "libstdc++.so.6"}, "C++ runtime library (libstdc++)"},
-        {MSG_GLIBC_REQUIRED, {"2", "28", "0"}, "C library (glibc)"},
-        {MSG_LIBAIO_MISSING, {}, "asynchronous I/O library (libaio)"},
-        {MSG_LIBPAM_32BIT_MISSING, {"/lib/libpam.so*"}, "32-bit PAM library"},
-        {MSG_SELINUX_ENABLED, {}, "SELinux"},
-        {MSG_FREE_SPACE_SHORT, {"/var", "db1", "2 KB", "1 KB"}, "free space"},
-        {MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}, "umask"},
-        {MSG_REQUIRED_VERSION, {"ksh", "93"}, "packages"},
-        {MSG_REQUIREMENT_NOT_MET, {"", "ksh"}, "packages"},
-        {MSG_REQUIRED_VERSION, {"/usr/sbin/chronyd", "3.5"}, "time service"},
-    };
-    for (const failure &one : failures) {
-        const string text = message(one.message, one.tokens);
-        const string entry = bad("12.1", false, text + "\n");
-        const string check = startOf("12.1") + checkOf("a", text, MSG_SEVERITY_ERROR) + entry;
-        const string json = string("\"advice\": {\"kind\": \"") + one.pKind + "\"";
-        EXPECT_NE(shown(report::jsonWriter, {read(check, "", 3)}).find(json), string::npos) << one.pKind;
-        for (const report::host &host : {read(check, "", 3), read("", entry, 3)}) {
-            const string page = shown(englishPage, {host, host});
-            const string heading = string("<h3>") + one.pKind;
-            EXPECT_NE(page.find(heading), string::npos) << one.pKind;
-            EXPECT_EQ(page.find(heading), page.rfind(heading)) << one.pKind;
-        }
+    const string text = message(MSG_KERNEL_REQUIRED, {"5", "14", "0"});
+    const string entry = bad("12.1", false, text + "\n");
+    const string check = startOf("12.1") + checkOf("a", text, MSG_SEVERITY_ERROR) + entry;
+    EXPECT_NE(shown(report::jsonWriter, {read(check, "", 3)}).find("\"advice\": {\"kind\": \"kernel level\""),
+              string::npos);
+    for (const report::host &host : {read(check, "", 3), read("", entry, 3)}) {
+        const string page = shown(englishPage, {host, host});
+        const string heading = "<h3>kernel level";
+        EXPECT_NE(page.find(heading), string::npos);
+        EXPECT_EQ(page.find(heading), page.rfind(heading));
     }
-    for (const string literal : ppszLiterals)
-        EXPECT_EQ(report::adviceOn(0, literal) != nullptr,
-                  literal.find("ERROR: ") != string::npos || literal.find(" Number - ") != string::npos)
-            << literal;
 }
 
 TEST(ReportWriters, ShowWhatOnlyTheListSaysOfACheck) {
@@ -876,6 +989,20 @@ TEST(ReportComparison, ShowsWhatChanged) {
     for (const comparedCase &one : cases)
         EXPECT_EQ(compared(shown(report::jsonWriter, one.before), one.now, one.waivers), one.expected)
             << shown(report::jsonWriter, one.before) << shown(report::jsonWriter, one.now);
+}
+
+// The manual names the values. Those of SELinux are words, which have cases of their own.
+TEST(ReportComparison, ComparesValues) {
+    useCatalog();
+    for (const auto &[name, row] : messagesOfHeader()) {
+        const auto with = [number = row.first](const string &token) {
+            return read(startOf("12.1") + checkOf("a", message(number, {token, token, token})) + good());
+        };
+        const string changes = compared(shown(report::jsonWriter, {with("1")}), {with("2")});
+        const bool bValue = fits(name, "^(KERNEL|DISTRIBUTION|VERSION|GLIBC|UBUNTU|PACKAGE)_FOUND(_RELEASE)?$") &&
+                            name != "PACKAGE_FOUND";
+        EXPECT_EQ(changes.find(" changed ") != string::npos, bValue) << name << changes;
+    }
 }
 
 TEST(ReportComparison, ReadsJsonOfBothSchemas) {
