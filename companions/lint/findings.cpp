@@ -25,8 +25,8 @@ void findingList::add(Rule id, std::size_t line, std::size_t column, const std::
 void findingList::addNumbers(Rule id, std::size_t line, std::size_t column, const std::string &text, std::size_t word,
                              std::size_t length) {
     if (!excluded[static_cast<std::size_t>(id)])
-        all.push_back({static_cast<std::uint32_t>(line), static_cast<std::uint32_t>(std::max<std::size_t>(column, 1)),
-                       numberOf(text), static_cast<std::uint32_t>(word),
+        all.push_back({static_cast<std::uint32_t>(line), static_cast<std::uint32_t>(column), numberOf(text),
+                       static_cast<std::uint32_t>(word),
                        static_cast<std::uint16_t>(std::min<std::size_t>(length, UINT16_MAX)), id});
 }
 

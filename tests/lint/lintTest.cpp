@@ -69,14 +69,15 @@ static string rulesOf(const std::vector<foundText> &findings) {
 static string textsOf(const std::vector<foundText> &findings) {
     string texts;
     for (const foundText &one : findings)
-        texts += "\n" + std::to_string(one.line) + ": " + one.text;
+        texts += "\n" + std::to_string(one.line) + ":" + std::to_string(one.column) + ": " + one.text;
     return texts;
 }
 
 // The texts that a finding says to write letter by letter.
 static std::vector<string> advisedTexts(const string &text) {
-    static const std::regex patterns[] = {std::regex("(?:write|here and|version in) (<[^<>]*>(?:[^<> ]*</[^<>]*>)?)"),
-                                          std::regex("write \"([^\"]*)\""), std::regex("write ([\\w.+]+)$")};
+    static const std::regex patterns[] = {
+        std::regex("(?:write|here and|version in) (<(?:\"[^\"]*\"|[^<>\"])*>(?:[^<> ]*</[^<>]*>)?)"),
+        std::regex("write \"([^\"]*)\""), std::regex("write ([\\w.+]+)$")};
     std::vector<string> texts;
     for (const std::regex &pattern : patterns)
         for (std::sregex_iterator i(text.begin(), text.end(), pattern); i != std::sregex_iterator(); ++i)
@@ -157,18 +158,38 @@ TEST(Lint, IsSilentOnWhatIsFine) {
 }
 
 TEST(Lint, TellsWhyNothingOfAFileIsRead) {
-    EXPECT_EQ(textsOf(found("")), "\n1: no line offers a level: write <KVXLevel value=\"12.1\">");
+    EXPECT_EQ(textsOf(found("")), "\n1:1: no line offers a level: write <KVXLevel value=\"12.1\">");
     const std::vector<std::pair<string, string>> encodings = {
         {string("\xff\xfe<\0K\0", 6), "UTF-16"},
         {string("\0\0\0<\0\0\0K", 8), "UTF-32"},
         {string("\xff\xfe\0\0<\0\0\0", 8), "UTF-32"},
-        {"<KVXprereqs>\r<UMASK>\r", "(CR)"},
+        {string("\0\0\xfe\xff\0\0\0<", 8), "UTF-32"},
+        {string("<\0\0\0K\0\0\0", 8), "UTF-32"},
+        {string("\xfe\xff\0<", 4), "UTF-16"},
+        {string("\0<\0K", 4), "UTF-16"},
+        {string("<\0K\0", 4), "UTF-16"},
+        {"<KVXprereqs>\r<UMASK>\r", "\\(CR\\)"},
     };
     for (const auto &[file, name] : encodings) {
         const auto findings = found(file);
         EXPECT_EQ(rulesOf(findings), "encoding");
-        EXPECT_NE(textsOf(findings).find(name), string::npos) << textsOf(findings);
+        EXPECT_TRUE(std::regex_match(textsOf(findings), std::regex("\n1:1: .*" + name + ".*"))) << textsOf(findings);
     }
+}
+
+TEST(Lint, FindsValuesThatAreReplacedOnEveryHost) {
+    const string level = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n";
+    const string open = "<RHEL value=\"LinuxDistro = RHEL RHELVersion ";
+    const string value = "\">\n<UMASK>022</UMASK>\n</RHEL>\n";
+    // the releases of two sections: on which hosts does the second one replace the value of the first one?
+    const std::vector<std::array<string, 3>> rows = {
+        {">= 9", "> 8", "replaced"}, {"> 8", ">= 9", "replaced"}, {">= 8", ">= 9", ""},
+        {"< 9", "< 10", "replaced"}, {"< 10", "< 9", ""},         {"= 9", ">= 9", "replaced"},
+        {"= 9", "> 9", ""},          {"= 9", "< 10", "replaced"}, {"= 9", "< 9", ""},
+        {"= 9", "= 9", "replaced"},  {">= 9", "= 9", ""},         {">= 9", "! 8", "operator-name"}};
+    for (const auto &[first, second, rules] : rows)
+        EXPECT_EQ(rulesOf(found(level + open + first + value + open + second + value + "</platform>\n")), rules)
+            << first << ", " << second;
 }
 
 TEST(Lint, IsSilentWhereItIsTold) {
@@ -178,25 +199,25 @@ TEST(Lint, IsSilentWhereItIsTold) {
     const string end = "</platform>\n";
     const std::vector<std::pair<string, string>> rows = {
         {level + empty + end,
-         "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
+         "\n4:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         // only the line below
         {level + comment + "empty -->\n" + empty + empty + end,
-         "\n6: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
+         "\n6:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         {level + " " + comment + "text,empty --> \n" + empty + end,
-         "\n4: there is no finding of text to suppress: delete this one"},
+         "\n4:1: there is no finding of text to suppress: delete this one"},
         // suppressions on consecutive lines count for the line below the last one
         {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
-         "\n4: there is no finding of text to suppress: delete this one"},
+         "\n4:1: there is no finding of text to suppress: delete this one"},
         // in front of the first level a suppression counts for the whole file
         {"\n" + comment + "empty -->\n" + level + empty + empty + end, ""},
-        {comment + "empty -->\n" + level + end, "\n1: there is no finding of empty to suppress: delete this one"},
-        {level + comment + "emty -->\n" + end, "\n4: there is no rule emty: take one that --list-rules prints"},
+        {comment + "empty -->\n" + level + end, "\n1:1: there is no finding of empty to suppress: delete this one"},
+        {level + comment + "emty -->\n" + end, "\n4:1: there is no rule emty: take one that --list-rules prints"},
         // without --unread there are no findings that show whether this one is used
         {level + comment + "unread -->\n<ksh>1</ksh>\n" + end, ""},
         // a suppression on the line of an element
         {level + "<UMASK></UMASK> " + comment + "empty -->\n" + end,
-         "\n4: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"
-         "\n4: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
+         "\n4:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"
+         "\n4:22: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
     };
     for (const auto &[file, texts] : rows)
         EXPECT_EQ(textsOf(found(file)), texts) << file;
