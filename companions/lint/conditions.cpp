@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <initializer_list>
-#include <optional>
 #include <sstream>
 #include <strings.h>
 
@@ -517,11 +516,12 @@ void reportForeign(string_view text, const reporter &report) {
 
 } // namespace
 
-string_view quotedText(string_view line, bool &bQuotes) {
+std::optional<string_view> quotedText(string_view line) {
     const std::size_t opening = line.find('"');
     const std::size_t closing = opening == string_view::npos ? opening : line.find('"', opening + 1);
-    bQuotes = closing != string_view::npos;
-    return bQuotes ? line.substr(opening + 1, closing - opening - 1) : string_view();
+    if (closing == string_view::npos)
+        return std::nullopt;
+    return line.substr(opening + 1, closing - opening - 1);
 }
 
 condition readCondition(string_view text) {

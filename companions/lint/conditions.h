@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -54,8 +55,8 @@ struct condition {
     std::vector<std::string_view> rest; // the words of an incomplete triple at the end
 };
 
-// The text between the first two double quotes of a line; `bQuotes` false without both.
-std::string_view quotedText(std::string_view line, bool &bQuotes);
+// The text between the first two double quotes of a line; nothing without both.
+std::optional<std::string_view> quotedText(std::string_view line);
 
 // Splits a condition into triples as the program does.
 condition readCondition(std::string_view text);

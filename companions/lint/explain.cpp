@@ -138,13 +138,12 @@ struct readLevel {
 
 // Says why the program skips the section that a line opens.
 string skipReason(const prereqReader &reader, string_view line) {
-    bool bQuotes = false;
-    const string_view text = quotedText(line, bQuotes);
     if (reader.tag == shareGrid && !bShareGrid && !bNonIB)
         return "it is for the clustered pass";
-    if (!bQuotes)
+    const std::optional<string_view> text = quotedText(line);
+    if (!text)
         return "its condition is not in double quotes";
-    for (const triple &triple : readCondition(text).triples) {
+    for (const triple &triple : readCondition(*text).triples) {
         const string operand(triple.operand), operation(triple.operation), wanted(triple.value);
         if (!sqloEvaluateCondition(operand.c_str(), operation.c_str(), wanted.c_str()))
             continue;
@@ -328,10 +327,9 @@ std::unordered_map<string, std::size_t> levelLines(string_view file) {
     std::unordered_map<string, std::size_t> places;
     for (std::size_t at = 0; (at = file.find(begin, at)) != string_view::npos; at++) {
         const std::size_t name = at + begin.size();
-        const std::size_t line = at == 0 ? 0 : file.find_last_of('\n', at) + 1;
+        const std::size_t line = file.rfind('\n', at) + 1; // npos + 1 is 0: the first line
         const std::size_t end = std::min(file.find('"', name), file.size());
-        if (end - line < PREREQ_LINE_SIZE)
-            places.emplace(file.substr(name, end - name), line);
+        places.emplace(file.substr(name, end - name), line);
     }
     return places;
 }

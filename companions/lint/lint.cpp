@@ -215,8 +215,8 @@ private:
     void takeLevelLine(const markup *pPart) {
         const markup *pClosing = endPlatformBefore(pPart);
         endLevel();
-        bool bQuotes = false;
-        const string_view offered = quotedText(line.text, bQuotes);
+        const std::optional<string_view> quoted = quotedText(line.text);
+        const string_view offered = quoted.value_or("");
         const string_view meant = nameMeant(pPart, offered);
         const string name(meant);
         firstOfLevel = findings.all.size();
@@ -227,7 +227,7 @@ private:
         bLevel = true;
         reader.beginLevel(string(offered));
         reader.take(line.text);
-        const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && bQuotes;
+        const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && quoted;
         bAnyLevel = true;        // even if its line is mistaken, which is reported there
         reader.beginLevel(name); // judge the lines of the level even if its own line is mistaken
         reader.take(levelLine(name));
@@ -235,7 +235,7 @@ private:
 
         if (pPart != nullptr && pPart->comment != 0)
             line.reportComment(*pPart, "this level is offered");
-        else if (!bFound || !bQuotes)
+        else if (!bFound || !quoted)
             judgeLevelForm(pPart, meant, bOffered ? &offered : nullptr);
         else
             judgeLevelName(meant);
@@ -415,9 +415,7 @@ private:
     static bool isMeantForLinux(const markup &part) {
         if (part.kind == MarkupKind::element)
             return !part.text.empty() && sameLetters(trimmed(part.text), supported);
-        bool bQuotes = false;
-        quotedText(part.attributes, bQuotes);
-        return !bQuotes || holds(common::lowered(part.attributes), "linux");
+        return !quotedText(part.attributes) || holds(common::lowered(part.attributes), "linux");
     }
 
     void reportOtherPlatform(const markup &part) {

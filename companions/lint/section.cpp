@@ -848,9 +848,8 @@ void sectionJudge::judgeQuotes(const markup &part) {
 }
 
 void sectionJudge::judgeCondition(const markup &part, openSection &section) {
-    bool bQuotes = false;
-    const string_view text = quotedText(line.text, bQuotes);
-    if (!bQuotes) {
+    const std::optional<string_view> text = quotedText(line.text);
+    if (!text) {
         judgeQuotes(part);
         section.bUnknown = true;
         return;
@@ -865,9 +864,9 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
     for (std::size_t tag = 0; tag < LastTag; tag++)
         place.given[tag] = !values[tag].empty();
     bool bClear = true;
-    const condition asked = readCondition(text);
+    const condition asked = readCondition(*text);
     section.tests.assign(asked.triples.begin(), asked.triples.end());
-    checkCondition(text, place, [&](Rule id, string_view word, const string &message) {
+    checkCondition(*text, place, [&](Rule id, string_view word, const string &message) {
         line.report(id, line.columnOf(word), message);
         bClear = bClear && (id == Rule::distribution || id == Rule::unset || id == Rule::lineBreak);
         if (id == Rule::contradiction)
