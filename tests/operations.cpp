@@ -230,8 +230,8 @@ static int append(words w) {
 }
 
 static int copy(words w) {
-    char szBuffer[] = "\0\0\0\0\0\0\0\0#";
-    return showBuffer(iStrncpy(szBuffer, w[0], 8), szBuffer);
+    char szBuffer[] = "#########";
+    return showBuffer(iStrncpy(szBuffer, w[0], number(w[1], 8)), szBuffer);
 }
 
 static int exists(words w) {
@@ -249,6 +249,8 @@ static int language(words) {
 
 static int location(words w) {
     sqloSetRuntimeLocation(w[0]);
+    char szCopy[sizeof szRuntimePath];
+    EXPECT_STREQ(sqloGetRuntimeLocation(szCopy), szRuntimePath);
     return show(sqloGetRuntimeLocation(nullptr));
 }
 
@@ -483,7 +485,7 @@ const std::map<string, namedOperation> namedOperations = {
     {"catalog", {LINES, "", catalog}},
     {"compare", {LINES, "required found", compareVersions}},
     {"condition", {LINES, "line", condition}},
-    {"copy", {LINES, "text", copy}},
+    {"copy", {LINES, "text size", copy}},
     {"exists", {LINES, "path", exists}},
     {"language", {LINES, "", language}},
     {"levels", {LINES, "asked", levels}},
