@@ -632,10 +632,59 @@ TEST(ReportWriters, KeepTablesTo80Columns) {
     EXPECT_EQ(table.find('\033'), string::npos);
 }
 
-// Without a break there, the line would end within the last word of the sentence.
-TEST(ReportWriters, BeginALineBehindAWideFullStop) {
-    const std::vector<string> lines = report::wrap("\u65e5\u672c\u8a9e\u3002Ubuntu", 9);
-    EXPECT_EQ(lines, (std::vector<string>{"\u65e5\u672c\u8a9e\u3002", "Ubuntu"}));
+// The first and the last of each range of characters that are not shown as they are, and the neighbours of these.
+TEST(ReportText, ShowsHiddenCharacters) {
+    for (const string hidden : {"\u0080", "\u009f", "\u061c", "\u200b", "\u200f", "\u2028", "\u202e", "\u2060",
+                                "\u206f", "\ufeff", "\ufffe", "\uffff", "\U0001fffe"})
+        EXPECT_EQ(report::visible(hidden).find("\\u"), 0U) << report::visible(hidden);
+    for (const string seen : {" ", "~", "\u00a0", "\u061b", "\u061d", "\u200a", "\u2010", "\u2027", "\u202f", "\u205f",
+                              "\u2070", "\ufefe", "\uff00", "\ufffd"})
+        EXPECT_EQ(report::visible(seen), seen);
+    EXPECT_EQ(report::visible("\x1f\x7f\t"), "\\x1F\\x7F ");
+    // a combining mark takes no column, and a wide character takes two
+    EXPECT_EQ(report::columns("\u0300\u036f"), 0U);
+    EXPECT_EQ(report::columns("\u02ff\u0370\u10ff\u1160"), 4U);
+    EXPECT_EQ(report::columns("\u1100\u115f\uac00\ud7a3"), 8U);
+}
+
+struct wrappedText {
+    string text;
+    size_t width;
+    string lines; // with a bar between them
+};
+
+TEST(ReportText, EndsLinesWhereWordsEnd) {
+    const vector<wrappedText> cases = {
+        {"ab cd  ", 5, "ab cd"},
+        {"ab cd", 4, "ab|cd"},
+        {"ab  cd", 3, "ab|cd"},
+        {"abcde", 2, "ab|cd|e"},
+        // between two characters of Chinese or Japanese, but not between those of Korean
+        {"a\u65e5\u672c", 4, "a\u65e5|\u672c"},
+        {"a \uac00\ud7a3", 4, "a|\uac00\ud7a3"},
+        {"a \u1100\u115f", 4, "a|\u1100\u115f"},
+        // not behind an opening sign, nor in front of a closing one
+        {"\u65e5\uff08\u672c", 5, "\u65e5|\uff08\u672c"},
+        {"\u65e5\u672c\u3002", 5, "\u65e5|\u672c\u3002"},
+        // Behind a wide full stop, or the line would end within the last word of the sentence. Not in front of a narrow
+        // one.
+        {"\u65e5\u672c\u8a9e\u3002Ubuntu", 9, "\u65e5\u672c\u8a9e\u3002|Ubuntu"},
+        {"\u65e5\u672c\u3002)", 6, "\u65e5|\u672c\u3002)"},
+        {"\u65e5", 1, "\u65e5"},
+    };
+    for (const wrappedText &one : cases) {
+        string lines;
+        for (const string &line : report::wrap(one.text, one.width))
+            lines += (lines.empty() ? "" : "|") + line;
+        EXPECT_EQ(lines, one.lines) << one.text;
+    }
+}
+
+TEST(ReportText, OrdersLevels) {
+    const vector<string> levels = {"12.1.10", "12.1.9", "12.1.0", "12.1", "12.01", "11.10", "11.9", "9.8", "x"};
+    for (size_t i = 0; i < levels.size(); i++)
+        for (size_t j = 0; j < levels.size(); j++)
+            EXPECT_EQ(report::isNewerLevel(levels[i], levels[j]), i < j) << levels[i] << " " << levels[j];
 }
 
 // Bad levels go first, however old they are.
@@ -881,6 +930,10 @@ TEST(ReportComparison, ShowsWhatChanged) {
          {read(startOf("12.1") + checkOf("c", "z", MSG_SEVERITY_ERROR) + checkOf("d", "", MSG_SEVERITY_ERROR) +
                good())},
          "db1 same failed>failed\n  d came >error in 12.1\n1"},
+        // the same, with a check without a result more
+        {{failed},
+         {read(startOf("12.1") + checkOf("c", "z", MSG_SEVERITY_ERROR) + message(MSG_CHECK_HEADING, {"d"}) + "\n")},
+         "db1 same failed>failed\n  d came >open in 12.1\n2"},
         // a warning that came is no worse than one of a new host
         {{warned},
          {passOf(checkOf("a", "x") + warning + checkOf("d", "y", MSG_SEVERITY_WARNING))},
