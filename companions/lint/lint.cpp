@@ -100,7 +100,7 @@ private:
             takeLongLine();
         else if (pLevel != nullptr && closesLevel(*pLevel))
             reportLevelEnd(pLevel->column);
-        else if (holds(text, levelStart) || pLevel != nullptr || beginsLevelAsText())
+        else if (offersLevel() || pLevel != nullptr || beginsLevelAsText())
             takeLevelLine(pLevel);
         else if (reader.place() == PLACE_SECTION)
             takeSectionLine();
@@ -143,12 +143,20 @@ private:
         return pFound;
     }
 
-    // Finds the opening tag of a level; outside comments it may be misspelled.
+    // Does the program find a level's name on the line?
+    bool offersLevel() const {
+        return holds(line.text, levelStart) && quotedText(line.text);
+    }
+
+    // Finds the opening tag of a level. In a comment only one that offers a level counts; elsewhere it may be
+    // misspelled.
     const markup *levelPart() const {
         return findPart([&](const markup &part) {
-            if (part.kind == MarkupKind::closing || part.name == "KVXLevel")
-                return part.kind != MarkupKind::closing;
-            return part.comment == 0 && isLevelMeant(part);
+            if (part.kind == MarkupKind::closing)
+                return false;
+            if (part.comment != 0)
+                return part.name == "KVXLevel" && offersLevel();
+            return part.name == "KVXLevel" || isLevelMeant(part);
         });
     }
 
@@ -215,8 +223,7 @@ private:
     void takeLevelLine(const markup *pPart) {
         const markup *pClosing = endPlatformBefore(pPart);
         endLevel();
-        const std::optional<string_view> quoted = quotedText(line.text);
-        const string_view offered = quoted.value_or("");
+        const string_view offered = quotedText(line.text).value_or("");
         const string_view meant = nameMeant(pPart, offered);
         const string name(meant);
         firstOfLevel = findings.all.size();
@@ -227,7 +234,7 @@ private:
         bLevel = true;
         reader.beginLevel(string(offered));
         reader.take(line.text);
-        const bool bFound = reader.place() == PLACE_LEVEL, bOffered = holds(line.text, levelStart) && quoted;
+        const bool bFound = reader.place() == PLACE_LEVEL;
         bAnyLevel = true;        // even if its line is mistaken, which is reported there
         reader.beginLevel(name); // judge the lines of the level even if its own line is mistaken
         reader.take(levelLine(name));
@@ -235,8 +242,8 @@ private:
 
         if (pPart != nullptr && pPart->comment != 0)
             line.reportComment(*pPart, "this level is offered");
-        else if (!bFound || !quoted)
-            judgeLevelForm(pPart, meant, bOffered ? &offered : nullptr);
+        else if (!bFound)
+            judgeLevelForm(pPart, meant, offersLevel() ? &offered : nullptr);
         else
             judgeLevelName(meant);
         judgeOthers(pPart, "the level", pClosing);
