@@ -67,6 +67,7 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
     EXPECT_EQ(run(bad).out, expected);
     EXPECT_EQ(run(bad).status, 1);
     EXPECT_TRUE(holds(run("- <" + bad).out, "<stdin>:4:1: error: ")) << "standard input is judged as a file";
+    EXPECT_TRUE(holds(run(sample + " " + bad).out, "kvxprereqlint: 2 files: 1 error, 0 warnings, 0 notes\n"));
     const commandResult other = run("/nowhere " + bad);
     EXPECT_EQ(other.status, 2);
     EXPECT_TRUE(holds(other.out, "kvxprereqlint: /nowhere: No such file or directory\n")) << other.out;
@@ -85,6 +86,8 @@ TEST(LintCommand, WeighsFindingsAsItIsAsked) {
     EXPECT_TRUE(holds(unread.out, ":6:1: note: no check reads m4Package (a package that ")) << unread.out;
     EXPECT_EQ(unread.status, 0) << "a note is for information";
     EXPECT_TRUE(holds(run(levelOf("")).out, ":1:1: warning: no check reads anything")) << "not an error";
+    const string suppressed = levelOf("<!-- kvxprereqlint disable=empty -->\n<UMASK></UMASK>\n<UMASK>022</UMASK>");
+    EXPECT_EQ(run(suppressed).out, "kvxprereqlint: 1 file: 0 errors, 0 warnings, 0 notes, 1 suppressed\n");
 }
 
 // Runs the linter with a format. FILE stands for the file's path and TEXT for the text of the rule letter-case.
@@ -164,6 +167,8 @@ TEST(LintCommand, RefusesOptionsThatMakeNoSense) {
 
 TEST(LintCommand, ListsLevelsAndRules) {
     const string file = writeFile("<KVXLevel value=\"1.0\">\n<KVXLevel value=\"1.10\">\n<KVXLevel value=\"1.9\">\n");
+    EXPECT_EQ(run("-h").out.substr(0, 21), "Usage: kvxprereqlint ");
+    EXPECT_EQ(run("--version").status, 0);
     EXPECT_EQ(run("--levels " + file).out, "1.10\n1.9\n1.0\n");
     EXPECT_EQ(run("--levels - <" + file).out, "1.10\n1.9\n1.0\n");
     const string manual = readFile(KVX_SOURCE_DIR "/man/kvxprereqlint.1");
@@ -205,9 +210,15 @@ TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
     EXPECT_TRUE(
         holds(suse, "Checks of every level: strings is there, libaio.so.1 loads, 32-bit PAM library (warning)\n"))
         << suse;
-    EXPECT_TRUE(
-        holds(run(explain + "RHEL --release 9 " + levelOf("<UMASK>022</UMASK>\n<kshVersion>1</kshVersion>")).out,
-              "Read in the clustered pass only\n  line 4: kshVersion = 1\n"));
+    const string blanks(255, ' ');
+    const string odd = levelOf(blanks + "<CPPVersionString>GCC4</CPPVersionString>\n<SLES value='x'>\n</SLES>\n"
+                                        "<kshVersion>1</kshVersion>\n<SLES value=\"foo = 1\">");
+    const string explained = run(explain + "RHEL --release 9 " + odd).out;
+    for (const string part : {"C++ runtime, not made: no CPPLibName is given\n  line 3: CPPVersionString = GCC4\n",
+                              "Read in the clustered pass only\n  line 6: kshVersion = 1\n",
+                              "lines 4 to 5: <SLES value='x'>\n    its condition is not in double quotes\n",
+                              "lines 7 to the platform's end: <SLES value=\"foo = 1\">\n    foo is not a tag\n"})
+        EXPECT_TRUE(holds(explained, part)) << part << explained;
 }
 
 // A release that the file gives in the first pass is still stored in the clustered pass, and decides its sections.

@@ -14,6 +14,7 @@
 #include "explain.h"
 #include "lint.h"
 #include "mistakes.h"
+#include "output.h"
 #include "privateHost.h"
 #include "sqloPrereqDefs.h"
 
@@ -158,7 +159,8 @@ TEST(Lint, IsSilentOnWhatIsFine) {
 }
 
 TEST(Lint, TellsWhyNothingOfAFileIsRead) {
-    EXPECT_EQ(textsOf(found("")), "\n1:1: no line offers a level: write <KVXLevel value=\"12.1\">");
+    EXPECT_EQ(textsOf(found("<!--\n")), "\n1:1: this comment has no end: write --> where it ends"
+                                        "\n1:1: no line offers a level: write <KVXLevel value=\"12.1\">");
     const std::vector<std::pair<string, string>> encodings = {
         {string("\xff\xfe<\0K\0", 6), "UTF-16"},
         {string("\0\0\0<\0\0\0K", 8), "UTF-32"},
@@ -183,13 +185,33 @@ TEST(Lint, FindsValuesThatAreReplacedOnEveryHost) {
     const string value = "\">\n<UMASK>022</UMASK>\n</RHEL>\n";
     // the releases of two sections: on which hosts does the second one replace the value of the first one?
     const std::vector<std::array<string, 3>> rows = {
-        {">= 9", "> 8", "replaced"}, {"> 8", ">= 9", "replaced"}, {">= 8", ">= 9", ""},
-        {"< 9", "< 10", "replaced"}, {"< 10", "< 9", ""},         {"= 9", ">= 9", "replaced"},
-        {"= 9", "> 9", ""},          {"= 9", "< 10", "replaced"}, {"= 9", "< 9", ""},
-        {"= 9", "= 9", "replaced"},  {">= 9", "= 9", ""},         {">= 9", "! 8", "operator-name"}};
+        {">= 9", "> 8", "replaced"},
+        {"> 8", ">= 9", "replaced"},
+        {">= 8", ">= 9", ""},
+        {"< 9", "< 10", "replaced"},
+        {"< 10", "< 9", ""},
+        {"= 9", ">= 9", "replaced"},
+        {"= 9", "> 9", ""},
+        {"= 9", "< 10", "replaced"},
+        {"= 9", "< 9", ""},
+        {"= 9", "= 9", "replaced"},
+        {">= 9", "= 9", ""},
+        {">= 9", "! 8", "operator-name"},
+        // a condition that always holds on other distributions is known, one with a mistaken number is not
+        {">= 9 SLESVersion > 1", ">= 9 SLESVersion > 1", "distribution replaced distribution"},
+        {">= 9 OSVersion > x", ">= 9 OSVersion > x", "whole-number whole-number"}};
     for (const auto &[first, second, rules] : rows)
         EXPECT_EQ(rulesOf(found(level + open + first + value + open + second + value + "</platform>\n")), rules)
             << first << ", " << second;
+}
+
+// Characters that are invisible or change the direction of writing, and their neighbours, which stay.
+TEST(Lint, ShowsHiddenCharactersByTheirNumbers) {
+    EXPECT_EQ(lint::printable("\u00ad\u061c\u200b\u200f\u2028\u202e\u2060\u206f\ufeff"),
+              "U+00ADU+061CU+200BU+200FU+2028U+202EU+2060U+206FU+FEFF");
+    EXPECT_EQ(lint::printable("\xc2\x80\u00a0\n\x1f\x7f\xff\xff"), "U+0080U+00A0\\n\\x1F\\x7F\\xFF\\xFF");
+    const string shown = " ~\u00a1\u200a\u2010\u2027\u202f\u205f\u2070";
+    EXPECT_EQ(lint::printable(shown), shown);
 }
 
 TEST(Lint, IsSilentWhereItIsTold) {

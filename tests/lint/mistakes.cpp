@@ -19,6 +19,9 @@ static const string fromCentos8 = R"(CNTVersion >= 8">)";
 const std::vector<mistake> mistakes = {
     // Elements
     {"3 unknown-element: in both tags", "<MinOSRelease>12</MinOSRelease>", "<MinOSRelaese>12</MinOSRelaese>"},
+    // at most three mistakes
+    {"3 unknown-element: write MinOSMinorRelease; +1:1 unknown-element: KVXprereqs.xml(5)", "<makePackage>",
+     "<MxnOSMxnorRelexse>1</MxnOSMxnorRelexse>\n<MxnOSMxnorRelxxse>1</MxnOSMxnorRelxxse>\n<makePackage>"},
     {"3 letter-case", mask, "<Umask>022</Umask>"},
     {"3 look-alike: U+0410", mask, "<UM\u0410SK>022</UM\u0410SK>"},
     {"3 look-alike: U+FF35", mask, "<\uff35MASK>022</\uff35MASK>"},
@@ -53,6 +56,7 @@ const std::vector<mistake> mistakes = {
     {"3 empty: has no effect: delete it", mask, "<UMASK/>"},
     {"-7:3 unclosed; 3 empty: write </RHEL> to close", "  </RHEL>", "  <RHEL/>"},
     {"12 lost", mask, "below </ <UMASK>022</UMASK>"},
+    {"31 lost: the program reads \"027\" here", mask, "<!-- <UMASK>027</UMASK> --> " + mask},
     {"21 opening-word", "<perlPackage>perl<", "<perlPackage>perl-valued<"},
     {"37 opening-word", mask, mask + " <!-- the usual value -->", mask + " <!-- the usual one -->"},
     {"27 opening-word: line 79", "  </RHEL>", "  </RHEL> <!-- end of the values -->", "  </RHEL> <!-- end -->"},
@@ -141,6 +145,8 @@ const std::vector<mistake> mistakes = {
     {"1 blank", "</platform>", "</ platform>"},
     {"1 look-alike", "</platform>", "</pl\u0430tform>"},
     {"13 several: below", "</platform>\n", "</platform> " + mask + "\n"},
+    {"-55:3 replaced; 22 several: below", "<shareGrid>", mask + " <shareGrid>"},
+    {"-55:3 replaced; +2:3 closing", "  <shareGrid>\n", "  <UMASK>027</UMASK>\n  <shareGrid>\n  </RHEL>\n"},
     {"1 closing", "</platform>", "<platform>"},
     {"1 closing", "</platform>", "platform>"},
     {"1 closing", "</platform>", "</plattform>"},
@@ -186,7 +192,7 @@ const std::vector<mistake> mistakes = {
     {"1 outside: above it", "<KVXprereqs>\n", "<KVXprereqs>\n" + linuxPlatform + "\n" + mask + "\n</platform>\n"},
     // only the first of them is reported
     {"1 outside: <UMASK>", "</KVXLevel>\n", "</KVXLevel>\n" + mask + "\n" + mask + "\n"},
-    {"+1:1 comment: no end; +1:15 comment: <UMASK>", mask, mask + "\n<!-- one <!-- " + mask},
+    {"3 comment: no end; 17 comment: <UMASK>; +1:1 comment: no end", mask, "<!-- one <!-- " + mask + "\n<!-- two"},
     // Conditions
     {"35 operand", fromRhel9, R"(RHELversion >= 9">)"},
     {"47 operator-name: \"RHELVersion < 10\"", fromRhel9, R"(RHELVersion <= 9">)", R"(RHELVersion > 9">)"},
@@ -294,6 +300,9 @@ const std::vector<mistake> mistakes = {
     {"21 look-alike: a no-break space", symbols, "<CPPVersionString>CXXABI_\u00a01.3.11</CPPVersionString>"},
     {"17 look-alike", "<kshPackage>ksh<", "<kshPackage>k\u0455h<"},
     {"17 package-name: in <kshVersion>", "<kshPackage>ksh<", "<kshPackage>ksh >= 93<"},
+    {"20 package-name; +1:19 package-name; +2:14 package-name; +3:10 number; +4:14 number", "<makePackage>make<",
+     "<libUsrSpaceRDMA>a b</libUsrSpaceRDMA>\n<sgPersistPackage>a b</sgPersistPackage>\n"
+     "<mkshPackage>a b</mkshPackage>\n<MinIASP>a b</MinIASP>\n<mkshVersion>a b</mkshVersion>\n<makePackage>make<"},
     {"17 package-name", "<kshPackage>ksh<", "<kshPackage>-ksh<"},
     {"17 package-name", "<kshPackage>ksh<", "<kshPackage>/bin/ksh<"},
     {"17 package-name", "<kshPackage>ksh<", "<kshPackage>ksh&;x<"},
@@ -334,12 +343,15 @@ const std::vector<fineChange> fineChanges = {
     {mask, mask + string(300, ' ') + "<!-- usual -->"},
     // a "<" in a comment
     {mask, "<!-- where a<b, kernels <major.minor -->\n<UMASK>022</UMASK>"},
+    // a level in a comment that has no name
+    {mask, mask + "\n<!-- see <KVXLevel -->"},
     // a comment around another one
     {mask, "<!--\n<!-- a mask -->\n-->\n<UMASK>022</UMASK>"},
     {"<MinOSVersion>4<", "<MinOSVersion> 4 <"},
     {"<UMASK>022<", "<UMASK>7<"},
     {"<kshPackage>ksh<", "<kshPackage>_k.s+h-93<"},
-    {"<makePackage>", "<kolt>a b</kolt>\n<makePackage>"},
+    {"<makePackage>", "<kolt>a b</kolt>\n<rtkLabel>a b</rtkLabel>\n<RHELRelease>a b</RHELRelease>\n<ofedVersion>a "
+                      "b</ofedVersion>\n<MinQDRIBROM>a b</MinQDRIBROM>\n<makePackage>"},
     {fromRhel9, R"(RHELVersion >= 9 RHELVersion < 10 RHELSP >= 1">)"},
     {fromSles15, R"(SLESVersion = 15 SLESSP > 0">)"},
     {rhel, R"(<RHEL value = "LinuxDistro = RHEL" > <!-- all of them -->)"},
