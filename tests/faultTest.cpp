@@ -465,6 +465,21 @@ static std::map<string, fault> all(const std::set<string> &paths, std::map<strin
     return faults;
 }
 
+// A check that passes by mistake shows on level 99 only, and one that fails in a good run hides what is not told.
+TEST(Faults, ArePlantedWhereChecksAreMetAndWhereTheyAreNot) {
+    onHost({}, [] {});
+    useNamedTexts();
+    std::map<string, int> uses = exceptions();
+    for (const string &run : dataLines("Words"))
+        if (run.rfind("run -v ", 0) == 0) {
+            const runOutcome good = performed(run, [] {});
+            const bool bMet = run.rfind("run -v 1.3 ", 0) == 0;
+            EXPECT_EQ(good.status == "0", bMet) << run;
+            for (const string &title : bMet ? good.failed : good.passed)
+                EXPECT_TRUE(isExcepted(run + " |" + title, &uses)) << run << title;
+        }
+}
+
 TEST(Faults, OfTools) {
     expectRule([](const runOutcome &good) { return all(good.tools, toolFaults); });
 }
