@@ -132,6 +132,22 @@ TEST(Manual, ExampleRunsAsStated) {
     EXPECT_EQ(ends, found(shell("tr '\\n' ' ' <man/KVXprereqs.xml.5"), "status (\\d+ on [A-Z]+)"));
 }
 
+// The objects of a JSON text, or of the manual's description of one: of each the names of its members in their order.
+static words objectsIn(const string &text) {
+    static const std::regex token("\"((?:[^\"\\\\]|\\\\.)*)\"(:?)|[{}]");
+    words objects;
+    std::vector<string> open;
+    for (std::sregex_iterator i(text.begin(), text.end(), token), end; i != end; ++i)
+        if (i->str() == "{")
+            open.emplace_back();
+        else if (i->str() == "}") {
+            objects.insert(open.back());
+            open.pop_back();
+        } else if (i->str(2) == ":")
+            open.back() += i->str(1) + " ";
+    return objects;
+}
+
 // Only a run with a failure, or a warning, and a waived one, compared with one on another kernel, has all members.
 TEST(Manual, NamesTheMembersOfTheJson) {
     onHost({}, [] {});
@@ -147,8 +163,7 @@ TEST(Manual, NamesTheMembersOfTheJson) {
         "$json | sed 's/\"passed\", \"waived\"/\"error\", \"waived\"/; s/30047, \"tokens\": ./&\"4\", /' >/old; "
         "$json --waivers=/waivers --compare=/old";
     const string manual = shell("sed '/^.Ss JSON/,/^.Ed/!d' man/kvxprereqreport.1");
-    const char *const pName = "\"(\\w+)\": ";
-    EXPECT_EQ(found(runProgram(host, {"/bin/sh", "-c", run}).out, pName), found(manual, pName));
+    EXPECT_EQ(objectsIn(runProgram(host, {"/bin/sh", "-c", run}).out), objectsIn(manual));
 }
 
 // Of the report in README: a text that has changed since is one that no message explains.
