@@ -13,6 +13,8 @@
 namespace report {
 
 static constexpr uint32_t messageSet = 1;
+static constexpr int firstMessage = 30000;
+static constexpr int lastMessage = 39999;
 
 static bool isTitle(int message) {
     static constexpr std::array titles{MSG_TITLE_OS_LEVEL, MSG_TITLE_DISTRIBUTION, MSG_TITLE_LIBSTDCXX, MSG_TITLE_GLIBC,
@@ -80,7 +82,7 @@ std::map<int, std::string> readCatalog(const std::string &path, int first, int l
 }
 
 catalog::catalog(const std::string &path, const std::string &codeSetName)
-    : ownCodeSet(codeSetName), texts(readCatalog(path, MSG_SEVERITY_WARNING, MSG_VEX_SCRIPT_MISSING)) {
+    : ownCodeSet(codeSetName), texts(readCatalog(path, firstMessage, lastMessage)) {
     for (const auto &[message, text] : texts)
         if (isLine(message))
             addPatterns(message);
