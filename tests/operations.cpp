@@ -290,7 +290,10 @@ static int levels(words w) {
 static string fetchText(size_t size, const string &tokens) {
     string buffer(300, '#');
     for (const string &token : separated(tokens, ' '))
-        addToken(token == "NULL" ? nullptr : token.c_str());
+        if (token[0] == '-')
+            addNumToken(std::stoi(token));
+        else
+            addToken(token == "NULL" ? nullptr : token.c_str());
     const string text = sqloGetString(1, buffer.data(), static_cast<int>(size));
     return buffer[size] == '#' ? text : text + "\nwrites behind the buffer";
 }
