@@ -12,7 +12,7 @@ namespace report {
 
 namespace fs = std::filesystem;
 
-static const char *const pEnglish = "en";
+static const char *const pSourceLanguage = "en";
 
 static bool isPlain(const std::string &localeName) {
     return localeName.empty() || localeName == "C" || localeName == "POSIX";
@@ -48,8 +48,8 @@ std::string translationFor(const std::string &localeName, const fs::path &direct
     std::string name = localeName.substr(0, localeName.find_first_of(".@"));
     std::replace(name.begin(), name.end(), '-', '_');
     const std::string language = name.substr(0, name.find('_'));
-    if (localeName.empty() || language == pEnglish || (!name.empty() && isPlain(name)))
-        return pEnglish;
+    if (localeName.empty() || language == pSourceLanguage || (!name.empty() && isPlain(name)))
+        return pSourceLanguage;
     const std::string served = checkersDirectory(name);
     for (const std::string &candidate : {name, served.substr(0, served.find('.')), language})
         if (!candidate.empty() && candidate.find('/') == std::string::npos && isThere(candidate, directory))
@@ -58,7 +58,7 @@ std::string translationFor(const std::string &localeName, const fs::path &direct
 }
 
 std::string translationsIn(const fs::path &directory) {
-    std::set<std::string> names{pEnglish};
+    std::set<std::string> names{pSourceLanguage};
     std::error_code failed;
     for (const auto &one : fs::directory_iterator(directory / "catalogs", failed))
         if (isThere(one.path().filename(), directory))
@@ -70,7 +70,7 @@ std::string translationsIn(const fs::path &directory) {
 }
 
 messages openTranslation(const std::string &translation, const fs::path &directory, const encoder &shownIn) {
-    if (translation.empty() || translation == pEnglish)
+    if (translation.empty() || translation == pSourceLanguage)
         return messages();
     std::string tag = translation;
     std::replace(tag.begin(), tag.end(), '_', '-');
