@@ -12,7 +12,7 @@ namespace {
 
 using std::string;
 
-constexpr int schema = 1;
+constexpr int explanationSchema = 1;
 
 /* --- For people --- */
 
@@ -143,7 +143,7 @@ void printText(const explanation &explained, std::ostream &out) {
 
 void printJson(const explanation &explained, std::ostream &out) {
     string json = "{";
-    json::member(json, "schema", schema);
+    json::member(json, "schema", explanationSchema);
     json::member(json, "level", printable(explained.level));
     appendHost(json, explained.host);
     json::list(json, "notes", explained.notes, appendName);

@@ -41,7 +41,8 @@ public:
     std::string textOf(const finding &found) const;
     void sortByLine();
 
-    std::deque<finding> all;
+    // Outputs walk it, and suppressions take findings out.
+    std::deque<finding> all; // NOLINT(misc-non-private-member-variables-in-classes)
 
 private:
     void addNumbers(Rule id, std::size_t line, std::size_t column, const std::string &text, std::size_t word,

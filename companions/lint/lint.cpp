@@ -21,7 +21,6 @@ using std::string_view;
 using common::holds;
 using common::sameLetters;
 
-constexpr auto npos = string_view::npos;
 constexpr string_view levelStart = "<KVXLevel", platformName = "platform", supported = "Linux", shortLevel = "level";
 constexpr std::size_t MOST_BYTES = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t LEVEL_ROOM = sizeof(versionList::szVersion);

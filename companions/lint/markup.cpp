@@ -12,7 +12,6 @@ namespace lint {
 namespace {
 
 constexpr std::string_view commentBegin = "<!--", commentEnd = "-->";
-constexpr auto npos = std::string_view::npos;
 constexpr std::size_t MOST_PARTS = 100, FARTHEST_PART = 4096; // parts of a long line beyond these limits are ignored
 
 bool beginsAt(std::string_view line, std::size_t position, std::string_view text) {

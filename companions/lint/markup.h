@@ -8,6 +8,8 @@
 
 namespace lint {
 
+constexpr std::size_t npos = std::string_view::npos;
+
 enum class MarkupKind {
     element, // opening tag, text and closing tag
     opening,

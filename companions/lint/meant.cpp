@@ -13,7 +13,6 @@ using common::holds;
 using std::string;
 using std::string_view;
 
-static constexpr auto npos = string_view::npos;
 static constexpr std::size_t FARTHEST_END = 1000; // how many bytes are searched for the end of a tag
 
 string opening(string_view name) {

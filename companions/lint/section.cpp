@@ -22,8 +22,6 @@ using std::string_view;
 using common::holds;
 using common::sameLetters;
 
-constexpr auto npos = string_view::npos;
-
 // Deeper sections, and values farther back, are not compared: no real file needs it, and time would grow with the
 // square.
 constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;

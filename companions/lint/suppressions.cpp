@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::string_view programName = "kvxprereqlint",
                            keyword = "disable=", form = "<!-- kvxprereqlint disable=RULE -->";
-constexpr auto npos = std::string_view::npos;
 
 bool take(std::string_view &text, std::string_view part) {
     if (text.substr(0, part.size()) != part)
