@@ -5,6 +5,7 @@
 #include "catalog.h"
 #include "earlier.h"
 #include "judge.h"
+#include "outline.h"
 #include "reader.h"
 #include "sqloLiterals.h"
 #include "waivers.h"
@@ -455,6 +456,35 @@ TEST(ReportMessages, AreLinesWordsOrTitles) {
     }
 }
 
+// The build asks this of each catalog.
+TEST(ReportMessages, ThatCannotBeReadAreFaults) {
+    const auto check = [](const string &arguments) {
+        int status = 0;
+        const string command = KVX_PROGRAM_DIR "/catalog-check " + arguments;
+        const printed got = capture([&] { status = system(command.c_str()); });
+        return std::to_string(WEXITSTATUS(status)) + " " + got.err;
+    };
+    const vector<std::pair<std::map<int, string>, string>> cases = {
+        {{{MSG_CHECK_PASSED, "a"}, {MSG_TITLE_GLIBC, "b %1%2\nb"}, {MSG_CHECK_HEADING, "a %1 b %2"}}, "0 "},
+        {{{MSG_CHECK_PASSED, "\u00e4"}}, "1 .*: message 30054 is not in the catalog's code set\n"},
+        {{{MSG_CHECK_PASSED, "a\nb"}}, "1 .*: message 30054 has more than one line\n"},
+        {{{MSG_TITLE_GLIBC, "a"}, {MSG_TITLE_LIBAIO, "a"}}, "1 .*: message 30026 is the same title as 30025\n"},
+        {{{MSG_CHECK_PASSED, "a %1%2"}}, "1 .*: message 30054 has two tokens side by side\n"},
+        {{{MSG_CHECK_PASSED, "a %1"}, {MSG_LIBAIO_MISSING, "%1 b"}, {MSG_LIBNUMA_MISSING, "a %2"}},
+         "1 .*: message 30054 and 33609 can have written the same line\n.*33609 and 30054 can .*\n"},
+        {{{MSG_CHECK_PASSED, "   .bashrc Check - Passed."}},
+         "1 .*: message 30054 and the program's own \".bashrc Check - Passed....\" can have .*\n.*\n"},
+    };
+    for (const auto &[texts, expected] : cases) {
+        useTexts(texts);
+        const string catalog = string(szRuntimePath) + "/locale/en_US.iso88591/kvxistring.cat";
+        EXPECT_TRUE(std::regex_match(check(catalog + " ASCII"), std::regex(expected)))
+            << expected << check(catalog + " ASCII");
+    }
+    EXPECT_EQ(check("/dev/null utf8"), "2 catalog-check: no message catalog: /dev/null\n");
+    EXPECT_EQ(check("/dev/null"), "2 usage: catalog-check CATALOG CODESET\n");
+}
+
 // These tell the language, and where standard error has them they tell something of the run.
 TEST(ReportMessages, TellTheLanguage) {
     useCatalog();
@@ -685,6 +715,62 @@ TEST(ReportText, OrdersLevels) {
     for (size_t i = 0; i < levels.size(); i++)
         for (size_t j = 0; j < levels.size(); j++)
             EXPECT_EQ(report::isNewerLevel(levels[i], levels[j]), i < j) << levels[i] << " " << levels[j];
+}
+
+static vector<string> wordsOf(const string &text) {
+    std::istringstream in(text);
+    return {std::istream_iterator<string>(in), {}};
+}
+
+TEST(ReportNames, FormRanges) {
+    const vector<std::pair<string, string>> cases = {
+        // two names are no range
+        {"db2 db1", "db1, db2"},
+        {"x db3 db1 db2", "db1 to db3, x"},
+        {"1 2 3 5", "1 to 3, 5"},
+        // as many digits, or one more without a zero in front
+        {"db10 db9 db11", "db9 to db11"},
+        {"db09 db10 db11", "db09 to db11"},
+        {"db8 db9 db010", "db8, db9, db010"},
+        // the last number of the first label, with the same text around it
+        {"r1-a.2 r2-a.2 r3-a.2", "r1-a.2 to r3-a.2"},
+        {"a1.1 a1.2 a1.3", "a1.1, a1.2, a1.3"},
+        {"a1.x a2.x a3.y", "a1.x, a2.x, a3.y"},
+        {"a a a", "a, a, a"},
+        // at most nine digits
+        {"n123456788 n123456789 n123456790", "n123456788 to n123456790"},
+        {"n1234567888 n1234567889 n1234567890", "n1234567888, n1234567889, n1234567890"},
+        // at most 20 parts
+        {"a b c d e f g h i j k l m n o p q r s1 s2 s3 t u v",
+         "a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r, s1 to s3, t and 2 more"},
+    };
+    for (const auto &[hosts, expected] : cases)
+        EXPECT_EQ(report::namesOf(wordsOf(hosts), report::english()), expected);
+}
+
+// At most 40 names in a list, 10 in a heading, 40 doubts and passes; at most 20 hosts of a page are unfolded.
+TEST(ReportNames, AreNotTooMany) {
+    useCatalog();
+    vector<string> names;
+    string text;
+    for (int i = 10; i <= 50; i++) {
+        names.push_back(std::to_string(i));
+        text += startOf(names.back()) + "==\nx\n";
+    }
+    const auto ends = [](const string &list) { return list.substr(list.rfind(", ") + 2); };
+    EXPECT_EQ(ends(report::listOf(names, report::english())), "49 and 1 more");
+    names.pop_back();
+    EXPECT_EQ(ends(report::listOf(names, report::english())), "49");
+    names.resize(11);
+    const report::advice *pPackages = report::adviceOn(MSG_PACKAGE_NOT_INSTALLED, "");
+    EXPECT_EQ(ends(headingOf({pPackages, names}, report::english())), "19 and 1 more)");
+    const report::host host = read(text);
+    EXPECT_EQ(host.doubts.size(), 41U);
+    EXPECT_EQ(host.doubts.back().in(report::english()), "More passes like these: 2."); // 41 levels, and no level
+    const string page = shown(englishPage, vector<report::host>(21, host));
+    const std::regex unfolded(" open>\n<summary><h3>");
+    EXPECT_EQ(std::distance(std::sregex_iterator(page.begin(), page.end(), unfolded), {}), 20);
+    EXPECT_NE(page.find("Passes not shown: 2<"), string::npos); // of a level, and without one
 }
 
 // Bad levels go first, however old they are.
