@@ -109,7 +109,7 @@ const string &namedTextsDirectory() {
 
 void useTexts(const std::map<int, string> &texts) {
     const string &path = namedTextsDirectory();
-    string source = "$set 1\n$quote \"\n";
+    string source = "$ codeset=ISO-8859-1\n$set 1\n$quote \"\n"; // in which all bytes are characters
     for (const auto &[number, text] : texts) {
         source += std::to_string(number) + " \"";
         source += replaced(text, {{"([\"\\\\])", "\\$1"}, {"\n", "\\n"}});
