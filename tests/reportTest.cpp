@@ -638,10 +638,18 @@ TEST(ReportWriters, ShowAClosingLineThatIsAnEntry) {
     EXPECT_NE(shown(englishPage, {told}).find("umask 0077"), string::npos);
 }
 
-TEST(ReportWriters, AdviseInJson) {
+TEST(ReportWriters, ShowAdviceAndSeveritiesInJson) {
     useCatalog();
-    const report::host host = read(startOf("1") + checkOf("a", message(MSG_LIBAIO_MISSING), MSG_SEVERITY_ERROR));
-    EXPECT_NE(shown(report::jsonWriter, {host}).find("\"commands\": {\"RHEL\": \"dnf install libaio\""), string::npos);
+    const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"});
+    const string checks = checkOf("ksh", "", MSG_SEVERITY_ERROR) + checkOf("b", "y", MSG_SEVERITY_WARNING);
+    const string json =
+        shown(report::jsonWriter, {read(startOf("1") + checks + bad("1", false, missing + "\n\n   y\n\n"))});
+    const string text = missing.substr(missing.find_first_not_of(' '));
+    for (const string &part :
+         vector<string>{"\"advice\": {\"kind\": \"packages\"", "\"commands\": {\"RHEL\": \"dnf install PACKAGE\"",
+                        "\"entries\": [{\"text\": \"" + text +
+                            "\", \"severity\": \"error\"}, {\"text\": \"y\", \"severity\": \"warning\"}]"})
+        EXPECT_NE(json.find(part), string::npos) << part << json;
 }
 
 TEST(ReportWriters, KeepTablesTo80Columns) {
@@ -1236,6 +1244,7 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
     const string ok = goodPass("12.1");
     const string failed = failedPass("12.1");
     privateHost host;
+    host.hostName = "dbhost";
     host.binds = {KVX_PROGRAM_DIR};
     host.files = {
         {"/ok", ok},
@@ -1253,6 +1262,7 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"/e/x", "r"},
         {"/warned", warnedPass("12.1")},
         {"/waivers", "* * b until=2000-01-01 r\n* * b r\n* * none r\n"},
+        {"/marked", "\xEF\xBB\xBF* * b r\n"}, // with a byte order mark
     };
     const string noStatus = "\"file status holds no exit status\"";
     const vector<commandCase> cases = {
@@ -1265,8 +1275,28 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
              ", h5 unknown \"There is no report.\"",
          ""},
         {"/u", 2, "h unknown \"r\"", ""},
+        {"< /ok", 0, "dbhost passed null", ""},
+        // without standard input the first file that is opened has its number
+        {"/g <&-", 0, "h1 passed null", ""},
+        {"--waivers=/marked /warned <&-", 0, "warned passed null", ""},
+        {"--errors=/u/h/reason /ok", 0, "ok passed null", ""},
+        {"--errors=/bad --status=0 /dev/null", 1, "null failed null", ""},
+        {"--errors=/none /ok", 2, "", "/none: No such file"},
+        {"/g/h1", 2, "", "is one host's directory"},
         {"--host=x /g", 2, "", "are for one report"},
+        {"--status=0 /g", 2, "", "are for one report"},
+        {"--errors=/ok /g", 2, "", "are for one report"},
+        {"--status=255 /ok", 1, "ok failed null", ""},
         {"--status=256 /ok", 2, "", "--status is a number"},
+        {"--status=1x /ok", 2, "", "--status is a number"},
+        {"--output= /ok", 2, "", "an option's value is empty"},
+        {"--waivers=/marked --waivers=/marked /ok", 2, "", "--waivers is given twice"},
+        {"--compare=- /ok", 2, "", "--compare needs a regular file"},
+        {"--waivers=/marked --output=/marked /ok", 2, "", "--output would replace the file of --waivers"},
+        {"--compare=/ok --output=/ok /ok", 2, "", "--output would replace the file of --compare"},
+        {"--none", 2, "", "Try kvxprereqreport --help"},
+        {"-h | grep -q 'Usage: kvxprereqreport '", 0, "", ""},
+        {"--version | grep -q 'kvxprereqreport [0-9]'", 0, "", ""},
         {"--format=xml /ok", 2, "", "--format is table"},
         {"/ok /bad", 2, "", "more than one report"},
         {"/none", 2, "", "/none: No such file"},
@@ -1299,9 +1329,9 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
          "c unknown \"/d/c: not a directory\", d unknown \"/d/d: is a link to nothing\", e passed null",
          "/d/f: not a directory"},
         // a name may be percent-encoded; neither it nor a reason need be characters
-        {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%'; cd /p/*; printf 'n\\377' >reason; "
+        {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%%4a'; cd /p/*; printf 'n\\377' >reason; "
          "kvxprereqreport --format=json /p",
-         2, "../h%FF\\\\xFF%2z% unknown \"n\\\\xFF\"", ""},
+         2, "../h%FF\\\\xFF%2z%J unknown \"n\\\\xFF\"", ""},
     };
     for (const commandCase &one : cases) {
         const string script = "PATH=$PATH:" KVX_PROGRAM_DIR "; mkdir -p /l/h; ln -s /ok /l/h/report; ";
