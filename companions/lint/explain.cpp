@@ -43,7 +43,6 @@ public:
     ~hostTable() {
         forget(0);
         linuxDistro = DISTRO_UNKNOWN;
-        bShareGrid = 0;
     }
     hostTable(const hostTable &) = delete;
     hostTable &operator=(const hostTable &) = delete;

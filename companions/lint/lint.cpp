@@ -255,8 +255,10 @@ private:
     // Guesses the name that the author gives the level: the quoted one, or one without quotes.
     string_view nameMeant(const markup *pPart, string_view offered) const {
         const string_view quoted = pPart == nullptr ? string_view() : valueOf(*pPart);
-        if (!quoted.empty() || !offered.empty() || pPart == nullptr)
-            return quoted.empty() ? offered : quoted;
+        if (!quoted.empty())
+            return quoted;
+        if (!offered.empty() || pPart == nullptr)
+            return offered;
         return levelMeant(line.below, line.text, pPart->attributes);
     }
 

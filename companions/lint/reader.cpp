@@ -40,7 +40,6 @@ lineReader::lineReader() {
 
 lineReader::~lineReader() {
     forgetValues();
-    bShareGrid = 0;
 }
 
 void lineReader::beginLevel(const std::string &level) {

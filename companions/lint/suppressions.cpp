@@ -65,7 +65,7 @@ void suppressionList::add(std::string_view names, std::size_t number, bool bWhol
 // Lets suppressions on consecutive lines all count for the line below the last one.
 void suppressionList::findTargets() {
     for (std::size_t i = all.size(); i-- > 1;)
-        if (all[i - 1].target == all[i].line && all[i].target != 0)
+        if (all[i - 1].target == all[i].line)
             all[i - 1].target = all[i].target;
 }
 

@@ -15,7 +15,7 @@ namespace lint {
 
 namespace {
 
-constexpr std::size_t LARGEST_GROUP = 20;
+constexpr std::size_t LARGEST_GROUP = 17;
 constexpr std::size_t MOST_MISTAKES = 3; // the most mistakes in a misspelled name
 constexpr std::size_t LONGEST_NAME = 64; // a longer name is not taken as a misspelled tag
 
