@@ -203,6 +203,11 @@ TEST(Lint, FindsValuesThatAreReplacedOnEveryHost) {
     for (const auto &[first, second, rules] : rows)
         EXPECT_EQ(rulesOf(found(level + open + first + value + open + second + value + "</platform>\n")), rules)
             << first << ", " << second;
+    // one section too many: the last value is compared with 300 others
+    string file = level;
+    for (int i = 0; i < 301; i++)
+        file += open + "= " + std::to_string(i) + value;
+    EXPECT_EQ(found(file + "<UMASK>022</UMASK>\n</platform>\n").size(), 300);
 }
 
 // Characters that are invisible or change the direction of writing, and their neighbours, which stay.
@@ -231,7 +236,7 @@ TEST(Lint, IsSilentWhereItIsTold) {
         {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
          "\n4:1: there is no finding of text to suppress: delete this one"},
         // in front of the first level a suppression counts for the whole file
-        {"\n" + comment + "empty -->\n" + level + empty + empty + end, ""},
+        {"\n" + comment + "unknown-element,empty -->\n" + level + empty + "<Umsk>1</Umsk>\n" + empty + end, ""},
         {comment + "empty -->\n" + level + end, "\n1:1: there is no finding of empty to suppress: delete this one"},
         {level + comment + "emty -->\n" + end, "\n4:1: there is no rule emty: take one that --list-rules prints"},
         // without --unread there are no findings that show whether this one is used
