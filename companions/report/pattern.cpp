@@ -13,14 +13,16 @@ static size_t lengthAt(std::string_view text) {
 }
 
 // The length of the set at the start of a pattern, 0 if its closing bracket is missing. A closing bracket does not end
-// the set if it is its first character or ends a class such as [:digit:].
+// the set if it is its first character, is behind a backslash or ends a class such as [:digit:].
 static size_t setLength(std::string_view pattern) {
-    size_t at = pattern.find_first_not_of("!^", 1);
+    size_t at = pattern.size() > 1 && (pattern[1] == '!' || pattern[1] == '^') ? 2 : 1;
     for (bool bFirst = true; at < pattern.size(); bFirst = false) {
         const bool bClass = pattern.compare(at, 2, "[:") == 0;
         const size_t classEnd = bClass ? pattern.find(":]", at + 2) : std::string_view::npos;
         if (classEnd != std::string_view::npos)
             at = classEnd + 2;
+        else if (pattern[at] == '\\')
+            at += 2;
         else if (pattern[at++] == ']' && !bFirst)
             return at;
     }
