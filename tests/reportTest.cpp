@@ -11,6 +11,7 @@
 #include "waivers.h"
 #include "writers.h"
 
+#include <fnmatch.h>
 #include <regex>
 #include <sstream>
 
@@ -903,6 +904,9 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
          {startOf("12.1") + warning + checkOf("e", "").substr(0, 20) + bad("12.1", false, "   y\n\n"), "", 0,
           "failed, 12.1 failed 2+1"},
          ""},
+        {"* * c r",
+         {failedPass("12.1") + failedPass("11.5"), "", {}, "failed, 12.1 failed 1+1, 11.5 failed 1+1"},
+         "c, and 1 more"},
         // an entry of no check
         {"* * b r", {outside, "", 0, "warning, 12.1 warning 1+2"}, ""},
         {"* * b r", {outside, "", {}, "failed, 12.1 failed 1+2"}, ""},
@@ -937,6 +941,30 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
     }
 }
 
+// All texts of these letters up to a length.
+static vector<string> textsOf(const string &letters, size_t longest) {
+    vector<string> texts = {""};
+    for (size_t i = 0; i < texts.size() && texts[i].size() < longest; i++)
+        for (const char letter : letters)
+            texts.push_back(texts[i] + letter);
+    return texts;
+}
+
+TEST(ReportWaivers, HavePatternsAsShellsHave) {
+    const vector<string> texts = textsOf("ab]", 3);
+    for (const string &pattern : textsOf("a*?[]!^\\", 5)) {
+        const report::shellPattern made(pattern);
+        // a backslash at the end has no character to protect
+        if (pattern.empty() || pattern.back() != '\\')
+            for (const string &text : texts)
+                EXPECT_EQ(made.matches(text), fnmatch(pattern.c_str(), text.c_str(), 0) == 0) << pattern << " " << text;
+    }
+    EXPECT_TRUE(report::shellPattern("?\u00fc*").matches("\u00e4\u00fc\u00df"));
+    EXPECT_FALSE(report::shellPattern("??").matches("\u00e4"));
+    EXPECT_TRUE(report::shellPattern("[[:digit:]][!]]").matches("1a"));
+    EXPECT_TRUE(report::shellPattern("a\\").matches("a\\"));
+}
+
 TEST(ReportWaivers, AreReadLineByLine) {
     useCatalog();
     report::waiverList waivers(
@@ -964,6 +992,12 @@ TEST(ReportWaivers, AreReadLineByLine) {
     for (const string day : {"01-32", "02-30", "03-32", "04-31", "05-32", "06-31", "07-32", "08-32", "09-31", "10-32",
                              "11-31", "12-32", "13-01", "00-01", "01-00"})
         EXPECT_THROW(report::waiverList("w", "* * b until=2028-" + day + " r\n", "2027-01-31"), std::runtime_error);
+    EXPECT_THROW(report::waiverList("w", "* * b until=2100-02-29 r\n", ""), std::runtime_error);
+    // the last days of months
+    for (const string day :
+         {"2028-01-31", "2028-02-29", "2027-02-28", "2028-03-31", "2028-04-30", "2028-05-31", "2028-06-30",
+          "2028-07-31", "2028-08-31", "2028-09-30", "2028-10-31", "2028-11-30", "2028-12-31", "2000-02-29"})
+        EXPECT_NO_THROW(report::waiverList("w", "* * b until=" + day + " r\n", ""));
     for (const auto &[line, fault] : faults)
         try {
             report::waiverList("w", "* * b r\n" + line + "\n", "2027-01-31");
