@@ -391,6 +391,8 @@ TEST(ReportReader, TakesTheStatusWhereNothingElseIsKnown) {
         {"no\nlanguage\n", "", {}, "unknown, ? incomplete 1+0"},
         {goodPass("12.1"), "", 3, "failed, 12.1 passed 1+0"},
     });
+    const string client = startOf("1") + message(MSG_LEVEL_PASSED, {"Client", "", "1"}) + "\n";
+    EXPECT_EQ(read(client).passes[0].client, true);
     const report::host missing = readHost({"db1", {}, "", 0, {}}, knownLanguages());
     EXPECT_EQ(described(missing), "unknown");
 }
@@ -1120,6 +1122,13 @@ TEST(ReportComparison, ShowsWhatChanged) {
          {read(startOf("12.1") + checkOf("a", "x", MSG_SEVERITY_ERROR) + good() + startOf("11.5") +
                checkOf("a", "x", MSG_SEVERITY_ERROR) + good("11.5"))},
          "db1 worse passed>failed\n  a worse passed>error in all\n1"},
+        // levels and changes from new to old
+        {{read(goodPass("9.8") + goodPass("11.5") + goodPass("12.1"))},
+         {read(startOf("9.8") + checkOf("a", "x", MSG_SEVERITY_WARNING) + checkOf("d", "") + good("9.8") +
+               goodPass("11.5") + startOf("12.1") + checkOf("a", "x", MSG_SEVERITY_WARNING) + checkOf("e", "") +
+               good())},
+         "db1 worse passed>warning\n  a worse passed>warning in 12.1, 9.8\n"
+         "  e came >passed in 12.1\n  d came >passed in 9.8\n1"},
         // the second of two checks with one title
         {{passOf(checkOf("d", "1") + checkOf("d", "2"))},
          {passOf(checkOf("d", "1") + checkOf("d", "2", MSG_SEVERITY_ERROR))},
@@ -1223,7 +1232,8 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     const string common = checkOf("<b>", "y", MSG_SEVERITY_WARNING);
     const string umask = checkOf("umask ", message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}), MSG_SEVERITY_WARNING);
     const vector<report::host> before = {
-        named("app1", read(startOf("12.1") + ksh("", 0) + startOf("12.1", true) + ksh("", 0) + checkOf("d", ""))),
+        named("app1",
+              read(startOf("12.1") + ksh("", 0) + startOf("12.1", true) + ksh("", 0) + checkOf("d", ""), "", 3)),
         named("<app2>", read(warnedPass("12.1"))),
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "") + common + good())),
         named("db5", read(goodPass("9.7") + startOf("9.8") + common + kernel("1") + good("9.8"))),
@@ -1234,7 +1244,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
         named("app1",
               read(startOf("12.1") + ksh("", MSG_SEVERITY_ERROR) + bad("12.1", false, required + "\n   listed\n") +
                        startOf("12.1", true) + ksh("\n   z", MSG_SEVERITY_ERROR) + open,
-                   "The 'strings' utility <x>\n", 3)),
+                   "The 'strings' utility <x>\nThe 'strings' utility <x>\n", 3)),
         // failed by its status alone; with two checks of one name, and a warning that three hosts have
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "x") + common + good(), "", 137)),
         // a waived warning and another kernel level
