@@ -1232,16 +1232,17 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     const string common = checkOf("<b>", "y", MSG_SEVERITY_WARNING);
     const string umask = checkOf("umask ", message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}), MSG_SEVERITY_WARNING);
     const vector<report::host> before = {
-        named("app1",
+        named("app1.example.server",
               read(startOf("12.1") + ksh("", 0) + startOf("12.1", true) + ksh("", 0) + checkOf("d", ""), "", 3)),
         named("<app2>", read(warnedPass("12.1"))),
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "") + common + good())),
         named("db5", read(goodPass("9.7") + startOf("9.8") + common + kernel("1") + good("9.8"))),
         named("db6", read(startOf("12.1") + checkOf("<b>", "y", MSG_SEVERITY_ERROR) + good())),
     };
+    // Names are at most 18 columns wide in front of other columns.
     vector<report::host> now = {
         // Both passes have a check. In one it has a line of its own, in the other one that only the list has.
-        named("app1",
+        named("app1.example.server",
               read(startOf("12.1") + ksh("", MSG_SEVERITY_ERROR) + bad("12.1", false, required + "\n   listed\n") +
                        startOf("12.1", true) + ksh("\n   z", MSG_SEVERITY_ERROR) + open,
                    "The 'strings' utility <x>\nThe 'strings' utility <x>\n", 3)),
@@ -1253,7 +1254,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
         named("db6", read("trace\n" + startOf("12.1") + common + good(),
                           "Ended, because it took more than 30 seconds: rpm\n", 0)),
         // no report, but a summary on standard error
-        readHost({"db7", {}, bad("12.1", false, required + "\n"), {}, "unreachable"}, knownLanguages()),
+        readHost({"db7.example.server", {}, bad("12.1", false, required + "\n"), {}, "unreachable"}, knownLanguages()),
     };
     report::waiverList waivers("w", "db5 * umask until=2027-06-30 <known>", "2027-01-31");
     report::comparison made("<old>", readEarlier("old", shown(report::jsonWriter, before), waivers, knownLanguages()),
