@@ -430,6 +430,9 @@ TEST(ReportReader, TakesACodeSetThatHoldsTheBytes) {
     const report::host host = read(text);
     EXPECT_EQ(host.passes[0].checks[0].lines[0].text, "Erf\u00fcllt");
     EXPECT_EQ(host.passes[0].language, "de-DE");
+    // no text of the program has an accent here
+    const string ascii = inGerman("it_IT.ISO88591", [] { return startOf("12.1") + "qualit\xE0\n"; });
+    EXPECT_EQ(read(ascii).passes[0].checks[0].lines[0].text, "qualit\u00e0");
 }
 
 // The first 60 different lines of 400 tell the language, if no line tells it alone; but none of 1000 bytes.
