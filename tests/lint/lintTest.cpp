@@ -233,8 +233,8 @@ TEST(Lint, IsSilentWhereItIsTold) {
         {level + " " + comment + "text,empty --> \n" + empty + end,
          "\n4:1: there is no finding of text to suppress: delete this one"},
         // suppressions on consecutive lines count for the line below the last one
-        {level + comment + "text -->\n" + comment + "empty -->\nx " + empty + end,
-         "\n4:1: there is no finding of text to suppress: delete this one"},
+        {level + comment + "empty -->\n" + comment + "text -->\nx " + empty + end,
+         "\n5:1: there is no finding of text to suppress: delete this one"},
         // in front of the first level a suppression counts for the whole file
         {"\n" + comment + "unknown-element,empty -->\n" + level + empty + "<Umsk>1</Umsk>\n" + empty + end, ""},
         {comment + "empty -->\n" + level + end, "\n1:1: there is no finding of empty to suppress: delete this one"},

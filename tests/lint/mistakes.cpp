@@ -35,7 +35,7 @@ const std::vector<mistake> mistakes = {
     {"3 not-closed", mask, "<UMASK=022>"},
     // the advice holds the text of the next lines
     {"3 not-closed: the opening tag", rhel9, "<RHEL\n  value=\"LinuxDistro = RHEL RHELVersion >= 9\">"},
-    {"3 quotes: no closing quote", rhel9, "<RHEL value=\"LinuxDistro = RHEL\n  RHELVersion >= 9\">"},
+    {"3 quotes: RHELVersion >= 9\"> on one line", rhel9, "<RHEL value=\"LinuxDistro = RHEL\n  RHELVersion >= 9\">"},
     {"3 blank", mask, "<UMASK>022</UMASK"},
     {"12 closing", mask, "UMASK>022</UMASK>"},
     {"3 mismatch", "<MinOSVersion>4</MinOSVersion>", "<MinOSVersion>4</MinOSRelease>"},
@@ -259,6 +259,7 @@ const std::vector<mistake> mistakes = {
     {"49 never: = 9\"; 61 never: write 0", fromRhel9, R"(RHELVersion = 9+ RHELSP = 00">)", R"(RHELVersion = 9">)"},
     {"47 line-break", fromSles15, R"(SLESVersion = 15 SLESSP >= 0">)", R"(SLESVersion >= 15 SLESVersion < 16">)"},
     {"30 never: RHEL, SUSE, UBUNTU, INSPUR or CENTOS", onSuse, R"(LinuxDistro = SUS">)"},
+    {"30 never: RHEL, SUSE, UBUNTU, INSPUR or CENTOS", onSuse, R"(LinuxDistro = SUXX">)"},
     {"30 never: write SUSE", onSuse, R"(LinuxDistro = USES">)"},
     {"30 never: write SUSE", onSuse, R"(LinuxDistro = SLES15">)"},
     {"35 distribution: on SUSE", onSuse, R"(LinuxDistro = SUSE RHELVersion >= 9">)"},
