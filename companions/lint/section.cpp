@@ -1030,7 +1030,7 @@ const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValu
 // Does a later line give the tag on every host on which a value counts?
 bool sectionJudge::isGivenBelow(Tag tag, const seenValue &given) const {
     const auto &seen = values[tag];
-    const auto at = firstFrom(seen, given.line + 1);
+    const auto at = firstFrom(seen, given.line); // a line has one value
     return std::any_of(at, at + std::min(NEAR_VALUES, seen.end() - at),
                        [&](const seenValue &later) { return isReplacedBy(given, later); });
 }
