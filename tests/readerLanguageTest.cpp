@@ -1,6 +1,7 @@
 // The language of kvxprereqreport's table and page, and the code set of its table.
 #include "support.h"
 
+#include "catalog.h"
 #include "reader.h"
 #include "readerLanguage.h"
 #include "writers.h"
@@ -82,7 +83,14 @@ TEST(ReaderLanguage, StaysEnglishWhereATextCannotBeShown) {
     EXPECT_EQ(textOf(messages("ja", catalog, encoder("iso88591")), 107), "unknown");
     EXPECT_EQ(texts.languageTag(), "ja");
     EXPECT_EQ(messages("ja", directory.path + "/none", utf8).languageTag(), "en");
+    EXPECT_EQ(report::readCatalog(catalog, 104, 105), (std::map<int, string>{{104, "no token"}, {105, "%2"}}));
     const string bytes = readFile(catalog);
+    // the first three numbers as a host writes them whose bytes are in the other order
+    string swapped = bytes;
+    for (size_t at = 0; at < 12; at += 4)
+        std::reverse(swapped.begin() + at, swapped.begin() + at + 4);
+    writeFile(catalog, swapped);
+    EXPECT_EQ(report::readCatalog(catalog, 107, 107)[107], "\u65e5");
     for (size_t length = 0; length < bytes.size(); length++) {
         writeFile(catalog, bytes.substr(0, length));
         const messages torn("ja", catalog, utf8);
