@@ -374,8 +374,6 @@ TEST(ReportReader, TakesStandardErrorAsEvidence) {
         // a good verdict names no level: it is the plain one of the clustered pass behind it
         {"", good() + "\n" + bad("12.1", true, "   y\n"), 0, "warning, 12.1 passed 0+0, 12.1 clustered warning 0+1"},
     });
-    EXPECT_EQ(read("", warned).doubts[0].message, report::Message::badVerdictUnconfirmed);
-    EXPECT_EQ(read("", good()).doubts[0].message, report::Message::goodVerdictUnconfirmed);
 }
 
 TEST(ReportReader, TakesTheStatusWhereNothingElseIsKnown) {
@@ -395,6 +393,36 @@ TEST(ReportReader, TakesTheStatusWhereNothingElseIsKnown) {
     EXPECT_EQ(read(client).passes[0].client, true);
     const report::host missing = readHost({"db1", {}, "", 0, {}}, knownLanguages());
     EXPECT_EQ(described(missing), "unknown");
+}
+
+TEST(ReportReader, SaysWhatIsNotKnown) {
+    useCatalog();
+    const string passed = checkOf("a", "x");
+    const string clustered = startOf("12.1", true);
+    const string stringsMissing = "ERROR: \n   The 'strings' utility that is used to detect prerequisite libraries\n";
+    const vector<reportCase> cases = {
+        {goodPass("9.8") + startOf("12.1").substr(0, 77), "", 0, "The report was cut off between two levels."},
+        {"a\nb\n", "", {}, "There is no report, or .*"},
+        {passed + good(), "", 0, "The beginning of a part of the report was cut off."},
+        {startOf("12.1") + passed, "", 0, "Level 12.1 has no verdict: .*"},
+        {clustered + passed, "", 0, "Level 12.1 with the clustered feature has no verdict: .*"},
+        {startOf("12.1") + bad("12.1", false, ""), "", 0, "The report on level 12.1 is not complete."},
+        {clustered + bad("12.1", true, ""), "", 0,
+         "The report on level 12.1 with the clustered feature is not complete."},
+        {"", "", {}, "No level was checked."},
+        {"", "Cannot create /f: full\n", 0, "Something was not checked or not written: Cannot create /f: full"},
+        {goodPass("12.1"), stringsMissing, 0, "Something was .*: The 'strings' utility is missing."},
+        {goodPass("12.1"), bad("12.1", false, "   y\n"), {}, "Standard error has a bad verdict. .*"},
+        {"", bad("12.1", false, "   y\n"), {}, "Standard error has a bad verdict. .*"},
+        {"", good(), {}, "Standard error has a good verdict. .*"},
+    };
+    for (const reportCase &one : cases) {
+        const vector<report::note> doubts = read(one.report, one.errors, one.status).doubts;
+        ASSERT_EQ(doubts.size(), 1U) << one.expected;
+        EXPECT_TRUE(std::regex_match(doubts[0].in(report::english()), std::regex(one.expected)))
+            << doubts[0].in(report::english());
+    }
+    EXPECT_EQ(readHost({"db1", {}, "", 0, {}}, knownLanguages()).doubts[0].message, report::Message::noReport);
 }
 
 // Whatever is cut off or appended, and in whatever language: what was bad in a whole pass stays bad, and a pass that is
