@@ -143,6 +143,7 @@ TEST(Lint, SaysWhatIsReadInsteadOfAPlatformSection) {
     const string open = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n";
     const string level = open + "<UMASK>022</UMASK>\n</platform>\n";
     EXPECT_NE(textsOf(found(bad)).find("section and checks the level without"), string::npos);
+    EXPECT_NE(textsOf(found(bad)).find("not closed before its level ends: put </platform>"), string::npos);
     EXPECT_NE(textsOf(found(bad + level)).find("section and reads the next one below"), string::npos);
     EXPECT_NE(textsOf(found(open)).find("down to the end of the file"), string::npos);
     EXPECT_NE(textsOf(found(open + level)).find("down to the next </platform>"), string::npos);

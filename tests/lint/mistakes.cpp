@@ -204,7 +204,7 @@ const std::vector<mistake> mistakes = {
     {"35 triple", fromRhel9, R"(RHELVersion =>9">)"},
     {"33 triple: RHELVersion < 11", "LinuxDistro = RHEL RHELVersion >= 9\">",
      R"(RHELVersion >= 9 < 11 LinuxDistro = RHEL">)", R"(LinuxDistro = RHEL RHELVersion >= 9 RHELVersion < 11">)"},
-    {"52 triple", fromRhel9, R"(RHELVersion >= 8 < 10">)", R"(RHELVersion >= 8 RHELVersion < 10">)"},
+    {"52 triple: RHELVersion < 10", fromRhel9, R"(RHELVersion >= 8 < 10">)", R"(RHELVersion >= 8 RHELVersion < 10">)"},
     {"35 triple: \"or\"", onSuse, R"(LinuxDistro = SUSE or LinuxDistro = CENTOS">)"},
     {"47 entity", fromRhel9, R"(RHELVersion &gt;= 9">)"},
     {"16 triple: as in \"LinuxDistro = SUSE\"", onSuse, R"(LinuxDistro=SUSE">)"},
@@ -273,7 +273,8 @@ const std::vector<mistake> mistakes = {
     {"35 triple: tabulator", onSuse, "LinuxDistro = SUSE SLESVersion\t15\">"},
     {"35 triple: U+FF00 is in no tag", onSuse, "LinuxDistro = SUSE \uff00\">"},
     {"35 triple: U+FF5F is in no tag", onSuse, "LinuxDistro = SUSE \uff5f\">"},
-    {"47 triple: in \"< =\" makes two words of an operator: use", onSuse, R"(LinuxDistro = SUSE SLESVersion < =">)"},
+    {"47 triple: SLESVersion > 15", onSuse, R"(LinuxDistro = SUSE SLESVersion < = 15">)"},
+    {"47 triple: SLESVersion > 15", onSuse, R"(LinuxDistro = SUSE SLESVersion < = 15 SLESSP >= 5">)"},
     {"35 requirement-tested: no host has a kolt; 44 requirement-tested: Ubuntu; 65 requirement-tested: test SLESSP; "
      "79 requirement-tested: the file gives UMASK; 91 operand: KVXprereqs.xml(5)",
      onSuse, R"(LinuxDistro = SUSE kolt = 1 MinUBUNTUVersion > 1 MinSLESSP > 1 UMASK = 022 foo = x">)"},
@@ -317,6 +318,8 @@ const std::vector<mistake> mistakes = {
     {"3 markup-in-text: CDATA", "<UMASK>022<", "<UMASK><![CDATA[022]]><"},
     {"+2:3 text: CDATA hides nothing", mask, "<![CDATA[\n  <UMASK>022</UMASK>\n  ]]>", "<UMASK>022</UMASK>"},
     {"1 text; +1:1 replaced", "  " + mask, "<<<<<<< ours\n" + mask + "\n=======\n<UMASK>027</UMASK>\n>>>>>>> theirs"},
+    // the file gives the text that is tested
+    {"+1:1 host", mask, mask + "\n<RHELSP>8</RHELSP>\n<RHEL value=\"RHELSP = x\">\n</RHEL>"},
     {"+1:1 host: or delete", mask, mask + "\n<RHELVersion>9</RHELVersion>",
      mask + "\n<MinRHELVersion>9</MinRHELVersion>"},
     {"+1:1 section-tag", mask, mask + "\n<RHEL>9</RHEL>", mask + "\n<MinRHELVersion>9</MinRHELVersion>"},
@@ -338,6 +341,7 @@ const std::vector<mistake> mistakes = {
 const std::vector<fineChange> fineChanges = {
     {mask, "\t<UMASK>022</UMASK> <!-- the usual one -->  "},
     {mask, "the mask: <UMASK>022</UMASK>"},
+    {mask, mask + " a < b"},
     {mask, "<!-- a value, below 077 -->\n\n" + mask + "\n<!--\n  several\n  lines\n-->"},
     // behind 255 characters there are only blanks, the end of a comment, or a comment
     {mask, mask + string(236, ' ')},
