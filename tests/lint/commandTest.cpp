@@ -198,8 +198,16 @@ TEST(LintCommand, ExplainsALevel) {
 TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
     const string explain = "--explain 1.0 --distribution ";
     const string file = ownFiles + "level.xml";
-    EXPECT_EQ(run(explain + "SUSE --release 15.5 --clustered " + file).out,
-              readFile(ownFiles + "explainedClustered.txt"));
+    const string clustered = run(explain + "SUSE --release 15.5 --clustered " + file).out;
+    for (const string part :
+         {"Level 1.0 on SUSE 15.5, kernel not given, clustered pass\n",
+          "level: 4.18.0\n\nCheck: C library level\n  line 16: LibCMajorRelease = 28\n  LibCVersion is not "
+          "given: the version counts as 0, so every C library passes\n  level: 0.28.0\n\n",
+          "Check: shells, not made: kshPackage and ntpPackage are not both given\n  line 15: ",
+          "libaio.so.1 loads, 32-bit PAM library (warning), SELinux is disabled, free space in /var, ",
+          "\n\nRead only by checks that no option selects\n  line 13: MinRHELVersion = 9\n\nSkipped\n",
+          "SLESSP is 5\\n, not 5"})
+        EXPECT_TRUE(holds(clustered, part)) << part << clustered;
     const string ubuntu = run("--explain 9.8 --distribution UBUNTU --release 22.04 --clustered " + sample).out;
     EXPECT_TRUE(std::regex_search(ubuntu, std::regex("\nNote: .* 9\\.8 on UBUNTU only .*\nNote: .* only -l ")))
         << ubuntu;

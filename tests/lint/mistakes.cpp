@@ -304,13 +304,12 @@ const std::vector<mistake> mistakes = {
     {"21 look-alike: a no-break space", symbols, "<CPPVersionString>CXXABI_\u00a01.3.11</CPPVersionString>"},
     {"17 look-alike", "<kshPackage>ksh<", "<kshPackage>k\u0455h<"},
     {"17 package-name: in <kshVersion>", "<kshPackage>ksh<", "<kshPackage>ksh >= 93<"},
-    {"20 package-name; +1:19 package-name; +2:14 package-name; +3:10 number; +4:14 number", "<makePackage>make<",
-     "<libUsrSpaceRDMA>a b</libUsrSpaceRDMA>\n<sgPersistPackage>a b</sgPersistPackage>\n"
-     "<mkshPackage>a b</mkshPackage>\n<MinIASP>a b</MinIASP>\n<mkshVersion>a b</mkshVersion>\n<makePackage>make<"},
-    {"17 package-name", "<kshPackage>ksh<", "<kshPackage>-ksh<"},
-    {"17 package-name", "<kshPackage>ksh<", "<kshPackage>/bin/ksh<"},
-    {"17 package-name", "<kshPackage>ksh<", "<kshPackage>ksh&;x<"},
-    {"17 package-name", "<kshPackage>ksh<", "<kshPackage>ksh&a b;x<"},
+    // no path, sign or entity that only looks like one; a version begins with a digit
+    {"20 package-name; +1:19 package-name; +2:14 package-name; +3:12 package-name; +4:10 number; +5:14 number",
+     "<makePackage>make<",
+     "<libUsrSpaceRDMA>-k</libUsrSpaceRDMA>\n<sgPersistPackage>/bin/k</sgPersistPackage>\n"
+     "<mkshPackage>k&;x</mkshPackage>\n<m4Package>k&a b;</m4Package>\n<MinIASP>a b</MinIASP>\n"
+     "<mkshVersion>a b</mkshVersion>\n<makePackage>make<"},
     {"16 package-name: pattern", "<filePackage>file<", "<filePackage>file >= 5<"},
     {"20 number: a digit, and every host meets this one: write 3.5", "<chronyVersion>3.5<", "<chronyVersion>v3.5<"},
     {"17 package-name: pattern", "<ntpPackage>ntpd<", "<ntpPackage>$(which ntpd)<"},
