@@ -38,6 +38,12 @@ TEST(Signals, EndTheRunWithItsCommand) {
         }
 }
 
+// SIGTERM asks the command to end; it has a second for what it does then.
+TEST(Signals, LetTheCommandTidyUp) {
+    const runResult r = run({{"rpm", "trap 'touch /tidied; exit' TERM; strike INT; sleep 1000 & wait"}});
+    EXPECT_EQ(r.changed, std::set<string>{"/tidied"}) << r.err;
+}
+
 TEST(Signals, ThatWereIgnoredAtTheStartStaySo) {
     const runResult r = run({{"rpm", "strike HUP; exit 1"}}, "trap '' HUP; exec \"$@\"");
     EXPECT_LT(r.status, 128) << r.err;
