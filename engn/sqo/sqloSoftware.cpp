@@ -867,7 +867,7 @@ static int findVexScript(commandText &szCommand) {
     static const char *const ppszBelowRuntime[] = {"/vexha/prereqVEX", "/../vexha/prereqVEX"};
     static const char *const pInTmp = "/tmp/vexha/prereqVEX";
     for (const char *pBelow : ppszBelowRuntime) {
-        char szScript[sizeof szRuntimePath + 32];
+        char szScript[sizeof szRuntimePath + sizeof "/../vexha/prereqVEX"];
         formatText(szScript, "%s%s", szRuntimePath, pBelow);
         if (access(szScript, F_OK) == 0) {
             formatCommand(szCommand, "%s%s > /dev/null 2>&1", szRuntimePath, pBelow);
