@@ -463,30 +463,6 @@ TEST(ReportReader, TakesACodeSetThatHoldsTheBytes) {
     EXPECT_EQ(read(ascii).passes[0].checks[0].lines[0].text, "qualit\u00e0");
 }
 
-// The first 60 different lines of 400 tell the language, if no line tells it alone; but none of 1000 bytes.
-TEST(ReportReader, TakesTheLanguageOfTheFirstLines) {
-    useCatalog();
-    const string german = inGerman("de_DE.UTF8", [] { return message(MSG_LOADER_ERROR, {string(980, 'x')}); });
-    const size_t literal = german.size() - 980 - german.find_first_not_of(' ');
-    const auto languageBehind = [&](const string &text, size_t length) {
-        const string line =
-            inGerman("de_DE.UTF8", [=] { return message(MSG_LOADER_ERROR, {string(length - literal, 'x')}); });
-        return read(text + line + "\n").passes[0].language;
-    };
-    string different;
-    string equal;
-    for (int i = 0; i < 59; i++)
-        different += "line " + std::to_string(i) + "\n";
-    for (int i = 0; i < 399; i++)
-        equal += "line\n";
-    for (const string &text : {different, equal}) {
-        EXPECT_EQ(languageBehind(text, 100), "de-DE");
-        EXPECT_EQ(languageBehind("another\n" + text, 100), "");
-    }
-    EXPECT_EQ(languageBehind("", 999), "de-DE");
-    EXPECT_EQ(languageBehind("", 1000), "");
-}
-
 // --- Messages ---
 
 // The numbers of the messages by their names, and behind each the comment of the header.
