@@ -247,11 +247,16 @@ TEST(LintCommand, SaysWhyALevelCannotBeExplained) {
         {"12.1", "no line holds <KVXLevel value=\"12.1\"> letter by letter"},
         {"1.0", "no line below the level's holds <platform value=\"Linux\"> letter by letter"},
     };
+    string eleven; // of which ten are named
+    for (int i = 11; i > 0; i--)
+        eleven += "<KVXLevel value=\"" + std::to_string(i) + "\">\n";
     for (const auto &[level, reason] : reasons) {
         const commandResult answer = run("--explain " + level + host + file);
         EXPECT_TRUE(holds(answer.out, reason)) << answer.out;
         EXPECT_EQ(answer.status, 2);
     }
+    EXPECT_TRUE(
+        holds(run("--explain 12" + host + writeFile(eleven)).out, "offers 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, ...\n"));
 }
 
 // Both levels require a kernel. Their first line requires version 9 of other hosts only. The release that level 2.1

@@ -82,8 +82,7 @@ static std::vector<string> advisedTexts(const string &text) {
     std::vector<string> texts;
     for (const std::regex &pattern : patterns)
         for (std::sregex_iterator i(text.begin(), text.end(), pattern); i != std::sregex_iterator(); ++i)
-            if (i->str(1).find("...") == string::npos)
-                texts.push_back(i->str(1));
+            texts.push_back(i->str(1));
     return texts;
 }
 
@@ -132,8 +131,10 @@ TEST(Lint, FindsNothingWhereItsAdviceWasFollowed) {
         const auto findings = found(changedSample(row.good, row.bad).file);
         const string file = changedSample(row.good, advised).file;
         for (const foundText &one : findings)
-            for (const string &text : advisedTexts(one.text))
-                EXPECT_NE(file.find(text), string::npos) << row.bad << "\n" << one.text;
+            for (const string &text : advisedTexts(one.text)) // a row with "..." says what cannot be known
+                EXPECT_TRUE(file.find(text) != string::npos || row.findings.find("...") != string::npos)
+                    << row.bad << "\n"
+                    << one.text;
     }
 }
 

@@ -21,7 +21,7 @@ const std::vector<mistake> mistakes = {
     {"3 unknown-element: in both tags", "<MinOSRelease>12</MinOSRelease>", "<MinOSRelaese>12</MinOSRelaese>"},
     // at most three mistakes
     {"3 unknown-element: write MinOSMinorRelease; +1:1 unknown-element: KVXprereqs.xml(5)", "<makePackage>",
-     "<MxnOSMxnorRelexse>1</MxnOSMxnorRelexse>\n<MxnOSMxnorRelxxse>1</MxnOSMxnorRelxxse>\n<makePackage>"},
+     "<MxnOSMxnorRelexse>1</MxnOSMxnorRelexse>\n<MxnOSMxnorRelexs>1</MxnOSMxnorRelexs>\n<makePackage>"},
     {"3 letter-case", mask, "<Umask>022</Umask>"},
     {"3 look-alike: U+0410", mask, "<UM\u0410SK>022</UM\u0410SK>"},
     {"3 look-alike: U+FF35", mask, "<\uff35MASK>022</\uff35MASK>"},
@@ -114,7 +114,7 @@ const std::vector<mistake> mistakes = {
     {"3 attribute", rhel9, R"(<RHEL value="LinuxDistro = RHEL" RHELVersion >= 9>)"},
     {"3 attribute: attribute \"value\"", rhel9, R"(<RHEL LinuxDistro = RHEL and RHELVersion >= 9>)"},
     {"3 attribute", rhel9, R"(<RHEL value="LinuxDistro = "RHEL" RHELVersion >= 9">)"},
-    {"3 attribute", rhel9, R"(<RHEL value="LinuxDistro = RHEL" version="9">)"},
+    {"3 attribute: ...\">, with a triple for \"9\"", rhel9, R"(<RHEL value="LinuxDistro = RHEL" version="9">)"},
     {"3 attribute", rhel, R"(<RHEL id="3" value="LinuxDistro = RHEL">)"},
     {"3 not-closed: opening tag", rhel, "<RHEL\n  value=\"LinuxDistro = RHEL\">"},
     {"3 one-line", mask, R"(<RHEL value="LinuxDistro = RHEL"><UMASK>022</UMASK></RHEL>)",
