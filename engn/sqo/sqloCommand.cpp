@@ -753,8 +753,7 @@ FILE *createOwnFile(const char *pPath) {
 
 void findHostName(char *szHost, size_t size) {
     if (gethostname(szHost, size) != 0)
-        szHost[0] = '\0';
-    szHost[size - 1] = '\0';
+        szHost[0] = '\0'; // a name that does not fit is a failure too
 }
 
 void cutDomain(char *szName) {
