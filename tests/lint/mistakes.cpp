@@ -164,7 +164,7 @@ const std::vector<mistake> mistakes = {
     {"10 tabulator: level 12.1 is offered", level, "<KVXLevel\tvalue=\"12.1\">"},
     {"1 letter-case: not offered", level, R"(<KVXlevel value="12.1">)"},
     {"1 level-form: not offered", nextLevel, R"(KVXLevel value="11.5">)"},
-    {"1 closing", "</KVXLevel>", "<KVXLevel>"},
+    {"1 closing; +1:1 level-form; +1:1 no-platform", "</KVXLevel>", "<KVXLevel>\n<KVXLevel>"},
     {"1 closing", "</KVXLevel>", "/KVXLevel>"},
     {"1 level-name", level, R"(<KVXLevel value="12.1.0.0.0-1">)"},
     {"1 level-name", level, R"(<KVXLevel value="V12.1">)"},
@@ -377,6 +377,7 @@ const std::vector<fineChange> fineChanges = {
     {library, "<CPPLibName>/opt/$LIB/$ORIGIN/${PLATFORM}/libstdc++@~.so.6</CPPLibName>"},
     {symbols, "<CPPVersionString>GLIBCXX_3.4.21</CPPVersionString>"},
     {symbols, "<CPPVersionString>Ab12</CPPVersionString>"},
+    {symbols, "<CPPVersionString>CXXABI_1</CPPVersionString>"},
     {symbols, "<CPPVersionString>GCC: (GNU) 8.5.0</CPPVersionString>"},
     // a later section of the same hosts gives the lower part
     {"    <MinOSRelease>14</MinOSRelease>\n",
