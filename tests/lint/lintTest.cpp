@@ -10,6 +10,7 @@
 #include <random>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "explain.h"
 #include "lint.h"
@@ -86,13 +87,33 @@ static std::vector<string> advisedTexts(const string &text) {
     return texts;
 }
 
+// The text of a line, from 1 on, without the blanks in front of it.
+static string lineOf(const string &file, long number) {
+    std::istringstream in(file);
+    string line;
+    for (long i = 0; i < number; i++)
+        std::getline(in, line);
+    return line.substr(std::min(line.find_first_not_of(' '), line.size()));
+}
+
+// Puts the text of a line in the place of its number, so that a longer sample does not change what is expected.
+static string withLineTexts(string text, const string &file) {
+    static const std::regex number("line (\\d+)");
+    for (std::smatch found; std::regex_search(text, found, number);)
+        text.replace(found.position(0), found.length(0), "{" + lineOf(file, std::stol(found[1])) + "}");
+    return text;
+}
+
 // Describes findings as a row of the mistakes does, but with whole texts.
-static std::vector<string> describe(const std::vector<foundText> &findings, long changedLine) {
+static std::vector<string> describe(const std::vector<foundText> &findings, const changedSample &bad) {
+    constexpr long far = 10;
     std::vector<string> all;
     for (const foundText &one : findings) {
-        const long below = (long)one.line - changedLine;
-        const string lines = below == 0 ? "" : (below > 0 ? "+" : "") + std::to_string(below) + ":";
-        all.push_back(lines + std::to_string(one.column) + " " + one.rule + ": " + one.text);
+        const long below = (long)one.line - bad.line;
+        const string lines = below == 0                ? ""
+                             : std::labs(below) >= far ? "{" + lineOf(bad.file, (long)one.line) + "}:"
+                                                       : (below > 0 ? "+" : "") + std::to_string(below) + ":";
+        all.push_back(lines + std::to_string(one.column) + " " + one.rule + ": " + withLineTexts(one.text, bad.file));
     }
     return all;
 }
@@ -110,7 +131,7 @@ TEST(Lint, FindsEveryMistakeAtItsPlace) {
     for (const mistake &row : mistakes) {
         const changedSample bad(row.good, row.bad);
         const auto findings = found(bad.file);
-        const auto described = describe(findings, bad.line);
+        const auto described = describe(findings, bad);
         const std::vector<string> expected(
             std::sregex_token_iterator(row.findings.begin(), row.findings.end(), between, -1), {});
         EXPECT_TRUE(std::equal(described.begin(), described.end(), expected.begin(), expected.end(), isDescribed))

@@ -7,7 +7,8 @@
 
 struct mistake {
     // All findings, in the order of their lines, with "; " between them. A finding is "COLUMN RULE" or "COLUMN RULE:
-    // WORDS", with words of its text. "+LINES:" or "-LINES:" in front places it below or above the line of the change.
+    // WORDS", with words of its text. "+LINES:" or "-LINES:" in front places it below or above the line of the change,
+    // "{TEXT}:" on a far line with that text. Words have a line's text, in braces, in place of "line" and its number.
     std::string findings;
     std::string good;         // a text of the sample: its first place behind the opening comment is changed
     std::string bad;          // the mistake
