@@ -818,10 +818,13 @@ static void reportSecondName(const char *pName) {
     debugTrace("Found duplicate hostname %s\n", pName);
 }
 
-static void traceName(const char *pAddress, const char *pName) {
+static void traceName(const char *pAddress, char *pName) {
+    if (!debug)
+        return;
     debugTrace("IP Address --> %s\n", pAddress);
     debugTrace("Name --> %s\n", pName);
-    debugTrace("Short Name ---> %.*s\n", (int)strcspn(pName, "."), pName);
+    cutDomain(pName);
+    debugTrace("Short Name ---> %s\n", pName);
 }
 
 /* The line of /etc/hosts that is examined. */
@@ -856,7 +859,7 @@ static int examineHostsLine(char *szLine) {
     int bLoopback = isLoopbackAddress(szLine);
     int result = bLoopback ? RC_OK : checkIPAddress(szLine);
     char *pRest = NULL;
-    for (const char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
+    for (char *pName = strtok_r(pNames, " \t", &pRest); pName != NULL; pName = strtok_r(NULL, " \t", &pRest)) {
         if (isAlias(line, pName)) {
             debugTrace("Same Match\n");
             continue;

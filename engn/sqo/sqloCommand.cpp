@@ -753,7 +753,8 @@ FILE *createOwnFile(const char *pPath) {
 
 void findHostName(char *szHost, size_t size) {
     if (gethostname(szHost, size) != 0)
-        szHost[0] = '\0'; // a name that does not fit is a failure too
+        szHost[0] = '\0';
+    szHost[size - 1] = '\0';
 }
 
 void cutDomain(char *szName) {

@@ -253,15 +253,16 @@ static int findInstanceByUser(void) {
     return bIsInstancePathFound;
 }
 
-/* Looks for the instance by its command, which `which` finds in PATH. Changes nothing when the answer has a blank: it
- * is a sentence, such as "no kvx in ...", and not a path. The path of the catalogs has the word "sqllib" twice, because
- * they are one directory deeper than for KVXINSTANCE. */
+/* Looks for the instance by its command, which `which` finds in PATH. Changes nothing when the answer is not a path.
+ * The path of the catalogs then has the word "sqllib" twice, because they are one directory deeper than for
+ * KVXINSTANCE. */
 static void findInstanceByCommand(void) {
     char szbuffer[2048];
     if (!firstLineOf("which kvx 2> /dev/null", szbuffer))
         return;
     cutNewline(szbuffer);
-    if (strpbrk(szbuffer, " \t") != NULL)
+    if (strstr(szbuffer, "no kvx in") != NULL || strstr(szbuffer, "Command not found") != NULL ||
+        strpbrk(szbuffer, " \t") != NULL)
         return;
     char *pSqllib = strstr(szbuffer, "sqllib");
     if (pSqllib != NULL)

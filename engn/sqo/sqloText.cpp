@@ -30,7 +30,7 @@ char *iStrncpy(char *destination, const char *source, int size) {
 
 int formatArguments(char *szTo, size_t size, const char *pFormat, va_list arguments) {
     int length = vsnprintf(szTo, size, pFormat, arguments);
-    return (size_t)length < size; // a failure is -1, the greatest size
+    return length >= 0 && (size_t)length < size;
 }
 
 int formatText(char *szTo, size_t size, const char *pFormat, ...) {
