@@ -253,6 +253,7 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
         {start + checkOf("ksh", "") + warning + bad("12.1", false, missing), "", {}, "failed, 12.1 failed 2+1"},
         // a fault of the level's own stands outside of a check
         {start + fault + bad("12.1", false, fault), "", {}, "failed, 12.1 failed 1+1"},
+        {start + fault + bad("12.1", false, fault), "", 0, "failed, 12.1 failed 1+1"},
     });
 }
 

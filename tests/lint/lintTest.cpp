@@ -182,6 +182,7 @@ TEST(Lint, IsSilentOnWhatIsFine) {
 }
 
 TEST(Lint, TellsWhyNothingOfAFileIsRead) {
+    EXPECT_EQ(rulesOf(found("<!--\n")), "comment no-level");
     EXPECT_EQ(textsOf(found("<!--\n")), "\n1:1: this comment has no end: write --> where it ends"
                                         "\n1:1: no line offers a level: write <KVXLevel value=\"12.1\">");
     const std::vector<std::pair<string, string>> encodings = {
