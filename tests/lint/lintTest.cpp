@@ -93,27 +93,37 @@ static string lineOf(const string &file, long number) {
     string line;
     for (long i = 0; i < number; i++)
         std::getline(in, line);
-    return line.substr(std::min(line.find_first_not_of(' '), line.size()));
+    const size_t start = line.find_first_not_of(' ');
+    return line.substr(std::min(start, line.size()));
 }
 
 // Puts the text of a line in the place of its number, so that a longer sample does not change what is expected.
 static string withLineTexts(string text, const string &file) {
     static const std::regex number("line (\\d+)");
-    for (std::smatch found; std::regex_search(text, found, number);)
-        text.replace(found.position(0), found.length(0), "{" + lineOf(file, std::stol(found[1])) + "}");
+    for (std::smatch found; std::regex_search(text, found, number);) {
+        const string line = lineOf(file, std::stol(found[1]));
+        text.replace(found.position(0), found.length(0), "{" + line + "}");
+    }
     return text;
+}
+
+// Places a finding: by the distance of its line from the change, or by the text of a far line.
+static string placeOf(const foundText &finding, const changedSample &bad) {
+    constexpr long far = 10;
+    const long below = (long)finding.line - bad.line;
+    if (below == 0)
+        return "";
+    if (std::labs(below) >= far)
+        return "{" + lineOf(bad.file, (long)finding.line) + "}:";
+    return (below > 0 ? "+" : "") + std::to_string(below) + ":";
 }
 
 // Describes findings as a row of the mistakes does, but with whole texts.
 static std::vector<string> describe(const std::vector<foundText> &findings, const changedSample &bad) {
-    constexpr long far = 10;
     std::vector<string> all;
     for (const foundText &one : findings) {
-        const long below = (long)one.line - bad.line;
-        const string lines = below == 0                ? ""
-                             : std::labs(below) >= far ? "{" + lineOf(bad.file, (long)one.line) + "}:"
-                                                       : (below > 0 ? "+" : "") + std::to_string(below) + ":";
-        all.push_back(lines + std::to_string(one.column) + " " + one.rule + ": " + withLineTexts(one.text, bad.file));
+        const string text = withLineTexts(one.text, bad.file);
+        all.push_back(placeOf(one, bad) + std::to_string(one.column) + " " + one.rule + ": " + text);
     }
     return all;
 }
