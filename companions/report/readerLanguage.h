@@ -13,7 +13,7 @@ namespace report {
 std::string localeName(const char *pCategory);
 
 // The translation for a locale name, such as "zh_TW" for "zh_HK.UTF-8" and "de" for "de", "de_AT@euro" and "de-AT";
-// "en" for English, "C", "POSIX" and an empty name. Empty where there is none in the directory of the catalogs, and
+// "en" for English, "C", "POSIX" and an empty name. Empty where the directory of the catalogs has no such language, and
 // for a name without a language, such as "@de".
 std::string translationFor(const std::string &localeName, const std::filesystem::path &directory);
 

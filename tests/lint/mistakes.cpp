@@ -254,7 +254,7 @@ const std::vector<mistake> mistakes = {
      R"(RHELVersion != 9 RHELVersion >=9 x RHELVersion ~ 9 RHELVersion &lt; 9 RHELVersion <= 0 RHELVersion is 9">)"},
     {"47 never: the empty text; 58 never: FALSE; 63 whole-number: with \"=\"", fromRhel9,
      R"(Processor = x86 MHCA = TRUE platform > 1">)"},
-    // the parts of a release: where the second one is tested, too, and where there is none
+    // a release with a second part that is tested, and one without a second part
     {"49 whole-number: \"RHELVersion < 9\"; 67 whole-number: = 9 RHELSP > 2; 86 whole-number: = 4 OSRelease >= 18; "
      "106 whole-number: = 18 OSMinorRelease >= 0; 126 whole-number: digits only; 145 whole-number: write 9",
      fromRhel9,
