@@ -196,4 +196,12 @@ TEST(ReaderLanguage, IsWrittenInTheCodeSetOfTheLocale) {
     EXPECT_EQ(report::codeSetOf("C"), "UTF-8");
     EXPECT_EQ(encoder("ISO-8859-1").encode("\u00e4\u201e\u65e5"), "\xe4,,?");
     EXPECT_EQ(encoder("none").encode("\u00e4"), "\u00e4");
+    // a character that could combine with a next one
+    EXPECT_EQ(encoder("BIG5-HKSCS").encode("\u00ca"), "\x88\x66");
+    const report::codeSet japanese("eucJP");
+    EXPECT_EQ(japanese.toUtf8("\xa4\xa2\xff"
+                              "A"),
+              "\u3042\\xFFA");
+    EXPECT_TRUE(japanese.holds("\xa4\xa2"));
+    EXPECT_FALSE(japanese.holds("\xff"));
 }

@@ -42,6 +42,11 @@ inline std::size_t characterLength(std::string_view text) {
     return code < smallest[length] || code > 0x10FFFF || (code >= 0xD800 && code < 0xE000) ? 0 : length;
 }
 
+// The same, but a byte that is not part of a character counts as one.
+inline std::size_t lengthAt(std::string_view text) {
+    return std::max<std::size_t>(characterLength(text), 1);
+}
+
 } // namespace utf8
 
 #endif

@@ -1,16 +1,13 @@
 #include "pattern.h"
 
-#include <algorithm>
 #include <fnmatch.h>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "../common/utf8.h"
 
 namespace report {
-
-// The length of the character at the start of a text. A byte that is not part of a character counts as one.
-static size_t lengthAt(std::string_view text) {
-    return std::max<size_t>(utf8::characterLength(text), 1);
-}
 
 // The length of the set at the start of a pattern, 0 if its closing bracket is missing. A closing bracket does not end
 // the set if it is its first character, is behind a backslash or ends a class such as [:digit:].
@@ -31,7 +28,7 @@ static size_t setLength(std::string_view pattern) {
 
 shellPattern::shellPattern(std::string_view pattern) {
     while (!pattern.empty()) {
-        size_t length = lengthAt(pattern);
+        size_t length = utf8::lengthAt(pattern);
         if (const size_t set = pattern[0] == '[' ? setLength(pattern) : 0; set > 0) {
             length = set;
             elements.push_back({Kind::set, std::string(pattern.substr(0, length))});
@@ -42,11 +39,12 @@ shellPattern::shellPattern(std::string_view pattern) {
         else {
             if (pattern[0] == '\\' && pattern.size() > 1)
                 pattern.remove_prefix(1);
-            length = lengthAt(pattern);
+            length = utf8::lengthAt(pattern);
             elements.push_back({Kind::character, std::string(pattern.substr(0, length))});
         }
         pattern.remove_prefix(length);
     }
+    elements.push_back({Kind::end, ""});
 }
 
 bool shellPattern::fits(const element &one, std::string_view character) {
@@ -57,25 +55,24 @@ bool shellPattern::fits(const element &one, std::string_view character) {
 
 // Only the last star can have to match more: the part before it already matches.
 bool shellPattern::matches(std::string_view text) const {
-    size_t at = 0, next = 0, retry = 0;
-    size_t behindStar = elements.size() + 1; // none met
+    size_t at = 0, next = 0;
+    std::optional<std::pair<size_t, size_t>> retry; // the places in the text and behind the star
     while (at < text.size()) {
-        const std::string_view character = text.substr(at, lengthAt(text.substr(at)));
-        if (next < elements.size() && elements[next].kind == Kind::star) {
-            behindStar = ++next;
-            retry = at;
-        } else if (next < elements.size() && fits(elements[next], character)) {
+        const std::string_view character = text.substr(at, utf8::lengthAt(text.substr(at)));
+        if (elements[next].kind == Kind::star)
+            retry.emplace(at, ++next);
+        else if (fits(elements[next], character)) {
             at += character.size();
             next++;
-        } else if (behindStar <= elements.size()) {
-            retry += lengthAt(text.substr(retry));
-            at = retry;
-            next = behindStar;
+        } else if (retry) {
+            retry->first += utf8::lengthAt(text.substr(retry->first));
+            std::tie(at, next) = *retry;
         } else
             return false;
     }
-    return std::all_of(elements.begin() + static_cast<std::ptrdiff_t>(next), elements.end(),
-                       [](const element &one) { return one.kind == Kind::star; });
+    while (elements[next].kind == Kind::star)
+        next++;
+    return elements[next].kind == Kind::end;
 }
 
 } // namespace report

@@ -16,7 +16,7 @@ public:
     bool matches(std::string_view text) const;
 
 private:
-    enum class Kind { character, any, set, star };
+    enum class Kind { character, any, set, star, end };
     struct element {
         Kind kind;
         std::string text; // the character, or the set with its brackets
@@ -24,7 +24,7 @@ private:
 
     static bool fits(const element &one, std::string_view character);
 
-    std::vector<element> elements;
+    std::vector<element> elements; // the last is the end, which fits no character
 };
 
 } // namespace report

@@ -45,38 +45,44 @@ static std::string iconvName(const std::string &name) {
     return name;
 }
 
-codeSet::codeSet(const std::string &name) : isUtf8(name == "utf8" || name == "UTF-8") {
-    if (!isUtf8)
+static bool isUtf8Name(const std::string &name) {
+    return common::sameLetters(name, "utf8") || common::sameLetters(name, "UTF-8");
+}
+
+codeSet::codeSet(const std::string &name) {
+    if (!isUtf8Name(name))
         converter = iconv_open("UTF-8", iconvName(name).c_str());
 }
 
 codeSet::~codeSet() {
-    if (converter != iconv_t(-1))
-        iconv_close(converter);
+    iconv_close(converter); // which refuses one that is not open
 }
 
 // Converts a text. Where the converter stops, `skip` gets the rest of the text and returns how many bytes to leave out.
 template <typename Skip>
 static void convertAll(iconv_t converter, std::string_view text, std::string &result, Skip skip) {
-    iconv(converter, nullptr, nullptr, nullptr, nullptr);
     auto *pFrom = const_cast<char *>(text.data()); // iconv's interface; it does not write there
     size_t left = text.size();
-    while (left > 0) {
+    const auto convert = [&](char **ppFrom, size_t *pLeft) {
         std::array<char, 1024> buffer{};
         char *pTo = buffer.data();
         size_t room = buffer.size();
-        const bool bStopped = iconv(converter, &pFrom, &left, &pTo, &room) == static_cast<size_t>(-1) && errno != E2BIG;
+        const bool bStopped = iconv(converter, ppFrom, pLeft, &pTo, &room) == static_cast<size_t>(-1) && errno != E2BIG;
         result.append(buffer.data(), buffer.size() - room);
-        if (bStopped) {
+        return bStopped;
+    };
+    while (left > 0) {
+        if (convert(&pFrom, &left)) {
             const size_t skipped = skip(std::string_view(pFrom, left));
             pFrom += skipped;
             left -= skipped;
         }
     }
+    convert(nullptr, nullptr); // a converter may keep a character that can combine with the next one
 }
 
 bool codeSet::convert(std::string_view text, std::string &result) const {
-    if (isUtf8 || converter == iconv_t(-1))
+    if (converter == iconv_t(-1))
         return copyUtf8(text, result);
     bool bValid = true;
     convertAll(converter, text, result, [&](std::string_view left) {
@@ -108,18 +114,13 @@ bool codeSet::holds(std::string_view text) const {
     return isAscii(text) || convert(text, ignored);
 }
 
-static bool isUtf8Name(const std::string &name) {
-    return common::sameLetters(name, "utf8") || common::sameLetters(name, "UTF-8");
-}
-
 encoder::encoder(const std::string &name) {
     if (!isUtf8Name(name))
         converter = iconv_open((iconvName(name) + "//TRANSLIT").c_str(), "UTF-8");
 }
 
 encoder::~encoder() {
-    if (converter != iconv_t(-1))
-        iconv_close(converter);
+    iconv_close(converter);
 }
 
 std::string encoder::encode(std::string_view text) const {
@@ -128,7 +129,7 @@ std::string encoder::encode(std::string_view text) const {
     std::string result;
     convertAll(converter, text, result, [&](std::string_view left) {
         result += '?';
-        return std::max<size_t>(utf8::characterLength(left), 1);
+        return utf8::lengthAt(left);
     });
     return result;
 }
@@ -187,9 +188,10 @@ static size_t columnsOf(char32_t code) {
 
 size_t columns(std::string_view text) {
     size_t sum = 0;
-    for (size_t length = 0; !text.empty(); text.remove_prefix(length)) {
-        length = std::max<size_t>(utf8::characterLength(text), 1);
+    while (!text.empty()) {
+        const size_t length = utf8::lengthAt(text);
         sum += columnsOf(utf8::decode(text.substr(0, length)));
+        text.remove_prefix(length);
     }
     return sum;
 }
@@ -228,7 +230,7 @@ std::vector<std::string> wrap(std::string_view text, size_t width) {
         size_t lastBreak = 0;
         char32_t before = U' ';
         while (end < text.size()) {
-            const size_t length = std::max<size_t>(utf8::characterLength(text.substr(end)), 1);
+            const size_t length = utf8::lengthAt(text.substr(end));
             const char32_t code = utf8::decode(text.substr(end, length));
             if (code == U' ' || (canBeginLine(code) && canEndLine(before)) || beginsBehindSign(code, before))
                 lastBreak = end;
@@ -240,7 +242,7 @@ std::vector<std::string> wrap(std::string_view text, size_t width) {
         }
         if (end < text.size() && lastBreak > 0)
             end = lastBreak;
-        end = std::max<size_t>(end, std::max<size_t>(utf8::characterLength(text), 1));
+        end = std::max(end, utf8::lengthAt(text));
         const std::string_view line = text.substr(0, end);
         lines.emplace_back(line.substr(0, line.find_last_not_of(' ') + 1));
         text = withoutLeadingBlanks(text.substr(end));

@@ -31,7 +31,6 @@ private:
     bool convert(std::string_view text, std::string &result) const;
 
     iconv_t converter = iconv_t(-1);
-    bool isUtf8 = false;
 };
 
 // Converts UTF-8 texts to another code set. A character that it lacks becomes a plainer one, or a question mark.
