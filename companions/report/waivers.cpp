@@ -37,7 +37,7 @@ static word takeWord(std::string_view &line, bool bReason) {
         const char c = line[i];
         if (c == '"' && (bQuoted || !bReason || i == 0))
             bQuoted = !bQuoted;
-        else if (bQuoted && c == '\\' && i + 1 < line.size() && (line[i + 1] == '"' || line[i + 1] == '\\'))
+        else if (bQuoted && c == '\\' && line.find_first_of("\"\\", i + 1) == i + 1)
             made.text += line[++i];
         else
             made.text += c;
@@ -66,20 +66,14 @@ static std::string withoutOuterBlanks(std::string_view text) {
     return std::string(text.substr(0, text.find_last_not_of(" \t") + 1));
 }
 
+// Reads a date and writes it again: 2027-02-29 would become 2027-03-01.
 static bool isDate(const std::string &text) {
-    static constexpr std::array lengths{31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    std::string digits = text;
-    if (text.size() != 10 || text[4] != '-' || text[7] != '-')
-        return false;
-    digits.erase(7, 1).erase(4, 1);
-    if (digits.find_first_not_of("0123456789") != std::string::npos)
-        return false;
-    const int year = std::stoi(digits.substr(0, 4));
-    const auto month = static_cast<size_t>(std::stoi(digits.substr(4, 2)));
-    const int day = std::stoi(digits.substr(6));
-    const bool bLeap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
-    return month >= 1 && month <= lengths.size() && day >= 1 &&
-           day <= lengths[month - 1] + (month == 2 && bLeap ? 1 : 0);
+    std::tm date{};
+    strptime(text.c_str(), "%Y-%m-%d", &date);
+    timegm(&date);
+    std::array<char, 16> again{};
+    std::strftime(again.data(), again.size(), "%Y-%m-%d", &date);
+    return text == again.data();
 }
 
 // Takes the value of a word NAME=VALUE. A name may occur once.
@@ -163,8 +157,9 @@ std::string today() {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     std::array<char, 16> date{};
-    if (localtime_r(&now, &local) == nullptr || std::strftime(date.data(), date.size(), "%Y-%m-%d", &local) == 0)
+    if (localtime_r(&now, &local) == nullptr)
         throw std::runtime_error("the date of this machine cannot be told");
+    std::strftime(date.data(), date.size(), "%Y-%m-%d", &local);
     return date.data();
 }
 
@@ -223,16 +218,15 @@ bool waiverList::mark(host &one) const {
 }
 
 waiverList::Reach waiverList::reachOf(const waiver &one, const check &met, const restMap &rests) {
-    const bool bGood = met.result == CheckResult::passed;
-    if (isMeant(one, met, rests))
-        return bGood ? Reach::good : Reach::check;
-    if (one.check == idOf(met))
-        return bGood ? Reach::goodOtherLine : Reach::check;
-    return one.check == withoutOuterBlanks(met.title) ? Reach::title : Reach::level;
+    if (one.check != idOf(met))
+        return one.check == withoutOuterBlanks(met.title) ? Reach::title : Reach::level;
+    if (met.result != CheckResult::passed)
+        return Reach::check;
+    return isMeant(one, met, rests) ? Reach::good : Reach::goodOtherLine;
 }
 
 void waiverList::noteReach(const waiver &one, const host &in, meeting &reached) {
-    if (one.bPast || reached.bWarning || !one.host.matches(in.name))
+    if (!one.host.matches(in.name))
         return;
     reached.reach = std::max(reached.reach, Reach::host);
     for (const pass &now : in.passes) {
