@@ -76,16 +76,11 @@ bool isSameValue(const line &before, const line &now, languages &known) {
 using checkKey = std::tuple<int, std::string_view, size_t>;
 using passKey = std::tuple<std::optional<std::string_view>, std::optional<bool>, size_t>;
 
-// Lines before the first check, such as a trace, are kept as a check without a title. Leaves them out.
-bool isCheck(const check &one) {
-    return !one.title.empty() || one.result != CheckResult::passed;
-}
-
 std::map<checkKey, const check *> checksOf(const pass &one) {
     std::map<checkKey, const check *> checks;
     std::map<std::pair<int, std::string_view>, size_t> counts;
     for (const check &now : one.checks)
-        if (isCheck(now)) {
+        if (!isUntitled(now)) {
             const std::string_view title = now.titleMessage == 0 ? std::string_view(now.title) : "";
             checks.emplace(checkKey(now.titleMessage, title, counts[{now.titleMessage, title}]++), &now);
         }
@@ -169,7 +164,7 @@ void collector::addAll(Change kind, const pass &in) {
     };
     addPass(kind, in, before(nameOf(in.result)), now(nameOf(in.result)));
     for (const check &one : in.checks)
-        if (isCheck(one) && countedResult(one) != CheckResult::passed)
+        if (countedResult(one) != CheckResult::passed)
             addCheck(kind, one, before(shownResult(one)), now(shownResult(one)), in);
 }
 

@@ -148,18 +148,20 @@ void judgePass(pass &one, const std::optional<int> &status) {
 // result away.
 void dropReplaced(std::vector<pass> &passes) {
     struct replacement {
-        bool bWhole = false;
-        PassResult worst = PassResult::passed;
+        bool bWhole;
+        PassResult worst;
     };
-    std::map<std::pair<std::string, bool>, replacement> later;
+    std::map<std::pair<std::string, std::optional<bool>>, replacement> later;
     const auto isReplaced = [&](const pass &one) {
         if (!one.level)
             return false;
-        const auto [place, bNew] = later.try_emplace({*one.level, one.clustered.value_or(false)});
+        const bool bWhole = one.bBanner && one.result != PassResult::incomplete;
+        const auto [place, bNew] = later.insert({{*one.level, one.clustered}, {bWhole, one.result}});
+        if (bNew)
+            return false;
         replacement &known = place->second;
-        const bool bReplaced = !bNew && (known.bWhole || one.result < known.worst);
-        known.bWhole = known.bWhole || (one.bBanner && one.result != PassResult::incomplete);
-        known.worst = std::max(known.worst, one.result);
+        const bool bReplaced = known.bWhole || one.result < known.worst;
+        known = {known.bWhole || bWhole, std::max(known.worst, one.result)};
         return bReplaced;
     };
     std::reverse(passes.begin(), passes.end());
@@ -171,7 +173,7 @@ void dropReplaced(std::vector<pass> &passes) {
 
 // Whether a pass of standard error tells nothing but the waived warnings of a pass of the report.
 bool repeatsWaived(const pass &told, const pass &reported) {
-    if (!told.level || told.level != reported.level || told.clustered != reported.clustered || told.entries.empty())
+    if (told.level != reported.level || told.clustered != reported.clustered || told.entries.empty())
         return false;
     std::set<std::string_view> waived;
     for (const entry &now : reported.entries)
@@ -198,8 +200,6 @@ bool hasBadVerdictOnErrors(const host &one) {
 }
 
 note doubtOn(const pass &one) {
-    const bool bClustered = one.clustered.value_or(false);
-    const std::string level = one.level.value_or("?");
     if (one.bFromErrors && one.verdict == Verdict::good)
         return {Message::goodVerdictUnconfirmed, {}};
     if (one.bFromErrors && !one.entries.empty())
@@ -210,9 +210,9 @@ note doubtOn(const pass &one) {
         return {Message::notReadable, {}};
     if (!one.bBanner)
         return {Message::beginningCut, {}};
-    if (one.verdict == Verdict::none)
-        return {bClustered ? Message::noVerdictClustered : Message::noVerdict, {level}};
-    return {bClustered ? Message::notWholeClustered : Message::notWhole, {level}};
+    if (one.verdict == Verdict::none) // a banner has named level and kind
+        return {*one.clustered ? Message::noVerdictClustered : Message::noVerdict, {*one.level}};
+    return {*one.clustered ? Message::notWholeClustered : Message::notWhole, {*one.level}};
 }
 
 // Only the exit status says that a run without a pass was good: with -l it leaves an empty report.

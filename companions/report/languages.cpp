@@ -210,10 +210,12 @@ static std::vector<std::string_view> sampleOf(std::string_view text) {
 // The language that explains most of the first lines. If several explain them equally well, it is the first one in
 // whose code set all bytes of the text are characters.
 const language *languages::choose(std::string_view text, const languageSet &possible) {
-    if (possible.count() == 1)
-        for (size_t i = 0; i < opened.size(); i++)
-            if (possible[i])
-                return &opened[i];
+    if (possible.count() == 1) {
+        size_t only = 0;
+        while (!possible[only])
+            only++;
+        return &opened[only];
+    }
     std::vector<size_t> sums(opened.size());
     for (const std::string_view line : sampleOf(text)) {
         const std::vector<size_t> &one = weigh(line);

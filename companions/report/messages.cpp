@@ -253,10 +253,10 @@ messages::messages() : texts(numberOf(rows.back().message) + 1) {
 }
 
 // The placeholders of a text: %1 to %9.
-static std::set<char> placeholdersOf(std::string_view text) {
+static std::set<char> placeholdersOf(const std::string &text) {
     std::set<char> found;
-    for (size_t at = text.find('%'); at != std::string_view::npos; at = text.find('%', at + 1))
-        found.insert(at + 1 < text.size() ? text[at + 1] : '\0');
+    for (size_t at = text.find('%'); at != std::string::npos; at = text.find('%', at + 1))
+        found.insert(text[at + 1]); // a zero at the end of the text
     return found;
 }
 
@@ -282,7 +282,7 @@ std::string messages::text(Message one, const std::vector<std::string> &tokens) 
     const std::string &pattern = texts[numberOf(one)];
     std::string result;
     for (size_t at = 0; at < pattern.size(); at++) {
-        const char next = pattern[at] == '%' && at + 1 < pattern.size() ? pattern[at + 1] : '\0';
+        const char next = pattern[at] == '%' ? pattern[at + 1] : '\0'; // a zero at the end of the text
         if (next < '1' || next > '9') {
             result += pattern[at];
             continue;

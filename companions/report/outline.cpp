@@ -15,12 +15,15 @@
 
 namespace report {
 
-static int rank(CheckResult result, bool bWaived) {
-    static constexpr std::array ranks{4, 2, 0, 1};
-    return bWaived ? 3 : ranks[static_cast<size_t>(result)];
+// From the first to the last that is shown.
+enum class Rank { error, open, warning, waived, passed };
+
+static Rank rank(CheckResult result, bool bWaived) {
+    static constexpr std::array ranks{Rank::passed, Rank::warning, Rank::error, Rank::open};
+    return bWaived ? Rank::waived : ranks[static_cast<size_t>(result)];
 }
 
-static int rank(const finding &one) {
+static Rank rank(const finding &one) {
     return rank(one.result, one.waived.has_value());
 }
 
@@ -95,7 +98,7 @@ public:
 
 private:
     std::vector<finding> found;
-    std::map<std::tuple<int, std::string, std::string>, size_t> known;
+    std::map<std::tuple<Rank, std::string, std::string>, size_t> known;
     std::map<std::pair<size_t, std::string>, size_t> knownDetails;
     size_t last = 0;
 };

@@ -7,26 +7,31 @@
 #include <algorithm>
 #include <array>
 #include <set>
+#include <utility>
 
 namespace report {
 
 const char *nameOf(CheckResult result) {
     static constexpr std::array names{"passed", "warning", "error", "open"};
-    return names[static_cast<size_t>(result)];
+    return names.at(static_cast<size_t>(result));
 }
 
 const char *nameOf(PassResult result) {
     static constexpr std::array names{"passed", "warning", "incomplete", "failed"};
-    return names[static_cast<size_t>(result)];
+    return names.at(static_cast<size_t>(result));
 }
 
 const char *nameOf(HostResult result) {
     static constexpr std::array names{"passed", "warning", "unknown", "failed"};
-    return names[static_cast<size_t>(result)];
+    return names.at(static_cast<size_t>(result));
 }
 
 std::string nameOf(const pass &one) {
     return one.level.value_or("?") + (one.clustered.value_or(false) ? " clustered" : "");
+}
+
+bool isUntitled(const check &one) {
+    return one.title.empty() && one.result == CheckResult::passed;
 }
 
 namespace {
@@ -76,6 +81,14 @@ bool isErrorMessage(int message) {
     return message == MSG_REPORT_NOT_WRITABLE || message == MSG_LEVEL_UNSUPPORTED;
 }
 
+// Lines that belong to no check.
+check untitled(std::vector<line> lines) {
+    check made;
+    made.result = CheckResult::passed;
+    made.lines = std::move(lines);
+    return made;
+}
+
 // What an entry begins with when it has a second line: what was found.
 bool isRequirement(int message) {
     static constexpr std::array requirements{
@@ -123,7 +136,7 @@ private:
     const piece &part;
     const catalog *pTexts;
     const codeSet &encoding;
-    size_t countBefore; // strays that stood in front of the part
+    const size_t countBefore; // strays that stood in front of the part
     Part at = Part::outside;
     bool bHasPass = false;
     bool bReportText = false; // a stray is a text of the program
@@ -190,10 +203,7 @@ pass &partReader::currentPass() {
         bHasPass = true;
         at = Part::checks;
         if (!strays.empty())
-            passes.back().checks.push_back({0, "", CheckResult::passed, std::move(strays)});
-        strays.clear();
-        countBefore = 0;
-        bReportText = false;
+            passes.back().checks.push_back(untitled(std::exchange(strays, {})));
     }
     return passes.back();
 }
@@ -201,15 +211,15 @@ pass &partReader::currentPass() {
 check &partReader::currentCheck() {
     pass &now = currentPass();
     if (now.checks.empty())
-        now.checks.push_back({0, "", CheckResult::passed, {}});
+        now.checks.push_back(untitled({}));
     return now.checks.back();
 }
 
-// Between the rule and the level stands the time, perhaps among lines of a trace.
+// In front of the level stands the time, perhaps among lines of a trace.
 std::optional<std::string> partReader::takeTime() {
-    const auto start = strays.begin() + static_cast<std::ptrdiff_t>(countBefore);
+    const auto start = strays.begin() + static_cast<std::ptrdiff_t>(std::min(countBefore, strays.size()));
     const auto found = std::find_if(start, strays.end(), [](const line &one) { return timeOf(one.text).has_value(); });
-    if (part.rule == Rule::none || found == strays.end())
+    if (found == strays.end())
         return std::nullopt;
     std::string time = std::move(found->text);
     strays.erase(found);
@@ -220,7 +230,7 @@ std::optional<std::string> partReader::takeTime() {
 void partReader::startPass(const explanation &known, bool bClustered) {
     const bool bFirst = passes.empty();
     std::optional<std::string> time = takeTime();
-    if (!bHasPass && bReportText)
+    if (bFirst && bReportText)
         currentPass();
     bHasPass = false;
     pass &now = currentPass();
@@ -283,7 +293,6 @@ void partReader::endPass(const explanation &known) {
         bHasPass = false;
     pass &now = currentPass();
     at = Part::verdict;
-    lastEntryMessage = 0;
     now.verdict = known.pPattern->message == MSG_LEVEL_PASSED ? Verdict::good : Verdict::bad;
     now.client = bytesOf(known, 0) == szClientWord;
     if (!now.level) {
@@ -391,10 +400,6 @@ void readReport(std::string_view text, languages &known, host &one, std::vector<
     }
 }
 
-bool isUntitled(const check &one) {
-    return one.title.empty() && one.result == CheckResult::passed;
-}
-
 // Moves the lines of a pass that belong to no check.
 void takeOthers(pass &from, std::vector<std::string> &others) {
     for (const check &now : from.checks)
@@ -444,7 +449,7 @@ void addStrays(std::vector<line> strays, host &one) {
         return;
     if (one.passes.empty())
         one.passes.emplace_back();
-    one.passes[0].checks.insert(one.passes[0].checks.begin(), {0, "", CheckResult::passed, std::move(strays)});
+    one.passes[0].checks.insert(one.passes[0].checks.begin(), untitled(std::move(strays)));
 }
 
 // Each text once, where it stands first.

@@ -97,6 +97,9 @@ const char *nameOf(HostResult result);
 // "12.1", "12.1 clustered".
 std::string nameOf(const pass &one);
 
+// Is it no check, but lines that belong to none, such as a trace?
+bool isUntitled(const check &one);
+
 } // namespace report
 
 #endif
