@@ -839,6 +839,7 @@ TEST(ReportWriters, ShowAtMost40Levels) {
     const string table = shown(plainTable, {host});
     EXPECT_NE(table.find("2.162   1.2     1.1\n"), string::npos) << table;
     EXPECT_EQ(table.find("2.161"), string::npos);
+    EXPECT_EQ(shown(plainTable, {host, host}).find("[1]"), string::npos); // two hosts are not several
     EXPECT_NE(table.find("Levels not shown: 62; failed or incomplete on a host: 0."), string::npos);
     EXPECT_EQ(shown(englishPage, {host}).find("2.161"), string::npos);
     EXPECT_NE(shown(report::jsonWriter, {host}).find("2.161"), string::npos);
@@ -1248,12 +1249,14 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     };
     const string required = message(MSG_REQUIRED_VERSION, {"ksh", "93"});
     const auto ksh = [&](const string &more, int severity) { return checkOf("ksh", required + more, severity); };
-    const string open = message(MSG_CHECK_HEADING, {"d"}) + "\n";
+    const string title = "a title that is so long, that a line of the table should end in it ";
+    const string open = message(MSG_CHECK_HEADING, {title + "d"}) + "\n";
     const string common = checkOf("<b>", "y", MSG_SEVERITY_WARNING);
     const string umask = checkOf("umask ", message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}), MSG_SEVERITY_WARNING);
     const vector<report::host> before = {
-        named("app1.example.server",
-              read(startOf("12.1") + ksh("", 0) + startOf("12.1", true) + ksh("", 0) + checkOf("d", ""), "", 3)),
+        named(
+            "app1.example.server",
+            read(startOf("12.1") + ksh("", 0) + checkOf(title + "d", "") + startOf("12.1", true) + ksh("", 0), "", 3)),
         named("<app2>", read(warnedPass("12.1"))),
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "") + common + good())),
         named("db5", read(goodPass("9.7") + startOf("9.8") + common + kernel("1") + good("9.8"))),
@@ -1262,19 +1265,20 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     // Names are at most 18 columns wide in front of other columns.
     vector<report::host> now = {
         // Both passes have a check. In one it has a line of its own, in the other one that only the list has.
-        named("app1.example.server",
-              read(startOf("12.1") + ksh("", MSG_SEVERITY_ERROR) + bad("12.1", false, required + "\n   listed\n") +
-                       startOf("12.1", true) + ksh("\n   z", MSG_SEVERITY_ERROR) + open,
-                   "The 'strings' utility <x>\nThe 'strings' utility <x>\n", 3)),
+        named("app1.example.server", read(startOf("12.1") + open + ksh("", MSG_SEVERITY_ERROR) +
+                                              bad("12.1", false, required + "\n   listed\n") + startOf("12.1", true) +
+                                              ksh("\n   z", MSG_SEVERITY_ERROR),
+                                          "The 'strings' utility <x>\nThe 'strings' utility <x>\n", 3)),
         // failed by its status alone; with two checks of one name, and a warning that three hosts have
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "x") + common + good(), "", 137)),
         // a waived warning and another kernel level
-        named("db5", read(startOf("9.8") + common + kernel("2") + umask + good("9.8"))),
+        named("db5", read(startOf("9.8") + umask + kernel("2") + common + good("9.8"))),
         // a command that took too long, and a trace
         named("db6", read("trace\n" + startOf("12.1") + common + good(),
                           "Ended, because it took more than 30 seconds: rpm\n", 0)),
-        // no report, but a summary on standard error
-        readHost({"db7.example.server", {}, bad("12.1", false, required + "\n"), {}, "unreachable"}, knownLanguages()),
+        // no report, but a trace and a summary on standard error
+        readHost({"db7.example.server", {}, "trace\n" + bad("12.1", false, required + "\n"), {}, "unreachable"},
+                 knownLanguages()),
     };
     report::waiverList waivers("w", "db5 * umask until=2027-06-30 <known>", "2027-01-31");
     report::comparison made("<old>", readEarlier("old", shown(report::jsonWriter, before), waivers, knownLanguages()),
@@ -1310,6 +1314,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     const vector<std::pair<string, string>> forms = {
         {"table", replaced(formOf(colouredTable), colours)},
         {"page", replaced(formOf(englishPage), page)},
+        {"onePage", replaced(shown(englishPage, {read("", "", 0)}), page)},
         {"junit", replaced(formOf(report::junitWriter), junit)},
         {"changes", replaced(formOf(report::jsonWriter), changes)},
     };
@@ -1404,6 +1409,10 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"--output=/dev/stdout /ok", 0, "ok passed null", ""},
         {"--output=/no/new /ok", 2, "", "/no/new"},
         {"/ok > /dev/full", 2, "", "standard output"},
+        // a terminal shows colours, unless its user wants none
+        {"/ok; mkdir -p /dev/pts; mount -t devpts -o newinstance,ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx; "
+         "for i in '' NO_COLOR=; do script -qc \"env $i kvxprereqreport /ok\" /x; grep -c '\\[32m' /x >&2; done >/dev/null; true",
+         0, "ok passed null", "1\n0\n"},
         // the output lies among the hosts, the second time as a file that is there
         {"--output=/g/o /g && kvxprereqreport --format=json --output=/g/o /g; cat /g/o*", 0, "h1 passed null", ""},
         // what came from a host is not followed: a link, a pipe

@@ -70,8 +70,6 @@ std::string translationsIn(const fs::path &directory) {
 }
 
 messages openTranslation(const std::string &translation, const fs::path &directory, const encoder &shownIn) {
-    if (translation.empty() || translation == pSourceLanguage)
-        return messages();
     std::string tag = translation;
     std::replace(tag.begin(), tag.end(), '_', '-');
     return messages(tag, catalogOf(translation, directory), shownIn);
