@@ -421,9 +421,9 @@ private:
     void checkContradictions() const {
         testList seen = place.enclosing;
         for (const triple &triple : asked.triples) {
-            const bool before = triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible;
+            const bool before = rangeOf(triple.tag, seen).bImpossible;
             seen.push_back(triple);
-            if (!before && triple.tag >= 0 && rangeOf(triple.tag, seen).bImpossible)
+            if (!before && rangeOf(triple.tag, seen).bImpossible)
                 reportContradiction(triple);
         }
     }
@@ -562,8 +562,7 @@ bool canHoldTogether(const testList &left, const testList &right) {
         return true;
     testList all(left);
     all.insert(all.end(), right.begin(), right.end());
-    return std::none_of(all.begin(), all.end(),
-                        [&](const test &test) { return test.tag >= 0 && rangeOf(test.tag, all).bImpossible; });
+    return std::none_of(all.begin(), all.end(), [&](const test &test) { return rangeOf(test.tag, all).bImpossible; });
 }
 
 void checkCondition(string_view text, const conditionPlace &place, const reporter &report) {

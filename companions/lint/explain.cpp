@@ -137,7 +137,7 @@ struct readLevel {
 
 // Says why the program skips the section that a line opens.
 string skipReason(const prereqReader &reader, string_view line) {
-    if (reader.tag == shareGrid && !bShareGrid && !bNonIB)
+    if (reader.tag == shareGrid && !bShareGrid)
         return "it is for the clustered pass";
     const std::optional<string_view> text = quotedText(line);
     if (!text)
@@ -394,10 +394,9 @@ bool isKnownDistribution(const string &name) {
     return distributionOf(name) != nullptr;
 }
 
-std::vector<string> levelsOf(const string &path) {
-    if (path.size() >= sizeof szInputXMLFile)
-        throw std::runtime_error(path + ": the path is too long");
-    szInputXMLFile[path.copy(szInputXMLFile, path.size())] = '\0';
+std::vector<string> levelsOf(string_view file) {
+    const namelessFile copy(file);
+    std::snprintf(szInputXMLFile, sizeof szInputXMLFile, "%s", copy.path().c_str());
     std::vector<string> levels;
     if (sqloRetrieveSupportedVersion() == RC_OK)
         for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)

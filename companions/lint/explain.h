@@ -75,9 +75,9 @@ private:
     int descriptor;
 };
 
-// Lists the levels that a file offers, in the order of a run; none when it cannot be read or offers none. Call it once:
-// the program's own list, which it reads, only grows.
-std::vector<std::string> levelsOf(const std::string &path);
+// Lists the levels that a file's text offers, in the order of a run. Call it once: the program's own list, which it
+// reads, only grows.
+std::vector<std::string> levelsOf(std::string_view file);
 
 // Explains what the program would require of the host. Throws when the file does not offer the level, or the level has
 // no section for Linux.

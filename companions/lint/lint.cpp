@@ -166,7 +166,7 @@ private:
         const string name = latinized(part.name);
         if (sameLetters(name, "KVXLevel") || (reader.place() != PLACE_SECTION && nearestTag(name) == KVXLevel))
             return true;
-        return tagOf(name) < 0 && name.size() >= shortLevel.size() &&
+        return !isTag(name) && name.size() >= shortLevel.size() &&
                sameLetters(string_view(name).substr(name.size() - shortLevel.size()), shortLevel) &&
                isLevelName(valueOf(part));
     }
@@ -366,7 +366,7 @@ private:
         const auto begin = findings.all.begin() + static_cast<std::ptrdiff_t>(firstOfLevel);
         findings.all.erase(std::remove_if(begin, findings.all.end(),
                                           [&](const finding &found) { // they have the same cause
-                                              return found.id == Rule::outside && found.line > levelAt.first;
+                                              return found.id == Rule::outside;
                                           }),
                            findings.all.end());
         line.reportAt(Rule::noPlatform, levelAt.first, levelAt.second,
@@ -399,7 +399,7 @@ private:
         return findPart([](const markup &part) {
             return part.kind != MarkupKind::closing &&
                    (sameLetters(latinized(part.name), platformName) ||
-                    (part.comment == 0 && tagOf(part.name) < 0 && sameLetters(valueOf(part), supported)));
+                    (part.comment == 0 && !isTag(part.name) && sameLetters(valueOf(part), supported)));
         });
     }
 
@@ -609,9 +609,9 @@ judgement judge(string_view file, const judgeOptions &options) {
     ruleSet silent = options.excluded;
     if (!options.bUnread)
         silent.set(static_cast<std::size_t>(Rule::unread));
-    judgement judged{findingList(file, options.excluded), 0};
-    judged.suppressed = fileJudge(file, options, judged.findings).run(silent);
-    return judged;
+    findingList findings(file, options.excluded);
+    const std::size_t suppressed = fileJudge(file, options, findings).run(silent);
+    return {std::move(findings), suppressed};
 }
 
 } // namespace lint

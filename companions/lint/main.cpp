@@ -3,12 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <getopt.h>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
-#include <system_error>
 #include <vector>
 
 #include "../common/files.h"
@@ -234,21 +232,6 @@ arguments readArguments(int argc, char **argv) {
     return given;
 }
 
-/* --- Files --- */
-
-bool isRegular(const string &path) {
-    std::error_code error;
-    return path != common::standardInput && std::filesystem::is_regular_file(path, error);
-}
-
-// Lists the levels that a file offers. A file that is not regular can be read only once, so its text is copied.
-std::vector<string> levelsOf(const string &path, const string &text) {
-    if (isRegular(path))
-        return lint::levelsOf(path);
-    const lint::namelessFile copy(text);
-    return lint::levelsOf(copy.path());
-}
-
 /* --- Linting, listing, explaining --- */
 
 void judgeFile(const string &path, const arguments &given, lint::writer &out, lint::findingCounts &counts) {
@@ -305,7 +288,7 @@ ExitStatus run(const arguments &given) {
     if (!given.bLevels && !given.bExplain)
         return judgeFiles(given);
     const string text = common::readFile(given.files.front());
-    const std::vector<string> levels = levelsOf(given.files.front(), text);
+    const std::vector<string> levels = lint::levelsOf(text);
     if (levels.empty())
         throw std::runtime_error(given.files.front() + ": offers no level");
     if (given.bLevels)

@@ -12,7 +12,7 @@ namespace lint {
 namespace {
 
 constexpr std::string_view commentBegin = "<!--", commentEnd = "-->";
-constexpr std::size_t MOST_PARTS = 100, FARTHEST_PART = 4096; // parts of a long line beyond these limits are ignored
+constexpr std::size_t FARTHEST_PART = 1000; // parts of a long line behind it are ignored
 
 bool beginsAt(std::string_view line, std::size_t position, std::string_view text) {
     return line.compare(position, text.size(), text) == 0;
@@ -149,8 +149,7 @@ void markupReader::readTag(std::string_view line, std::size_t &position, markedL
     const std::size_t nameStart = std::min(line.find_first_not_of(" \t", opened), line.size());
     const std::size_t behindName = nameEnd(line, nameStart);
     position = start + 1;
-    if (nameStart == line.size() || !isNameStart(line[nameStart]) || marked.parts.size() == MOST_PARTS ||
-        start > FARTHEST_PART)
+    if (nameStart == line.size() || !isNameStart(line[nameStart]) || start > FARTHEST_PART)
         return;
     const std::size_t end = tagEnd(line, behindName);
     const bool bBlank = nameStart != opened; // a "<" in front of a blank may be text

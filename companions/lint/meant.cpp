@@ -54,7 +54,7 @@ static std::size_t nextTag(string_view text, std::size_t from) {
 string_view wholeAttributes(string_view line, const markup &part) {
     const auto begin = static_cast<std::size_t>(part.attributes.data() - line.data());
     const std::size_t next = nextTag(line, std::min(part.end, line.size()));
-    const string_view whole = line.substr(begin, next == npos ? npos : next - begin);
+    const string_view whole = line.substr(begin, next - begin);
     const std::size_t last = whole.rfind('>');
     return trimmed(whole.substr(0, last));
 }
@@ -82,7 +82,7 @@ static void addWords(string_view text, wordList &words) {
 // not such a name but the operand of a condition; then it returns an empty name.
 static string_view takeAttributeName(wordList &words) {
     const std::size_t count = words.size();
-    if (count < 2 || words[count - 1] != "=" || tagOf(words[count - 2]) >= 0)
+    if (count < 2 || words[count - 1] != "=" || isTag(words[count - 2]))
         return {};
     const string_view name = words[count - 2];
     words.resize(count - 2);
@@ -111,7 +111,7 @@ string sectionMeant(string_view name, string_view attributes) {
             addWords(text, bOther ? others : words);
         attributes.remove_prefix(std::min(text.size() + 2, attributes.size()));
     }
-    if (words.size() > 1 && words[1] == "=" && tagOf(words[0]) < 0)
+    if (words.size() > 1 && words[1] == "=" && !isTag(words[0]))
         words.erase(words.begin(), words.begin() + 2); // an attribute without quotes
     const string all = joined(words);
     const condition read = readCondition(all);

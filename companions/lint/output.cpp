@@ -207,10 +207,10 @@ private:
     bool bFirst = true;
 };
 
-// Is a character invisible, or does it change the direction of writing?
+// Is a character that is not ASCII invisible, or does it change the direction of writing?
 bool isHidden(string_view character) {
     const char32_t code = utf8::decode(character);
-    return (code >= 0x80 && code <= 0xA0) || code == 0xAD || code == 0x61C || (code >= 0x200B && code <= 0x200F) ||
+    return code <= 0xA0 || code == 0xAD || code == 0x61C || (code >= 0x200B && code <= 0x200F) ||
            (code >= 0x2028 && code <= 0x202E) || (code >= 0x2060 && code <= 0x206F) || code == 0xFEFF;
 }
 

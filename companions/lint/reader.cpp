@@ -1,9 +1,9 @@
 #include "reader.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdlib>
 #include <new>
+#include <string>
 
 namespace lint {
 
@@ -18,15 +18,8 @@ void forgetValues() {
     }
 }
 
-// Copies a line into a terminated text.
-std::array<char, PREREQ_LINE_SIZE> terminated(std::string_view line) {
-    std::array<char, PREREQ_LINE_SIZE> text;
-    text[line.copy(text.data(), text.size() - 1)] = '\0';
-    return text;
-}
-
 void takeLine(prereqReader &reader, std::string_view line) {
-    if (sqloTakePrereqLine(&reader, terminated(line).data()) != RC_OK)
+    if (sqloTakePrereqLine(&reader, std::string(line).c_str()) != RC_OK)
         throw std::bad_alloc();
 }
 

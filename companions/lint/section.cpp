@@ -25,7 +25,6 @@ using common::sameLetters;
 // Deeper sections, and values farther back, are not compared: no real file needs it, and time would grow with the
 // square.
 constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
-constexpr std::size_t MOST_WAITING = 1000; // replacements that wait to be reported
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
 bool isStructure(string_view name) {
@@ -59,8 +58,7 @@ string withoutCdata(string text) {
 }
 
 bool isPackageName(string_view text, bool bPath) {
-    return !text.empty() &&
-           (std::isalnum(static_cast<unsigned char>(text[0])) || text[0] == '_' || (bPath && text[0] == '/')) &&
+    return (std::isalnum(static_cast<unsigned char>(text[0])) || text[0] == '_' || (bPath && text[0] == '/')) &&
            std::all_of(text.begin(), text.end(),
                        [&](unsigned char c) { return std::isalnum(c) || isOneOf(c, "._+-") || (bPath && c == '/'); });
 }
@@ -275,7 +273,6 @@ sectionJudge::sectionJudge(judgedLine &line, const lineReader &reader, bool bUnr
 void sectionJudge::begin(const string &newLevel) {
     level = newLevel;
     sections.clear();
-    bAroundKept = false;
     bRequires = false;
     meant.fill(false);
     arounds.clear();
@@ -553,7 +550,7 @@ void sectionJudge::explainOpening(const markup &part) {
                         name + " value=\"LinuxDistro = " + pDistribution->name() + "\">");
     else if (!bSection)
         explainUnended(part, text);
-    else if (behind < line.text.size() && line.text[behind] == '\t')
+    else if (line.text[behind] == '\t')
         line.report(
             Rule::tabulator, behind + 1,
             "with a tabulator behind the tag this opens no section, so the program reads its lines on every host: "
@@ -622,7 +619,7 @@ void sectionJudge::explainClosing(const markup &part) {
         closeTo(sections.size() - 1);
         return;
     }
-    if (!sections.empty() && tagOf(name) < 0) { // not the closing tag of an element or of another section
+    if (!sections.empty() && !isTag(name)) { // not the closing tag of an element or of another section
         line.report(foreignCharacter(name).empty() ? Rule::closing : Rule::lookAlike, part.column,
                     "this closes nothing: write " + closing(sections.back().name));
         closeTo(sections.size() - 1);
@@ -643,10 +640,10 @@ string sectionJudge::elementEndedBy(const markup &part) const {
 void sectionJudge::explainStray(const markup &part) {
     const string name(part.name), nothing = closing(name) + " closes nothing";
     if (distributionOfSection(tagOf(name)) == nullptr && tagOf(name) != shareGrid) {
-        line.report(Rule::closing, part.column,
-                    nothing + ": " +
-                        (tagOf(name) < 0 ? "delete it"
-                                         : "write the whole element on one line, such as " + elementEndedBy(part)));
+        line.report(
+            Rule::closing, part.column,
+            nothing + ": " +
+                (!isTag(name) ? "delete it" : "write the whole element on one line, such as " + elementEndedBy(part)));
     } else if (!sections.empty() && sections.back().tag != shareGrid) {
         line.report(Rule::closing, part.column,
                     nothing + ": write " + closing(sections.back().name) + " to close the section of line " +
@@ -684,7 +681,6 @@ void sectionJudge::closeTo(std::size_t depth) {
                               std::to_string(line.number) + ": where it is skipped, so is what follows",
                           sections[i].name);
     sections.resize(depth);
-    bAroundKept = false;
 }
 
 void sectionJudge::end() {
@@ -696,7 +692,6 @@ void sectionJudge::end() {
                           "line of its own below the section's last element",
                           section.name);
     sections.clear();
-    bAroundKept = false;
 }
 
 // Reports replaced values. It waits until a section opens or ends: a closing tag may show that an opening tag is
@@ -728,14 +723,11 @@ testList sectionJudge::enclosingTests() const {
 
 // Keeps the tests of the open sections for the values in them. Returns the index of that list.
 std::uint32_t sectionJudge::keepEnclosing() {
-    if (!bAroundKept) {
-        testList all = enclosingTests();
-        if (arounds.empty() || arounds.back() != all) { // equal lists in a row are kept once
-            all.shrink_to_fit();
-            arounds.push_back(std::move(all));
-        }
+    testList all = enclosingTests();
+    if (arounds.empty() || arounds.back() != all) { // equal lists in a row are kept once
+        all.shrink_to_fit();
+        arounds.push_back(std::move(all));
     }
-    bAroundKept = true;
     return static_cast<std::uint32_t>(arounds.size() - 1);
 }
 
@@ -748,7 +740,6 @@ void sectionJudge::forgetCondition(openSection &section) {
     section.tests = {};
     section.tests.shrink_to_fit();
     section.bUnknown = true;
-    bAroundKept = false;
 }
 
 bool sectionJudge::inGrid() const {
@@ -767,10 +758,9 @@ bool sectionJudge::closeText(string_view name) {
 
 // Opens a section that the program does not take as one (already reported), because its closing tag will come.
 void sectionJudge::openUnread(const markup &part) {
-    if (part.kind != MarkupKind::opening || isStructure(part.name))
+    if (isStructure(part.name))
         return;
     sections.push_back({part.name, {}, -1, at(line.number), at(part.column), 0, 0, true, false, true});
-    bAroundKept = false;
 }
 
 void sectionJudge::open(const markup &part, int tag, bool bCondition) {
@@ -781,7 +771,6 @@ void sectionJudge::open(const markup &part, int tag, bool bCondition) {
     if (bCondition)
         judgeCondition(part, section);
     sections.push_back(std::move(section));
-    bAroundKept = false;
 }
 
 void sectionJudge::judgeNesting(const markup &part, int tag) {
@@ -870,7 +859,6 @@ void sectionJudge::judgeCondition(const markup &part, openSection &section) {
         if (id == Rule::contradiction)
             for (openSection &outer : sections) // one of them may only lack its closing tag
                 forgetCondition(outer);
-        bAroundKept = false;
     });
     section.bUnknown = !bClear;
 }
@@ -914,11 +902,10 @@ void sectionJudge::judgeText(const markup &part, int tag, const string &text) {
         line.report(Rule::host, part.column,
                     "this replaces what the program knows of the host, for later levels, too: " +
                         (instead.empty() ? "delete it" : "write " + instead + " for a requirement, or delete it"));
-    if (bUnread && use.read == Reading::dormant)
+    if (bUnread && (use.read == Reading::dormant || use.read == Reading::nothing))
         line.report(Rule::unread, part.column,
-                    "only a check that no option selects reads " + name + " (" + string(use.check) + ")");
-    if (bUnread && use.read == Reading::nothing)
-        line.report(Rule::unread, part.column, "no check reads " + name + " (" + string(use.check) + ")");
+                    (use.read == Reading::dormant ? "only a check that no option selects reads " : "no check reads ") +
+                        name + " (" + string(use.check) + ")");
     bRequires = bRequires || use.read == Reading::everyPass || use.read == Reading::clusteredPass;
 }
 
@@ -945,8 +932,6 @@ void sectionJudge::remember(const markup &part, int tag) {
         replacements.push_back({earlier.line, earlier.column, number, tag});
         earlier.bReplaced = true;
     }
-    if (replacements.size() > MOST_WAITING)
-        reportReplaced();
     if (!seen.empty() && seen.back().bReplaced && seen.back().section == section)
         seen.pop_back(); // it is never compared again: equal lines of a section take no room
     seen.push_back(given);

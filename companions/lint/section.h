@@ -151,7 +151,6 @@ private:
     std::string level;
     std::deque<openSection> sections;
     std::deque<testList> arounds; // the tests around the values of the level
-    bool bAroundKept = false;     // the last list holds the tests of the open sections
     std::array<std::deque<seenValue>, LastTag> values;
     struct replacement {
         std::uint32_t line, column, by;

@@ -22,7 +22,7 @@ bool take(std::string_view &text, std::string_view part) {
 // The rules in a comment that has exactly the form of a suppression; empty for other comments.
 std::string_view namesIn(std::string_view line) {
     std::string_view text = trimmed(line);
-    if (!take(text, "<!--") || text.size() < 3 || text.substr(text.size() - 3) != "-->")
+    if (!take(text, "<!--") || text.substr(text.size() - 3) != "-->")
         return {};
     text.remove_suffix(3);
     text = trimmed(text);

@@ -288,7 +288,7 @@ static int mostAlike(std::string_view name) {
 
 int nearestTag(std::string_view name) {
     const int tag = tagOf(name);
-    if (tag >= 0 || name.empty() || name.size() > LONGEST_NAME)
+    if (tag >= 0)
         return tag;
     const int nearest = mostAlike(name);
     if (nearest >= 0 || name.size() <= MOST_MISTAKES)

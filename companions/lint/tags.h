@@ -122,6 +122,10 @@ int hostTagFor(int requirement);
 // The tag of this name, or -1.
 int tagOf(std::string_view name);
 
+inline bool isTag(std::string_view name) {
+    return tagOf(name) >= 0;
+}
+
 // The tag whose element name is most like a misspelled one, or -1.
 int nearestTag(std::string_view name);
 
