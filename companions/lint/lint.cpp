@@ -423,7 +423,7 @@ private:
     static bool isMeantForLinux(const markup &part) {
         if (part.kind == MarkupKind::element)
             return !part.text.empty() && sameLetters(trimmed(part.text), supported);
-        return !quotedText(part.attributes) || holds(common::lowered(part.attributes), "linux");
+        return attributeText(part.attributes).empty() || holds(common::lowered(part.attributes), "linux");
     }
 
     void reportOtherPlatform(const markup &part) {
