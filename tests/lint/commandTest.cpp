@@ -21,7 +21,7 @@ static string readFile(const string &path) {
 }
 
 static string writeFile(const string &text) {
-    const string path = testing::TempDir() + "lint" + std::to_string(getpid()) + ".xml";
+    const string path = testing::TempDir() + "lint," + std::to_string(getpid()) + ".xml";
     std::ofstream(path) << text;
     return path;
 }
@@ -77,22 +77,26 @@ TEST(LintCommand, TellsFindingsCountsAndWhatCannotBeRead) {
 }
 
 TEST(LintCommand, WeighsFindingsAsItIsAsked) {
-    const string file = levelOf("<UMASK></UMASK>\n<UMASK>022</UMASK>\n<ksh>1</ksh>\n<m4Package>m4</m4Package>");
+    const string file = levelOf("<UMASK></UMASK>\n<UMASK>022</UMASK>\n<ksh>1</ksh>\n<MinIASP>1</MinIASP>");
     EXPECT_EQ(run(file).status, 1);
     EXPECT_EQ(run("--fail-on=error " + file).status, 0) << "a warning";
     EXPECT_EQ(run("--exclude=letter-case,empty " + file).status, 0);
     const commandResult unread = run("--unread --exclude=empty " + file);
     EXPECT_TRUE(holds(unread.out, ":5:1: note: no check reads ksh (a label) [unread]")) << unread.out;
-    EXPECT_TRUE(holds(unread.out, ":6:1: note: no check reads m4Package (a package that ")) << unread.out;
+    EXPECT_TRUE(holds(unread.out, ":6:1: note: only a check that no option selects reads MinIASP (level of "))
+        << unread.out;
     EXPECT_EQ(unread.status, 0) << "a note is for information";
     EXPECT_TRUE(holds(run(levelOf("")).out, ":1:1: warning: no check reads anything")) << "not an error";
     const string suppressed = levelOf("<!-- kvxprereqlint disable=empty -->\n<UMASK></UMASK>\n<UMASK>022</UMASK>");
     EXPECT_EQ(run(suppressed).out, "kvxprereqlint: 1 file: 0 errors, 0 warnings, 0 notes, 1 suppressed\n");
 }
 
-// Runs the linter with a format. FILE stands for the file's path and TEXT for the text of the rule letter-case.
+// Runs the linter with a format. FILE stands for the file's path, ESCAPED for it without a comma, and TEXT for the text
+// of the rule letter-case.
 static string written(const string &form, const string &file) {
-    const string out = std::regex_replace(run("--format=" + form + " " + file).out, std::regex(file), "FILE");
+    const string escaped = std::regex_replace(file, std::regex(","), "%2C");
+    string out = std::regex_replace(run("--format=" + form + " " + file).out, std::regex(file), "FILE");
+    out = std::regex_replace(out, std::regex(escaped), "ESCAPED");
     return std::regex_replace(out, std::regex("upper and lower case matter[^\"\n]*"), "TEXT");
 }
 
@@ -105,8 +109,8 @@ TEST(LintCommand, WritesForProgramsToo) {
 {"file": "FILE", "line": 4, "column": 1, "severity": "error", "rule": "letter-case", "text": "TEXT"}
 ], "errors": 2, "warnings": 0, "notes": 0, "suppressed": 0, "files": 1}
 )" + counts);
-    EXPECT_EQ(written("github", file), "::error file=FILE,line=3,col=13,title=letter-case::TEXT\n"
-                                       "::error file=FILE,line=4,col=1,title=letter-case::TEXT\n" +
+    EXPECT_EQ(written("github", file), "::error file=ESCAPED,line=3,col=13,title=letter-case::TEXT\n"
+                                       "::error file=ESCAPED,line=4,col=1,title=letter-case::TEXT\n" +
                                            counts);
     const string sarif = written("sarif", file);
     EXPECT_EQ(allMatches(sarif, std::regex("\n(.)\"id\": ")).size(), lint::RULES);
@@ -117,10 +121,10 @@ TEST(LintCommand, WritesForProgramsToo) {
 {"id": "unknown-element", "shortDescription": {"text": "the name of an element is not a tag"}, )"
               R"("defaultConfiguration": {"level": "error"}}]}}, "results": [
 {"ruleId": "letter-case", "ruleIndex": 1, "level": "error", "message": {"text": "TEXT"}, "locations": )"
-              R"([{"physicalLocation": {"artifactLocation": {"uri": "file://FILE"}, )"
+              R"([{"physicalLocation": {"artifactLocation": {"uri": "file://ESCAPED"}, )"
               R"("region": {"startLine": 3, "startColumn": 12}}}]},
 {"ruleId": "letter-case", "ruleIndex": 1, "level": "error", "message": {"text": "TEXT"}, "locations": )"
-              R"([{"physicalLocation": {"artifactLocation": {"uri": "file://FILE"}, )"
+              R"([{"physicalLocation": {"artifactLocation": {"uri": "file://ESCAPED"}, )"
               R"("region": {"startLine": 4, "startColumn": 1}}}]}
 ]}]}
 )" + counts);
@@ -144,6 +148,7 @@ TEST(LintCommand, RefusesOptionsThatMakeNoSense) {
         {"--explain 1.0 " + file, "--distribution is missing"},
         {"--frob", "Try kvxprereqlint --help"},
         {"/", "/: Is a directory"},
+        {"--levels /dev/null", "/dev/null: offers no level"},
         {"--clustered " + file, "go with --explain only"},
         {"--distribution RHEL " + file, "go with --explain only"},
         {"--list-rules >/dev/full", ""},
@@ -151,6 +156,7 @@ TEST(LintCommand, RefusesOptionsThatMakeNoSense) {
         {explain + "RHEL " + file, "--release is missing"},
         {explain + "RHEL --release nine " + file, "--release begins with a digit"},
         {explain + "RHEL --release 9 --service-pack x " + file, "--service-pack is a whole number"},
+        {explain + "RHEL --release 9 --service-pack= " + file, "--service-pack is a whole number"},
         {explain + "RHEL --release 9.4 --service-pack 7 " + file, "holds the service pack"},
         {explain + "SUSE --release 15 --service-pack 5 " + file, "give --release 15.5 without --service-pack"},
         {explain + "RHEL --release 9.4 --kernel 5.14 " + file, "--kernel is three numbers"},
@@ -192,7 +198,7 @@ TEST(LintCommand, ExplainsALevel) {
     EXPECT_EQ(run(options + ownFiles + "level.xml").out, readFile(ownFiles + "explained.txt"));
     const string json = std::regex_replace(readFile(ownFiles + "explained.json"), std::regex("\n(?=.)"), "");
     EXPECT_EQ(run(options + "--format=json " + ownFiles + "level.xml").out, json) << "without the line breaks";
-    EXPECT_EQ(run(options + "- <" + ownFiles + "level.xml").out, readFile(ownFiles + "explained.txt"));
+    EXPECT_EQ(run(options + "--format=text - <" + ownFiles + "level.xml").out, readFile(ownFiles + "explained.txt"));
 }
 
 TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
@@ -200,8 +206,8 @@ TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
     const string file = ownFiles + "level.xml";
     const string clustered = run(explain + "SUSE --release 15.5 --clustered " + file).out;
     for (const string part :
-         {"Level 1.0 on SUSE 15.5, kernel not given, clustered pass\n",
-          "level: 4.18.0\n\nCheck: C library level\n  line 16: LibCMajorRelease = 28\n  LibCVersion is not "
+         {"Level 1.0 on SUSE 15.5, kernel not given, clustered pass\n", "level: 4.18.0\n\nCheck: C++ runtime\n",
+          "\nCheck: C library level\n  line 16: LibCMajorRelease = 28\n  LibCVersion is not "
           "given: the version counts as 0, so every C library passes\n  level: 0.28.0\n\n",
           "Check: shells, not made: kshPackage and ntpPackage are not both given\n  line 15: ",
           "libaio.so.1 loads, 32-bit PAM library (warning), SELinux is disabled, free space in /var, ",
@@ -214,6 +220,9 @@ TEST(LintCommand, ExplainsWhatDiffersFromHostToHost) {
     EXPECT_FALSE(holds(run("--explain 10.5 --distribution UBUNTU --release 22.04 " + sample).out, "Note: "));
     const string suse = run(explain + "SUSE --release 12 --service-pack 5 " + file).out;
     EXPECT_TRUE(holds(suse, "Level 1.0 on SUSE 12 service pack 5, kernel not given\n")) << suse;
+    const string inspur =
+        levelOf("<IAVersion value=\"LinuxDistro = INSPUR IAVersion = 15 IASP = 2\">\n<UMASK>022</UMASK>");
+    EXPECT_TRUE(holds(run(explain + "INSPUR --release 15 --service-pack 2 " + inspur).out, "line 4: UMASK"));
     EXPECT_TRUE(holds(suse, "line 8: UMASK")) << suse;
     EXPECT_TRUE(
         holds(suse, "Checks of every level: strings is there, libaio.so.1 loads, 32-bit PAM library (warning)\n"))

@@ -18,6 +18,7 @@
 #include "output.h"
 #include "privateHost.h"
 #include "sqloPrereqDefs.h"
+#include "tags.h"
 
 using std::string;
 
@@ -71,7 +72,7 @@ static string rulesOf(const std::vector<foundText> &findings) {
 static string textsOf(const std::vector<foundText> &findings) {
     string texts;
     for (const foundText &one : findings)
-        texts += "\n" + std::to_string(one.line) + ":" + std::to_string(one.column) + ": " + one.text;
+        texts += "\n" + std::to_string(one.line) + ":" + std::to_string(one.column) + " " + one.rule + ": " + one.text;
     return texts;
 }
 
@@ -169,6 +170,33 @@ TEST(Lint, FindsNothingWhereItsAdviceWasFollowed) {
     }
 }
 
+// The manual lists the tags in sections, by what reads them.
+TEST(Lint, ReadsEachTagAsTheManualSays) {
+    static const std::map<string, lint::Reading> headings = {
+        {".Ss Level and host", lint::Reading::host},
+        {".Ss Sections", lint::Reading::nothing},
+        {".Ss Read in every pass", lint::Reading::everyPass},
+        {".Ss Read in the clustered pass", lint::Reading::clusteredPass},
+        {".Ss Read only by checks that no option selects", lint::Reading::dormant},
+        {".Ss Tags that nothing reads", lint::Reading::nothing},
+    };
+    std::istringstream manual(readFile(KVX_SOURCE_DIR "/man/KVXprereqs.xml.5"));
+    auto heading = headings.end();
+    std::set<string> shown;
+    for (string line; std::getline(manual, line);) {
+        if (line == ".Sh EXAMPLES")
+            break;
+        heading = headings.count(line) == 0 ? heading : headings.find(line);
+        std::istringstream words(line);
+        for (string word; heading != headings.end() && words >> word;)
+            if (lint::isTag(word)) {
+                EXPECT_EQ(lint::useOf(lint::tagOf(word)).read, heading->second) << word;
+                shown.insert(word);
+            }
+    }
+    EXPECT_EQ(shown.size(), LastTag);
+}
+
 // With a level below, the program reads that level's lines; the last level of a file has nothing to read instead.
 TEST(Lint, SaysWhatIsReadInsteadOfAPlatformSection) {
     const string bad = "<KVXLevel value=\"1.0\">\n<platform value=\"linux\">\n";
@@ -177,7 +205,11 @@ TEST(Lint, SaysWhatIsReadInsteadOfAPlatformSection) {
     EXPECT_NE(textsOf(found(bad)).find("section and checks the level without"), string::npos);
     EXPECT_NE(textsOf(found(bad)).find("not closed before its level ends: put </platform>"), string::npos);
     EXPECT_NE(textsOf(found(bad + level)).find("section and reads the next one below"), string::npos);
+    EXPECT_NE(textsOf(found(level + bad)).find("section and checks the level without"), string::npos);
     EXPECT_NE(textsOf(found(open)).find("down to the end of the file"), string::npos);
+    EXPECT_EQ(rulesOf(found(open + "</KVXprereqs>\n")), "no-requirement unclosed");
+    EXPECT_EQ(rulesOf(found("<KVXLevel value=\"1.0\">\n<os value=\"Linux\">\n</os>\n")),
+              "no-requirement platform-form");
     EXPECT_NE(textsOf(found(open + level)).find("down to the next </platform>"), string::npos);
 }
 
@@ -193,8 +225,8 @@ TEST(Lint, IsSilentOnWhatIsFine) {
 
 TEST(Lint, TellsWhyNothingOfAFileIsRead) {
     EXPECT_EQ(rulesOf(found("<!--\n")), "comment no-level");
-    EXPECT_EQ(textsOf(found("<!--\n")), "\n1:1: this comment has no end: write --> where it ends"
-                                        "\n1:1: no line offers a level: write <KVXLevel value=\"12.1\">");
+    EXPECT_EQ(textsOf(found("<!--\n")), "\n1:1 comment: this comment has no end: write --> where it ends"
+                                        "\n1:1 no-level: no line offers a level: write <KVXLevel value=\"12.1\">");
     const std::vector<std::pair<string, string>> encodings = {
         {string("\xff\xfe<\0K\0", 6), "UTF-16"},
         {string("\0\0\0<\0\0\0K", 8), "UTF-32"},
@@ -209,7 +241,8 @@ TEST(Lint, TellsWhyNothingOfAFileIsRead) {
     for (const auto &[file, name] : encodings) {
         const auto findings = found(file);
         EXPECT_EQ(rulesOf(findings), "encoding");
-        EXPECT_TRUE(std::regex_match(textsOf(findings), std::regex("\n1:1: .*" + name + ".*"))) << textsOf(findings);
+        EXPECT_TRUE(std::regex_match(textsOf(findings), std::regex("\n1:1 encoding: .*" + name + ".*")))
+            << textsOf(findings);
     }
 }
 
@@ -253,6 +286,12 @@ TEST(Lint, ShowsHiddenCharactersByTheirNumbers) {
     EXPECT_EQ(lint::printable(shown), shown);
 }
 
+// What the linter says of a comment that is no suppression.
+static string noSuppression(const string &place) {
+    return "\n" + place +
+           " suppression: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above";
+}
+
 TEST(Lint, IsSilentWhereItIsTold) {
     const string level = "<KVXLevel value=\"1.0\">\n<platform value=\"Linux\">\n<UMASK>022</UMASK>\n";
     const string comment = "<!-- kvxprereqlint disable=";
@@ -260,25 +299,34 @@ TEST(Lint, IsSilentWhereItIsTold) {
     const string end = "</platform>\n";
     const std::vector<std::pair<string, string>> rows = {
         {level + empty + end,
-         "\n4:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
+         "\n4:1 empty: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         // only the line below
         {level + comment + "empty -->\n" + empty + empty + end,
-         "\n6:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
+         "\n6:1 empty: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"},
         {level + " " + comment + "text,empty --> \n" + empty + end,
-         "\n4:1: there is no finding of text to suppress: delete this one"},
+         "\n4:1 unused-suppression: there is no finding of text to suppress: delete this one"},
         // suppressions on consecutive lines count for the line below the last one
         {level + comment + "empty -->\n" + comment + "text -->\nx " + empty + end,
-         "\n5:1: there is no finding of text to suppress: delete this one"},
+         "\n5:1 unused-suppression: there is no finding of text to suppress: delete this one"},
         // in front of the first level a suppression counts for the whole file
         {"\n" + comment + "unknown-element,empty -->\n" + level + empty + "<Umsk>1</Umsk>\n" + empty + end, ""},
-        {comment + "empty -->\n" + level + end, "\n1:1: there is no finding of empty to suppress: delete this one"},
-        {level + comment + "emty -->\n" + end, "\n4:1: there is no rule emty: take one that --list-rules prints"},
+        {comment + "empty -->\n" + comment + "empty -->\n" + level + empty + end,
+         "\n2:1 unused-suppression: there is no finding of empty to suppress: delete this one"},
+        {comment + "empty -->\n" + level + end,
+         "\n1:1 unused-suppression: there is no finding of empty to suppress: delete this one"},
+        {level + comment + "emty -->\n" + end,
+         "\n4:1 suppression: there is no rule emty: take one that --list-rules prints"},
+        {level + comment + "unused-suppression -->\n" + end, ""},
+        // other forms
+        {level + "<!-- see kvxprereqlint disable=empty -->\n<!-- kvxprereqlint disable empty -->\n" + comment +
+             "empty text -->\n" + comment + "empty\n-->\n" + end,
+         noSuppression("4:10") + noSuppression("5:6") + noSuppression("6:6") + noSuppression("7:6")},
         // without --unread there are no findings that show whether this one is used
         {level + comment + "unread -->\n<ksh>1</ksh>\n" + end, ""},
         // a suppression on the line of an element
         {level + "<UMASK></UMASK> " + comment + "empty -->\n" + end,
-         "\n4:1: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line"
-         "\n4:22: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above"},
+         "\n4:1 empty: <UMASK> is empty, and what an earlier line gave stays: write a text, or delete the line" +
+             noSuppression("4:22")},
     };
     for (const auto &[file, texts] : rows)
         EXPECT_EQ(textsOf(found(file)), texts) << file;
