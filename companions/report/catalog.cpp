@@ -38,9 +38,8 @@ static bool isDigit(char c) {
 
 // The line of a text: the text without the line breaks around it and the blanks in front of it.
 static std::string_view lineOf(std::string_view text) {
-    size_t lineBreak = 0;
-    while ((lineBreak = text.find_last_of('\n')) != std::string_view::npos && isBlank(text.substr(lineBreak)))
-        text = text.substr(0, lineBreak);
+    for (size_t at = text.rfind('\n'); at != std::string_view::npos && isBlank(text.substr(at)); at = text.rfind('\n'))
+        text = text.substr(0, at);
     text.remove_prefix(std::min(text.find_first_not_of(" \n"), text.size()));
     return text;
 }
@@ -61,9 +60,10 @@ std::map<int, std::string> readCatalog(const std::string &path, int first, int l
     constexpr size_t headSize = 12;
     constexpr size_t entrySize = 12;
     const std::string bytes = common::readFile(path);
-    const bool bHead = bytes.size() >= headSize;
-    const bool bLittleEndian = bHead && numberAt(bytes, 0, true) == magic;
-    if (!bLittleEndian && !(bHead && numberAt(bytes, 0, false) == magic))
+    if (bytes.size() < headSize)
+        throw std::runtime_error("no message catalog: " + path);
+    const bool bLittleEndian = numberAt(bytes, 0, true) == magic;
+    if (!bLittleEndian && numberAt(bytes, 0, false) != magic)
         throw std::runtime_error("no message catalog: " + path);
     const uint64_t entries = uint64_t(numberAt(bytes, 4, bLittleEndian)) * numberAt(bytes, 8, bLittleEndian);
     if (entries > (bytes.size() - headSize) / entrySize / 2)
@@ -152,8 +152,7 @@ void catalog::addPattern(int message, std::string_view text, const std::map<int,
             number = number * 10 + static_cast<size_t>(text[at] - '0');
         if (number == 0)
             continue;
-        if (made.tokens.size() < number)
-            made.tokens.resize(number);
+        made.tokens.resize(std::max(made.tokens.size(), number));
         if (const auto word = fixed.find(static_cast<int>(number)); word != fixed.end()) {
             made.literals.back() += word->second;
             made.tokens[number - 1] = word->second;

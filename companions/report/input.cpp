@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 static std::string readIfRegular(const descriptor &file, const fs::path &path) {
     struct stat about {};
-    if (file < 0 || fstat(file, &about) != 0)
+    if (file == -1 || fstat(file, &about) != 0)
         throw fileError(path);
     if (!S_ISREG(about.st_mode))
         throw std::runtime_error(path.string() + ": not a regular file");
@@ -29,9 +29,9 @@ std::string readRegularFile(const std::string &path) {
 // A file of a host's directory: no link is followed and no pipe waited for. None when there is no such file.
 static std::optional<std::string> readFetched(const fs::path &path) {
     const descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    if (file < 0 && errno == ENOENT)
+    if (file == -1 && errno == ENOENT)
         return std::nullopt;
-    if (file < 0 && errno == ELOOP)
+    if (file == -1 && errno == ELOOP)
         throw std::runtime_error(path.string() + ": is a link, which is not followed");
     return readIfRegular(file, path);
 }

@@ -14,8 +14,8 @@ namespace report {
 
 std::string escaped(std::string_view text) {
     std::string result;
-    for (size_t end = 0;; text.remove_prefix(end + 1)) {
-        end = text.find('\n');
+    for (;;) {
+        const size_t end = text.find('\n');
         for (const char c : visible(text.substr(0, end))) {
             switch (c) {
             case '&': result += "&amp;"; break;
@@ -29,6 +29,7 @@ std::string escaped(std::string_view text) {
         if (end == std::string_view::npos)
             return result;
         result += "&#10;";
+        text.remove_prefix(end + 1);
     }
 }
 

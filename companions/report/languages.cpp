@@ -18,15 +18,12 @@ namespace fs = std::filesystem;
 static const char *const pEnglish = "en_US.iso88591";
 static const char *const pCatalogName = "kvxistring.cat";
 
-languages::languages(fs::path directory) : place(std::move(directory)) {
-}
-
 // A directory is named LANGUAGE_TERRITORY.CODESET. The English texts are ASCII, so they do not tell the code set of the
 // host; it is taken as UTF-8.
 void languages::open(const fs::path &directory) {
     const std::string name = directory.filename();
-    const size_t dot = std::min(name.find('.'), name.size());
-    const std::string codeSetName = name == pEnglish ? "utf8" : name.substr(std::min(dot + 1, name.size()));
+    const size_t dot = name.find('.');
+    const std::string codeSetName = name == pEnglish ? "utf8" : name.substr(dot + 1);
     language made{name.substr(0, dot), nullptr};
     std::replace(made.name.begin(), made.name.end(), '_', '-');
     try {
@@ -46,10 +43,7 @@ static std::string contentOf(const fs::path &file) {
 
 // Opens English first, then the catalogs in UTF-8, then the others, each group in the order of their names. If several
 // catalogs explain a text equally well the first one is taken, and UTF-8 is the most likely code set.
-void languages::openAll() {
-    if (bOpened)
-        return;
-    bOpened = true;
+languages::languages(const fs::path &place) {
     std::vector<fs::path> directories;
     std::error_code failed;
     for (const auto &one : fs::directory_iterator(place, failed))
@@ -102,14 +96,12 @@ const languages::tellingText *languages::findTelling(std::string_view line) cons
     return pBest;
 }
 
-int languages::tellingMessage(std::string_view line) {
-    openAll();
+int languages::tellingMessage(std::string_view line) const {
     const tellingText *pFound = findTelling(withoutLeadingBlanks(line));
     return pFound == nullptr ? 0 : pFound->pPattern->message;
 }
 
-int languages::stateMessage(std::string_view word) {
-    openAll();
+int languages::stateMessage(std::string_view word) const {
     for (const int message : {MSG_STATE_ENABLED, MSG_STATE_DISABLED})
         for (const language &one : opened)
             if (one.texts->encoding().toUtf8(one.texts->text(message)) == word)
@@ -144,7 +136,6 @@ static std::string_view withoutLineBreak(std::string_view text) {
 }
 
 std::vector<piece> languages::split(std::string_view text) {
-    openAll();
     std::vector<piece> pieces;
     piece current;
     languageSet possible;
@@ -195,15 +186,12 @@ const std::vector<size_t> &languages::weigh(std::string_view line) {
 }
 
 // The first lines of a text, each once. A longer line was not written by a catalog.
-static std::vector<std::string_view> sampleOf(std::string_view text) {
-    constexpr size_t longest = 1000;
-    std::vector<std::string_view> lines;
-    std::set<std::string_view> seen;
-    for (int left = 400; left > 0 && !text.empty() && seen.size() < 60; left--) {
-        const std::string_view line = withoutLeadingBlanks(nextLine(text));
-        if (!line.empty() && line.size() < longest && seen.insert(line).second)
-            lines.push_back(line);
-    }
+static std::set<std::string_view> sampleOf(std::string_view text) {
+    constexpr size_t size = 8000, longest = 1000;
+    std::set<std::string_view> lines;
+    for (std::string_view left = text.substr(0, size); !left.empty();)
+        if (const std::string_view line = withoutLeadingBlanks(nextLine(left)); line.size() < longest)
+            lines.insert(line);
     return lines;
 }
 

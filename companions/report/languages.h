@@ -30,20 +30,19 @@ struct piece {
     const language *pLanguage = nullptr; // null if no catalog explains any of its lines
 };
 
-// The catalogs of a locale directory. It opens them when it splits the first text, and keeps one of those with equal
-// bytes.
+// The catalogs of a locale directory; one of those with equal bytes.
 class languages {
 public:
-    explicit languages(std::filesystem::path directory);
+    explicit languages(const std::filesystem::path &place);
 
     // Splits a text at its rules, and at each line whose language differs from that of the lines in front of it.
     std::vector<piece> split(std::string_view text);
 
     // The message of a line that is enough to know the language, in any language; 0 for any other line.
-    int tellingMessage(std::string_view line);
+    int tellingMessage(std::string_view line) const;
 
     // The message of a word, in UTF-8 and any language, that says whether SELinux is enabled; 0 for any other word.
-    int stateMessage(std::string_view word);
+    int stateMessage(std::string_view word) const;
 
 private:
     static constexpr size_t most = 256; // catalogs
@@ -53,15 +52,12 @@ private:
         languageSet in;
     };
 
-    void openAll();
     void open(const std::filesystem::path &directory);
     void addTellingTexts(size_t number);
     const tellingText *findTelling(std::string_view line) const;
     const language *choose(std::string_view text, const languageSet &possible);
     const std::vector<size_t> &weigh(std::string_view line);
 
-    std::filesystem::path place;
-    bool bOpened = false;
     std::vector<language> opened;
     std::array<std::vector<tellingText>, most> telling; // by the first byte of their lines
     std::unordered_map<std::string, std::vector<size_t>> weights;

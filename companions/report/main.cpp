@@ -65,8 +65,8 @@ struct settings {
 // --- Input ---
 
 std::string ownName() {
-    std::array<char, 256> name{};
-    return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "localhost";
+    std::array<char, 256> name{}; // longer than any name
+    return gethostname(name.data(), name.size()) == 0 ? name.data() : "localhost";
 }
 
 material givenBy(const settings &asked) {
@@ -126,7 +126,7 @@ public:
             written += "." + std::to_string(getpid());
             const descriptor file(
                 open(written.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, bExists ? 0600 : 0666));
-            if (file < 0)
+            if (file == -1)
                 throw fileError(target);
             if (bExists)
                 takeOver(file, about);

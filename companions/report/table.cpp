@@ -94,24 +94,27 @@ private:
         return bUnknown ? "?" : own.text(passWords[static_cast<size_t>(pOne->result)]);
     }
 
-    // Pads a text, which may be coloured, to a width.
-    std::string cell(const std::string &text, size_t width, Colour shade) const {
+    std::string coloured(const std::string &text, Colour shade) const {
         static constexpr std::array codes{"", "\033[31m", "\033[33m", "\033[32m", "\033[1m"};
-        const std::string padding(width - std::min(width, columns(text)), ' ');
-        return bColour && shade != plain ? codes[shade] + text + "\033[0m" + padding : text + padding;
+        return bColour && shade != plain ? codes[shade] + text + "\033[0m" : text;
+    }
+
+    // A coloured text and the blanks behind it up to a width.
+    std::string cell(const std::string &text, size_t width, Colour shade) const {
+        return coloured(text, shade) + std::string(width - std::min(width, columns(text)), ' ');
     }
 
     // Writes the cells of a row behind what the line already has. A row that is wider than the screen goes on in the
     // next line.
     template <typename Cell> void showCells(size_t count, Cell cellAt) {
-        const size_t width =
-            std::max<size_t>(levels.bClustered ? 2 * cellWidth : cellWidth, levels.bClustered ? 10 : 8);
-        const size_t inLine = (screenWidth - hostWidth - resultWidth - 2) / width;
+        const size_t width = std::max<size_t>(levels.bClustered ? 2 * cellWidth : cellWidth, 8);
+        const size_t margin = hostWidth + resultWidth + 2;
+        const size_t inLine = (screenWidth - margin) / width;
         std::string line;
         for (size_t i = 0; i < count; i++) {
             if (i > 0 && i % inLine == 0) {
                 put(line);
-                line.assign(hostWidth + resultWidth + 2, ' ');
+                line.assign(margin, ' ');
             }
             line += cellAt(i, width);
         }
@@ -120,14 +123,13 @@ private:
 
     // Writes a line without the blanks at its end.
     void put(std::string_view line) {
-        const size_t end = line.find_last_not_of(' ');
-        out << line.substr(0, end == std::string_view::npos ? 0 : end + 1) << '\n';
+        out << line.substr(0, line.find_last_not_of(' ') + 1) << '\n';
     }
 
     void showChanges() {
         if (changes() == nullptr)
             return;
-        out << cell(own.text(Message::changesHeading, {visible(changes()->since())}), 0, bold) << '\n';
+        out << coloured(own.text(Message::changesHeading, {visible(changes()->since())}), bold) << '\n';
         showWrapped(countsOf(*changes(), own), 0);
         out << '\n';
         for (const hostChange &one : changes()->hosts()) {
@@ -233,7 +235,7 @@ private:
     void showAdvice(const std::vector<advised> &found) {
         if (found.empty())
             return;
-        out << '\n' << cell(own.text(Message::tableAdvice), 0, bold) << '\n';
+        out << '\n' << coloured(own.text(Message::tableAdvice), bold) << '\n';
         showWrapped(own.text(Message::adviceAbout), 0);
         for (const advised &one : found) {
             out << '\n';
