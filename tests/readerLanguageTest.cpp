@@ -74,7 +74,7 @@ TEST(ReaderLanguage, StaysEnglishWhereATextCannotBeShown) {
     const encoder utf8("utf8");
     const scratchDirectory directory;
     const string catalog =
-        catalogOf(directory, {{103, "%1"}, {104, "no token"}, {105, "%2"}, {106, "\xff"}, {107, "\u65e5"}});
+        catalogOf(directory, {{102, ""}, {103, "%1"}, {104, "no token"}, {105, "%2"}, {106, "\xff"}, {107, "\u65e5"}});
     const messages texts("ja", catalog, utf8);
     EXPECT_EQ(textOf(texts, 103), "%1");
     for (const int number : {102, 104, 105, 106})
@@ -151,6 +151,7 @@ TEST(ReaderLanguage, ReplacesEachTextOfTableAndPage) {
         EXPECT_LE(report::columns(line), 80U) << line;
     EXPECT_NE(page.find("<html lang=\"ja\">"), string::npos);
     EXPECT_NE(page.find("<b lang=\"en-US\">umask"), string::npos);
+    EXPECT_NE(page.find("<li>" + wide[208].substr(0, 12) + " 022"), string::npos);
     // the umask check asks for a greatest mask
     EXPECT_NE(table.find(wide[208].substr(0, 12) + " 022"), string::npos) << table;
     std::ostringstream encoded;

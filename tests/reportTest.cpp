@@ -308,7 +308,7 @@ TEST(ReportReader, ReadsEachPassByItself) {
         {failedPass("12.1") + goodPass("12.1"), "", {}, "passed, 12.1 passed 1+0"},
         {goodPass("12.1") + startOf("12.1"), "", {}, "unknown, 12.1 incomplete 0+0"},
         {failedPass("12.1") + startOf("12.1"), "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 0+0"},
-        {failedPass("12.1") + warnedPass("12.1"), "", {}, "warning, 12.1 warning 2+1"},
+        {failedPass("12.1") + replaced(warnedPass("12.1"), {{"\n", "\r\n"}}), "", {}, "warning, 12.1 warning 2+1"},
         // a verdict without a banner replaces nothing
         {failedPass("12.1") + good(), "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 0+0"},
         {goodPass("12.1") + good(), "", 0, "unknown, 12.1 incomplete 0+0"},
@@ -660,12 +660,13 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
         "\"time\": \"Sun Nov 22 01:00:00 2026\", \"result\": \"failed\", \"checks\": [{\"id\": \"" +
             escaped + "\", \"title\": \"" + escaped +
             "\", \"result\": \"error\", \"waived\": null, \"lines\": [{\"message\": null, \"tokens\": [], "
-            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}, {\"message\": 30054, \"tokens\": [], "
-            "\"text\": \"" +
+            "\"text\": \"ksh\"}, {\"message\": null, \"tokens\": [], \"text\": \"late\"}, {\"message\": 30054, "
+            "\"tokens\": [], \"text\": \"" +
             message(MSG_CHECK_PASSED).substr(3) +
             "\"}], \"advice\": null}, {\"id\": \"p\", "
-            "\"title\": \"p\", \"result\": \"error\", \"waived\": null, \"lines\": [{\"message\": null, \"tokens\": [\"p\", \"5\", \"\u00fc\"], "
-            "\"text\": \"The p Number - 5 is available for \u00fc to use.\"}], \"advice\": null}], \"entries\": [{\"text\": \"" +
+            "\"title\": \"p\", \"result\": \"error\", \"waived\": null, \"lines\": [{\"message\": null, "
+            "\"tokens\": [\"p\", \"5\", \"\u00fc\"], \"text\": \"The p Number - 5 is available for \u00fc to use.\"}], "
+            "\"advice\": null}], \"entries\": [{\"text\": \"" +
             escaped + "\", \"severity\": null}, {\"text\": \"" + megabyte +
             "\", \"severity\": null}]}]}\n], \"changes\": null}\n");
     for (const writerMaker makeWriter : {report::junitWriter, englishPage}) {
@@ -688,14 +689,17 @@ TEST(ReportWriters, ShowEntriesOfASummary) {
 TEST(ReportWriters, ShowAdviceAndSeveritiesInJson) {
     useCatalog();
     const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"});
-    const string checks = checkOf("ksh", "", MSG_SEVERITY_ERROR) + checkOf("b", "y", MSG_SEVERITY_WARNING);
-    const string json =
-        shown(report::jsonWriter, {read(startOf("1") + checks + bad("1", false, missing + "\n\n   y\n\n"))});
+    const string shownToo = message(MSG_REQUIREMENT_NOT_MET, {"", "awk"}); // in its check, and in the list
+    const string checks = checkOf("ksh", "", MSG_SEVERITY_ERROR) + checkOf("awk", shownToo, MSG_SEVERITY_WARNING);
+    const string json = shown(report::jsonWriter,
+                              {read(startOf("1") + checks + bad("1", false, missing + "\n\n" + shownToo + "\n\n"))});
     const string text = missing.substr(missing.find_first_not_of(' '));
-    for (const string &part :
-         vector<string>{"\"advice\": {\"kind\": \"packages\"", "\"commands\": {\"RHEL\": \"dnf install PACKAGE\"",
-                        "\"entries\": [{\"text\": \"" + text +
-                            "\", \"severity\": \"error\"}, {\"text\": \"y\", \"severity\": \"warning\"}]"})
+    const string other = shownToo.substr(shownToo.find_first_not_of(' '));
+    for (const string &part : vector<string>{
+             "\"advice\": {\"kind\": \"packages\"", "\"commands\": {\"RHEL\": \"dnf install PACKAGE\"",
+             "\"entries\": [{\"text\": \"" + text + "\", \"severity\": \"error\"}, {\"text\": \"" + other +
+                 "\", \"severity\": \"warning\"}]",
+             "\"lines\": [{\"message\": 30095, \"tokens\": [\"\", \"awk\"], \"text\": \"" + other + "\"}], \"advice\""})
         EXPECT_NE(json.find(part), string::npos) << part << json;
 }
 
@@ -837,7 +841,7 @@ TEST(ReportWriters, ShowAtMost40Levels) {
         text += goodPass("2." + std::to_string(i));
     const report::host host = read(text);
     const string table = shown(plainTable, {host});
-    EXPECT_NE(table.find("2.162   1.2     1.1\n"), string::npos) << table;
+    EXPECT_NE(table.find("\n" + string(28, ' ') + "2.163   2.162   1.2     1.1\n"), string::npos) << table;
     EXPECT_EQ(table.find("2.161"), string::npos);
     EXPECT_EQ(shown(plainTable, {host, host}).find("[1]"), string::npos); // two hosts are not several
     EXPECT_NE(table.find("Levels not shown: 62; failed or incomplete on a host: 0."), string::npos);
@@ -1104,6 +1108,10 @@ TEST(ReportComparison, ShowsWhatChanged) {
         {{failed},
          {read(startOf("12.1") + checkOf("c", "z", MSG_SEVERITY_ERROR) + message(MSG_CHECK_HEADING, {"d"}) + "\n")},
          "db1 same failed>failed\n  d came >open in 12.1\n2"},
+        // the same, with a level more that was cut off
+        {{failed},
+         {read(failedPass("12.1") + startOf("13.1"))},
+         "db1 same failed>failed\n  pass came >incomplete in 13.1\n2"},
         // a warning that came is no worse than one of a new host
         {{warned},
          {passOf(checkOf("a", "x") + warning + checkOf("d", "y", MSG_SEVERITY_WARNING))},
@@ -1249,7 +1257,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     };
     const string required = message(MSG_REQUIRED_VERSION, {"ksh", "93"});
     const auto ksh = [&](const string &more, int severity) { return checkOf("ksh", required + more, severity); };
-    const string title = "a title that is so long, that a line of the table should end in it ";
+    const string title = "a title that is so long, that a line of the table should end in it, ";
     const string open = message(MSG_CHECK_HEADING, {title + "d"}) + "\n";
     const string common = checkOf("<b>", "y", MSG_SEVERITY_WARNING);
     const string umask = checkOf("umask ", message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}), MSG_SEVERITY_WARNING);
@@ -1257,7 +1265,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
         named(
             "app1.example.server",
             read(startOf("12.1") + ksh("", 0) + checkOf(title + "d", "") + startOf("12.1", true) + ksh("", 0), "", 3)),
-        named("<app2>", read(warnedPass("12.1"))),
+        named("<app\n2>", read(warnedPass("12.1"))),
         named("db4", read(startOf("12.1") + checkOf("a", "") + checkOf("a", "") + common + good())),
         named("db5", read(goodPass("9.7") + startOf("9.8") + common + kernel("1") + good("9.8"))),
         named("db6", read(startOf("12.1") + checkOf("<b>", "y", MSG_SEVERITY_ERROR) + good())),
@@ -1410,8 +1418,9 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"--output=/no/new /ok", 2, "", "/no/new"},
         {"/ok > /dev/full", 2, "", "standard output"},
         // a terminal shows colours, unless its user wants none
-        {"/ok; mkdir -p /dev/pts; mount -t devpts -o newinstance,ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx; "
-         "for i in '' NO_COLOR=; do script -qc \"env $i kvxprereqreport /ok\" /x; grep -c '\\[32m' /x >&2; done >/dev/null; true",
+        {"/ok; mkdir -p /dev/pts; mount -t devpts -o ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx; "
+         "for i in '' NO_COLOR=; do script -qc \"env $i kvxprereqreport /ok\" /x >/x.out; grep -c '\\[32m' /x >&2; done; "
+         "true",
          0, "ok passed null", "1\n0\n"},
         // the output lies among the hosts, the second time as a file that is there
         {"--output=/g/o /g && kvxprereqreport --format=json --output=/g/o /g; cat /g/o*", 0, "h1 passed null", ""},
@@ -1420,12 +1429,12 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
          "h unknown \"/l/h/report: is a link, which is not followed\", h unknown \"/l/h/report: not a regular file\"",
          ""},
         // what stands where hosts should
-        {"/ok > /none; mkdir -p /d/a/report; cd /d; ln -s b b; mkfifo c; ln -s /none/x d; ln -s /g/h1 e; >f; "
+        {"/ok > /none; mkdir -p /d/a/report; cd /d; ln -s b b; mkfifo c; ln -s /none/x d; ln -s /g/h1 e; >f; >g; "
          "kvxprereqreport --format=json /d",
          2,
          "a unknown \"/d/a/report: not a regular file\", b unknown \"/d/b: Too many levels of symbolic links\", "
          "c unknown \"/d/c: not a directory\", d unknown \"/d/d: is a link to nothing\", e passed null",
-         "/d/f: not a directory"},
+         "/d/f: not a directory, so not a host\nkvxprereqreport: /d/g: not"},
         // a name may be percent-encoded; neither it nor a reason need be characters
         {"/ok >/none; mkdir -p '/p/%2E.%2Fh%25FF%ff%2z%%4a'; cd /p/*; printf 'n\\377' >reason; "
          "kvxprereqreport --format=json /p",
@@ -1448,8 +1457,9 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         EXPECT_EQ(got.err.empty(), one.errors.empty()) << one.arguments << got.err;
     }
     const string keeping = "cp /ok /old; chown 12:34 /old; chmod 4640 /old; " KVX_PROGRAM_DIR
-                           "/kvxprereqreport --output=/old /ok; stat -c '%u %g %a' /old";
-    EXPECT_EQ(runProgram(host, {"/bin/bash", "-c", keeping}).out, "12 34 4640\n");
+                           "/kvxprereqreport --output=/old /ok; stat -c '%u %g %a' /old; umask 0; " KVX_PROGRAM_DIR
+                           "/kvxprereqreport --output=/new /ok; stat -c %a /new";
+    EXPECT_EQ(runProgram(host, {"/bin/bash", "-c", keeping}).out, "12 34 4640\n666\n");
 }
 
 TEST(ReportCommand, IsDocumentedAsItIs) {
