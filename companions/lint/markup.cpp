@@ -76,21 +76,18 @@ std::vector<const char *> commentsWithoutEnd(std::string_view file) {
     return open;
 }
 
-bool closes(const markup &closing, const markup &opening) {
-    return closing.kind == MarkupKind::closing && closing.comment == opening.comment;
-}
-
-// Joins each opening tag and the next closing tag of its name to an element. If there is no closing tag of its name, an
-// opening tag without attributes is joined with a closing tag of another name right behind it.
+// Joins each opening tag and the next closing tag of its name to an element, even if a comment begins or ends between
+// them, because the program reads it. If there is no closing tag of its name, an opening tag without attributes is
+// joined with a closing tag of another name right behind it.
 void joinElements(std::string_view line, std::vector<markup> &parts) {
     for (auto opening = parts.begin(); opening != parts.end(); ++opening) {
         if (opening->kind != MarkupKind::opening || !opening->complete)
             continue;
         auto closing = std::find_if(opening + 1, parts.end(), [&](const markup &part) {
-            return closes(part, *opening) && part.name == opening->name;
+            return part.kind == MarkupKind::closing && part.name == opening->name;
         });
         if (closing == parts.end() && opening->attributes.empty() && opening + 1 != parts.end() &&
-            closes(opening[1], *opening))
+            opening[1].kind == MarkupKind::closing && opening[1].comment == opening->comment)
             closing = opening + 1;
         if (closing == parts.end()) {
             if (!opening->closedBy.empty())
