@@ -183,7 +183,7 @@ private:
 
     // Does the author mean to close the level with an opening tag that names no level?
     bool closesLevel(const markup &part) const {
-        return bLevel && !bLevelClosed && part.comment == 0 && part.attributes.empty() && !holds(line.text, "\"");
+        return bLevel && !bLevelClosed && part.attributes.empty() && !holds(line.text, "\"");
     }
 
     void reportLevelEnd(std::size_t column) {
@@ -422,7 +422,7 @@ private:
     // Does the author mean a section for Linux: one that names no platform, or Linux in another form?
     static bool isMeantForLinux(const markup &part) {
         if (part.kind == MarkupKind::element)
-            return !part.text.empty() && sameLetters(trimmed(part.text), supported);
+            return sameLetters(trimmed(part.text), supported);
         return attributeText(part.attributes).empty() || holds(common::lowered(part.attributes), "linux");
     }
 
@@ -515,7 +515,7 @@ private:
     // Does a line without markup hold a closing tag that lacks its "<"? Reports it, and closes what is open.
     bool closesAsText() {
         string_view name = trimmed(line.text);
-        if (line.marked.textColumn == 0 || name.empty() || name.back() != '>')
+        if (line.marked.textColumn == 0 || name.back() != '>')
             return false;
         name.remove_suffix(1);
         name.remove_prefix(name.substr(0, 1) == "/");

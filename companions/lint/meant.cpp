@@ -169,7 +169,7 @@ oneLiner onOneLine(string_view file, string_view name) {
 /* --- Levels, conflicts --- */
 
 bool isLevelName(string_view name) {
-    return !name.empty() && name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
+    return name.find_first_not_of("0123456789.") == npos && !holds("." + string(name) + ".", "..");
 }
 
 string_view firstNumber(string_view text) {

@@ -27,10 +27,6 @@ using common::sameLetters;
 constexpr std::size_t DEEPEST = 300, DEEPEST_ASKED = 8, FARTHEST_VALUE = 300;
 constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
-bool isStructure(string_view name) {
-    return name == "KVXprereqs" || name == "KVXLevel";
-}
-
 // Does a text hold an entity, such as "&gt;"?
 bool holdsEntity(string_view text) {
     const std::size_t begin = text.find('&'), end = text.find(';', begin == npos ? 0 : begin);
@@ -174,7 +170,7 @@ template <typename Test> string wordOr(const string &text, Test isFit, const cha
     constexpr string_view around = "\"'`<>= ";
     const std::size_t begin = std::min(text.find_first_not_of(around), text.size());
     const string word = text.substr(begin, text.find_last_not_of(around) + 1 - begin);
-    return !word.empty() && isFit(word) ? word : pAdvice;
+    return isFit(word) ? word : pAdvice;
 }
 
 fault faultOfRuntime(const string &text, bool bLibrary) {
@@ -393,7 +389,7 @@ const markup *sectionJudge::countedClosing(const lineEffect &effect) {
 void sectionJudge::judgeOthers(const markup *pCounted) {
     bool bReported = false;
     for (const markup &part : line.marked.parts) {
-        if (&part == pCounted || part.comment != 0 || isStructure(part.name))
+        if (&part == pCounted || part.comment != 0 || part.name == "KVXprereqs")
             continue;
         if (!bReported && (pCounted == nullptr || pCounted->comment != 0)) {
             explain(part);
@@ -758,8 +754,6 @@ bool sectionJudge::closeText(string_view name) {
 
 // Opens a section that the program does not take as one (already reported), because its closing tag will come.
 void sectionJudge::openUnread(const markup &part) {
-    if (isStructure(part.name))
-        return;
     sections.push_back({part.name, {}, -1, at(line.number), at(part.column), 0, 0, true, false, true});
 }
 
