@@ -113,6 +113,7 @@ TEST(LintCommand, WritesForProgramsToo) {
                                        "::error file=ESCAPED,line=4,col=1,title=letter-case::TEXT\n" +
                                            counts);
     const string sarif = written("sarif", file);
+    EXPECT_TRUE(holds(run("--format=sarif - <" + file).out, "{\"uri\": \"%3Cstdin%3E\"}"));
     EXPECT_EQ(allMatches(sarif, std::regex("\n(.)\"id\": ")).size(), lint::RULES);
     // without the rules behind the first one; columns are those of characters
     EXPECT_EQ(std::regex_replace(sarif, std::regex(",\n\\{\"id\"[^\n]*\\}(?=,\n|\\])"), ""),

@@ -270,6 +270,9 @@ TEST(Lint, FindsValuesThatAreReplacedOnEveryHost) {
     for (const auto &[first, second, rules] : rows)
         EXPECT_EQ(rulesOf(found(level + open + first + value + open + second + value + "</platform>\n")), rules)
             << first << ", " << second;
+    // a value that is replaced twice is reported once
+    EXPECT_EQ(rulesOf(found(level + open + "= 9" + value + open + "= 9" + value + open + "> 8" + value)),
+              "unclosed replaced replaced");
     // one section too many: the last value is compared with 300 others
     string file = level;
     for (int i = 0; i < 301; i++)
@@ -282,6 +285,7 @@ TEST(Lint, ShowsHiddenCharactersByTheirNumbers) {
     EXPECT_EQ(lint::printable("\u00ad\u061c\u200b\u200f\u2028\u202e\u2060\u206f\ufeff"),
               "U+00ADU+061CU+200BU+200FU+2028U+202EU+2060U+206FU+FEFF");
     EXPECT_EQ(lint::printable("\xc2\x80\u00a0\n\x1f\x7f\xff\xff"), "U+0080U+00A0\\n\\x1F\\x7F\\xFF\\xFF");
+    EXPECT_EQ(lint::printable("\x7f"), "\\x7F");
     const string shown = " ~\u00a1\u200a\u2010\u2027\u202f\u205f\u2070";
     EXPECT_EQ(lint::printable(shown), shown);
 }
