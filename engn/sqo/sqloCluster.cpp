@@ -440,8 +440,7 @@ static int copyBinaries(const nameText &szHost) {
     debugTrace("SSH  from %s to %s : %s \n", IIHName, szHost, command.szShown);
     const char *pForeign = findForeignFile();
     if (pForeign != NULL) {
-        fflush(stdout);
-        fprintf(stderr, "%s is not this user's own file: nothing is copied to %s\n", pForeign, szHost);
+        fprintf(standardError(), "%s is not this user's own file: nothing is copied to %s\n", pForeign, szHost);
         command.szText[0] = '\0';
     }
     return executeBounded(command, ATTACHED_COMMAND, "Could not");
@@ -484,7 +483,7 @@ int placePrereqBinaries(void) {
 
 /* 1 when a word can be inserted into the quotes of the remote command, where two shells read it. */
 static int isRemoteWord(const char *pText) {
-    return pText[0] != '\0' && pText[0] != '-' && isPlainWord(pText);
+    return *pText != '\0' && *pText != '-' && isPlainWord(pText);
 }
 
 /* Composes the command for the other host. Returns 0 when a word from outside would become shell syntax there. */
@@ -799,7 +798,7 @@ static int isLoopbackAddress(const char *pAddress) {
  * a line without names. A last line without a newline, and a piece of a long line, hold no entry; the last piece of a
  * long line has a newline and is taken for a line of its own. */
 static char *splitHostsLine(char *szLine) {
-    char *pEnd = szLine[0] == '#' ? NULL : strpbrk(szLine, "#\n");
+    char *pEnd = strpbrk(szLine, "#\n");
     if (pEnd == NULL)
         return NULL;
     *pEnd = '\0';
@@ -877,8 +876,8 @@ static int examineHostsFile(void) {
     pHosts = fopen("/etc/hosts", "re");
     if (pHosts == NULL) {
         messageText szText;
-        fflush(stdout);
-        printAsFormat(stderr, fetchText(szText, MSG_ETC_HOSTS_NOT_OPENED, "1"));
+        fetchText(szText, MSG_ETC_HOSTS_NOT_OPENED, "1");
+        printAsFormat(standardError(), szText);
         return RC_FAILED;
     }
     int result = RC_OK;
@@ -920,12 +919,6 @@ static void nameLetteredCapture(captureFile *pCapture, const char *pLetter) {
 static const char *baseName(const char *pPath) {
     const char *pSlash = strrchr(pPath, '/');
     return pSlash == NULL ? pPath : pSlash + 1;
-}
-
-static void cutTrailingSlash(char *szName) {
-    size_t length = strlen(szName);
-    if (length > 0 && szName[length - 1] == '/')
-        szName[length - 1] = '\0';
 }
 
 /* Composes the command that looks up the identifier of a device, or the device with an identifier. */
@@ -1096,7 +1089,7 @@ static DiskFinding lookUpDisk(const sharedDisk &disk, FILE *pList) {
 
 /* Examines one disk. The name "/" is not a disk. */
 static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
-    if (pDisk->szName[0] != '/') {
+    if (*pDisk->szName != '/') {
         reportMissingDisk(pDisk->szName);
         debugTrace("Disk name should start with '/'\n");
         debugTrace("Shared disk not present %s\n", pDisk->szName);
@@ -1104,7 +1097,7 @@ static DiskFinding examineDisk(sharedDisk *pDisk, FILE *pList) {
     }
     if (strcmp(pDisk->szName, "/") == 0)
         return noteMissingDisk(*pDisk, pList);
-    cutTrailingSlash(pDisk->szName);
+    cutAtEnd(pDisk->szName, '/');
     return lookUpDisk(*pDisk, pList);
 }
 
@@ -1248,9 +1241,9 @@ static int examineTbDisk(int *pPairResult) {
     nameText szLocal;
     toolLine szDevId = "";
     tbdiskInfo *pRecords = NULL;
-    if (tbDiskName[0] != '/')
+    if (*tbDiskName != '/')
         return failTbDisk(IIHName);
-    cutTrailingSlash(tbDiskName);
+    cutAtEnd(tbDiskName, '/');
     findShortHostName(szLocal);
     placePrereqBinaries();
     if (sqloGetDevNameOrID(IIHName, tbDiskName, szDevId, 1, 0) != RC_OK)

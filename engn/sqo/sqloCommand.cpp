@@ -53,9 +53,7 @@ int sqloFileExists(const char *pPath) {
     if (*pStart == '"')
         pStart++;
     copyText(szPath, pStart);
-    size_t length = strlen(szPath);
-    if (length > 0 && szPath[length - 1] == '"')
-        szPath[length - 1] = '\0';
+    cutAtEnd(szPath, '"');
     struct stat status;
     return stat(szPath, &status) == 0 && S_ISREG(status.st_mode);
 }
@@ -115,7 +113,7 @@ static void putQuoted(composedCommand *pCommand, const char *pText) {
 static void putWord(composedCommand *pCommand, const shellWord &word) {
     const char *pText = textOrEmpty(word.pText);
     int bFirst = pCommand->length == 0;
-    int bOption = pText[0] == '-' && (bFirst || pCommand->szText[pCommand->length - 1] == ' ');
+    int bOption = *pText == '-' && (bFirst || pCommand->szText[pCommand->length - 1] == ' ');
     int bInFirstWord = memchr(pCommand->szText, ' ', pCommand->length) == NULL;
     int bPlain = isPlainWord(pText) && !(bInFirstWord && strchr(pText, '=') != NULL);
     if (word.bPattern || (bPlain && !bOption))
@@ -323,16 +321,14 @@ static void restoreTerminalStops(const stopHandlers &before) {
 }
 
 /* Prepares what posix_spawn is to do: give a local command a process group of its own, restore the signal mask, and
- * connect standard output with the descriptor, unless it is -1. Returns 0 or an error number. */
+ * connect standard output with the descriptor, if there is one. Returns 0 or an error number. */
 static int setUpSpawn(posix_spawnattr_t *pAttributes, posix_spawn_file_actions_t *pActions, CommandKind kind,
                       int output) {
-    const short ownGroup = kind == LOCAL_COMMAND ? POSIX_SPAWN_SETPGROUP : 0;
+    const short ownGroup = kind == LOCAL_COMMAND ? POSIX_SPAWN_SETPGROUP : 0; // the default group, 0, is a new one
     int error = posix_spawnattr_setflags(pAttributes, (short)(POSIX_SPAWN_SETSIGMASK | ownGroup));
     if (error == 0)
         error = posix_spawnattr_setsigmask(pAttributes, &maskBefore);
-    if (error == 0)
-        error = posix_spawnattr_setpgroup(pAttributes, 0);
-    if (error == 0 && output != -1)
+    if (error == 0 && output != NO_DESCRIPTOR)
         error = posix_spawn_file_actions_adddup2(pActions, output, STDOUT_FILENO);
     return error;
 }
@@ -358,10 +354,11 @@ static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t 
 }
 
 /* Starts a command in a shell: a local one in a group of its own and with the time limit, an attached one without
- * either. It writes to the descriptor output, or where this program does if that is -1. Flushes standard output first,
- * so that the command's output follows it. The signals that end the run are blocked until their handler knows the
- * command. SIGCHLD stays blocked until finishCommand, or sigtimedwait could miss it. Returns RC_OK. On failure returns
- * what system would return: -1 when processes or memory are short, the status of exit code 127 for any other reason. */
+ * either. It writes to the descriptor output, or where this program does if there is none. Flushes standard output
+ * first, so that the command's output follows it. The signals that end the run are blocked until their handler knows
+ * the command. SIGCHLD stays blocked until finishCommand, or sigtimedwait could miss it. Returns RC_OK. On failure
+ * returns what system would return: -1 when processes or memory are short, the status of exit code 127 for any other
+ * reason. */
 static int startCommand(const char *pCommand, CommandKind kind, int output) {
     fflush(stdout);
     sigset_t blocked = handledSignals();
@@ -439,9 +436,9 @@ static int finishCommand(const char *pCommand) {
 }
 
 int runCommand(const commandText &szCommand, CommandKind kind) {
-    if (szCommand[0] == '\0')
+    if (*szCommand == '\0')
         return COMMAND_NOT_RUN;
-    int status = startCommand(szCommand, kind, -1);
+    int status = startCommand(szCommand, kind, NO_DESCRIPTOR);
     return status == RC_OK ? finishCommand(szCommand) : status;
 }
 
@@ -467,7 +464,7 @@ struct commandPipe {
 /* Starts a command with its standard output connected to a pipe. Returns 0 when it cannot be started. */
 static int openPipe(commandPipe *pPipe, const char *pCommand) {
     int ends[2];
-    if (pCommand[0] == '\0' || pipe2(ends, O_CLOEXEC) != 0)
+    if (*pCommand == '\0' || pipe2(ends, O_CLOEXEC) != 0)
         return 0;
     pPipe->pCommand = pCommand;
     pPipe->descriptor = ends[0];
@@ -507,7 +504,7 @@ static int fillPipe(commandPipe *pPipe) {
     size_t size = sizeof pPipe->output;
     if (pPipe->rest >= 0 && (size_t)pPipe->rest < size)
         size = (size_t)pPipe->rest;
-    ssize_t length = size == 0 ? 0 : read(pPipe->descriptor, pPipe->output, size);
+    ssize_t length = read(pPipe->descriptor, pPipe->output, size);
     if (length <= 0)
         return 0;
     if (pPipe->rest >= 0)
@@ -538,25 +535,25 @@ static int closePipe(const commandPipe *pPipe) {
 
 int firstLineOf(const char *pCommand, char *szLine, size_t size) {
     commandPipe pipe;
-    szLine[0] = '\0';
-    if (!openPipe(&pipe, pCommand))
-        return 0;
-    int bRead = readPipe(&pipe, szLine, size);
-    if (closePipe(&pipe) && bRead)
-        return 1;
-    szLine[0] = '\0';
+    if (openPipe(&pipe, pCommand)) {
+        int bRead = readPipe(&pipe, szLine, size);
+        if (closePipe(&pipe) && bRead)
+            return 1;
+    }
+    *szLine = '\0';
     return 0;
 }
 
 int outputHolds(const commandText &szCommand, const char *pText) {
     commandPipe pipe;
-    if (!openPipe(&pipe, szCommand))
-        return 0;
     char szLine[256];
     int bHolds = 0;
-    while (!bHolds && readPipe(&pipe, szLine, sizeof szLine))
-        bHolds = strstr(szLine, pText) != NULL;
-    return closePipe(&pipe) && bHolds;
+    if (openPipe(&pipe, szCommand)) {
+        while (!bHolds && readPipe(&pipe, szLine, sizeof szLine))
+            bHolds = strstr(szLine, pText) != NULL;
+        bHolds &= closePipe(&pipe);
+    }
+    return bHolds;
 }
 
 /* --- Capture files --- */
@@ -576,11 +573,11 @@ void nameCaptureAt(captureFile *pCapture, const char *pFormat, ...) {
     va_start(arguments, pFormat);
     int bFits = formatArguments(szPath, sizeof szPath, pFormat, arguments);
     va_end(arguments);
-    const char *pHere = szPath[0] == '-' ? "./" : ""; // a tool would read a name with a hyphen as an option
+    const char *pHere = *szPath == '-' ? "./" : ""; // a tool would read a name with a hyphen as an option
     if (!bFits || !formatText(pCapture->szPath, "%s%s", pHere, szPath))
         pCapture->szPath[0] = '\0';
     pCapture->bOurs = 0;
-    pCapture->descriptor = -1;
+    pCapture->descriptor = NO_DESCRIPTOR;
     pCapture->pFile = NULL;
 }
 
@@ -592,14 +589,14 @@ static int moveAside(const char *pPath) {
     char szAside[PATH_MAX + 8];
     formatText(szAside, "%s.XXXXXX", pPath);
     int descriptor = mkostemp(szAside, O_CLOEXEC);
-    if (descriptor == -1)
-        return -1;
+    if (descriptor == NO_DESCRIPTOR)
+        return NO_DESCRIPTOR;
     if (syscall(SYS_renameat2, AT_FDCWD, szAside, AT_FDCWD, pPath, RENAME_EXCHANGE) == 0)
         return descriptor;
     close(descriptor);
     unlink(szAside);
     rename(pPath, szAside);
-    return -1;
+    return NO_DESCRIPTOR;
 }
 
 /* 1 when a path, not followed if it is a link, names the open file. */
@@ -618,17 +615,17 @@ static int claimPath(const char *pPath) {
     for (int attempt = 0; attempt < 100; attempt++) {
         unlink(pPath);
         int descriptor = open(pPath, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        if (descriptor == -1 && errno == EEXIST)
+        if (descriptor == NO_DESCRIPTOR && errno == EEXIST)
             descriptor = moveAside(pPath);
-        else if (descriptor == -1)
+        else if (descriptor == NO_DESCRIPTOR)
             break;
-        if (descriptor != -1 && isAtPath(descriptor, pPath))
+        if (descriptor != NO_DESCRIPTOR && isAtPath(descriptor, pPath))
             return descriptor;
-        if (descriptor != -1)
+        if (descriptor != NO_DESCRIPTOR)
             close(descriptor);
     }
     forgetOwnFile(pPath);
-    return -1;
+    return NO_DESCRIPTOR;
 }
 
 /* Reports a failure on standard error: what cannot be done, the path, and the reason in errno. */
@@ -637,8 +634,7 @@ static void printFileError(const char *pWhat, const char *pPath) {
     char szShown[PATH_MAX];
     copyText(szShown, pPath);
     hideControls(szShown);
-    fflush(stdout);
-    fprintf(stderr, szFileError, pWhat, szShown, pReason);
+    fprintf(standardError(), szFileError, pWhat, szShown, pReason);
 }
 
 /* Claims the name of a capture file; says so on standard error when that fails. The descriptor stays open while the
@@ -646,17 +642,17 @@ static void printFileError(const char *pWhat, const char *pPath) {
  * 0. */
 static int claimCapture(captureFile *pCapture) {
     pCapture->descriptor = claimPath(pCapture->szPath);
-    if (pCapture->descriptor == -1)
+    if (pCapture->descriptor == NO_DESCRIPTOR)
         printFileError(szCannotCreate, pCapture->szPath);
-    pCapture->bOurs = pCapture->descriptor != -1;
+    pCapture->bOurs = pCapture->descriptor != NO_DESCRIPTOR;
     return pCapture->bOurs;
 }
 
 /* Closes the descriptor of a capture file that was not opened for reading. */
 static void closeUnread(captureFile *pCapture) {
-    if (pCapture->descriptor != -1)
+    if (pCapture->descriptor != NO_DESCRIPTOR)
         close(pCapture->descriptor);
-    pCapture->descriptor = -1;
+    pCapture->descriptor = NO_DESCRIPTOR;
 }
 
 /* Tries to append one more block to a file, and takes it off again. Returns 1 when that succeeds. SIGXFSZ is ignored
@@ -686,7 +682,7 @@ static int isWhole(const captureFile *pCapture) {
 }
 
 int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandKind kind) {
-    if (pCapture->szPath[0] == '\0' || szCommand[0] == '\0' || !claimCapture(pCapture))
+    if (*pCapture->szPath == '\0' || *szCommand == '\0' || !claimCapture(pCapture))
         return COMMAND_NOT_RUN;
     int status = runCommand(szCommand, kind);
     if (status == COMMAND_TIMED_OUT || !isAtPath(pCapture->descriptor, pCapture->szPath))
@@ -699,12 +695,12 @@ int runIntoCapture(captureFile *pCapture, const commandText &szCommand, CommandK
 }
 
 int openCapture(captureFile *pCapture) {
-    if (pCapture->descriptor != -1)
+    if (pCapture->descriptor != NO_DESCRIPTOR)
         pCapture->pFile = fdopen(pCapture->descriptor, "r");
     if (pCapture->pFile == NULL)
         return 0;
     setvbuf(pCapture->pFile, pCapture->buffer, _IOFBF, sizeof pCapture->buffer);
-    pCapture->descriptor = -1; // the stream closes it from now on
+    pCapture->descriptor = NO_DESCRIPTOR; // the stream closes it from now on
     return 1;
 }
 
@@ -738,7 +734,7 @@ void leaveCapture(captureFile *pCapture) {
 
 FILE *createOwnFile(const char *pPath) {
     int descriptor = claimPath(pPath);
-    if (descriptor == -1)
+    if (descriptor == NO_DESCRIPTOR)
         return NULL;
     FILE *pFile = fdopen(descriptor, "w");
     if (pFile == NULL) {

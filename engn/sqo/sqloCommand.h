@@ -94,11 +94,13 @@ int outputHolds(const commandText &szCommand, const char *pText);
  *   3. On every path, also when the command did not run: dropCapture, or closeCapture and leaveCapture for a file that
  *      stays for people to look at. */
 
+const int NO_DESCRIPTOR = -1; // open returns it too, when it fails
+
 struct captureFile {
-    char szPath[4096];  // empty when the path would be too long
-    int bOurs;          // 1 once this program has created the file
-    int descriptor;     // of the created file, until the file is opened for reading; -1 when it must not be read
-    FILE *pFile;        // open for reading, or null
+    char szPath[4096]; // empty when the path would be too long
+    int bOurs;         // 1 once this program has created the file
+    int descriptor; // of the created file, until the file is opened for reading; or NO_DESCRIPTOR, and it is not read
+    FILE *pFile;    // open for reading, or null
     char buffer[65536]; // of that stream; most of what the commands of a run print is the texts of a library
 };
 

@@ -44,8 +44,8 @@ const char *getTokenAt(int index) {
 }
 
 void sqloCleanUpTokenArray(void) {
-    for (int i = 0; i < MAX_TOKENS; i++)
-        ppszTokens[i] = NULL;
+    for (char *&pToken : ppszTokens)
+        pToken = NULL;
     totalTokens = 0;
 }
 
@@ -69,10 +69,7 @@ static size_t tokenRoom(const char *pMessage) {
     while (*pMessage != '\0') {
         if (!isPlaceholder(pMessage++))
             continue;
-        int number = readPlaceholder(&pMessage);
-        if (number == 0)
-            break;
-        room += strlen(getTokenAt(number - 1));
+        room += strlen(getTokenAt(readPlaceholder(&pMessage) - 1));
     }
     return room;
 }
@@ -126,18 +123,10 @@ static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
     formatText(szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
 }
 
-/* Names the catalog that is searched first: beside the program, or, without its directory, in the instance. */
-static void nameFirstCatalog(catalogPath &szPath, const char *pLocaleDir) {
-    if (szRuntimePath[0] == '\0')
-        instanceCatalog(szPath, pLocaleDir);
-    else
-        formatText(szPath, "%s/locale/%s/kvxistring.cat", szRuntimePath, pLocaleDir);
-}
-
 /* Finds the catalog: beside the program, else in its installation, which counts only if there is no directory "locale"
  * beside the program, else in the instance, else the English one of the instance. */
 static void findCatalog(catalogPath &szPath, const char *pLocaleDir) {
-    if (szRuntimePath[0] != '\0') {
+    if (*szRuntimePath != '\0') {
         formatText(szPath, "%s/locale/", szRuntimePath);
         if (!directoryExists(szPath))
             formatText(szPath, "%s/../install/locale/", szRuntimePath);
@@ -181,7 +170,7 @@ static int isKept(const char *pPath) {
 static nl_catd openCatalog(const char *pPath) {
     if (isKept(pPath))
         return keptCatalog;
-    if (szKeptPath[0] != '\0')
+    if (*szKeptPath != '\0')
         catclose(keptCatalog);
     keptStatus = {};
     stat(pPath, &keptStatus);
@@ -200,18 +189,12 @@ int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalo
     return copyMessage(catalog, number, buffer, size);
 }
 
-/* Most messages come from the catalog that is open and that the search would find first, so the search is left out. */
 char *sqloGetString(int number, char *buffer, int size) {
     const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
     catalogPath szPath;
-    nameFirstCatalog(szPath, pLocaleDir);
-    int bKept = isKept(szPath);
-    if (!bKept)
-        findCatalog(szPath, pLocaleDir);
+    findCatalog(szPath, pLocaleDir);
     debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
-    int status =
-        bKept ? copyMessage(keptCatalog, number, buffer, size) : sqloRetrieveNLString(number, buffer, size, szPath);
-    if (status == RC_OK)
+    if (sqloRetrieveNLString(number, buffer, size, szPath) == RC_OK)
         substituteTokens(buffer, size);
     sqloCleanUpTokenArray();
     return buffer;
@@ -294,8 +277,7 @@ static void writeToReportFile(const char *pPath, const char *pText, const char *
         return;
     messageText szError;
     fetchText(szError, MSG_REPORT_NOT_WRITABLE, pPath);
-    fflush(stdout);
-    fprintf(stderr, "%s%s", szError, pAfterError);
+    fprintf(standardError(), "%s%s", szError, pAfterError);
 }
 
 static void writeToReport(const char *pText, const char *pAfterError) {
@@ -370,7 +352,7 @@ void closeFailedCheck(messageText &szClosing, int severity, const char *pReason)
         fetchText(szSeverity, MSG_SEVERITY_ERROR);
     else if (severity == SEVERITY_WARNING)
         fetchText(szSeverity, MSG_SEVERITY_WARNING);
-    if (pReason[0] != '\0')
+    if (*pReason != '\0')
         formatText(szReason, ": %s", pReason);
     logText(szClosing, MSG_CHECK_FAILED, szSeverity, szReason);
 }
@@ -395,7 +377,7 @@ void startSection(const char *pTitle, const char *pMarker) {
 
 void composeEntry(entryText &szEntry, const char *pRequirement, messageText &szDetail, const unmetText &szUnmet,
                   const char *pPackage) {
-    if (szDetail[0] == '\0')
+    if (*szDetail == '\0')
         fetchText(szDetail, MSG_REQUIREMENT_NOT_MET, textOrEmpty(pPackage), (const char *)szUnmet);
     formatText(szEntry, "%s%s", pRequirement, szDetail);
 }
@@ -443,7 +425,7 @@ static void writeBadSummaryText(char *pText, const char *pAfter) {
     if (summaryGoesToReport())
         logMessage(pText);
     if (bCheckLatestRelease && !bPrintSummary)
-        fprintf(stderr, "%s%s", pText, pAfter);
+        fprintf(standardError(), "%s%s", pText, pAfter);
 }
 
 /* Fetches a verdict, good or bad, with its tokens: client or server, the label of a clustered pass, and the level. */
@@ -456,7 +438,6 @@ static void fetchVerdict(messageText &szVerdict, int number, const char *pLevel)
 /* Writes the verdict on a level with failures, and below it the entries, the newest first. */
 static void writeBadSummary(messageText &szVerdict, const char *pLevel) {
     fetchVerdict(szVerdict, MSG_LEVEL_FAILED, pLevel);
-    fflush(stdout);
     writeBadSummaryText(szVerdict, "\n");
 
     char szText[LONG_MESSAGE_SIZE + LOG_ROOM];
@@ -507,9 +488,8 @@ int sqloWriteSummaryToReport(const char *pLevel) {
 }
 
 int sqloPrintSummary(void) {
-    fflush(stdout);
     for (const summaryNode *pSummary = pPrereqSummaryList; pSummary != NULL; pSummary = pSummary->next) {
-        fputs(pSummary->szSummary, stderr);
+        fputs(pSummary->szSummary, standardError());
         if (pSummary->pPrereqErrorList == NULL)
             continue;
         char szVersion[sizeof pSummary->szVersion + 1];

@@ -39,8 +39,7 @@ extern int bReportLost;
 template <typename... Tokens> void printError(int number, Tokens... tokens) {
     messageText szText;
     fetchText(szText, number, tokens...);
-    fflush(stdout);
-    fprintf(stderr, "%s\n", szText);
+    fprintf(standardError(), "%s\n", szText);
 }
 
 /* Reports that a query was killed. Stores in szDetail the text for the entry, which names what was asked for. */

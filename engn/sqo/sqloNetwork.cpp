@@ -104,7 +104,7 @@ static char findModuleOption(char *pReversed) {
     char *pRest = NULL;
     for (const char *pLine = strtok_r(pReversed, "\n", &pRest); pLine != NULL; pLine = strtok_r(NULL, "\n", &pRest)) {
         debugTrace("Examine '%s'\n", pLine);
-        if (pLine[0] == '#' || strstr(pLine, "options") == NULL)
+        if (*pLine == '#' || strstr(pLine, "options") == NULL)
             continue;
         if (strstr(pLine, "log_mtts_per_seg=7") != NULL)
             return '7';
@@ -433,7 +433,7 @@ static void reportToolLog(captureFile *pCapture, int bFailed) {
     }
     char szLog[256];
     findToolLog(pCapture, bFailed, szLog);
-    if (szLog[0] == '\0')
+    if (*szLog == '\0')
         return;
     char szText[LONG_MESSAGE_SIZE + LOG_ROOM];
     logText(szText, MSG_UDAPL_TEST_FAILED, szLog);

@@ -60,7 +60,7 @@ static void readSuseReleaseLine(char *szLine) {
 
 /* 1 when a part of the release is there: not null, and more than the newline. */
 static int isReleasePart(const char *pPart) {
-    return pPart != NULL && pPart[0] != '\n';
+    return pPart != NULL && *pPart != '\n';
 }
 
 /* Splits "release.servicepack" and stores both. A missing part leaves its tag alone. */
@@ -273,7 +273,7 @@ int sqloCheckLSBRelease(const char *pPath, const char *pRequiredVersion, int, in
 
 static void reportOtherDistribution(void) {
     const char *pDetected = textOrEmpty(ppszPREREQ[LinuxDistro]);
-    if (szInputDistro[0] == '\0' || strcasecmp(szInputDistro, pDetected) == 0)
+    if (*szInputDistro == '\0' || strcasecmp(szInputDistro, pDetected) == 0)
         return;
     reportText(MSG_DISTRIBUTION_MISMATCH, szInputDistro, pDetected, IIHName);
 }
@@ -319,7 +319,7 @@ static void splitKernelRelease(void) {
 }
 
 static void storeKernelPart(int tag, const char *pPart) {
-    if (pPart != NULL && pPart[0] != '\0')
+    if (pPart != NULL && *pPart != '\0')
         setPrereq(tag, pPart);
 }
 
@@ -338,7 +338,7 @@ int sqloIsOS64bit(void) {
 }
 
 static int isKernelPart(const char *pPart) {
-    return pPart != NULL && isDecimalDigit(pPart[0]);
+    return pPart != NULL && isDecimalDigit(*pPart);
 }
 
 int sqloCheckOSLevel(void) {

@@ -112,7 +112,7 @@ static const optionRow &findOption(const char *pArgument) {
 static int isUsablePath(const char *pPath) {
     static_assert(sizeof szInputXMLFile == sizeof szReportFile && sizeof szReportFile == sizeof szGUIReportFile,
                   "what fits one path's field fits all");
-    return pPath[0] != '-' && strlen(pPath) < sizeof szReportFile;
+    return *pPath != '-' && strlen(pPath) < sizeof szReportFile;
 }
 
 static int isUsableValue(const optionRow &row, const char *pValue) {
@@ -497,7 +497,7 @@ static void checkModuleOptions(void) {
 }
 
 static void recordNtpFailure(void) {
-    if (szNTPMessages[0] != '\0')
+    if (*szNTPMessages != '\0')
         sqloUpdateErrorList(szNTPMessages);
 }
 
@@ -947,10 +947,9 @@ static void removeListFiles(void) {
 static void checkTemporaryDirectory(void) {
     captureFile capture;
     nameCapture(&capture);
-    if (capture.szPath[0] != '\0')
+    if (*capture.szPath != '\0')
         return;
-    fflush(stdout);
-    fputs(szTemporaryPathTooLong, stderr);
+    fputs(szTemporaryPathTooLong, standardError());
 }
 
 /* Checks the levels on this host. */

@@ -97,7 +97,7 @@ static const char *nextField(char **ppRest) {
 }
 
 static int isVersionField(const char *pField) {
-    return pField != NULL && isDecimalDigit(pField[0]);
+    return pField != NULL && isDecimalDigit(*pField);
 }
 
 static int fieldNumber(const char *pField) {
@@ -194,9 +194,8 @@ static int addLevel(const char *pLevel, int lineNumber) {
     copyText(szLevel, pLevel);
     hideControls(szFile);
     hideControls(szLevel);
-    fflush(stdout);
-    fprintf(stderr, "%s, line %d: level \"%s\" is left out, it has more than %d characters\n", szFile, lineNumber,
-            szLevel, room);
+    fprintf(standardError(), "%s, line %d: level \"%s\" is left out, it has more than %d characters\n", szFile,
+            lineNumber, szLevel, room);
     return RC_OK;
 }
 

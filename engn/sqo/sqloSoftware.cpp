@@ -90,7 +90,7 @@ static size_t prefixLength(const char *pSymbol) {
 static void noteSymbolVersion(toolLine &szHighest, const char *pSymbol, const char *pRequired, size_t length) {
     if (length == 0 || strncmp(pSymbol, pRequired, length) != 0 || !isDecimalDigit(pSymbol[length]))
         return;
-    if (szHighest[0] == '\0' || sqloCompareVersionStrings(szHighest + length, pSymbol + length) == VERSION_HIGHER)
+    if (*szHighest == '\0' || sqloCompareVersionStrings(szHighest + length, pSymbol + length) == VERSION_HIGHER)
         copyText(szHighest, pSymbol);
 }
 
@@ -152,7 +152,7 @@ static void describeSymbolVersion(unmetText &szUnmet, const runtimeFindings &fin
         fetchText(szText, MSG_SYMBOL_NOT_GIVEN);
     else if (!findings.bExamined)
         fetchText(szText, MSG_SYMBOL_UNKNOWN, pRequired, runtimeName());
-    else if (findings.szHighest[0] != '\0')
+    else if (*findings.szHighest != '\0')
         fetchText(szText, MSG_SYMBOL_HIGHEST, pRequired, runtimeName(), findings.szHighest);
     else {
         toolLine szPrefix;
@@ -251,7 +251,7 @@ static Verdict judgeLibraryLevel(const threePartLevel &level, messageText &szDet
     const char *const *ppszPart = level.ppszPart;
     if (ppszPart[0] == NULL)
         return NOT_JUDGED;
-    if (ppszPart[1] == NULL || ppszPart[2] == NULL)
+    if (ppszPart[2] == NULL)
         return NOT_MET;
     char szMajor[10], szMinor[10];
     formatText(szMajor, "%d", leadingNumber(ppszPart[1]));
@@ -332,9 +332,8 @@ int sqloCheckLibPAM(void) {
     startCheck(pPattern);
     if (has32BitPam(pPattern))
         return passCheck();
-    fflush(stdout);
     if (debug)
-        fputs("WARNING: \n   The 32-bit library file libpam.so is not found on the system.\n", stderr);
+        fputs("WARNING: \n   The 32-bit library file libpam.so is not found on the system.\n", standardError());
     messageText szMessage;
     char szMissing[sizeof szMessage + 3];
     fetchText(szMessage, MSG_LIBPAM_32BIT_MISSING, pPattern);
@@ -425,8 +424,8 @@ static void logPackageRequirement(const packageRequest &request, messageText &sz
  * directory that it is looked for in. Returns 1 when either name could hold a macro. */
 static int mayHoldMacro(const char *pFile) {
     char szDirectory[4096];
-    return pFile[0] != '/' && (strchr(pFile, '%') != NULL || getcwd(szDirectory, sizeof szDirectory) == NULL ||
-                               strchr(szDirectory, '%') != NULL);
+    return *pFile != '/' && (strchr(pFile, '%') != NULL || getcwd(szDirectory, sizeof szDirectory) == NULL ||
+                             strchr(szDirectory, '%') != NULL);
 }
 
 /* Composes a query for the package that owns a file. Leaves the command empty when the name could hold a macro. */
@@ -520,7 +519,7 @@ static Verdict matchRunningKernel(void) {
         toolLine szLine;
         while (verdict == NOT_MET && readCapture(&capture, szLine)) {
             cutNewline(szLine);
-            if (szKernel[0] != '\0' && strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
+            if (*szKernel != '\0' && strncmp(szLine, szKernel, strlen(szKernel)) == 0) {
                 reportText(MSG_KERNEL_DEVEL_MATCHED, szLine, szKernel);
                 verdict = MET;
             }
@@ -603,7 +602,7 @@ static int findCommand(const char *pCommand, toolLine &szPath) {
         result = -1;
     }
     readCapture(&capture, szPath);
-    if (strlen(szPath) == sizeof szPath - 1 && result == 1)
+    if (strlen(szPath) == sizeof szPath - 1)
         result = 0;
     cutLastCharacter(szPath);
     dropCapture(&capture);
@@ -639,8 +638,10 @@ static int passFoundPackage(const char *pName) {
     return passCheck();
 }
 
-/* The message for a missing package of a group, or 0 for an unknown group. */
-static int missingMessageOf(const char *pGroup) {
+/* Reports a missing package by the message of its group. A Mellanox package has a text of its own, and one of an
+ * unknown group has none. */
+static void reportMissingPackage(messageText &szDetail, const char *pGroup, const suffixedName &package,
+                                 int bMellanox) {
     static const struct {
         const char *pGroup;
         int number;
@@ -649,20 +650,14 @@ static int missingMessageOf(const char *pGroup) {
         {"High Performance Networking Package", MSG_HPN_MISSING},
         {"RDMA Infiniband Package", MSG_RDMA_IB_MISSING},
     };
-    for (const auto &row : rows)
-        if (strcmp(pGroup, row.pGroup) == 0)
-            return row.number;
-    return 0;
-}
-
-/* Reports a missing package by the message of its group. A Mellanox package has a text of its own. */
-static void reportMissingPackage(messageText &szDetail, const char *pGroup, const suffixedName &package,
-                                 int bMellanox) {
     if (bMellanox) {
         formatText(szDetail, MESSAGE_SIZE, szMellanoxMissing, package.szText);
         logMessage(szDetail);
-    } else if (missingMessageOf(pGroup) != 0)
-        logText(szDetail, missingMessageOf(pGroup), package.szText);
+        return;
+    }
+    for (const auto &row : rows)
+        if (strcmp(pGroup, row.pGroup) == 0)
+            logText(szDetail, row.number, package.szText);
 }
 
 static int checkSuffixedPackage(const char *pGroup, const suffixedName &package, int msgLevel, int emitErrors,

@@ -30,7 +30,7 @@ char *iStrncpy(char *destination, const char *source, int size) {
 
 int formatArguments(char *szTo, size_t size, const char *pFormat, va_list arguments) {
     int length = vsnprintf(szTo, size, pFormat, arguments);
-    return length >= 0 && (size_t)length < size;
+    return (size_t)length < size; // a failure, -1, becomes the greatest number
 }
 
 int formatText(char *szTo, size_t size, const char *pFormat, ...) {
@@ -53,9 +53,14 @@ void cutNewline(char *szText) {
 }
 
 void cutLastCharacter(char *szText) {
-    size_t length = strlen(szText);
-    if (length > 0)
-        szText[length - 1] = '\0';
+    if (*szText != '\0')
+        szText[strlen(szText) - 1] = '\0';
+}
+
+void cutAtEnd(char *szText, char c) {
+    char *pLast = strrchr(szText, c);
+    if (pLast != NULL && pLast[1] == '\0')
+        *pLast = '\0';
 }
 
 void hideControls(char *szText) {
@@ -66,6 +71,11 @@ void hideControls(char *szText) {
 
 const char *textOrEmpty(const char *pText) {
     return pText == NULL ? "" : pText;
+}
+
+FILE *standardError(void) {
+    fflush(stdout);
+    return stderr;
 }
 
 /* --- Numbers --- */

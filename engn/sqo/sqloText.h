@@ -63,11 +63,17 @@ void cutNewline(char *szText);
 /* Cuts the last character, whatever it is. An empty text stays empty. */
 void cutLastCharacter(char *szText);
 
+/* Cuts the last character when it is this one. */
+void cutAtEnd(char *szText, char c);
+
 /* Replaces control characters, which a terminal would obey, by "?". */
 void hideControls(char *szText);
 
 /* The text itself, or the empty text for null. */
 const char *textOrEmpty(const char *pText);
+
+/* Standard error, for a text that must follow everything that was printed to standard output before. */
+FILE *standardError(void);
 
 /* --- Numbers --- */
 
