@@ -70,14 +70,18 @@ TEST(Stops, DoNotCountForTheCommand) {
     EXPECT_EQ(r.err.find("not present"), string::npos) << r.err;
 }
 
-// One that sleeps and one that does not listen; what a tool that ended left running goes on.
+// Some that sleep, of which the first one's output is read from a pipe, and one that does not listen; what a tool that
+// ended left running goes on.
 TEST(HungTools, CountAsFailed) {
     const string once = "[ -e /once.${0##*/} ] && exit 1; touch /once.${0##*/}; "; // one of each kind is enough
-    const runResult r = run(
-        {{"strings", once + "exec sleep 1000"}, {"df", once + "linger"}, {"rpm", "(sleep 2; touch /late) & exit 1"}},
-        "\"$@\"; s=$?; sleep 2; exit $s");
+    const runResult r = run({{"which", once + "exec sleep 1000"},
+                             {"strings", once + "exec sleep 1000"},
+                             {"df", once + "linger"},
+                             {"rpm", "(sleep 2; touch /late) & exit 1"}},
+                            "\"$@\"; s=$?; sleep 2; exit $s");
     EXPECT_EQ(r.status, 255); // free space
-    EXPECT_NE(r.err.find("more than 300 seconds: strings"), string::npos) << r.err;
+    EXPECT_NE(r.err.find("more than 300 seconds: which kvx"), string::npos) << r.err;
+    EXPECT_NE(r.err.find("more than 30 seconds: strings"), string::npos) << r.err;
     EXPECT_NE(r.err.find("more than 30 seconds: df"), string::npos) << r.err;
     EXPECT_EQ(r.out.find("left"), string::npos) << r.out;
     EXPECT_EQ(r.changed.count("/late"), 1U);
