@@ -378,7 +378,7 @@ string answerHere(const string &call, bool bWholeText) {
     vector<string> words;
     vector<string> given;
     for (const string &word : wordsOf(call))
-        (isSetting(word) ? given : words).push_back(word);
+        (isSetting(word) ? given : words).push_back(replaced(word, {{"\\\\n", "\n"}}));
     if (words.empty() || namedOperations.count(words[0]) == 0)
         return "no such operation";
     const namedOperation &what = namedOperations.at(words[0]);

@@ -110,7 +110,7 @@ bool isSetting(const string &word) {
 void applySetting(const string &setting) {
     const size_t at = setting.find('=');
     const string name = setting.substr(0, at);
-    const string text = replaced(setting.substr(at + 1), {{"\\\\n", "\n"}});
+    const string text = setting.substr(at + 1);
     const auto distro = std::find(ppszDistroName, ppszDistroName + DISTRO_COUNT, text);
     if (name == "linuxDistro" && distro != ppszDistroName + DISTRO_COUNT) {
         linuxDistro = static_cast<int>(distro - ppszDistroName);
@@ -259,8 +259,11 @@ static int compareVersions(words w) {
     return show(ppszOrders[sqloCompareVersionStrings(w[0], w[1])]);
 }
 
-// Takes the text between the quotes of a condition, or a whole line.
+// Takes the text between the quotes of a condition, or a whole line. A condition without one of its words holds.
 static int condition(words w) {
+    const char *const pName = "LinuxDistro";
+    EXPECT_EQ(sqloEvaluateCondition(nullptr, "=", "x") + sqloEvaluateCondition(pName, nullptr, "x"), 0);
+    EXPECT_EQ(sqloEvaluateCondition(pName, "=", nullptr), 0);
     const string text = w[0];
     const string line = text[0] == '<' ? text : "<RHEL value=\"" + text + "\">";
     return show(sqloProcessConditionStmt(line.c_str(), RHEL) ? "does not hold" : "holds");
@@ -276,6 +279,7 @@ static int prepare(words) {
 // Shows the levels that the file offers, and whether a level is one of them.
 static int levels(words w) {
     EXPECT_EQ(sqloUpdatePreqVersionList(nullptr), -1);
+    EXPECT_EQ(sqloGetLatestRelease(), 8); // of an empty list
     const int rc = sqloRetrieveSupportedVersion();
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
         show("offers " + string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)));
