@@ -940,7 +940,7 @@ static void composeDeviceLookup(commandText &szCommand, const captureFile &captu
 
 /* Copies an answer without its newline, which every name field has room for. */
 static void copyAnswer(char *pszTo, const char *pAnswer) {
-    memcpy(pszTo, pAnswer, strlen(pAnswer) + 1);
+    iStrncpy(pszTo, pAnswer, sizeof(diskInfo::diskName));
 }
 
 /* Reads the answer from the first line of the output: the identifier, or the device at the end of a link's target. */
