@@ -1,5 +1,6 @@
 #include "compare.h"
 
+#include "judge.h"
 #include "sqloPrereqCheck.h"
 #include "text.h"
 
@@ -24,11 +25,6 @@ namespace {
 
 // --- Results ---
 
-// A waived warning counts as passed.
-CheckResult countedResult(const check &one) {
-    return one.waived ? CheckResult::passed : one.result;
-}
-
 std::string shownResult(const check &one) {
     return one.waived ? "waived" : nameOf(one.result);
 }
@@ -38,12 +34,6 @@ Change changeOf(int before, int now, int unknown) {
     if (now == unknown)
         return Change::unknown;
     return now > before ? Change::worse : now < before ? Change::better : Change::same;
-}
-
-Change changeOf(CheckResult before, CheckResult now) {
-    static constexpr std::array ranks{0, 1, 3, 2};
-    constexpr int open = 2;
-    return changeOf(ranks[static_cast<size_t>(before)], ranks[static_cast<size_t>(now)], open);
 }
 
 template <typename Result> Change changeOf(Result before, Result now, Result unknown) {
@@ -164,7 +154,7 @@ void collector::addAll(Change kind, const pass &in) {
     };
     addPass(kind, in, before(nameOf(in.result)), now(nameOf(in.result)));
     for (const check &one : in.checks)
-        if (countedResult(one) != CheckResult::passed)
+        if (judgeCheck(one) != PassResult::passed)
             addCheck(kind, one, before(shownResult(one)), now(shownResult(one)), in);
 }
 
@@ -191,7 +181,7 @@ void collector::compareValues(const check &before, const check &now, const pass 
 }
 
 void collector::compareCheck(const check &before, const check &now, const pass &in) {
-    const Change kind = changeOf(countedResult(before), countedResult(now));
+    const Change kind = changeOf(judgeCheck(before), judgeCheck(now), PassResult::incomplete);
     if (kind != Change::same)
         addCheck(kind, now, shownResult(before), shownResult(now), in);
     compareValues(before, now, in);
@@ -257,8 +247,8 @@ bool isWorse(const checkChange &one, const host &before) {
 }
 
 bool isUnknown(const checkChange &one) {
-    const bool bOpen = one.now == nameOf(CheckResult::open) || one.now == nameOf(PassResult::incomplete);
-    return one.kind == Change::unknown || one.kind == Change::went || (one.kind == Change::came && bOpen);
+    return one.kind == Change::went || one.now == nameOf(CheckResult::open) ||
+           one.now == nameOf(PassResult::incomplete);
 }
 
 } // namespace

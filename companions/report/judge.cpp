@@ -11,6 +11,14 @@
 
 namespace report {
 
+PassResult judgeCheck(const check &one) {
+    if (one.waived)
+        return PassResult::passed;
+    static constexpr std::array results{PassResult::passed, PassResult::warning, PassResult::failed,
+                                        PassResult::incomplete};
+    return results[static_cast<size_t>(one.result)];
+}
+
 namespace {
 
 // --- A pass ---
@@ -83,14 +91,6 @@ void findSeverities(pass &one) {
             now.severity = known->second.result;
         now.bWaived = known->second.bWaived && now.severity == CheckResult::warning;
     }
-}
-
-PassResult judgeCheck(const check &one) {
-    if (one.waived)
-        return PassResult::passed;
-    static constexpr std::array results{PassResult::passed, PassResult::warning, PassResult::failed,
-                                        PassResult::incomplete};
-    return results[static_cast<size_t>(one.result)];
 }
 
 bool hasOpenCheck(const pass &one) {

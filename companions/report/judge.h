@@ -7,6 +7,9 @@
 
 namespace report {
 
+// The result that a pass with this check alone has. A waived warning counts as passed.
+PassResult judgeCheck(const check &one);
+
 // Stores the severity of entries, the results of passes and host, and the doubts. Gives a check the line that only the
 // list behind the verdict has. Removes a pass when a later one has
 // the same level and kind.

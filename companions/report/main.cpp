@@ -345,7 +345,7 @@ settings readCommandLine(int argc, char **argv) {
                                                  {"compare", required_argument, nullptr, COMPARE},
                                                  {"help", no_argument, nullptr, HELP},
                                                  {"version", no_argument, nullptr, VERSION},
-                                                 {nullptr, 0, nullptr, 0}}};
+                                                 {}}};
     static const std::array<std::string_view, 4> formats{"table", "json", "junit", "html"};
     settings asked;
     for (int found = 0; (found = getopt_long(argc, argv, "h", options.data(), nullptr)) != -1;) {

@@ -287,8 +287,7 @@ std::string messages::text(Message one, const std::vector<std::string> &tokens) 
             result += pattern[at];
             continue;
         }
-        const auto token = static_cast<size_t>(next - '1');
-        result += token < tokens.size() ? tokens[token] : "";
+        result += tokens.at(static_cast<size_t>(next - '1'));
         at++;
     }
     return result;

@@ -313,7 +313,7 @@ std::vector<std::array<const pass *, 2>> rowOf(const host &one, const levelColum
         const auto place = now.level ? levels.places.find(*now.level) : levels.places.end();
         if (place == levels.places.end())
             continue;
-        const pass *&pCell = row[place->second][now.clustered.value_or(false) ? 1 : 0];
+        const pass *&pCell = row.at(place->second)[now.clustered.value_or(false) ? 1 : 0];
         if (pCell == nullptr || pCell->result <= now.result)
             pCell = &now;
     }
