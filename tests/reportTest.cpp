@@ -221,7 +221,7 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
     const string passed = checkOf("a", "x");
     const string warning = checkOf("b", "y", MSG_SEVERITY_WARNING);
     const string error = checkOf("c", "z", MSG_SEVERITY_ERROR);
-    const string open = message(MSG_CHECK_HEADING, {"d"}) + "\n";
+    const string open = message(MSG_CHECK_HEADING, {"d"}) + "\n" + message(MSG_CHECK_FAILED, {"no severity"}) + "\n";
     const string fault = message(MSG_REQUIRED_VERSION, {"ksh", "93"}) + "\n";
     const string silent = checkOf("ksh", "", MSG_SEVERITY_WARNING);
     const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"}) + "\n\n";
@@ -405,7 +405,7 @@ TEST(ReportReader, SaysWhatIsNotKnown) {
         {goodPass("9.8") + startOf("12.1").substr(0, 77), "", 0, "The report was cut off between two levels."},
         {"a\nb\n", "", {}, "There is no report, or .*"},
         {"", "something else\n", 0, "No level was checked."},
-        {passed + good(), "", 0, "The beginning of a part of the report was cut off."},
+        {passed + bad("12.1", false, "   y\n\n"), "", 0, "The beginning of a part of the report was cut off."},
         {startOf("12.1") + passed, "", 0, "Level 12.1 has no verdict: .*"},
         {clustered + passed, "", 0, "Level 12.1 with the clustered feature has no verdict: .*"},
         {startOf("12.1") + bad("12.1", false, ""), "", 0, "The report on level 12.1 is not complete."},
@@ -507,7 +507,12 @@ TEST(ReportMessages, ThatCannotBeReadAreFaults) {
         return std::to_string(WEXITSTATUS(status)) + " " + got.err;
     };
     const vector<std::pair<std::map<int, string>, string>> cases = {
-        {{{MSG_CHECK_PASSED, "a"}, {MSG_TITLE_GLIBC, "b %1%2\nb"}, {MSG_CHECK_HEADING, "a %1 b %2"}}, "0 "},
+        {{{MSG_CHECK_PASSED, "a"},
+          {MSG_TITLE_GLIBC, "b %1%2\nb"},
+          {MSG_CHECK_HEADING, "a %1 b %2"},
+          {MSG_LIBAIO_MISSING, "%1"},
+          {MSG_LIBNUMA_MISSING, "%2"}},
+         "0 "},
         {{{MSG_CHECK_PASSED, "\u00e4"}}, "1 .*: message 30054 is not in the catalog's code set\n"},
         {{{MSG_CHECK_PASSED, "a\nb"}}, "1 .*: message 30054 has more than one line\n"},
         {{{MSG_TITLE_GLIBC, "a"}, {MSG_TITLE_LIBAIO, "a"}}, "1 .*: message 30026 is the same title as 30025\n"},
@@ -671,7 +676,8 @@ TEST(ReportWriters, LoseNothingAndObeyNothing) {
             "\", \"severity\": null}]}]}\n], \"changes\": null}\n");
     for (const writerMaker makeWriter : {report::junitWriter, englishPage}) {
         const string markup = shown(makeWriter, {host});
-        EXPECT_NE(markup.find("&lt;i&gt;&amp;&quot;\\\\x1B[31m\\xFF \\u202E\u00fc"), string::npos);
+        // in front of the check that follows it
+        EXPECT_LT(markup.find("&lt;i&gt;&amp;&quot;\\\\x1B[31m\\xFF \\u202E\u00fc"), markup.find("The p Number"));
         EXPECT_EQ(markup.find("<i>"), string::npos);
         EXPECT_NE(markup.find(megabyte), string::npos);
     }
@@ -690,13 +696,15 @@ TEST(ReportWriters, ShowAdviceAndSeveritiesInJson) {
     useCatalog();
     const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"});
     const string shownToo = message(MSG_REQUIREMENT_NOT_MET, {"", "awk"}); // in its check, and in the list
-    const string checks = checkOf("ksh", "", MSG_SEVERITY_ERROR) + checkOf("awk", shownToo, MSG_SEVERITY_WARNING);
+    const string checks = checkOf("ksh", "", MSG_SEVERITY_ERROR) + checkOf("awk", shownToo, MSG_SEVERITY_WARNING) +
+                          checkOf("p", "   ERROR: The p Number - 0 is not between 1 and 65535", MSG_SEVERITY_ERROR);
     const string json = shown(report::jsonWriter,
                               {read(startOf("1") + checks + bad("1", false, missing + "\n\n" + shownToo + "\n\n"))});
     const string text = missing.substr(missing.find_first_not_of(' '));
     const string other = shownToo.substr(shownToo.find_first_not_of(' '));
     for (const string &part : vector<string>{
-             "\"advice\": {\"kind\": \"packages\"", "\"commands\": {\"RHEL\": \"dnf install PACKAGE\"",
+             "\"advice\": {\"kind\": \"packages\"", "\"advice\": {\"kind\": \"ports\"",
+             "\"commands\": {\"RHEL\": \"dnf install PACKAGE\"",
              "\"entries\": [{\"text\": \"" + text + "\", \"severity\": \"error\"}, {\"text\": \"" + other +
                  "\", \"severity\": \"warning\"}]",
              "\"lines\": [{\"message\": 30095, \"tokens\": [\"\", \"awk\"], \"text\": \"" + other + "\"}], \"advice\""})
@@ -750,8 +758,8 @@ TEST(ReportText, EndsLinesWhereWordsEnd) {
         {"abcde", 2, "ab|cd|e"},
         // between two characters of Chinese or Japanese, but not between those of Korean
         {"a\u65e5\u672c", 4, "a\u65e5|\u672c"},
-        {"a \uac00\ud7a3", 4, "a|\uac00\ud7a3"},
-        {"a \u1100\u115f", 4, "a|\u1100\u115f"},
+        {"a \uac00\ud7a3\uac00", 6, "a|\uac00\ud7a3\uac00"},
+        {"a \u1100\u115f\u1100", 6, "a|\u1100\u115f\u1100"},
         // not behind an opening sign, nor in front of a closing one
         {"\u65e5\uff08\u672c", 5, "\u65e5|\uff08\u672c"},
         {"\u65e5\u672c\u3002", 5, "\u65e5|\u672c\u3002"},
@@ -784,13 +792,13 @@ static vector<string> wordsOf(const string &text) {
 TEST(ReportNames, FormRanges) {
     const vector<std::pair<string, string>> cases = {
         // two names are no range
-        {"db2 db1", "db1, db2"},
+        {"db1 db0 db", "db, db0, db1"},
         {"x db3 db1 db2", "db1 to db3, x"},
         {"1 2 3 5", "1 to 3, 5"},
         // as many digits, or one more without a zero in front
         {"db10 db9 db11", "db9 to db11"},
         {"db09 db10 db11", "db09 to db11"},
-        {"db8 db9 db010", "db8, db9, db010"},
+        {"db009 db10 db11 db012", "db009, db10, db11, db012"},
         // the last number of the first label, with the same text around it
         {"r1-a.2 r2-a.2 r3-a.2", "r1-a.2 to r3-a.2"},
         {"a1.1 a1.2 a1.3", "a1.1, a1.2, a1.3"},
@@ -831,6 +839,13 @@ TEST(ReportNames, AreNotTooMany) {
     const std::regex unfolded(" open>\n<summary><h3>");
     EXPECT_EQ(std::distance(std::sregex_iterator(page.begin(), page.end(), unfolded), {}), 20);
     EXPECT_NE(page.find("Passes not shown: 2<"), string::npos); // of a level, and without one
+}
+
+TEST(ReportWriters, NameNoLanguageOfSeveral) {
+    useCatalog();
+    const string german = inGerman("de_DE.UTF8", [] { return failedPass("12.1"); });
+    const string page = shown(englishPage, {read(german + failedPass("11.5"))});
+    EXPECT_NE(page.find("<b>c</b> <span class=\"where\">(all passes)</span>"), string::npos) << page;
 }
 
 // Bad levels go first, however old they are.
@@ -900,7 +915,10 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         {"db * b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no host matches db"},
         {"* 1.1 b r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no level matches 1.1"},
         {"* * x r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "no check has the id x"},
-        {"* * a r", {warned, "", {}, "warning, 12.1 warning 2+1"}, none + "check a has no warning now"},
+        {"* * a r\n* * a text=y r",
+         {warned, "", {}, "warning, 12.1 warning 2+1"},
+         none + "check a has no warning now, on hosts *, level *: remove this line\n"
+                "w, line 2: this waiver meets no warning: check a has no warning now"},
         // a title of the catalog goes by its number
         {"* * " + libaio + " r", {numbered, "", {}, "passed, 12.1 passed 1+0"}, ""},
         {"* * \"" + message(MSG_TITLE_LIBAIO) + "\" r",
@@ -1417,6 +1435,7 @@ TEST(ReportCommand, TakesReportsAndDirectories) {
         {"--output=/dev/stdout /ok", 0, "ok passed null", ""},
         {"--output=/no/new /ok", 2, "", "/no/new"},
         {"/ok > /dev/full", 2, "", "standard output"},
+        {"--output=/dev/full /ok", 2, "", "/dev/full: No space"},
         // a terminal shows colours, unless its user wants none
         {"/ok; mkdir -p /dev/pts; mount -t devpts -o ptmxmode=666 none /dev/pts; ln -sf pts/ptmx /dev/ptmx; "
          "for i in '' NO_COLOR=; do script -qc \"env $i kvxprereqreport /ok\" /x >/x.out; grep -c '\\[32m' /x >&2; done; "
