@@ -225,6 +225,7 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
     const string fault = message(MSG_REQUIRED_VERSION, {"ksh", "93"}) + "\n";
     const string silent = checkOf("ksh", "", MSG_SEVERITY_WARNING);
     const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"}) + "\n\n";
+    const string closing = message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR)}) + "\n";
     expectJudged({
         {start + passed + good(), "", {}, "passed, 12.1 passed 1+0"},
         // df that fails records no entry: the verdict is good all the same
@@ -238,21 +239,16 @@ TEST(ReportReader, JudgesAPassByAllThatIsInIt) {
         {start + warning + open + bad("12.1", false, "   y\n\n"), "", 0, "failed, 12.1 failed 2+1"},
         {start + warning + error + bad("12.1", false, "   y\n\n"), "", 0, "failed, 12.1 failed 2+1"},
         // an entry that is its check's closing line
-        {start + bad("12.1", false, message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR)}) + "\n\n"), "", 0,
-         "failed, 12.1 failed 0+1"},
+        {start + bad("12.1", false, closing + "\n"), "", 0, "failed, 12.1 failed 0+1"},
         // a list behind a good verdict
         {start + passed + good() + message(MSG_FAILURES_FOLLOW) + "\n   w\n", "", {}, "failed, 12.1 failed 1+1"},
         // two results in one block, the second also behind the verdict
         {start + error + message(MSG_CHECK_PASSED) + "\n" + good(), "", {}, "failed, 12.1 failed 1+0"},
-        {start + passed + good() + message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR)}) + "\n",
-         "",
-         {},
-         "failed, 12.1 failed 1+0"},
+        {start + passed + good() + closing, "", {}, "failed, 12.1 failed 1+0"},
         // Only the list has a line about the check. A check that passed cannot have written it.
         {start + silent + bad("12.1", false, missing), "", {}, "warning, 12.1 warning 1+1"},
         {start + checkOf("ksh", "") + warning + bad("12.1", false, missing), "", {}, "failed, 12.1 failed 2+1"},
         // a fault of the level's own stands outside of a check
-        {start + fault + bad("12.1", false, fault), "", {}, "failed, 12.1 failed 1+1"},
         {start + fault + bad("12.1", false, fault), "", 0, "failed, 12.1 failed 1+1"},
     });
 }
@@ -303,6 +299,9 @@ TEST(ReportReader, ReadsEachPassByItself) {
     const auto failedIn = [](const char *pLocale) { return inGerman(pLocale, [] { return failedPass("12.1"); }); };
     const string german = failedIn("de_DE.UTF8");
     const string english = goodPass("9.8");
+    const string codeSets = failedIn("de_DE.ISO88591") + goodPass("11.5") + failedIn("de_DE.850") + english;
+    const string cut = german.substr(0, german.find("   z")) + "\n";
+    const string rest = checkOf("b", "y", MSG_SEVERITY_WARNING) + bad("12.1", false, "   y\n\n");
     expectJudged({
         // the last pass of a level and kind counts, unless it was cut off
         {failedPass("12.1") + goodPass("12.1"), "", {}, "passed, 12.1 passed 1+0"},
@@ -313,21 +312,12 @@ TEST(ReportReader, ReadsEachPassByItself) {
         {failedPass("12.1") + good(), "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 0+0"},
         {goodPass("12.1") + good(), "", 0, "unknown, 12.1 incomplete 0+0"},
         {goodPass("12.1") + checkOf("a", "x") + good(), "", 0, "unknown, 12.1 incomplete 1+0"},
-        {failedPass("12.1") + checkOf("b", "y", MSG_SEVERITY_WARNING) + bad("12.1", false, "   y\n\n"),
-         "",
-         {},
-         "failed, 12.1 failed 1+1, 12.1 incomplete 1+1"},
+        {failedPass("12.1") + rest, "", {}, "failed, 12.1 failed 1+1, 12.1 incomplete 1+1"},
         // another language in front, behind, in another code set, and without a rule between
         {german + english, "", {}, "failed, 12.1 failed 1+1, 9.8 passed 1+0"},
         {english + german, "", {}, "failed, 9.8 passed 1+0, 12.1 failed 1+1"},
-        {failedIn("de_DE.ISO88591") + goodPass("11.5") + failedIn("de_DE.850") + english,
-         "",
-         {},
-         "failed, 11.5 passed 1+0, 12.1 failed 1+1, 9.8 passed 1+0"},
-        {german.substr(0, german.find("   z")) + "\n" + good() + english,
-         "",
-         {},
-         "unknown, 12.1 incomplete 1+0, 12.1 incomplete 0+0, 9.8 passed 1+0"},
+        {codeSets, "", {}, "failed, 11.5 passed 1+0, 12.1 failed 1+1, 9.8 passed 1+0"},
+        {cut + good() + english, "", {}, "unknown, 12.1 incomplete 1+0, 12.1 incomplete 0+0, 9.8 passed 1+0"},
     });
 }
 
@@ -902,6 +892,9 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
     const string numbered = startOf("12.1") + checkOf(message(MSG_TITLE_LIBAIO), "y", MSG_SEVERITY_WARNING) + good();
     const string open = message(MSG_CHECK_HEADING, {"b"}) + "\n";
     const string outside = startOf("12.1") + warning + bad("12.1", false, "   w\n\n   y\n\n");
+    const string listed = bad("12.1", false, "   y\n\n");
+    const string twice = startOf("12.1") + warning + checkOf("e", "y", MSG_SEVERITY_WARNING) + listed;
+    const string hiding = startOf("12.1") + warning + checkOf("e", "").substr(0, 20) + listed;
     const string silent = startOf("12.1") + checkOf("ksh", "", MSG_SEVERITY_WARNING);
     const string missing = message(MSG_REQUIREMENT_NOT_MET, {"", "ksh"}) + "\n\n";
     const string none = "line 1: this waiver meets no warning: ";
@@ -948,10 +941,7 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
          {startOf("12.1") + warning + good() + open, "", 0, "unknown, 12.1 passed 1+0, ? incomplete 1+0"},
          "without a result is not waived"},
         // an open check may hide the error that a bad verdict means
-        {"* * b r",
-         {startOf("12.1") + warning + checkOf("e", "").substr(0, 20) + bad("12.1", false, "   y\n\n"), "", 0,
-          "failed, 12.1 failed 2+1"},
-         ""},
+        {"* * b r", {hiding, "", 0, "failed, 12.1 failed 2+1"}, ""},
         {"* * c r",
          {failedPass("12.1") + failedPass("11.5"), "", {}, "failed, 12.1 failed 1+1, 11.5 failed 1+1"},
          "c, and 1 more"},
@@ -959,12 +949,7 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
         {"* * b r", {outside, "", 0, "warning, 12.1 warning 1+2"}, ""},
         {"* * b r", {outside, "", {}, "failed, 12.1 failed 1+2"}, ""},
         // the same line in a check that is not waived
-        {"* * b r",
-         {startOf("12.1") + warning + checkOf("e", "y", MSG_SEVERITY_WARNING) + bad("12.1", false, "   y\n\n"),
-          "",
-          {},
-          "warning, 12.1 warning 2+1"},
-         ""},
+        {"* * b r", {twice, "", {}, "warning, 12.1 warning 2+1"}, ""},
         // the exit status, and standard error: it may repeat the verdict
         {"* * b r", {warned, "", 3, "failed, 12.1 passed 2+1"}, ""},
         {"* * b r", {warned, told, {}, "passed, 12.1 passed 2+1"}, ""},
@@ -1340,7 +1325,7 @@ TEST(ReportForms, ShowTwoDaysOfAllKindsOfHosts) {
     const vector<std::pair<string, string>> forms = {
         {"table", replaced(formOf(colouredTable), colours)},
         {"page", replaced(formOf(englishPage), page)},
-        {"onePage", replaced(shown(englishPage, {read("", "", 0)}), page)},
+        {"onePage", replaced(replaced(shown(englishPage, {read("", "", 0)}), page), {{"[^]*(?=<h1)", ""}})},
         {"junit", replaced(formOf(report::junitWriter), junit)},
         {"changes", replaced(formOf(report::jsonWriter), changes)},
     };
