@@ -70,11 +70,12 @@ std::map<int, std::string> readCatalog(const std::string &path, int first, int l
         throw std::runtime_error("torn message catalog: " + path);
     const std::string_view strings = std::string_view(bytes).substr(headSize + entries * entrySize * 2);
     std::map<int, std::string> texts;
-    for (size_t place = headSize; place < headSize + entries * entrySize; place += entrySize) {
-        const auto number = static_cast<int>(numberAt(bytes, place + 4, true));
-        const size_t start = numberAt(bytes, place + 8, true);
+    std::string_view table = std::string_view(bytes).substr(headSize, entries * entrySize);
+    for (; !table.empty(); table.remove_prefix(entrySize)) {
+        const auto number = static_cast<int>(numberAt(table, 4, true));
+        const size_t start = numberAt(table, 8, true);
         const size_t end = strings.find('\0', start);
-        if (numberAt(bytes, place, true) == messageSet + 1 && number >= first && number <= last && end > start &&
+        if (numberAt(table, 0, true) == messageSet + 1 && number >= first && number <= last && end > start &&
             end != std::string_view::npos)
             texts.emplace(number, strings.substr(start, end - start));
     }

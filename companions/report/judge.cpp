@@ -255,12 +255,10 @@ HostResult judgeEvidence(const host &one) {
 }
 
 HostResult judgePasses(const host &one) {
-    static constexpr std::array results{HostResult::passed, HostResult::warning, HostResult::unknown,
-                                        HostResult::failed};
     PassResult worst = PassResult::passed;
     for (const pass &now : one.passes)
         worst = std::max(worst, now.result);
-    return results[static_cast<size_t>(worst)];
+    return static_cast<HostResult>(worst); // both go from good to bad
 }
 
 } // namespace

@@ -347,7 +347,7 @@ struct numberedName {
 
     bool isBehind(const numberedName &other) const {
         const bool bSameWidth = width == other.width || (width == other.width + 1 && whole[before.size()] != '0');
-        return width > 0 && other.width > 0 && bSameWidth && before == other.before && after == other.after &&
+        return other.width > 0 && bSameWidth && before == other.before && after == other.after &&
                number == other.number + 1;
     }
 };
