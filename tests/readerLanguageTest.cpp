@@ -108,14 +108,14 @@ static string shown(std::unique_ptr<report::writer> writer, const std::ostringst
     return out.str();
 }
 
-// A report that was cut off, with a failed check.
+// A report that was cut off, with a failed check and an open one.
 static report::host cutHost() {
     useCatalog();
-    const string text = "\n" + string(74, '=') + "\n\nSun Nov 22 01:00:00 2026\n" +
-                        message(MSG_LEVEL_BANNER_CLUSTERED, {"12.1", "Linux"}) + "\n   \n" +
-                        message(MSG_CHECK_HEADING, {"umask"}) + "\n" +
-                        message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}) + "\n" +
-                        message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR)}) + "\n";
+    const string text =
+        "\n" + string(74, '=') + "\n\nSun Nov 22 01:00:00 2026\n" +
+        message(MSG_LEVEL_BANNER_CLUSTERED, {"12.1", "Linux"}) + "\n   \n" + message(MSG_CHECK_HEADING, {"umask"}) +
+        "\n" + message(MSG_REQUIRED_WITH_RELEASE, {"UMASK", "022"}) + "\n" +
+        message(MSG_CHECK_FAILED, {message(MSG_SEVERITY_ERROR)}) + "\n" + message(MSG_CHECK_HEADING, {"open"}) + "\n";
     report::languages known(KVX_PROGRAM_DIR "/locale");
     return readHost({"db1", text, "", 137, {}}, known);
 }
@@ -150,6 +150,12 @@ TEST(ReaderLanguage, ReplacesEachTextOfTableAndPage) {
     for (string line; std::getline(lines, line);)
         EXPECT_LE(report::columns(line), 80U) << line;
     EXPECT_NE(page.find("<html lang=\"ja\">"), string::npos);
+    EXPECT_NE(page.find("<section id=\"advice-1\">"), string::npos); // which no list gives
+    // The words of the counts are not those of a result.
+    for (const report::Message counted : {report::Message::failedHosts, report::Message::unknownHosts}) {
+        const string word = wide[static_cast<int>(counted)];
+        EXPECT_EQ(page.find(word), page.rfind(word)) << word;
+    }
     EXPECT_NE(page.find("<b lang=\"en-US\">umask"), string::npos);
     EXPECT_NE(page.find("<li>" + wide[208].substr(0, 12) + " 022"), string::npos);
     // the umask check asks for a greatest mask
