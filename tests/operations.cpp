@@ -49,12 +49,12 @@ template <size_t... N> static vector<namedText> textsAt(char (&...texts)[N]) {
 #define NUMBERS(...) byName(#__VA_ARGS__, numbersAt(__VA_ARGS__))
 #define TEXTS(...)   byName(#__VA_ARGS__, textsAt(__VA_ARGS__))
 
-static const std::map<string, int *> numbers =
-    NUMBERS(bClient, debug, strictFlag, vastdw, usname, sqllib, isPort, servicePort, isfcmstart, fcmstart, partitions,
-            issvcnm, bCustomInputFile, bCustomReportFile, bGUIReportFile, kshntp, bCheckLatestRelease, bNonShareGrid,
-            bPrintSummary, bCheckSpecificRelease, bShareGrid, bnoStdRtk, bNonIB, bHostList, bHostName, bDiskName,
-            bDiskList, bInstName, bInstList, bNetName, bNetList, bTbDiskName, bMHCA, bUDAPL, bCustomNetworkType,
-            isUbuntu14, bInputInstanceHome, bInputInstallPath, bAdapterListFile, bEtchostError, isNTP, linuxDistro);
+static const std::map<string, int *> numbers = NUMBERS(
+    bClient, debug, strictFlag, vastdw, usname, sqllib, isPort, servicePort, isfcmstart, fcmstart, partitions, issvcnm,
+    bCustomInputFile, bCustomReportFile, bGUIReportFile, kshntp, bCheckLatestRelease, bNonShareGrid, bPrintSummary,
+    bCheckSpecificRelease, bCheckForAllKVXVesion, bShareGrid, bnoStdRtk, bNonIB, bHostList, bHostName, bDiskName,
+    bDiskList, bInstName, bInstList, bNetName, bNetList, bTbDiskName, bMHCA, bUDAPL, bCustomNetworkType, isUbuntu14,
+    bInputInstanceHome, bInputInstallPath, bAdapterListFile, bEtchostError, isNTP, linuxDistro);
 static const std::map<string, namedText> texts =
     TEXTS(uname1, svcnm, szReportFile, szGUIReportFile, szInputVersion, szRuntimePath, szInputDistro, szInputHome,
           szInputInstallPath, IIHName, szNTPMessages, name.machine, name.release, addFiles, szInputXMLFile, tbDiskName,
@@ -279,7 +279,8 @@ static int prepare(words) {
 // Shows the levels that the file offers, and whether a level is one of them.
 static int levels(words w) {
     EXPECT_EQ(sqloUpdatePreqVersionList(nullptr), -1);
-    EXPECT_EQ(sqloGetLatestRelease(), 8); // of an empty list
+    EXPECT_EQ(sqloGetLatestRelease(), 8);       // of an empty list
+    EXPECT_EQ(sqloPushToSkipNodeStack(-1), -1); // no tag
     const int rc = sqloRetrieveSupportedVersion();
     for (const versionList *pNode = preqVersionList; pNode != nullptr; pNode = pNode->next)
         show("offers " + string(pNode->szVersion, strnlen(pNode->szVersion, sizeof pNode->szVersion)));

@@ -292,8 +292,7 @@ static void writeToReport(const char *pText, const char *pAfterError) {
 int logMessage(char *pText) {
     if (pText == NULL)
         return RC_FAILED;
-    size_t length = strlen(pText);
-    memcpy(pText + length, "\n", 2);
+    memcpy(pText + strlen(pText), "\n", sizeof "\n");
     writeToReport(pText, "\n");
     return RC_OK;
 }
