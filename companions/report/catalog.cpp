@@ -196,15 +196,16 @@ bool matches(const pattern &one, std::string_view line, std::vector<std::string_
         return false;
     line.remove_prefix(first.size());
     line.remove_suffix(last.size());
-    tokens.clear();
+    std::vector<std::string_view> found;
     for (size_t i = 1; i + 1 < one.literals.size(); i++) {
         const size_t at = line.find(one.literals[i]);
         if (at == std::string_view::npos)
             return false;
-        tokens.push_back(line.substr(0, at));
+        found.push_back(line.substr(0, at));
         line.remove_prefix(at + one.literals[i].size());
     }
-    tokens.push_back(line);
+    found.push_back(line);
+    tokens = std::move(found);
     return true;
 }
 
