@@ -276,7 +276,7 @@ TEST(ReportReader, ShowsWhatWasCutOff) {
          "unknown, 12.1 incomplete 1+0"},
         {start + warning + bad("12.1", false, ""), "", 0, "unknown, 12.1 incomplete 1+0"},
         {start + error + bad("12.1", false, ""), "", 0, "failed, 12.1 failed 1+0"},
-        {start + warning + bad("12.1", false, "   y\n\n   half of an en"), "", 0, "unknown, 12.1 incomplete 1+2"},
+        {start + warning + bad("12.1", false, "   y\n\n   half of an en"), "", {}, "unknown, 12.1 incomplete 1+2"},
         // only the last line break is gone: a shell takes it away
         {start + passed + message(MSG_LEVEL_PASSED, {"Server", "", "12.1"}), "", {}, "passed, 12.1 passed 1+0"},
         // and another run appended
@@ -937,7 +937,9 @@ TEST(ReportWaivers, HoldForWarningsOnly) {
          {warned, "", {}, "warning, 12.1 warning 2+1"},
          "1: this waiver ended on 2027-01-30"},
         // an error, and what was not checked
-        {"* * c r", {failedPass("12.1"), "", {}, "failed, 12.1 failed 1+1"}, "error is not waived: db1, level 12.1, c"},
+        {"* * c r",
+         {failedPass("12.1"), "", {}, "failed, 12.1 failed 1+1"},
+         "error is not waived: db1, level 12.1, c\n"},
         {"* * b r", {startOf("12.1") + open, "", {}, "unknown, 12.1 incomplete 1+0"}, "without a result is not waived"},
         {"* * b r",
          {startOf("12.1") + warning + good() + open, "", 0, "unknown, 12.1 passed 1+0, ? incomplete 1+0"},
@@ -1229,12 +1231,14 @@ TEST(ReportComparison, ReadsJsonOfBothSchemas) {
         {"\"\xff\"", "is not JSON"},
         {string(1000000, '['), "is not JSON"},
         {"[]", "\"schema\""},
+        {without("\"schema\": 2", "\"schema\": null"), "old: schema 0: not 1 or 2"},
+        {without("\"status\": 3", "\"status\": \"3\""), "\"status\" is \"3\""},
         {without("\"schema\": 2", "\"schema\": 3"), "old: schema 3: written by a newer version; write it again"},
-        {without("\"hosts\": \\[", "\"hosts\": [1, "), "\"host\""},
+        {without("\"hosts\": \\[", "\"hosts\": [1, "), "\"host\" is missing"},
         {without("\"failed\"", '"' + string(41, 'b') + '"'), "\"result\" is \"" + string(40, 'b') + "\";"},
         {without("\"text\": \"z\"", "\"text\": null"), "host db1: level 12.1: \"text\" is null"},
-        {without("\"clustered\": false", "\"clustered\": 0"), "\"clustered\""},
-        {without("\"errors\": \\[\"one\"\\]", "\"errors\": 1"), "\"errors\""},
+        {without("\"clustered\": false", "\"clustered\": 0"), "\"clustered\" is 0"},
+        {without("\"errors\": \\[\"one\"\\]", "\"errors\": 1"), "\"errors\" is 1"},
     };
     for (const auto &[text, fault] : faults)
         try {
