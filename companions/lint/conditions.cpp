@@ -27,7 +27,7 @@ Comparison comparisonOf(string_view operation) {
     for (const auto &[word, comparison] : operators)
         if (operation == word)
             return comparison;
-    return Comparison::none;
+    return Comparison::unknown;
 }
 
 bool isOrdering(Comparison comparison) {

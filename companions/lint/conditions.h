@@ -19,8 +19,7 @@ enum class Comparison : std::uint8_t {
     greater,
     greaterOrEqual,
     equal,
-    none,    // the program does not know the operator
-    unknown, // the condition is mistaken
+    unknown, // another operator, or a condition that is mistaken as a whole
 };
 
 // What a triple asks of a host: a comparison of the text of a tag with a word. A test refers to the text of the file,

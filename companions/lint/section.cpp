@@ -1000,10 +1000,7 @@ const sectionJudge::seenValue *sectionJudge::valueBeside(Tag tag, const seenValu
         return (!other.bGrid || given.bGrid) && canHoldTogether(testsAround(other), testsAround(given));
     };
     const auto last = std::find_if(std::reverse_iterator(at), std::reverse_iterator(above), reads);
-    if (last.base() != above)
-        return &*last;
-    const auto first = std::find_if(seen.begin(), above, [](const seenValue &other) { return other.section == 0; });
-    return first == above ? nullptr : &*first;
+    return last.base() == above ? nullptr : &*last;
 }
 
 // Does a later line give the tag on every host on which a value counts?
