@@ -272,15 +272,15 @@ TEST(LintCommand, SaysWhyALevelCannotBeExplained) {
 // Both levels require a kernel. Their first line requires version 9 of other hosts only. The release that level 2.1
 // gives is forgotten before level 2.0, whose section for hosts without that release lowers the version to 5.
 TEST(LintCommand, TellsWhichLevelsAKernelMeets) {
-    const string options = "--distribution RHEL --release 9.4 --kernel 5.14.0 ";
+    const string options = "--distribution RHEL --release 9.4 --kernel 5.14.2 ";
     const string level =
         "<platform value=\"Linux\">\n<SLES value=\"LinuxDistro = SUSE\">\n<MinOSVersion>9</MinOSVersion>\n"
         "</SLES>\n<MinOSVersion>9</MinOSVersion>\n<CNTVersion value=\"CNTVersion < 8\">\n"
         "<MinOSVersion>5</MinOSVersion>\n"
-        "</CNTVersion>\n<MinOSRelease>1";
-    const string file =
-        writeFile("<KVXLevel value=\"2.0\">\n" + level + "4</MinOSRelease>\n</platform>\n" +
-                  "<KVXLevel value=\"2.1\">\n" + level + "5</MinOSRelease>\n<CNTVersion>8</CNTVersion>\n</platform>\n");
+        "</CNTVersion>\n<MinOSRelease>14</MinOSRelease>\n<MinOSMinorRelease>";
+    const string file = writeFile("<KVXLevel value=\"2.0\">\n" + level + "2</MinOSMinorRelease>\n</platform>\n" +
+                                  "<KVXLevel value=\"2.1\">\n" + level +
+                                  "3</MinOSMinorRelease>\n<CNTVersion>8</CNTVersion>\n</platform>\n");
     const string answer = run("--explain 2.0 " + options + file).out;
     EXPECT_TRUE(holds(answer, "\nThe kernel meets the levels 2.0\n\nThe kernel does not meet the levels 2.1\n"))
         << answer;
