@@ -64,9 +64,12 @@ void suppressionList::add(std::string_view names, std::size_t number, bool bWhol
 
 // Lets suppressions on consecutive lines all count for the line below the last one.
 void suppressionList::findTargets() {
-    for (std::size_t i = all.size(); i-- > 1;)
-        if (all[i - 1].target == all[i].line)
-            all[i - 1].target = all[i].target;
+    const suppression *pBelow = nullptr;
+    for (auto given = all.rbegin(); given != all.rend(); ++given) {
+        if (pBelow != nullptr && given->target == pBelow->line)
+            given->target = pBelow->target;
+        pBelow = &*given;
+    }
 }
 
 // Finds, for each rule, the first suppression that counts for the whole file.
