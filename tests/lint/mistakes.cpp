@@ -35,7 +35,7 @@ const std::vector<mistake> mistakes = {
     {"3 not-closed", mask, "<UMASK>022"},
     {"3 not-closed: write <UMASK>...", mask, "<UMASK>"},
     {"3 not-closed: write <UMASK>...", mask, "<UMASK>\n</UMASK>"},
-    {"+1:1 not-closed", mask, mask + "\n<kolt>a\n b</kolt>", mask + "\n<kolt>a b</kolt>"},
+    {"+1:1 not-closed: the element", mask, mask + "\n<kolt>a\n b</kolt>", mask + "\n<kolt>a b</kolt>"},
     {"3 not-closed: the element", mask, "<UMASK>022<UMASK>"},
     {"3 not-closed", mask, "<UMASK\n  >022</UMASK>"},
     {"3 not-closed", mask, "<UMASK=022>"},
@@ -107,7 +107,8 @@ const std::vector<mistake> mistakes = {
     // Sections
     {"3 unknown-section: here and in the closing tag", rhel, R"(<REDHAT value="LinuxDistro = RHEL">)"},
     {"3 unknown-section: write SLES here", "<SLES ", "<SUSE "},
-    {"3 unknown-section: write RHEL here", rhel, R"(<REHL value="LinuxDistro = RHEL">)"},
+    {"3 unknown-section: write RHEL here; +2:1 text", rhel,
+     "<REHL value=\"LinuxDistro = RHEL\">\n</RHEL>\ntext\n" + rhel},
     // in a comment around a section the elements count on every host
     {"+2:5 comment: because <RHEL> of {<!-- " + rhel + "} does not count; +9:3 closing: of {<!-- " + rhel +
          "} is in a comment",
@@ -273,8 +274,10 @@ const std::vector<mistake> mistakes = {
     {"58 distribution: CNTVersion alone", fromCentos8, R"(CNTVersion = 8 CNTSP >= 4">)", R"(CNTVersion = 8">)"},
     {"30 never", onSuse, R"(LinuxDistro = SLES">)"},
     {"30 never", R"(LinuxDistro = RHEL">)", R"(LinuxDistro = REHL">)"},
-    {"62 never", fromSles15, R"(SLESVersion >= 15 SLESSP = SP5">)", R"(SLESVersion >= 15 SLESSP >= 5 SLESSP < 6">)"},
-    {"49 never", fromSles15, R"(SLESVersion = 15-SP5">)", R"(SLESVersion = 15 SLESSP >= 5 SLESSP < 6">)"},
+    {"62 never: write \"SLESSP >= 5", fromSles15, R"(SLESVersion >= 15 SLESSP = SP5">)",
+     R"(SLESVersion >= 15 SLESSP >= 5 SLESSP < 6">)"},
+    {"49 never: 15 SLESSP >= 5", fromSles15, R"(SLESVersion = 15-SP5">)",
+     R"(SLESVersion = 15 SLESSP >= 5 SLESSP < 6">)"},
     {"30 never", R"(LinuxDistro = RHEL">)", R"(LinuxDistro = rhel">)"},
     {"30 never", R"(LinuxDistro = RHEL">)", R"(LinuxDistro = 'RHEL'">)"},
     {"49 never", fromRhel9, R"(RHELVersion = 9.2">)", R"(RHELVersion = 9 RHELSP = 2">)"},
@@ -443,6 +446,7 @@ const std::vector<fineChange> fineChanges = {
     {nextLevel, "<KVXLevel value=\"12\">\n" + linuxPlatform +
                     "\n<kshPackage>ksh</kshPackage>\n<ntpPackage>ntpd</ntpPackage>\n</platform>\n" + nextLevel},
     {"  </RHEL>\n", "  </RHEL> <!-- RHEL -->\n"},
+    {"  </RHEL>\n", "<!--\nRHEL>\n-->\n  </RHEL>\n"},
     {level, R"(<KVXLevel value="12.1.0.0.1">)"},
     {"</platform>\n</KVXLevel>\n\n<KVXLevel value=\"11.5\">", R"(</platform></KVXLevel><KVXLevel value="11.5">)"},
     {"<KVXprereqs>",
