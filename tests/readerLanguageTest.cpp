@@ -183,7 +183,7 @@ TEST(ReaderLanguage, ComesFromOptionOrEnvironment) {
         {"LANG=pt_PT.UTF-8", "", "en"},
         {"LANG=../checker/locale/catalogs/de", "", "en"},
         {"LANG=ko_KR", "--language=pt-BR", "pt-BR"},
-        {"LANG=ko_KR", "--language=C", "en"},
+        {"LANG=ko_KR", "--language=POSIX", "en"},
     };
     for (const auto &[pEnvironment, pOption, pExpected] : rows) {
         const string command = string("env -i ") + pEnvironment + " '" + prefix.path +

@@ -52,7 +52,7 @@ std::string translationFor(const std::string &localeName, const fs::path &direct
         return pSourceLanguage;
     const std::string served = checkersDirectory(name);
     for (const std::string &candidate : {name, served.substr(0, served.find('.')), language})
-        if (!candidate.empty() && candidate.find('/') == std::string::npos && isThere(candidate, directory))
+        if (candidate.find('/') == std::string::npos && isThere(candidate, directory))
             return candidate;
     return "";
 }
