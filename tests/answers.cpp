@@ -366,6 +366,8 @@ static answer answerOf(const namedOperation &what, const vector<string> &words, 
     addUnlessUsual(&all, "standard error", linesOf(withoutUsage(pAll->shown.err)), {});
     if (what.kind != RUN && what.kind != CHECKS)
         addChangedSettings(&all, pAll->settingsBefore);
+    else if (bnoStdRtk != 0)
+        all.push_back({"sets", {"bnoStdRtk=1"}});
     addHostsGivenUp(&all);
     addUnlessUsual(&all, "afterwards", linesOf(pAll->after.out), {});
     addChangedFiles(&all, bRun || what.kind == CHECKS);

@@ -183,27 +183,27 @@ int sqloValidateModProbe(void) {
 struct rdmaService {
     const char *pName, *pSection;
     const char *pQuery;
-    const char *pEntryTrace, *pExitTrace, *pMissingTrace;
-    int bEntryAfterBlankLine;
+    const char *pTraceBeforeBlankLine, *pTraceAfterBlankLine; // one of them is empty
+    const char *pExitTrace, *pMissingTrace;
 };
 
 static const rdmaService rdmaCore = {
     "rdma-core",
     "<RDMA-CORE>\n",
     "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -l rdma-core >> /dev/null 2>&1 > %s",
+    "",
     "sqloCheckForRDMAStatus ENTRY\n",
     "sqloCheckForRDMAStatus EXIT\n",
     "RDMA service is not installed\n",
-    1,
 };
 static const rdmaService openibd = {
     "openibd",
     "<OPENIBD>\n",
     "rpm -q --qf \"%{NAME}\\n%{VERSION}\\n%{ARCH}\\n\" -f /etc/init.d/openibd  >> /dev/null 2>&1 > %s",
     "sqloCheckForOpenibdStatus ENTRY\n",
+    "",
     "sqloCheckForOpenibdStatus EXIT\n",
     "Openibd not installed \nOpen ibd service is not installed\n",
-    0,
 };
 
 /* Reports that a query was killed. reportKilledQuery also composes a text for the entry, which is not used here. */
@@ -233,11 +233,9 @@ static int checkServiceInstalled(const rdmaService &service) {
 }
 
 static int checkService(const rdmaService &service) {
-    if (!service.bEntryAfterBlankLine)
-        debugTrace("%s", service.pEntryTrace);
+    debugTrace("%s", service.pTraceBeforeBlankLine);
     logBlankLine();
-    if (service.bEntryAfterBlankLine)
-        debugTrace("%s", service.pEntryTrace);
+    debugTrace("%s", service.pTraceAfterBlankLine);
     reportText(MSG_CHECK_HEADING, service.pName);
     logGUIMessage(service.pSection);
     int result = closeCheck(checkServiceInstalled(service), SEVERITY_ERROR);
