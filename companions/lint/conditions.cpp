@@ -251,10 +251,11 @@ private:
         else if (isOneOf(triple.operand, {"or", "OR", "Or", "||", "|"}))
             report(Rule::triple, triple.operand,
                    "there is no " + word + ", because all triples must hold: write a section for each of the two");
-        else if (at > 0 && isOperatorLike(triple.operand))
+        else if (isOperatorLike(triple.operand))
             report(Rule::triple, triple.operand,
-                   "each triple begins with a tag: write \"" + string(asked.triples[at - 1].operand) + ' ' +
-                       string(triple.operand) + ' ' + string(triple.operation) + '"');
+                   "each triple begins with a tag: write \"" +
+                       (at > 0 ? string(asked.triples[at - 1].operand) : string("...")) + ' ' + string(triple.operand) +
+                       ' ' + string(triple.operation) + '"');
         else if (triple.operand.find('&') != string_view::npos && triple.operand.find(';') != string_view::npos)
             report(Rule::entity, triple.operand,
                    "the program does not resolve entities: write the character itself, between blanks");
