@@ -29,7 +29,7 @@ constexpr std::ptrdiff_t NEAR_VALUES = 40;
 
 // Does a text hold an entity, such as "&gt;"?
 bool holdsEntity(string_view text) {
-    const std::size_t begin = text.find('&'), end = text.find(';', begin == npos ? 0 : begin);
+    const std::size_t begin = text.find('&'), end = text.find(';', begin);
     return begin != npos && end != npos && end > begin + 1 &&
            std::all_of(text.begin() + static_cast<std::ptrdiff_t>(begin) + 1,
                        text.begin() + static_cast<std::ptrdiff_t>(end),
