@@ -271,9 +271,8 @@ TEST(ReportReader, ShowsWhatWasCutOff) {
         {start + error + passed.substr(0, 20), "", {}, "failed, 12.1 failed 2+0"},
         // in the verdict, and in its list
         {start + passed + good().substr(0, 20), "", 0, "unknown, 12.1 incomplete 1+0"},
-        // A good verdict of 1.0.0, whose words are not those of today.
-        {start + passed + "Summary: all prerequisites of this product level are met on this host.\n", "", 0,
-         "unknown, 12.1 incomplete 1+0"},
+        // a good verdict on neither client nor server, which today's program does not write
+        {start + passed + message(MSG_LEVEL_PASSED, {"", "", "12.1"}) + "\n", "", 0, "unknown, 12.1 incomplete 1+0"},
         {start + warning + bad("12.1", false, ""), "", 0, "unknown, 12.1 incomplete 1+0"},
         {start + error + bad("12.1", false, ""), "", 0, "failed, 12.1 failed 1+0"},
         {start + warning + bad("12.1", false, "   y\n\n   half of an en"), "", {}, "unknown, 12.1 incomplete 1+2"},
