@@ -97,9 +97,7 @@ static std::string firstLine(const std::string &text) {
 material fetchedFrom(const hostPlace &place) {
     material given;
     given.name = decoded(place.path.filename());
-    given.reason = place.fault;
-    if (place.fault)
-        return given;
+    given.reason = place.fault; // then there are no files
     const auto complain = [&](const std::string &what) {
         if (!given.reason)
             given.reason = what;
