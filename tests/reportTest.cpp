@@ -1235,6 +1235,7 @@ TEST(ReportComparison, ReadsJsonOfBothSchemas) {
         {without("\"hosts\": \\[", "\"hosts\": [1, "), "\"host\" is missing"},
         {without("\"failed\"", '"' + string(41, 'b') + '"'), "\"result\" is \"" + string(40, 'b') + "\";"},
         {without("\"text\": \"z\"", "\"text\": null"), "host db1: level 12.1: \"text\" is null"},
+        {without("\"id\": \"c\"", "\"id\": null"), "\"id\" is null"},
         {without("\"clustered\": false", "\"clustered\": 0"), "\"clustered\" is 0"},
         {without("\"errors\": \\[\"one\"\\]", "\"errors\": 1"), "\"errors\" is 1"},
     };
