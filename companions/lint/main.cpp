@@ -258,7 +258,6 @@ ExitStatus judgeFiles(const arguments &given) {
             bTrouble = true;
         }
     out->finish(counts);
-    std::cout.flush();
     std::cerr << "kvxprereqlint: " << counts.files << (counts.files == 1 ? " file: " : " files: ")
               << lint::countsInWords(counts) << '\n';
     const bool bFails = counts.of(lint::Severity::error) > 0 ||

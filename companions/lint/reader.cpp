@@ -31,10 +31,6 @@ lineReader::lineReader() {
     leave();
 }
 
-lineReader::~lineReader() {
-    forgetValues();
-}
-
 void lineReader::beginLevel(const std::string &level) {
     sqloBeginPrereqLines(&reader, level.c_str());
 }

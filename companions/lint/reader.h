@@ -21,7 +21,6 @@ struct lineEffect {
 class lineReader {
 public:
     lineReader();
-    ~lineReader();
     lineReader(const lineReader &) = delete;
     lineReader &operator=(const lineReader &) = delete;
 

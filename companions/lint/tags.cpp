@@ -126,11 +126,9 @@ letterSet lettersOf(std::string_view name) {
     return letters;
 }
 
-// Does a set have at least `count` letters? Clears the lowest bit for each letter, so it is quick for small counts.
-bool holdsAtLeast(letterSet letters, std::size_t count) {
-    for (; count > 0 && letters != 0; count--)
-        letters &= letters - 1;
-    return count == 0;
+// Counts the letters of one set that another one lacks.
+std::size_t lackingIn(letterSet other, letterSet letters) {
+    return std::bitset<64>(letters & ~other).count();
 }
 
 struct tagName {
@@ -272,7 +270,7 @@ static int mostAlike(std::string_view name) {
         const tagName &one = names[static_cast<std::size_t>(other)];
         if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
             continue;
-        if (holdsAtLeast(letters & ~one.letters, best) || holdsAtLeast(one.letters & ~letters, best))
+        if (lackingIn(one.letters, letters) >= best || lackingIn(letters, one.letters) >= best)
             continue; // each letter that only one of the two names has is a mistake
         if (!misspelled)
             misspelled.emplace(name);
@@ -293,10 +291,8 @@ int nearestTag(std::string_view name) {
     if (nearest >= 0 || name.size() <= MOST_MISTAKES)
         return nearest;
     const auto &names = tagNames();
-    const letterSet letters = lettersOf(name);
-    const auto *const longer = std::find_if(names.begin(), names.end(), [&](const tagName &one) {
-        return (letters & ~one.letters) == 0 && beginsWith(one.name, name);
-    });
+    const auto *const longer =
+        std::find_if(names.begin(), names.end(), [&](const tagName &one) { return beginsWith(one.name, name); });
     return longer == names.end() ? -1 : static_cast<int>(longer - names.begin());
 }
 

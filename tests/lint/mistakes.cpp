@@ -97,6 +97,7 @@ const std::vector<mistake> mistakes = {
     {"3 long-name", "<makePackage>make</makePackage>",
      "<CommonInfinibandSupportPackage>x</CommonInfinibandSupportPackage>", "<!-- x -->"},
     {"1 outside", linuxPlatform, "<trustLevel value=\"a\">\n" + linuxPlatform, linuxPlatform},
+    {"256 long-line: ignore elements", mask, string(236, ' ') + mask},
     {"256 long-line: ignore elements", rhel, string(236, ' ') + rhel},
     {"256 long-line: ignore elements", linuxPlatform, string(236, ' ') + rhel + "\n" + linuxPlatform, linuxPlatform},
     // elements behind 1000 characters are not looked for
@@ -107,8 +108,8 @@ const std::vector<mistake> mistakes = {
     // Sections
     {"3 unknown-section: here and in the closing tag", rhel, R"(<REDHAT value="LinuxDistro = RHEL">)"},
     {"3 unknown-section: write SLES here", "<SLES ", "<SUSE "},
-    {"3 unknown-section: write RHEL here; +2:1 text", rhel,
-     "<REHL value=\"LinuxDistro = RHEL\">\n</RHEL>\ntext\n" + rhel},
+    {"3 unknown-section: write RHEL here; +2:1 text; +3:1 unknown-section; +5:1 text", rhel,
+     "<REHL value=\"LinuxDistro = RHEL\">\n</RHEL>\ntext\n<REHL value=\"LinuxDistro = RHEL\">\n</REHL>\ntext\n" + rhel},
     // in a comment around a section the elements count on every host
     {"+2:5 comment: because <RHEL> of {<!-- " + rhel + "} does not count; +9:3 closing: of {<!-- " + rhel +
          "} is in a comment",
@@ -177,7 +178,7 @@ const std::vector<mistake> mistakes = {
     {"+1:3 nested: <RHEL> of {" + rhel + "}", "  <shareGrid>\n",
      "  <RHEL value=\"LinuxDistro = RHEL\">\n  <shareGrid>\n  </shareGrid>\n  </RHEL>\n  <shareGrid>\n"},
     {"5 section-tag: write <Min", "<MinUBUNTUVersion>22.04</MinUBUNTUVersion>", "<UBUNTUVersion>22.04</UBUNTUVersion>"},
-    {"1 letter-case", "</platform>", "</Platform>"},
+    {"{<shareGrid>}:3 unclosed; 1 letter-case", "  </shareGrid>\n</platform>", "</Platform>"},
     {"1 blank", "</platform>", "</ platform>"},
     {"1 look-alike", "</platform>", "</pl\u0430tform>"},
     {"13 several: below", "</platform>\n", "</platform> " + mask + "\n"},
@@ -398,6 +399,8 @@ const std::vector<mistake> mistakes = {
     {"{<kshVersion>20120801</kshVersion>}:5 replaced; {<kshVersion>1.0.0</kshVersion>}:7 replaced; "
      "{<kshVersion>93</kshVersion>}:7 replaced",
      "</shareGrid>\n", "</shareGrid>\n<kshVersion>93</kshVersion>\n"},
+    {"5 replaced: {<ntpVersion>4.2.9<", "<ntpVersion>4.2.8</ntpVersion>",
+     "<ntpVersion>4.2.8</ntpVersion>\n<ntpVersion>4.2.9</ntpVersion>"},
     {"3 replaced: {" + mask + "}", mask, "<UMASK>027</UMASK>\n  <UMASK>022</UMASK>"},
     {"{<MinRHELSP>8</MinRHELSP>}:5 replaced: {<MinRHELSP>9</MinRHELSP>}; -6:5 replaced", "  </RHEL>\n  <SLES",
      "  </RHEL>\n  <RHEL value=\"LinuxDistro = RHEL\">\n    <MinRHELSP>9</MinRHELSP>\n  </RHEL>\n  <SLES"},
