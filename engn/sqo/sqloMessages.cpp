@@ -123,6 +123,14 @@ static void instanceCatalog(catalogPath &szPath, const char *pLocaleDir) {
     formatText(szPath, "%s/msg/%s/kvxistring.cat", szPrereqCatFilePath, pLocaleDir);
 }
 
+/* Names the catalog that is searched first: beside the program, or, without its directory, in the instance. */
+static void nameFirstCatalog(catalogPath &szPath, const char *pLocaleDir) {
+    if (*szRuntimePath == '\0')
+        instanceCatalog(szPath, pLocaleDir);
+    else
+        formatText(szPath, "%s/locale/%s/kvxistring.cat", szRuntimePath, pLocaleDir);
+}
+
 /* Finds the catalog: beside the program, else in its installation, which counts only if there is no directory "locale"
  * beside the program, else in the instance, else the English one of the instance. */
 static void findCatalog(catalogPath &szPath, const char *pLocaleDir) {
@@ -189,12 +197,18 @@ int sqloRetrieveNLString(int number, char *buffer, int size, const char *pCatalo
     return copyMessage(catalog, number, buffer, size);
 }
 
+/* Most messages come from the catalog that is open and that the search would find first, so the search is left out. */
 char *sqloGetString(int number, char *buffer, int size) {
     const char *pLocaleDir = sqloNormalizedLocaleDir(szLocale);
     catalogPath szPath;
-    findCatalog(szPath, pLocaleDir);
+    nameFirstCatalog(szPath, pLocaleDir);
+    int bKept = isKept(szPath);
+    if (!bKept)
+        findCatalog(szPath, pLocaleDir);
     debugTrace(" %i : Cateory file path => %s\n", __LINE__, szPath);
-    if (sqloRetrieveNLString(number, buffer, size, szPath) == RC_OK)
+    int status =
+        bKept ? copyMessage(keptCatalog, number, buffer, size) : sqloRetrieveNLString(number, buffer, size, szPath);
+    if (status == RC_OK)
         substituteTokens(buffer, size);
     sqloCleanUpTokenArray();
     return buffer;
