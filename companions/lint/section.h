@@ -118,7 +118,7 @@ private:
     void openUnread(const markup &part);
     void pass(const markup &part);
     void noteMeant(int tag);
-    void disregard(openSection &section);
+    static void disregard(openSection &section);
     void judgeNesting(const markup &part, int tag);
     void reportNested(const openSection &outer);
     void judgeCondition(const markup &part, openSection &section);
@@ -142,7 +142,7 @@ private:
     const seenValue *firstValueOn(std::string_view distribution, Tag tag) const;
     testList enclosingTests() const;
     std::uint32_t keepEnclosing();
-    void forgetCondition(openSection &section);
+    static void forgetCondition(openSection &section);
     bool inGrid() const;
 
     judgedLine &line;
