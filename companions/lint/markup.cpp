@@ -94,9 +94,7 @@ void joinElements(std::string_view line, std::vector<markup> &parts) {
                 opening->kind = MarkupKind::element; // an empty element, such as <ksh/>
             continue;
         }
-        std::size_t begin = line.find('>', opening->column) + 1;
-        if (!opening->attributes.empty())
-            begin = tagEnd(line, opening->column) + 1;
+        const std::size_t begin = tagEnd(line, opening->column) + 1;
         opening->kind = MarkupKind::element;
         opening->text = line.substr(begin, closing->column - 1 - begin);
         opening->closedBy = closing->name;
