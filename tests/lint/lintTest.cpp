@@ -203,6 +203,8 @@ TEST(Lint, SaysWhatIsReadInsteadOfAPlatformSection) {
     EXPECT_NE(textsOf(found(bad + level)).find("section and reads the next one below"), string::npos);
     EXPECT_NE(textsOf(found(level + bad)).find("section and checks the level without"), string::npos);
     EXPECT_NE(textsOf(found(open)).find("down to the end of the file"), string::npos);
+    EXPECT_NE(textsOf(found("<KVXLevel value=\"1.0\"> <platform value=\"Linux\">\n")).find("\n1:1 unclosed"),
+              string::npos);
     EXPECT_EQ(rulesOf(found(open + "</KVXprereqs>\n")), "no-requirement unclosed");
     EXPECT_EQ(rulesOf(found("<KVXLevel value=\"1.0\">\n<os value=\"Linux\">\n</os>\n")),
               "no-requirement platform-form");

@@ -75,6 +75,7 @@ const std::vector<mistake> mistakes = {
     // each kind of comment ends with its own mark, or with the line
     {"5 comment: \"#\" does not make a comment; +1:3 comment: \";\"; +2:4 comment: \"//\"; +3:4 comment: \"/*\"", mask,
      "# " + mask + "\n; " + mask + "\n// " + mask + "\n/* " + mask, "<!-- -->"},
+    {"7 comment", mask, "<?> <UMASK>027</UMASK>", "<?> ?>"},
     {"12 comment", mask, "<?off -> <UMASK>027</UMASK> ?>", "<?off -> ?>"},
     {"10 comment", mask, "<!- ?> <UMASK>027</UMASK> ->", "<!- ?> ->"},
     {"+1:1 text: outside of elements", mask, mask + "\n======="},
@@ -421,6 +422,7 @@ const std::vector<fineChange> fineChanges = {
     {mask, "<!-- a value -- below 077 -->\n\n" + mask + "\n<!--\n  several\n  <UMASK></UMASK>\n-->"},
     // behind 255 characters there are only blanks, the end of a comment, or a comment
     {mask, mask + string(236, ' ')},
+    {mask, mask + string(234, ' ') + "<  "},
     {mask, string(235, ' ') + mask},
     {mask, "<UMASK>022</UMASK> <!-- " + string(300, 'x') + " -->"},
     {mask, mask + string(300, ' ') + "<!-- usual -->"},
