@@ -335,7 +335,6 @@ const markup *sectionJudge::countedOpening(int tag) {
     if (tag == platform) {
         line.report(Rule::secondPlatform, pPart->column,
                     "this platform section is inside another one: close that above with " + closing(pPart->name));
-        openUnread(*pPart);
         return pPart;
     }
     if (pPart->comment != 0)
