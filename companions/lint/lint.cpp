@@ -188,8 +188,6 @@ private:
 
     void reportLevelEnd(std::size_t column) {
         line.report(Rule::closing, column, "this does not close the level: write </KVXLevel>");
-        if (reader.place() == PLACE_SECTION)
-            reportOpenPlatform();
         bLevelClosed = true;
     }
 
@@ -555,8 +553,8 @@ private:
                             "the program does not read a platform section outside a level: write " + levelLine("12.1") +
                                 " above it");
         }
-        if (line.marked.textColumn != 0 && bLevel && closesAsText())
-            return;
+        if (bLevel)
+            closesAsText();
         const markup *pPart = findPart([](const markup &part) {
             return part.kind != MarkupKind::closing && part.name != platformName &&
                    (nearestTag(part.name) >= 0 || holds(part.attributes, "value"));

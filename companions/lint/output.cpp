@@ -122,7 +122,7 @@ public:
 
     std::size_t of(const finding &found) {
         for (; line < found.line; line++)
-            file.remove_prefix(std::min(file.find('\n'), file.size() - 1) + 1);
+            file.remove_prefix(file.find('\n') + 1);
         const string_view before = file.substr(0, found.column - 1);
         return 1 + static_cast<std::size_t>(std::count_if(before.begin(), before.end(), [](char c) {
                    return (static_cast<unsigned char>(c) & 0xC0U) != 0x80;

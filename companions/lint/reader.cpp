@@ -11,13 +11,6 @@ namespace {
 
 constexpr std::size_t MOST_KNOWN = 512; // how many distinct lines are remembered
 
-void forgetValues() {
-    for (char *&pText : ppszPREREQ) {
-        std::free(pText);
-        pText = nullptr;
-    }
-}
-
 void takeLine(prereqReader &reader, std::string_view line) {
     if (sqloTakePrereqLine(&reader, std::string(line).c_str()) != RC_OK)
         throw std::bad_alloc();
@@ -26,7 +19,6 @@ void takeLine(prereqReader &reader, std::string_view line) {
 } // namespace
 
 lineReader::lineReader() {
-    forgetValues();
     bShareGrid = 1;
     leave();
 }

@@ -266,7 +266,7 @@ static int mostAlike(std::string_view name) {
     std::optional<misspelledName> misspelled; // made for the few names that need it
     std::size_t best = std::min(name.size() / 3, MOST_MISTAKES) + 1;
     int nearest = -1;
-    for (int other = 0; other < LastTag && best > 0; other++) {
+    for (int other = 0; other < LastTag; other++) {
         const tagName &one = names[static_cast<std::size_t>(other)];
         if (name.size() >= one.name.size() + best || one.name.size() >= name.size() + best)
             continue;
