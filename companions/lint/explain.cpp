@@ -31,6 +31,52 @@ string_view firstLine(string_view &file) {
     return line;
 }
 
+/* --- Files without a name --- */
+
+// Opens an unlinked temporary file. memfd_create is no alternative: it needs C library 2.27 and a later kernel than
+// that of RHEL 7. Returns -1 on a failure; the caller's first write then fails.
+int openNameless() {
+    FILE *pFile = std::tmpfile();
+    if (pFile == nullptr)
+        return -1;
+    const int own = fcntl(fileno(pFile), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    fclose(pFile);
+    return own;
+}
+
+// A file without a name that holds a text, for operations of the program that take a path.
+class namelessFile {
+public:
+    explicit namelessFile(string_view text);
+    ~namelessFile();
+    namelessFile(const namelessFile &) = delete;
+    namelessFile &operator=(const namelessFile &) = delete;
+
+    string path() const;
+
+private:
+    int descriptor;
+};
+
+namelessFile::namelessFile(string_view text) : descriptor(openNameless()) {
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written <= 0) {
+            close(descriptor);
+            throw std::runtime_error("a temporary file cannot be written");
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+namelessFile::~namelessFile() {
+    close(descriptor);
+}
+
+string namelessFile::path() const {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
 /* --- The host --- */
 
 // Fills the program's table of values with what the program stores about the described host, and empties it at the end.
@@ -358,37 +404,7 @@ string someOf(const std::vector<string> &levels) {
     return names + (levels.size() > MOST_NAMED ? ", ..." : "");
 }
 
-// Opens an unlinked temporary file. memfd_create is no alternative: it needs C library 2.27 and a later kernel than
-// that of RHEL 7. Returns -1 on a failure; the caller's first write then fails.
-int openNameless() {
-    FILE *pFile = std::tmpfile();
-    if (pFile == nullptr)
-        return -1;
-    const int own = fcntl(fileno(pFile), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    fclose(pFile);
-    return own;
-}
-
 } // namespace
-
-namelessFile::namelessFile(string_view text) : descriptor(openNameless()) {
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written <= 0) {
-            close(descriptor);
-            throw std::runtime_error("a temporary file cannot be written");
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-namelessFile::~namelessFile() {
-    close(descriptor);
-}
-
-string namelessFile::path() const {
-    return "/proc/self/fd/" + std::to_string(descriptor);
-}
 
 bool isKnownDistribution(const string &name) {
     return distributionOf(name) != nullptr;

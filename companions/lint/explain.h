@@ -61,20 +61,6 @@ struct explanation {
 
 bool isKnownDistribution(const std::string &name);
 
-// A file without a name that holds a text, for operations of the program that take a path.
-class namelessFile {
-public:
-    explicit namelessFile(std::string_view text);
-    ~namelessFile();
-    namelessFile(const namelessFile &) = delete;
-    namelessFile &operator=(const namelessFile &) = delete;
-
-    std::string path() const;
-
-private:
-    int descriptor;
-};
-
 // Lists the levels that a file's text offers, in the order of a run. Call it once: the program's own list, which it
 // reads, only grows.
 std::vector<std::string> levelsOf(std::string_view file);

@@ -1,6 +1,5 @@
 #include "reader.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string>
