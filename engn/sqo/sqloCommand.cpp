@@ -354,11 +354,11 @@ static int spawnShell(const char *pCommand, CommandKind kind, int output, pid_t 
 }
 
 /* Starts a command in a shell: a local one in a group of its own and with the time limit, an attached one without
- * either. It writes to the descriptor output, or where this program does if there is none. Flushes standard output
- * first, so that the command's output follows it. The signals that end the run are blocked until their handler knows
- * the command. SIGCHLD stays blocked until finishCommand, or sigtimedwait could miss it. Returns RC_OK. On failure
- * returns what system would return: -1 when processes or memory are short, the status of exit code 127 for any other
- * reason. */
+ * either. It writes to the descriptor output, or, without a descriptor, where this program does. Flushes standard
+ * output first, so that the command's output follows it. The signals that end the run are blocked until their handler
+ * knows the command. SIGCHLD stays blocked until finishCommand, or sigtimedwait could miss it. Returns RC_OK. On
+ * failure returns what system would return: -1 when processes or memory are short, the status of exit code 127 for any
+ * other reason. */
 static int startCommand(const char *pCommand, CommandKind kind, int output) {
     fflush(stdout);
     sigset_t blocked = handledSignals();

@@ -288,7 +288,7 @@ TEST(Lint, ShowsHiddenCharactersByTheirNumbers) {
     EXPECT_EQ(lint::printable(shown), shown);
 }
 
-// What the linter says of a comment that is no suppression.
+// The linter says this of a comment that is no suppression.
 static string noSuppression(const string &place) {
     return "\n" + place +
            " suppression: this suppresses nothing: write <!-- kvxprereqlint disable=RULE --> alone on the line above";
